@@ -1,0 +1,91 @@
+/// \file
+/// The library's entry points.
+///
+/// A runner is initialised once, runs any number of measurements and is finalised; both may be
+/// repeated in that order. Every entry point may be called from any thread; initialisation and
+/// finalisation must not overlap with other calls. Statuses are those of status.h. An exception that
+/// is thrown on a worker thread (out of memory, or by a task of the caller's) comes out of the entry
+/// point that waits for it; nothing is left behind then.
+#ifndef ORMO_ORMO_RUNNER_H
+#define ORMO_ORMO_RUNNER_H
+
+#include <cstdint>
+#include <string>
+
+#include "ormo/export.h"
+#include "ormo/runner_types.h"
+#include "ormo/status.h"
+
+namespace Ormo {
+
+/// Runs a task of the caller's on a device worker, with all that OrmoOfflineRunModel has around it:
+/// choice of the worker by `info.deviceId`, pipe and reading of profiling records when `config.prof`
+/// is set, and the result. Blocks until the task has ended.
+///
+/// `info.profFd` names the pipe's write end while the task runs and is null again on return.
+/// On success `result` is filled; a status other than 0 leaves it reset to zeros, but for
+/// STATUS_OUT_OF_BOUND of a profiled run, which keeps what was measured. STATUS_FAILED when the
+/// offline runner is not initialised or the device has no worker; otherwise the task's status, or
+/// that of reading the records (STATUS_PROFILING_FAILED). Rethrows what the task throws.
+ORMO_EXPORT int OrmoOfflineRunProcess(RunnerConfig& config, RunInfo& info, RunnerResult& result,
+                                      OfflineTask& task);
+
+}  // namespace Ormo
+
+extern "C" {
+
+/// Initialises the platform, checks the requested devices and starts a worker thread for each.
+/// A repeated call returns 0 and changes nothing. Blocks for the platform's initialisation.
+/// STATUS_FAILED when the platform cannot be initialised or a device does not exist; the reason is
+/// with the error manager (EG0013).
+ORMO_EXPORT int OrmoOfflineRunnerInit(const Ormo::RunnerInitConfig& config);
+
+/// Releases contexts and workers; models that are still loaded go with the platform's finalisation,
+/// which happens when this runner's initialisation was the platform's first.
+ORMO_EXPORT void OrmoOfflineRunnerFinalize();
+
+/// Loads a model file on whichever device is free first, and blocks until it is loaded.
+/// On success `modelId` is the loaded model's id; otherwise it is left alone. STATUS_PLATFORM_FAILED
+/// or STATUS_MEMORY_ALLOCATION_FAILED when the platform refuses the model, STATUS_FAILED when the
+/// runner is not initialised or the device could not be set up.
+ORMO_EXPORT int OrmoOfflineLoadFromFile(const std::string& modelPath, uint32_t& modelId);
+
+/// The same for an image in memory, which is used only during the call. The device's memory is
+/// checked first: STATUS_NOT_ENOUGH_MEMORY when the model does not fit.
+ORMO_EXPORT int OrmoOfflineLoadFromMem(const Ormo::OrmoDataInfo& modelData, uint32_t& modelId);
+
+/// Unloads a model, on its device's worker; blocks. Failures are only logged.
+ORMO_EXPORT void OrmoOfflineUnloadModel(const uint32_t& modelId);
+
+/// Loads the model that `config` names, runs it `config.loop` times and unloads it, all on one
+/// device; blocks until then. While it runs, the device is locked against other processes.
+///
+/// On success `result` is filled. STATUS_NOT_ENOUGH_MEMORY: the model or its buffers do not fit.
+/// STATUS_OUT_OF_BOUND: an execution reached `config.runTimeBound`; a profiled run keeps the result
+/// of the executions so far. Any other status leaves `result` reset to zeros: those of the load, of
+/// the execution (STATUS_EXECUTE_FAILED, STATUS_DYNAMIC_PARAM_FAILED, STATUS_PLATFORM_FAILED,
+/// STATUS_DEVICE_MEMORY_FAILED), of the records (STATUS_PROFILING_FAILED), or STATUS_FAILED.
+///
+/// A profiled run returns 1 to 2 seconds after its last record, unless the environment variable
+/// ORMO_PROF_END is "close": then it returns at once.
+ORMO_EXPORT int OrmoOfflineRun(Ormo::RunnerConfig& config, Ormo::RunnerResult& result);
+
+/// Runs a loaded model on the device that holds it; otherwise like OrmoOfflineRun.
+/// STATUS_INVALID_PARAM, with `result` left alone, when no model of that id is loaded.
+ORMO_EXPORT int OrmoOfflineRunModel(const uint32_t& modelId, Ormo::RunnerConfig& config,
+                                    Ormo::RunnerResult& result);
+
+#ifdef __clang__
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
+#endif
+/// The chip's name: the value of the environment variable PELT_SOC_VERSION when it is set (also to
+/// nothing), else what the platform says, else empty. Does not block; needs no initialisation.
+ORMO_EXPORT std::string OrmoGetSocVersion();
+#ifdef __clang__
+#pragma clang diagnostic pop
+#endif
+
+}  // extern "C"
+
+#endif  // ORMO_ORMO_RUNNER_H

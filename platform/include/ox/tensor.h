@@ -1,0 +1,52 @@
+/// \file
+/// Tensors of the graph engine: plain values.
+#ifndef OX_TENSOR_H
+#define OX_TENSOR_H
+
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "ox/types.h"
+
+namespace ox {
+
+/// Shape, layout and element type of a tensor.
+class TensorDesc {
+ public:
+  TensorDesc() = default;
+
+  TensorDesc(std::vector<int64_t> shape, Format format, DataType dataType)
+      : shape_(std::move(shape)), format_(format), dataType_(dataType) {}
+
+  const std::vector<int64_t>& GetShape() const { return shape_; }
+
+  Format GetFormat() const { return format_; }
+
+  DataType GetDataType() const { return dataType_; }
+
+ private:
+  std::vector<int64_t> shape_;
+  Format format_ = FORMAT_ND;
+  DataType dataType_ = DT_UNDEFINED;
+};
+
+/// A description with a copy of the tensor's bytes.
+class Tensor {
+ public:
+  Tensor() = default;
+
+  Tensor(const TensorDesc& desc, const std::vector<uint8_t>& data) : desc_(desc), data_(data) {}
+
+  const TensorDesc& GetTensorDesc() const { return desc_; }
+
+  const std::vector<uint8_t>& GetData() const { return data_; }
+
+ private:
+  TensorDesc desc_;
+  std::vector<uint8_t> data_;
+};
+
+}  // namespace ox
+
+#endif  // OX_TENSOR_H
