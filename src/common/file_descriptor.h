@@ -1,0 +1,66 @@
+/// \file
+/// Owners of descriptors.
+#ifndef ORMO_COMMON_FILE_DESCRIPTOR_H
+#define ORMO_COMMON_FILE_DESCRIPTOR_H
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <utility>
+
+#include "common/utils.h"
+
+namespace Ormo {
+
+/// Owns a descriptor (-1: none) and closes it once.
+class FileDescriptor {
+ public:
+  FileDescriptor() = default;
+
+  explicit FileDescriptor(int fd) noexcept : fd_(fd) {}
+
+  FileDescriptor(FileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+
+  FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+    if (this != &other) {
+      Reset();
+      fd_ = std::exchange(other.fd_, -1);
+    }
+    return *this;
+  }
+
+  FileDescriptor(const FileDescriptor&) = delete;
+  FileDescriptor& operator=(const FileDescriptor&) = delete;
+
+  ~FileDescriptor() { Reset(); }
+
+  int Get() const noexcept { return fd_; }
+
+  explicit operator bool() const noexcept { return fd_ >= 0; }
+
+  void Reset() noexcept { Utils::Close(fd_); }
+
+ private:
+  int fd_ = -1;
+};
+
+/// Both ends of a pipe.
+struct Pipe {
+  FileDescriptor readEnd;
+  FileDescriptor writeEnd;
+
+  /// A new pipe that is closed on exec; without ends, and with the reason in errno, on failure.
+  static Pipe Open() noexcept {
+    int ends[2] = {-1, -1};
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+      return {};
+    }
+    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+  }
+
+  explicit operator bool() const noexcept { return static_cast<bool>(readEnd); }
+};
+
+}  // namespace Ormo
+
+#endif  // ORMO_COMMON_FILE_DESCRIPTOR_H
