@@ -1,0 +1,108 @@
+/// \file
+/// Steers the host platform: for tests, and for tuner authors who want to see what their tuner does
+/// when a device misbehaves.
+///
+/// Everything here may be called from any thread at any time. What is set holds for the process
+/// until it is set again or `Reset` is called. Calls are counted from 1: `nth` 1 is the next one.
+#ifndef ORMO_HOST_CONTROL_H
+#define ORMO_HOST_CONTROL_H
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace OrmoHost {
+
+// --- Faults
+// ---------------------------------------------------------------------------------------
+//
+// A function that acquires or works and is made to fail does nothing else. One that releases (free,
+// destroy, unload, unsubscribe, reset, close, finalise) releases first and fails then. A function
+// that returns a pointer fails with null, one that returns a size or a time with 0, and a function
+// of the mm layer with a negative code (a positive one becomes -1) and the error number EIO.
+
+/// In place of a call's number.
+constexpr uint64_t EVERY_CALL = 0;
+
+/// Makes the `nth` call of the platform function of that name, for instance "zelrtMalloc", fail
+/// with `code`. Several rules may wait for one function.
+void Fail(const std::string& function, uint64_t nth, int32_t code);
+
+/// Runs `action` in the `nth` call, on the calling thread, where the function would fail. What the
+/// action throws comes out of the function.
+void OnCall(const std::string& function, uint64_t nth, std::function<void()> action);
+
+/// Makes the `nth` call take that much longer.
+void Delay(const std::string& function, uint64_t nth, std::chrono::nanoseconds time);
+
+/// Throws a std::runtime_error out of the `nth` call.
+void Throw(const std::string& function, uint64_t nth);
+
+/// Makes the `nth` call of whatever function fail with `code`. Functions that have no way to fail
+/// do not count: those of the log, thread and process ids, clocks, and functions without a result.
+void FailCall(uint64_t nth, int32_t code);
+
+/// The function that a rule acted on last; empty when none has yet.
+std::string FailedCall();
+
+/// How many of the rules for an `nth` call still wait for it.
+size_t PendingFaults();
+
+// --- Calls
+// ----------------------------------------------------------------------------------------
+
+struct Call {
+  std::string function;
+  int thread;  ///< id of the calling thread
+};
+
+/// Starts to count and list calls, from nothing.
+void RecordCalls();
+
+/// Calls of a function since RecordCalls.
+uint64_t CallCount(const std::string& function);
+
+/// The calls that FailCall counts, in order, since RecordCalls.
+std::vector<Call> Calls();
+
+/// Whether the calling thread is in a platform function just now.
+bool IsInsideHost();
+
+// --- Log lines
+// ------------------------------------------------------------------------------------
+
+/// A line as it was given to the log service.
+struct LogLine {
+  int module;
+  int level;
+  std::string file;  ///< base name of the source; empty when the line has no such prefix
+  int line;          ///< line number in it
+  std::string tag;
+  int thread;           ///< the thread id in the line
+  std::string message;  ///< the text after the prefix
+  std::string text;     ///< the whole text
+};
+
+/// Keeps the lines of `level` and above in memory from now on. Enables these levels; those of the
+/// log file are not affected. Called again, it changes the level and keeps the lines.
+void CaptureLog(int level);
+
+/// Stops keeping lines and forgets those that were kept.
+void StopCapturingLog();
+
+std::vector<LogLine> CapturedLog();
+void ClearCapturedLog();
+
+// --- The machine
+// ----------------------------------------------------------------------------------
+
+/// Back to the state of a fresh process: rules, calls and captured lines are forgotten, everything
+/// alive is released, the machine is as the environment says. The environment is read again.
+void Reset();
+
+}  // namespace OrmoHost
+
+#endif  // ORMO_HOST_CONTROL_H
