@@ -1,0 +1,73 @@
+#include "common/trace_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace Ormo {
+
+namespace {
+
+constexpr char DOCUMENT_HEAD[] = R"({"displayTimeUnit":"ms","traceEvents":[)";
+constexpr std::string_view DOCUMENT_TAIL = "]}";
+constexpr mode_t NEW_FILE_MODE = 0666;  // the process's mask takes away what it wants
+
+}  // namespace
+
+bool TraceFile::Open(const std::string& path) {
+  file =
+      FileDescriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, NEW_FILE_MODE));
+  return static_cast<bool>(file);
+}
+
+bool TraceFile::WriteHead() {
+  return WriteEnd(DOCUMENT_HEAD);
+}
+
+bool TraceFile::Append(const std::string& events) {
+  if (!WriteEnd(dumped ? ',' + events : events)) {
+    RestoreEnd();
+    return false;
+  }
+  dumped = true;
+  return true;
+}
+
+void TraceFile::Close() {
+  file.Reset();
+}
+
+bool TraceFile::WriteEnd(std::string text) {
+  const auto size = static_cast<off_t>(text.size());
+  if (!WriteAt(end_, text.append(DOCUMENT_TAIL))) {
+    return false;
+  }
+  end_ += size;
+  return true;
+}
+
+bool TraceFile::WriteAt(off_t offset, std::string_view bytes) const {
+  while (!bytes.empty()) {
+    const ssize_t written = pwrite(file.Get(), bytes.data(), bytes.size(), offset);
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
+    if (written <= 0) {
+      return false;
+    }
+    bytes.remove_prefix(static_cast<size_t>(written));
+    offset += written;
+  }
+  return true;
+}
+
+void TraceFile::RestoreEnd() const {
+  // The tail goes where bytes stood before, so it needs no room of its own.
+  if (WriteAt(end_, DOCUMENT_TAIL)) {
+    static_cast<void>(!ftruncate(file.Get(), end_ + static_cast<off_t>(DOCUMENT_TAIL.size())));
+  }
+}
+
+}  // namespace Ormo

@@ -1,0 +1,240 @@
+#include "common/trace_inner.h"
+
+#include <array>
+#include <exception>
+#include <utility>
+
+#include "common/log.h"
+#include "common/trace_text.h"
+#include "common/utils.h"
+#include "ormo/file_utils.h"
+#include "ormo/t_path.h"
+
+namespace Ormo {
+
+namespace {
+
+constexpr char BEGIN_EVENT = 'B';
+constexpr char END_EVENT = 'E';
+constexpr uint64_t NS_PER_US = 1000;
+constexpr char FILE_PREFIX[] = "ormo_trace_";
+
+uint64_t NowInMicroseconds() {
+  return Utils::GetClockMonoRawTime() / NS_PER_US;
+}
+
+/// The calling thread's id, asked for once. Destroyed without code, so that it does not keep the
+/// library loaded until the thread ends.
+std::string_view CurrentThreadId() {
+  thread_local std::array<char, 16> text{};
+  thread_local size_t size = 0;
+  if (size == 0) {
+    size = Utils::GetTid().copy(text.data(), text.size());
+  }
+  return {text.data(), size};
+}
+
+void WarnOfDrop() {
+  ORMO_TRACE_LOG_WARNING("No trace file, only the latest %zu events are kept.",
+                         TraceInner::MAX_EVENTS_WITHOUT_FILE);
+}
+
+std::string TraceFilePath(const std::string& dir, const std::string& processId) {
+  std::string path = dir;
+  if (!path.empty() && path.back() != '/') {
+    path += '/';
+  }
+  return path + FILE_PREFIX + Utils::GetTimeStamp() + "_pid" + processId + ".json";
+}
+
+}  // namespace
+
+TraceInner& TraceInner::Instance() {
+  static TraceInner instance;
+  return instance;
+}
+
+TraceInner::TraceInner(std::chrono::milliseconds dumpPeriod)
+    : dumpPeriod_(dumpPeriod), processId_(Utils::GetPid()) {}
+
+TraceInner::~TraceInner() {
+  {
+    const std::lock_guard<std::mutex> lock(mutex);
+    running = false;
+  }
+  stopped_.notify_all();
+  if (dumpThread.joinable()) {
+    dumpThread.join();
+  }
+}
+
+void TraceInner::Begin(std::string_view name, std::string_view processId,
+                       std::string_view threadId) noexcept {
+  Begin(name, processId, threadId, NowInMicroseconds());
+}
+
+void TraceInner::Begin(std::string_view name, std::string_view processId, std::string_view threadId,
+                       uint64_t ts) noexcept {
+  InsertItem({name, BEGIN_EVENT, processId, threadId.empty() ? CurrentThreadId() : threadId, ts});
+}
+
+void TraceInner::End(std::string_view name, std::string_view processId,
+                     std::string_view threadId) noexcept {
+  End(name, processId, threadId, NowInMicroseconds());
+}
+
+void TraceInner::End(std::string_view name, std::string_view processId, std::string_view threadId,
+                     uint64_t ts) noexcept {
+  InsertItem({name, END_EVENT, processId, threadId.empty() ? CurrentThreadId() : threadId, ts});
+}
+
+void TraceInner::InsertItem(const EventInfo& event) noexcept {
+  bool firstDrop = false;
+  try {
+    const std::lock_guard<std::mutex> lock(mutex);
+    events.Add(event);
+    firstDrop = DropBeyondLimit();
+  } catch (const std::exception& e) {
+    ORMO_TRACE_LOG_ERROR("Add trace item failed, exception info is [%s].", e.what());
+  }
+  if (firstDrop) {
+    WarnOfDrop();
+  }
+}
+
+void TraceInner::StartDumpTrace(const std::string& dir) noexcept {
+  try {
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (!tracePath.empty()) {
+      return;
+    }
+    std::string path = TraceFilePath(dir, processId_);
+    dumpThread = std::thread(&TraceInner::DumpTraceRoutine, this);
+    running = true;
+    tracePath = std::move(path);
+    limited_ = false;
+  } catch (const std::exception& e) {
+    ORMO_TRACE_LOG_ERROR("Start trace failed, exception info is [%s].", e.what());
+  }
+}
+
+void TraceInner::DumpTraceRoutine() noexcept {
+  try {
+    if (OpenFile()) {
+      while (WaitForPeriod()) {
+        DumpTrace();
+      }
+      DumpTrace();
+      CloseFile();
+      return;
+    }
+  } catch (const std::exception& e) {
+    ORMO_TRACE_LOG_ERROR("Write trace failed, exception info is [%s].", e.what());
+  }
+  LimitEvents(true);
+}
+
+bool TraceInner::OpenFile() {
+  std::string path;
+  {
+    const std::lock_guard<std::mutex> lock(mutex);
+    path = tracePath;
+  }
+  if (!file.Open(path)) {
+    ORMO_TRACE_LOG_ERROR("Open %s failed", path.c_str());
+    return false;
+  }
+  return DumpHead();
+}
+
+bool TraceInner::DumpHead() {
+  if (!file.WriteHead()) {
+    ORMO_TRACE_LOG_ERROR("Write trace file failed.");
+    return false;
+  }
+  return true;
+}
+
+/// Says whether the recorder goes on after the wait.
+bool TraceInner::WaitForPeriod() {
+  std::unique_lock<std::mutex> lock(mutex);
+  return !stopped_.wait_for(lock, dumpPeriod_, [this] { return !running; });
+}
+
+void TraceInner::DumpTrace() {
+  TraceEvents taken = GetEvents();
+  if (taken.Count() == 0) {
+    ORMO_TRACE_LOG_INFO("No trace to dump.");
+    return;
+  }
+  // Block by block, so that the text stays small however much was recorded.
+  while (taken.Count() > 0) {
+    TraceEvents block = taken.TakeBlock();
+    if (!DumpEvents(block)) {
+      taken.PutBack(std::move(block));
+      PutBackEvents(std::move(taken));
+      return;
+    }
+  }
+}
+
+bool TraceInner::DumpEvents(const TraceEvents& block) {
+  std::string text;
+  try {
+    text = TraceText(block, processId_);
+  } catch (const std::exception& e) {
+    ORMO_TRACE_LOG_ERROR("Trace json dump failed, exception info is [%s].", e.what());
+    return false;
+  }
+  const bool written = file.Append(text);
+  if (!written) {
+    ORMO_TRACE_LOG_ERROR("Write trace file failed.");
+  }
+  LimitEvents(!written);
+  return written;
+}
+
+void TraceInner::CloseFile() {
+  file.Close();
+  const TPath path(tracePath);
+  if (path.IsExist(false)) {
+    FileUtils::Chmod(path, FileUtils::READ_ONLY_MODE);
+  }
+}
+
+TraceEvents TraceInner::GetEvents() noexcept {
+  const std::lock_guard<std::mutex> lock(mutex);
+  return std::move(events);
+}
+
+void TraceInner::PutBackEvents(TraceEvents older) noexcept {
+  bool firstDrop = false;
+  {
+    const std::lock_guard<std::mutex> lock(mutex);
+    events.PutBack(std::move(older));
+    firstDrop = DropBeyondLimit();
+  }
+  if (firstDrop) {
+    WarnOfDrop();
+  }
+}
+
+void TraceInner::LimitEvents(bool limited) noexcept {
+  bool firstDrop = false;
+  {
+    const std::lock_guard<std::mutex> lock(mutex);
+    limited_ = limited;
+    firstDrop = DropBeyondLimit();
+  }
+  if (firstDrop) {
+    WarnOfDrop();
+  }
+}
+
+/// Says whether events were dropped for the first time. Needs the mutex.
+bool TraceInner::DropBeyondLimit() noexcept {
+  const bool dropped = limited_ && events.KeepNewest(MAX_EVENTS_WITHOUT_FILE);
+  return dropped && !std::exchange(dropReported_, true);
+}
+
+}  // namespace Ormo

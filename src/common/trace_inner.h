@@ -1,0 +1,85 @@
+/// \file
+/// The recorder behind Trace.
+#ifndef ORMO_COMMON_TRACE_INNER_H
+#define ORMO_COMMON_TRACE_INNER_H
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "common/trace_events.h"
+#include "common/trace_file.h"
+
+namespace Ormo {
+
+/// Keeps events in memory and, once a directory has been named, writes them to a file from a thread
+/// of its own. Any thread may record; that never fails for the caller and never waits for the disk.
+class TraceInner {
+ public:
+  using EventInfo = TraceEvent;
+
+  /// Events kept while there is no file that can be written.
+  static constexpr size_t MAX_EVENTS_WITHOUT_FILE = 65536;
+  static constexpr std::chrono::seconds DUMP_PERIOD{30};
+
+  /// The recorder of the process. Whatever has threads that record until the process ends touches
+  /// it first, so that it outlives them.
+  static TraceInner& Instance();
+
+  explicit TraceInner(std::chrono::milliseconds dumpPeriod = DUMP_PERIOD);
+  TraceInner(const TraceInner&) = delete;
+  TraceInner& operator=(const TraceInner&) = delete;
+
+  /// Writes what is pending and makes the file read-only, if there is one.
+  ~TraceInner();
+
+  /// Record an event at this moment, or at `ts` microseconds. An empty `processId` or `threadId`
+  /// stands for the current one.
+  void Begin(std::string_view name, std::string_view processId, std::string_view threadId) noexcept;
+  void Begin(std::string_view name, std::string_view processId, std::string_view threadId,
+             uint64_t ts) noexcept;
+  void End(std::string_view name, std::string_view processId, std::string_view threadId) noexcept;
+  void End(std::string_view name, std::string_view processId, std::string_view threadId,
+           uint64_t ts) noexcept;
+  void InsertItem(const EventInfo& event) noexcept;
+
+  /// Names the directory and starts the thread that writes; only the first call counts.
+  void StartDumpTrace(const std::string& dir) noexcept;
+
+ private:
+  void DumpTraceRoutine() noexcept;
+  bool OpenFile();
+  bool DumpHead();
+  bool WaitForPeriod();
+  void DumpTrace();
+  bool DumpEvents(const TraceEvents& block);
+  void CloseFile();
+
+  TraceEvents GetEvents() noexcept;
+  void PutBackEvents(TraceEvents older) noexcept;
+  void LimitEvents(bool limited) noexcept;
+  bool DropBeyondLimit() noexcept;
+
+  const std::chrono::milliseconds dumpPeriod_;
+  const std::string processId_;
+
+  std::mutex mutex;  ///< guards tracePath, running, events, limited_, dropReported_
+  std::string tracePath;
+  std::thread dumpThread;
+  bool running = false;
+  std::condition_variable stopped_;
+  TraceEvents events;
+  bool limited_ = true;
+  bool dropReported_ = false;
+
+  TraceFile file;  ///< of the writing thread
+};
+
+}  // namespace Ormo
+
+#endif  // ORMO_COMMON_TRACE_INNER_H
