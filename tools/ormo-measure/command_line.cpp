@@ -1,0 +1,201 @@
+#include "command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "option_values.h"
+
+namespace OrmoMeasure {
+namespace {
+
+constexpr char DESCRIPTION[] =
+    "Measures how fast candidate builds of models run on accelerator devices.";
+
+constexpr char OFFLINE_FOOTER[] =
+    "Each MODEL is a candidate: it is loaded on one of the devices, executed and unloaded. The\n"
+    "report shows what one execution costs, and what each operator contributes.\n\n"
+    "Exit status:\n"
+    "  0  every candidate was measured; one that does not fit into device memory is skipped and\n"
+    "     one that reaches --bound is stopped, neither is a failure\n"
+    "  1  a candidate failed\n"
+    "  2  the arguments cannot be used\n\n"
+    "Examples:\n"
+    "  ormo-measure offline build-a.json build-b.json build-c.json\n"
+    "  ormo-measure offline --devices 0,1 --loop 50 --bound 20ms --format json candidates/*\n"
+    "  ormo-measure offline --input x.bin --output y.bin:2560 model.json\n";
+
+using Parse = std::function<void(const std::string&)>;
+
+/// Adds an option that may be repeated; `parse` gets every text and throws std::invalid_argument.
+CLI::Option* AddRepeated(CLI::App& app, const std::string& name, const std::string& valueName,
+                         const Parse& parse, const std::string& description) {
+  auto parseAll = [name, parse](const std::vector<std::string>& texts) {
+    try {
+      for (const std::string& text : texts) {
+        parse(text);
+      }
+    } catch (const std::invalid_argument& e) {
+      throw CLI::ValidationError(name, e.what());
+    }
+  };
+  return app.add_option_function<std::vector<std::string>>(name, parseAll, description)
+      ->allow_extra_args(false)
+      ->type_name(valueName);
+}
+
+CLI::Option* AddOnce(CLI::App& app, const std::string& name, const std::string& valueName,
+                     const Parse& parse, const std::string& description) {
+  return AddRepeated(app, name, valueName, parse, description)->expected(1);
+}
+
+void AddMeasuringOptions(CLI::App& app, OfflineOptions& options) {
+  constexpr char GROUP[] = "Measuring";
+  app.add_option("--loop", options.loop, "Executions of each candidate")
+      ->capture_default_str()
+      ->check(CLI::PositiveNumber.description(""))
+      ->type_name("COUNT")
+      ->group(GROUP);
+  CLI::Option* prof = app.add_flag_callback(
+      "--prof", [&options] { options.prof = true; },
+      "Figures from the platform's profiling records, with those of each operator (default)");
+  CLI::Option* wall = app.add_flag_callback(
+      "--wall", [&options] { options.prof = false; },
+      "Figures by wall clock around each execution, no operators");
+  prof->group(GROUP);
+  wall->excludes(prof)->group(GROUP);
+  AddOnce(
+      app, "--bound", "TIME",
+      [&options](const std::string& text) { options.runTimeBound = ParseDuration(text); },
+      "Stop a candidate at the first execution that takes this long, such as 500us, 5ms, 2s")
+      ->group(GROUP);
+  AddOnce(
+      app, "--devices", "IDS",
+      [&options](const std::string& text) { options.devices = ParseDevices(text); },
+      "Devices to measure on, such as 0,1 (default 0)")
+      ->group(GROUP);
+  app.add_option("--key", options.buildRunKey, "Name of this build in log lines and the trace")
+      ->type_name("TEXT")
+      ->group(GROUP);
+}
+
+void AddLoadingOptions(CLI::App& app, OfflineOptions& options) {
+  constexpr char GROUP[] = "Loading";
+  CLI::Option* fromFile = app.add_flag("--from-file", options.fromFile,
+                                       "Let the platform read the file itself; memory is not "
+                                       "checked before the load");
+  fromFile->group(GROUP);
+  AddOnce(
+      app, "--mode", "MODE",
+      [&options](const std::string& text) { options.runMode = ParseRunMode(text); },
+      "default: check device memory first; previous-memory: small models into memory of the\n"
+      "library; no-check: load at once")
+      ->excludes(fromFile)
+      ->group(GROUP);
+}
+
+void AddDynamicOption(CLI::App& app, OfflineOptions& options, const std::string& name,
+                      const std::string& valueName, const std::string& type,
+                      std::pair<size_t, size_t> counts, const std::string& description) {
+  auto parse = [&options, type, counts](const std::string& text) {
+    CheckSizes(text, counts.first, counts.second);
+    options.dynamicType = type;
+    options.dynamicParam = text;
+  };
+  AddOnce(app, name, valueName, parse, description)->group("Dynamic models");
+}
+
+void AddDynamicOptions(CLI::App& app, OfflineOptions& options) {
+  constexpr size_t MAX_DIMS = 128;
+  AddDynamicOption(app, options, "--dynamic-batch", "SIZE", "dynamic_batch_size", {1, 1},
+                   "Batch size of every execution");
+  AddDynamicOption(app, options, "--dynamic-image", "H,W", "dynamic_image_size", {2, 2},
+                   "Height and width of every execution");
+  AddDynamicOption(app, options, "--dynamic-dims", "DIMS", "dynamic_dims", {1, MAX_DIMS},
+                   "Dimensions of every execution, such as 8,128");
+  CLI::Option* batch = app.get_option("--dynamic-batch");
+  CLI::Option* image = app.get_option("--dynamic-image");
+  CLI::Option* dims = app.get_option("--dynamic-dims");
+  batch->excludes(image)->excludes(dims);
+  image->excludes(dims);
+}
+
+void AddDataOptions(CLI::App& app, OfflineOptions& options) {
+  constexpr char GROUP[] = "Data";
+  auto addInput = [&options](const std::string& text) {
+    options.inputs.push_back(ParseInput(text));
+    const std::string problem = CLI::ExistingFile(options.inputs.back().path);
+    if (!problem.empty()) {
+      throw std::invalid_argument(problem);
+    }
+  };
+  AddRepeated(
+      app, "--input", "FILE[:SHAPE]", addInput,
+      "Content of an input, with a shape such as 8x784 when the model leaves it open; once for\n"
+      "each input of the model, in its order (default: zeros)")
+      ->group(GROUP);
+  AddRepeated(
+      app, "--output", "FILE:BYTES",
+      [&options](const std::string& text) { options.outputs.push_back(ParseOutput(text)); },
+      "Where an output goes, and its size; once for each output of the single MODEL, in its order")
+      ->group(GROUP);
+}
+
+void AddReportOptions(CLI::App& app, OfflineOptions& options) {
+  constexpr char GROUP[] = "Report";
+  AddOnce(
+      app, "--format", "FORMAT",
+      [&options](const std::string& text) { options.format = ParseFormat(text); },
+      "table (default), json or csv")
+      ->group(GROUP);
+  app.add_option("--trace", options.traceDirectory,
+                 "Write a timeline of the library's work into this directory")
+      ->check(CLI::ExistingDirectory.description(""))
+      ->type_name("DIR")
+      ->group(GROUP);
+}
+
+CLI::App* AddOffline(CLI::App& app, OfflineOptions& options) {
+  CLI::App* offline =
+      app.add_subcommand("offline", "Measures compiled models and ranks them, the fastest first.");
+  offline->add_option("MODEL", options.models, "Model files, one for each candidate")
+      ->required()
+      ->check(CLI::ExistingFile.description(""))
+      ->type_name("");
+  AddMeasuringOptions(*offline, options);
+  AddLoadingOptions(*offline, options);
+  AddDynamicOptions(*offline, options);
+  AddDataOptions(*offline, options);
+  AddReportOptions(*offline, options);
+  offline->footer(OFFLINE_FOOTER);
+  offline->callback([&options] {
+    if (!options.outputs.empty() && options.models.size() > 1) {
+      throw CLI::ValidationError("--output", "needs a single MODEL");
+    }
+  });
+  return offline;
+}
+
+}  // namespace
+
+Command ParseCommandLine(int argc, const char* const* argv) {
+  CLI::App app(DESCRIPTION, "ormo-measure");
+  app.set_version_flag("--version", "ormo-measure " ORMO_MEASURE_VERSION);
+  app.require_subcommand(1);
+  OfflineOptions options;
+  const CLI::App* offline = AddOffline(app, options);
+  app.add_subcommand("soc", "Prints the chip's name.");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    return Done{app.exit(e) == 0 ? EXIT_ALL_MEASURED : EXIT_BAD_USAGE};
+  }
+  if (offline->parsed()) {
+    return options;
+  }
+  return SocQuery();
+}
+
+}  // namespace OrmoMeasure

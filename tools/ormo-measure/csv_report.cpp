@@ -1,0 +1,48 @@
+#include "report.h"
+
+namespace OrmoMeasure {
+namespace {
+
+/// A field as RFC 4180 wants it.
+std::string Quote(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) {
+    return text;
+  }
+  std::string quoted = "\"";
+  for (char c : text) {
+    quoted += c == '"' ? "\"\"" : std::string(1, c);
+  }
+  return quoted + '"';
+}
+
+/// The columns that all lines of a candidate share.
+std::string CandidateFields(const Measurement& measurement) {
+  std::string fields = Quote(measurement.model) + ',' + OutcomeName(measurement.outcome) + ',' +
+                       std::to_string(measurement.status) + ',';
+  if (measurement.HasFigures()) {
+    fields += std::to_string(measurement.result.totalCostTime) + ',' +
+              std::to_string(measurement.result.runCostTime);
+  } else {
+    fields += ',';
+  }
+  return fields + ',' + Quote(measurement.reason);
+}
+
+}  // namespace
+
+void PrintCsv(std::ostream& out, const OfflineReport& report) {
+  out << "model,outcome,status,totalCostTime,runCostTime,reason,operator,opCostTime,"
+         "aicoreCostTime\n";
+  for (const Measurement& measurement : report.ranking) {
+    const std::string candidate = CandidateFields(measurement);
+    const std::vector<OperatorCost> operators = OperatorsByCost(measurement.result);
+    if (operators.empty()) {
+      out << candidate << ",,,\n";
+    }
+    for (const OperatorCost& op : operators) {
+      out << candidate << ',' << Quote(op.name) << ',' << op.cost << ',' << op.aicoreCost << '\n';
+    }
+  }
+}
+
+}  // namespace OrmoMeasure

@@ -1,0 +1,93 @@
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include "ranking.h"
+#include "report.h"
+
+namespace OrmoMeasure {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+const char* RunModeName(Ormo::RunMode mode) {
+  switch (mode) {
+    case Ormo::RunMode::PREVIOUS_MEMORY:
+      return "previous-memory";
+    case Ormo::RunMode::NO_MEMORY_CHECK:
+      return "no-check";
+    case Ormo::RunMode::DEFAULT:
+      break;
+  }
+  return "default";
+}
+
+Json BoundJson(uint64_t bound) {
+  return bound == std::numeric_limits<uint64_t>::max() ? Json() : Json(bound);
+}
+
+Json OptionsJson(const OfflineOptions& options) {
+  Json inputs = Json::array();
+  for (const InputFile& input : options.inputs) {
+    inputs.push_back({{"file", input.path}, {"dims", input.dims}});
+  }
+  Json outputs = Json::array();
+  for (const OutputFile& output : options.outputs) {
+    outputs.push_back({{"file", output.path}, {"size", output.size}});
+  }
+  return {{"prof", options.prof},
+          {"loop", options.loop},
+          {"runTimeBound", BoundJson(options.runTimeBound)},
+          {"fromFile", options.fromFile},
+          {"runMode", RunModeName(options.runMode)},
+          {"dynamicType", options.dynamicType},
+          {"dynamicParam", options.dynamicParam},
+          {"buildRunKey", options.buildRunKey},
+          {"inputs", inputs},
+          {"outputs", outputs}};
+}
+
+Json OperatorsJson(const Ormo::RunnerResult& result) {
+  Json operators = Json::array();
+  for (const OperatorCost& op : OperatorsByCost(result)) {
+    operators.push_back(
+        {{"name", op.name}, {"costTime", op.cost}, {"aicoreCostTime", op.aicoreCost}});
+  }
+  return operators;
+}
+
+Json CandidateJson(const OfflineReport& report, const Measurement& measurement) {
+  Json candidate = {{"model", measurement.model},
+                    {"outcome", OutcomeName(measurement.outcome)},
+                    {"status", measurement.status}};
+  if (!measurement.reason.empty()) {
+    candidate["reason"] = measurement.reason;
+  }
+  if (measurement.HasFigures()) {
+    candidate["totalCostTime"] = measurement.result.totalCostTime;
+    candidate["runCostTime"] = measurement.result.runCostTime;
+    candidate["operators"] = OperatorsJson(measurement.result);
+  }
+  if (const std::optional<double> ratio = RatioToBest(report.ranking, measurement)) {
+    candidate["ratioToBest"] = *ratio;
+  }
+  return candidate;
+}
+
+}  // namespace
+
+void PrintJson(std::ostream& out, const OfflineReport& report) {
+  Json candidates = Json::array();
+  for (const Measurement& measurement : report.ranking) {
+    candidates.push_back(CandidateJson(report, measurement));
+  }
+  const Json document = {{"schemaVersion", 1},
+                         {"libraryVersion", ORMO_MEASURE_VERSION},
+                         {"soc", report.soc},
+                         {"devices", report.options.devices},
+                         {"options", OptionsJson(report.options)},
+                         {"candidates", candidates}};
+  // Names of files and operators need not be UTF-8.
+  out << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+}
+
+}  // namespace OrmoMeasure

@@ -1,0 +1,32 @@
+/// \file
+/// What is known about a candidate after its measurement.
+#ifndef ORMO_MEASURE_MEASUREMENT_H
+#define ORMO_MEASURE_MEASUREMENT_H
+
+#include <string>
+
+#include "ormo/runner_types.h"
+#include "ormo/status.h"
+
+namespace OrmoMeasure {
+
+enum class Outcome {
+  MEASURED,
+  BOUND,    ///< an execution reached the time bound; profiled runs still have figures
+  SKIPPED,  ///< it does not fit into device memory
+  FAILED,
+};
+
+struct Measurement {
+  std::string model;
+  Outcome outcome = Outcome::FAILED;
+  int status = Ormo::STATUS_FAILED;
+  std::string reason;  ///< for people; empty when the candidate was measured
+  Ormo::RunnerResult result;
+
+  bool HasFigures() const { return result.totalCostTime > 0; }
+};
+
+}  // namespace OrmoMeasure
+
+#endif  // ORMO_MEASURE_MEASUREMENT_H

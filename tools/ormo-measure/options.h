@@ -1,0 +1,49 @@
+/// \file
+/// What a command line asks for.
+#ifndef ORMO_MEASURE_OPTIONS_H
+#define ORMO_MEASURE_OPTIONS_H
+
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "ormo/runner_types.h"
+
+namespace OrmoMeasure {
+
+/// An input's content, and its shape when the model leaves that open.
+struct InputFile {
+  std::string path;
+  std::vector<int64_t> dims;
+};
+
+/// Where an output of `size` bytes goes.
+struct OutputFile {
+  std::string path;
+  uint64_t size = 0;
+};
+
+enum class ReportFormat { TABLE, JSON, CSV };
+
+/// Candidates to measure, and how; the names are those of RunnerConfig.
+struct OfflineOptions {
+  std::vector<std::string> models;
+  std::vector<uint32_t> devices = {0};
+  bool fromFile = false;
+  bool prof = true;
+  uint32_t loop = 10;  ///< from 10 on, the average leaves out the fastest and slowest fifth
+  uint64_t runTimeBound = std::numeric_limits<uint64_t>::max();
+  Ormo::RunMode runMode = Ormo::RunMode::DEFAULT;
+  std::string dynamicType;
+  std::string dynamicParam;
+  std::string buildRunKey;
+  std::vector<InputFile> inputs;
+  std::vector<OutputFile> outputs;
+  std::string traceDirectory;  ///< empty: no trace
+  ReportFormat format = ReportFormat::TABLE;
+};
+
+}  // namespace OrmoMeasure
+
+#endif  // ORMO_MEASURE_OPTIONS_H

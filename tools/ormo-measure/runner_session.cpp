@@ -1,0 +1,25 @@
+#include "runner_session.h"
+
+#include <stdexcept>
+
+#include "error_reason.h"
+#include "ormo/ormo_runner.h"
+
+namespace OrmoMeasure {
+
+RunnerSession::RunnerSession(const std::vector<uint32_t>& devices) {
+  BeginErrorContext();
+  Ormo::RunnerInitConfig config;
+  config.deviceIds = devices;
+  const int status = OrmoOfflineRunnerInit(config);
+  const std::string reason = TakeErrorReason(status);
+  if (status != Ormo::STATUS_SUCCESS) {
+    throw std::runtime_error("the devices cannot be used: " + reason);
+  }
+}
+
+RunnerSession::~RunnerSession() {
+  OrmoOfflineRunnerFinalize();
+}
+
+}  // namespace OrmoMeasure
