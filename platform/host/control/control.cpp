@@ -6,6 +6,7 @@
 
 #include "control/host_call.h"
 #include "control/lifetime.h"
+#include "runtime/machine.h"
 #include "services/log_service.h"
 
 namespace OrmoHost {
@@ -70,8 +71,55 @@ void ClearCapturedLog() {
   LogService::Instance().ClearCaptured();
 }
 
+AliveObjects Alive() {
+  return CountAlive();
+}
+
+bool AliveObjects::Empty() const {
+  return ToString().empty();
+}
+
+std::string AliveObjects::ToString() const {
+  const std::pair<const char*, uint64_t> members[] = {{"deviceSets", deviceSets},
+                                                      {"contexts", contexts},
+                                                      {"deviceBlocks", deviceBlocks},
+                                                      {"deviceBytes", deviceBytes},
+                                                      {"models", models},
+                                                      {"descs", descs},
+                                                      {"datasets", datasets},
+                                                      {"dataBuffers", dataBuffers},
+                                                      {"tensorDescs", tensorDescs},
+                                                      {"subscribeConfigs", subscribeConfigs},
+                                                      {"subscriptions", subscriptions},
+                                                      {"abandoned", abandoned}};
+  std::string text;
+  for (const auto& [name, count] : members) {
+    if (count != 0) {
+      text += (text.empty() ? "" : ", ") + std::string(name) + " " + std::to_string(count);
+    }
+  }
+  return text;
+}
+
+void SetDeviceCount(uint32_t count) {
+  Machine::Instance().SetDeviceCount(count);
+}
+
+void SetMemorySize(size_t bytes) {
+  Machine::Instance().SetMemorySize(bytes);
+}
+
+void SetHugePageSize(size_t bytes) {
+  Machine::Instance().SetHugePageSize(bytes);
+}
+
+void SetSocName(const std::string& name) {
+  Machine::Instance().SetSocName(name);
+}
+
 void Reset() {
   ReleaseEverything();
+  Machine::Instance().ReadEnvironment();
   LogService::Instance().OpenSink();
 }
 

@@ -1,12 +1,29 @@
 /// \file
-/// The host's end.
+/// What the host holds, and how it is given up.
 #ifndef ORMO_HOST_CONTROL_LIFETIME_H
 #define ORMO_HOST_CONTROL_LIFETIME_H
 
+#include <cstdint>
+
+#include "ormo_host/control.h"
+
 namespace OrmoHost {
 
-/// Gives up all that the host holds: threads, descriptors, memory.
+/// Releases what lives on a device: contexts, models with their subscriptions, memory. What
+/// somebody should have released counts as abandoned.
+void ReleaseDevice(uint32_t device);
+
+/// Releases everything that users of the platform hold; the same counts as abandoned.
+void ReleasePlatform();
+
+/// Releases the platform and forgets what tests have set, captured and abandoned.
 void ReleaseEverything();
+
+AliveObjects CountAlive();
+
+/// True from the moment that the host was unloaded or its process exits. Nothing is created any
+/// more.
+bool IsHostClosed();
 
 }  // namespace OrmoHost
 

@@ -96,8 +96,44 @@ void StopCapturingLog();
 std::vector<LogLine> CapturedLog();
 void ClearCapturedLog();
 
+// --- What is alive
+// --------------------------------------------------------------------------------
+
+/// Objects that the platform's users hold.
+struct AliveObjects {
+  size_t deviceSets = 0;  ///< calls of zelrtSetDevice that were not reset
+  size_t contexts = 0;
+  size_t deviceBlocks = 0;   ///< allocations of zelrtMalloc
+  uint64_t deviceBytes = 0;  ///< accounted on all devices, memory of loaded models included
+  size_t models = 0;
+  size_t descs = 0;
+  size_t datasets = 0;
+  size_t dataBuffers = 0;
+  size_t tensorDescs = 0;
+  size_t subscribeConfigs = 0;
+  size_t subscriptions = 0;
+  /// Objects that went with the last reset of their device or with zelFinalize because nobody had
+  /// released them, since the last Reset.
+  size_t abandoned = 0;
+
+  /// Nothing is alive and nothing was abandoned.
+  bool Empty() const;
+  /// The members that are not 0, for people: "contexts 1, deviceBytes 512".
+  std::string ToString() const;
+};
+
+AliveObjects Alive();
+
 // --- The machine
 // ----------------------------------------------------------------------------------
+
+void SetDeviceCount(uint32_t count);
+/// Bytes of each device. What is allocated stays.
+void SetMemorySize(size_t bytes);
+/// How many bytes of each device may be huge pages; without limit at first.
+void SetHugePageSize(size_t bytes);
+/// The chip; an empty name makes it unknown.
+void SetSocName(const std::string& name);
 
 /// Back to the state of a fresh process: rules, calls and captured lines are forgotten, everything
 /// alive is released, the machine is as the environment says. The environment is read again.
