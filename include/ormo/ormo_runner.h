@@ -3,9 +3,9 @@
 ///
 /// A runner is initialised once, runs any number of measurements and is finalised; both may be
 /// repeated in that order. Every entry point may be called from any thread; initialisation and
-/// finalisation must not overlap with other calls. Statuses are those of status.h. An exception that
-/// is thrown on a worker thread (out of memory, or by a task of the caller's) comes out of the entry
-/// point that waits for it; nothing is left behind then.
+/// finalisation must not overlap with other calls. Statuses are those of status.h. An exception
+/// that is thrown on a worker thread (out of memory, or by a task of the caller's) comes out of the
+/// entry point that waits for it; nothing is left behind then.
 #ifndef ORMO_ORMO_RUNNER_H
 #define ORMO_ORMO_RUNNER_H
 
@@ -19,8 +19,8 @@
 namespace Ormo {
 
 /// Runs a task of the caller's on a device worker, with all that OrmoOfflineRunModel has around it:
-/// choice of the worker by `info.deviceId`, pipe and reading of profiling records when `config.prof`
-/// is set, and the result. Blocks until the task has ended.
+/// choice of the worker by `info.deviceId`, pipe and reading of profiling records when
+/// `config.prof` is set, and the result. Blocks until the task has ended.
 ///
 /// `info.profFd` names the pipe's write end while the task runs and is null again on return.
 /// On success `result` is filled; a status other than 0 leaves it reset to zeros, but for
@@ -45,9 +45,9 @@ ORMO_EXPORT int OrmoOfflineRunnerInit(const Ormo::RunnerInitConfig& config);
 ORMO_EXPORT void OrmoOfflineRunnerFinalize();
 
 /// Loads a model file on whichever device is free first, and blocks until it is loaded.
-/// On success `modelId` is the loaded model's id; otherwise it is left alone. STATUS_PLATFORM_FAILED
-/// or STATUS_MEMORY_ALLOCATION_FAILED when the platform refuses the model, STATUS_FAILED when the
-/// runner is not initialised or the device could not be set up.
+/// On success `modelId` is the loaded model's id; otherwise it is left alone.
+/// STATUS_PLATFORM_FAILED or STATUS_MEMORY_ALLOCATION_FAILED when the platform refuses the model,
+/// STATUS_FAILED when the runner is not initialised or the device could not be set up.
 ORMO_EXPORT int OrmoOfflineLoadFromFile(const std::string& modelPath, uint32_t& modelId);
 
 /// The same for an image in memory, which is used only during the call. The device's memory is

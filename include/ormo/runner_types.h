@@ -27,8 +27,8 @@ namespace Ormo {
 /// A device that is left to the library's choice.
 constexpr uint32_t ANY_DEVICE_ID = 0xFFFFFFFF;
 
-/// One buffer in host memory: a model image, an input or an output. What the pointers name stays the
-/// caller's and must stay valid during the call that uses it.
+/// One buffer in host memory: a model image, an input or an output. What the pointers name stays
+/// the caller's and must stay valid during the call that uses it.
 struct OrmoDataInfo {
   void* data = nullptr;
   uint64_t size = 0;        ///< bytes behind `data`
@@ -93,9 +93,9 @@ struct RunnerConfig {
 
 /// Identity of one run, from the entry point to the worker's task and back.
 struct RunInfo {
-  uint32_t modelId = 0;         ///< the loaded model; a one-shot run sets it after its load
-  int32_t* profFd = nullptr;    ///< write end of the pipe for profiling records, or null; not owned
-  uint64_t runCostTime = 0;     ///< output: average of one execution by wall clock
+  uint32_t modelId = 0;       ///< the loaded model; a one-shot run sets it after its load
+  int32_t* profFd = nullptr;  ///< write end of the pipe for profiling records, or null; not owned
+  uint64_t runCostTime = 0;   ///< output: average of one execution by wall clock
   uint32_t deviceId = ANY_DEVICE_ID;  ///< where to run; ANY_DEVICE_ID: any worker
   std::vector<std::string> unused;    ///< keeps the layout of callers built against the full record
 };
@@ -134,8 +134,8 @@ struct RunnerRunResult {
   std::vector<RunnerOpInfo> opInfos;
 };
 
-/// A task as OrmoOfflineRunProcess runs it: request, run, the caller's error context, and the device
-/// whose worker runs it. Returns a status.
+/// A task as OrmoOfflineRunProcess runs it: request, run, the caller's error context, and the
+/// device whose worker runs it. Returns a status.
 using OfflineTask =
     std::function<int(RunnerConfig&, RunInfo&, const error_message::Context&, uint32_t)>;
 

@@ -5,14 +5,13 @@
 
 namespace Ormo {
 
-/// A function that logs on behalf of its caller takes `CallSite site = CallSite::Here()` as its last
-/// parameter: the defaults are evaluated where the call stands.
+/// A function that logs on behalf of its caller takes `CallSite site = CallSite::Here()` as its
+/// last parameter: the defaults are evaluated where the call stands.
 struct CallSite {
   const char* file;
   int line;
 
-  static constexpr CallSite Here(const char* file = __builtin_FILE(),
-                                 int line = __builtin_LINE()) {
+  static constexpr CallSite Here(const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
     return CallSite{file, line};
   }
 

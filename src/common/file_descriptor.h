@@ -38,6 +38,10 @@ class FileDescriptor {
 
   explicit operator bool() const noexcept { return fd_ >= 0; }
 
+  /// Where the descriptor stands, for interfaces that read it through a pointer. Whoever closes it
+  /// there sets it to -1.
+  int* Address() noexcept { return &fd_; }
+
   void Reset() noexcept { Utils::Close(fd_); }
 
  private:

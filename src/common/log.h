@@ -30,12 +30,12 @@ void WriteLogLine(int level, const char* tag, const CallSite& site, const char* 
 }  // namespace Ormo
 
 // NOLINTBEGIN(bugprone-sizeof-expression)
-#define ORMO_LOG_LINE(level, tag, site, ...)                                                  \
-  do {                                                                                        \
-    if (::CheckLogLevel(::Ormo::LOG_MODULE_ID, (level)) == 1) {                               \
-      static_cast<void>(sizeof(::Ormo::CheckFormat(__VA_ARGS__)));                            \
-      ::Ormo::WriteLogLine((level), (tag), (site), "[%s:%d][%s][Tid:%d] " __VA_ARGS__);       \
-    }                                                                                         \
+#define ORMO_LOG_LINE(level, tag, site, ...)                                            \
+  do {                                                                                  \
+    if (::CheckLogLevel(::Ormo::LOG_MODULE_ID, (level)) == 1) {                         \
+      static_cast<void>(sizeof(::Ormo::CheckFormat(__VA_ARGS__)));                      \
+      ::Ormo::WriteLogLine((level), (tag), (site), "[%s:%d][%s][Tid:%d] " __VA_ARGS__); \
+    }                                                                                   \
   } while (false)
 // NOLINTEND(bugprone-sizeof-expression)
 

@@ -40,10 +40,12 @@ size_t NameStart(const std::string& path) {
   return path.rfind(SEPARATOR) + 1;
 }
 
-/// What `mmScandir` hands over.
+/// The entries of a directory, sorted, as the platform hands them over.
 class Entries {
  public:
-  Entries() = default;
+  Entries(const std::string& directory, int (*filter)(const dirent*))
+      : count_(mmScandir(directory.c_str(), &list_, filter, TPath::AlphaSort)) {}
+
   Entries(const Entries&) = delete;
   Entries& operator=(const Entries&) = delete;
 
@@ -53,32 +55,26 @@ class Entries {
     }
   }
 
-  int Scan(const std::string& directory, int (*filter)(const dirent*)) {
-    count_ = mmScandir(directory.c_str(), &list_, filter, TPath::AlphaSort);
-    return count_;
-  }
-
-  const dirent* const* begin() const { return list_; }
-
-  const dirent* const* end() const { return list_ + count_; }
+  int Count() const { return count_; }
 
   bool IsNull() const { return list_ == nullptr; }
 
+  const dirent* Get(int index) const { return list_[index]; }
+
  private:
   dirent** list_ = nullptr;
-  int count_ = 0;
+  int count_;
 };
 
-/// Names of the directory's valid entries, sorted. -1 when it cannot be read, else 0.
+/// Appends the names of the directory's valid entries, sorted. -1 when it cannot be read, else 0.
 int ListNames(const std::string& directory, int (*filter)(const dirent*),
               std::vector<std::string>& names) {
-  Entries entries;
-  const int count = entries.Scan(directory, filter);
-  if (count < 0) {
+  const Entries entries(directory, filter);
+  if (entries.Count() < 0) {
     ORMO_LOG_ERROR("Scandir %s failed, errno=%d", directory.c_str(), mmGetErrorCode());
     return -1;
   }
-  if (count == 0) {
+  if (entries.Count() == 0) {
     ORMO_LOG_INFO("No file found in %s", directory.c_str());
     return 0;
   }
@@ -86,9 +82,9 @@ int ListNames(const std::string& directory, int (*filter)(const dirent*),
     ORMO_LOG_ERROR("Scandir failed, get null file list");
     return -1;
   }
-  for (const dirent* entry : entries) {
-    if (TPath::IsValidDirent(entry)) {
-      names.emplace_back(entry->d_name);
+  for (int i = 0; i < entries.Count(); ++i) {
+    if (TPath::IsValidDirent(entries.Get(i))) {
+      names.emplace_back(entries.Get(i)->d_name);
     }
   }
   return 0;

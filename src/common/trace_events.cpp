@@ -8,7 +8,7 @@ namespace Ormo {
 
 namespace {
 
-constexpr size_t BLOCK_SIZE = 64 * 1024;
+constexpr size_t BLOCK_SIZE = 65536;
 
 /// What stands in front of an event's three texts.
 struct PackedHead {

@@ -99,14 +99,14 @@ void Utils::Close(int& fd) {
 
 uint64_t Utils::CalcAvgExecuteTime(const std::multiset<uint64_t>& times) {
   const size_t count = times.size();
-  if (count == 0) {
-    return 0;
-  }
   if (count == PAIR) {
     return *times.begin();
   }
   const size_t trimmed = count < TRIM_MIN_SAMPLES ? 0 : count / TRIM_PART;
   const size_t kept = count - trimmed - trimmed;
+  if (kept == 0) {
+    return 0;
+  }
   auto sample = std::next(times.begin(), static_cast<std::ptrdiff_t>(trimmed));
   uint64_t sum = 0;
   for (size_t i = 0; i < kept; ++i, ++sample) {

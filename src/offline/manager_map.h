@@ -1,0 +1,78 @@
+/// \file
+/// The run managers of the claimed devices.
+#ifndef ORMO_OFFLINE_MANAGER_MAP_H
+#define ORMO_OFFLINE_MANAGER_MAP_H
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <vector>
+
+#include "common/call_site.h"
+#include "common/invalid_param.h"
+#include "common/log.h"
+#include "ormo/status.h"
+
+namespace Ormo {
+
+/// One `Manager` for each device, made on the device's worker when it is first used. The devices
+/// are set on the initialising thread before any worker asks; managers are made under a lock, since
+/// a device may have two workers.
+template <typename Manager>
+class ManagerMap {
+ public:
+  /// Gives every device an entry without a manager; one that was there is destroyed.
+  void SetDevices(const std::vector<uint32_t>& deviceIds) {
+    for (const uint32_t id : deviceIds) {
+      managers_[id] = nullptr;
+    }
+  }
+
+  /// Makes and initialises the device's manager unless there is one. 0, or STATUS_FAILED after an
+  /// error line of `site`'s file: an unknown device, no memory, or the manager's failure, after
+  /// which it stays and refuses to work.
+  int Prepare(uint32_t deviceId, CallSite site = CallSite::Here()) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto entry = managers_.find(deviceId);
+    if (entry == managers_.end()) {
+      ReportMissingDevice(deviceId, site);
+      return STATUS_FAILED;
+    }
+    if (entry->second != nullptr) {
+      return STATUS_SUCCESS;
+    }
+    entry->second.reset(new (std::nothrow) Manager());
+    if (entry->second == nullptr) {
+      ORMO_LOG_ERROR_AT(site, "Create run manager failed");
+      return STATUS_FAILED;
+    }
+    if (entry->second->Init(deviceId) != STATUS_SUCCESS) {
+      ORMO_LOG_ERROR_AT(site, "Init run manager failed");
+      return STATUS_FAILED;
+    }
+    return STATUS_SUCCESS;
+  }
+
+  /// The manager of a device that was prepared.
+  const Manager& Get(uint32_t deviceId) const { return *managers_.at(deviceId); }
+
+  /// Finalises every manager, in device order, and forgets all devices. Workers are idle.
+  void Finalize() {
+    for (auto& [id, manager] : managers_) {
+      if (manager != nullptr) {
+        manager->Finalize();
+      }
+    }
+    managers_.clear();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::map<uint32_t, std::unique_ptr<Manager>> managers_;
+};
+
+}  // namespace Ormo
+
+#endif  // ORMO_OFFLINE_MANAGER_MAP_H

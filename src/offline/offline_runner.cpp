@@ -1,0 +1,213 @@
+#include "offline/offline_runner.h"
+
+#include <functional>
+#include <future>
+
+#include "common/invalid_param.h"
+#include "common/log.h"
+#include "offline/device_manager.h"
+#include "offline/platform_session.h"
+#include "offline/profiled_run.h"
+#include "offline/run_task.h"
+#include "ormo/ormo_error_manager.h"
+#include "ormo/status.h"
+#include "profiling/offline_parser.h"
+#include "zel/zel.h"
+
+namespace Ormo {
+namespace {
+
+constexpr char NOT_DEPLOYED_REASON[] =
+    "The environment is not deployed correctly or the ormo command is invalid";
+
+// A copy of the calling thread's error context, for the worker.
+error_message::Context CopyErrorContext() {
+  return OrmoErrorManager::GetInstance().OrmoGetErrorContext();
+}
+
+}  // namespace
+
+bool OfflineRunner::initFlag_ = false;
+bool OfflineRunner::zelInitFlag_ = false;
+
+int OfflineRunner::InitZel() const {
+  const int32_t code = InitPlatform(zelInitFlag_);
+  if (code == ZEL_ERROR_ENVIRONMENT_NOT_DEPLOYED) {
+    ReportReason(ERROR_CODE_ENVIRONMENT, NOT_DEPLOYED_REASON);
+  }
+  return code == 0 ? STATUS_SUCCESS : STATUS_FAILED;
+}
+
+std::vector<uint32_t> OfflineRunner::GetDeviceList(const std::vector<uint32_t>& requested) const {
+  return ChooseDevices(requested);
+}
+
+int OfflineRunner::Init(const RunnerInitConfig& config) const {
+  if (initFlag_) {
+    ORMO_LOG_WARNING("Runner is already initialized");
+    return STATUS_SUCCESS;
+  }
+  const int status = InitZel();
+  if (status != STATUS_SUCCESS) {
+    return status;
+  }
+  const std::vector<uint32_t> devices = GetDeviceList(config.deviceIds);
+  if (devices.empty()) {
+    zelFinalize();
+    return STATUS_FAILED;
+  }
+  if (DeviceManager::Init(devices) != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR("Init device manager failed");
+    zelFinalize();
+    return STATUS_FAILED;
+  }
+  RunTask::Init(devices);
+  initFlag_ = true;
+  return STATUS_SUCCESS;
+}
+
+void OfflineRunner::Finalize() {
+  if (!initFlag_) {
+    ORMO_LOG_ERROR("Offline runner has not been initialized");
+    return;
+  }
+  RunTask::Finalize();
+  FinalizePlatform(zelInitFlag_);
+  DeviceManager::Finalize();
+  {
+    const std::lock_guard<std::mutex> lock(modelDevMutex_);
+    modelDevMap_.clear();
+  }
+  initFlag_ = false;
+  ORMO_LOG_INFO("Finalize running finished");
+}
+
+int OfflineRunner::LoadModel(ModelInfo& info) {
+  if (!initFlag_) {
+    ORMO_LOG_ERROR("Offline runner has not been initialized");
+    return STATUS_FAILED;
+  }
+  std::future<int> future =
+      DeviceManager::Commit(RunTask::LoadModel, ANY_THREAD_ID, std::ref(info), CopyErrorContext());
+  if (!future.valid()) {
+    return STATUS_FAILED;
+  }
+  const int status = future.get();
+  if (status == STATUS_SUCCESS) {
+    ORMO_LOG_INFO("Load model id %u on device %u", info.modelId, info.deviceId);
+    InsertModelDevMap(info.modelId, info.deviceId);
+  } else if (status == STATUS_NOT_ENOUGH_MEMORY) {
+    ORMO_LOG_WARNING("Load model check memory failed, not enough mem for model on device.");
+  } else {
+    ORMO_LOG_ERROR("Load model failed, ret %d", status);
+  }
+  return status;
+}
+
+void OfflineRunner::UnloadModel(const uint32_t& modelId) {
+  if (!initFlag_) {
+    ORMO_LOG_ERROR("Offline runner has not been initialized");
+    return;
+  }
+  uint32_t deviceId = ANY_DEVICE_ID;
+  if (GetDevIdByModelId(modelId, deviceId) != STATUS_SUCCESS || deviceId == ANY_DEVICE_ID) {
+    ORMO_LOG_ERROR("Offline runner model has not found");
+    return;
+  }
+  std::future<void> future =
+      DeviceManager::Commit(RunTask::UnloadModel, deviceId, std::cref(modelId), CopyErrorContext());
+  if (!future.valid()) {
+    return;
+  }
+  future.get();
+  ORMO_LOG_INFO("Unload model id %u", modelId);
+  EraseModelDevMap(modelId);
+}
+
+int OfflineRunner::GetDevIdByModelId(uint32_t modelId, uint32_t& deviceId) {
+  const std::lock_guard<std::mutex> lock(modelDevMutex_);
+  const auto entry = modelDevMap_.find(modelId);
+  if (entry == modelDevMap_.end()) {
+    ORMO_LOG_ERROR("Model %u has not found in device map", modelId);
+    return STATUS_INVALID_PARAM;
+  }
+  deviceId = entry->second;
+  return STATUS_SUCCESS;
+}
+
+void OfflineRunner::InsertModelDevMap(uint32_t modelId, uint32_t deviceId) {
+  const std::lock_guard<std::mutex> lock(modelDevMutex_);
+  modelDevMap_[modelId] = deviceId;
+}
+
+void OfflineRunner::EraseModelDevMap(uint32_t modelId) {
+  const std::lock_guard<std::mutex> lock(modelDevMutex_);
+  modelDevMap_.erase(modelId);
+}
+
+void OfflineRunner::ResetRunnerResult(RunnerResult& result) const {
+  result.totalCostTime = 0;
+  result.runCostTime = 0;
+  result.opCostTimes.clear();
+  result.aicoreCostTimes.clear();
+}
+
+int OfflineRunner::Process(OfflineTask& task, RunnerConfig& config, RunInfo& info,
+                           RunnerResult& result) const {
+  if (!initFlag_) {
+    ORMO_LOG_ERROR("Offline runner has not been initialized");
+    return STATUS_FAILED;
+  }
+  ResetRunnerResult(result);
+  return config.prof ? ProfProcess(task, config, info, result)
+                     : NormalProcess(task, config, info, result);
+}
+
+int OfflineRunner::NormalProcess(OfflineTask& task, RunnerConfig& config, RunInfo& info,
+                                 RunnerResult& result) const {
+  ORMO_LOG_INFO("Process running start");
+  std::future<int> future = DeviceManager::Commit(task, info.deviceId, std::ref(config),
+                                                  std::ref(info), CopyErrorContext());
+  if (!future.valid()) {
+    ORMO_LOG_ERROR("Run model failed");
+    return STATUS_FAILED;
+  }
+  const int status = future.get();
+  if (status != STATUS_SUCCESS) {
+    return status;
+  }
+  result.totalCostTime = info.runCostTime;
+  result.runCostTime = info.runCostTime;
+  ORMO_LOG_INFO("Process running finished");
+  return STATUS_SUCCESS;
+}
+
+int OfflineRunner::ProfProcess(OfflineTask& task, RunnerConfig& config, RunInfo& info,
+                               RunnerResult& result) const {
+  ORMO_LOG_INFO("Process running start! modelData ptr: %zu",
+                reinterpret_cast<size_t>(config.modelData.data));
+  ProfiledRun run;
+  if (run.Open() != STATUS_SUCCESS) {
+    return STATUS_FAILED;
+  }
+  info.profFd = run.WriteEnd();
+  if (!run.Commit(task, info.deviceId, std::ref(config), std::ref(info), CopyErrorContext())) {
+    ORMO_LOG_ERROR("Run model failed");
+    return STATUS_FAILED;
+  }
+  const int analysis = run.Read(
+      [&result](int fd, std::future<int>& future) {
+        return OfflineParser().Analysis(fd, future, result);
+      },
+      {STATUS_NOT_ENOUGH_MEMORY, STATUS_OUT_OF_BOUND});
+  result.runCostTime = info.runCostTime;
+  const int status = run.TakeStatus(analysis);
+  if (status == STATUS_SUCCESS || status == STATUS_OUT_OF_BOUND) {
+    ORMO_LOG_INFO("Process running finished");
+  } else {
+    ResetRunnerResult(result);
+  }
+  return status;
+}
+
+}  // namespace Ormo

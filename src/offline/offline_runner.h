@@ -1,0 +1,61 @@
+/// \file
+/// The runner of offline models.
+#ifndef ORMO_OFFLINE_OFFLINE_RUNNER_H
+#define ORMO_OFFLINE_OFFLINE_RUNNER_H
+
+#include <cstdint>
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+#include "common/singleton.h"
+#include "ormo/runner_types.h"
+
+namespace Ormo {
+
+/// Claims devices and turns loads, runs and unloads into tasks of their workers. Operations may be
+/// called from any thread and block until their task has ended; Init and Finalize must not overlap
+/// with others. What a task throws is rethrown. Outside Init and Finalize every operation fails
+/// with STATUS_FAILED and an error line.
+class OfflineRunner : public Singleton<OfflineRunner> {
+ public:
+  int Init(const RunnerInitConfig& config) const;
+  void Finalize();
+
+  /// Loads on whichever device is free first; writes `info.modelId` and `info.deviceId`.
+  int LoadModel(ModelInfo& info);
+  void UnloadModel(const uint32_t& modelId);
+
+  /// Runs `task` on the worker of `info.deviceId` and fills `result`, from profiling records when
+  /// `config.prof` is set, else by wall clock. A status other than 0 leaves `result` reset, but for
+  /// STATUS_OUT_OF_BOUND of a profiled run.
+  int Process(OfflineTask& task, RunnerConfig& config, RunInfo& info, RunnerResult& result) const;
+
+  /// The device that holds a model: 0, or STATUS_INVALID_PARAM with `deviceId` left alone.
+  int GetDevIdByModelId(uint32_t modelId, uint32_t& deviceId);
+
+ private:
+  friend class Singleton<OfflineRunner>;
+  OfflineRunner() = default;
+
+  int InitZel() const;
+  std::vector<uint32_t> GetDeviceList(const std::vector<uint32_t>& requested) const;
+  int NormalProcess(OfflineTask& task, RunnerConfig& config, RunInfo& info,
+                    RunnerResult& result) const;
+  int ProfProcess(OfflineTask& task, RunnerConfig& config, RunInfo& info,
+                  RunnerResult& result) const;
+  void InsertModelDevMap(uint32_t modelId, uint32_t deviceId);
+  void EraseModelDevMap(uint32_t modelId);
+  void ResetRunnerResult(RunnerResult& result) const;
+
+  static bool initFlag_;
+  /// This runner's initialisation of the platform was the process's first.
+  static bool zelInitFlag_;
+
+  std::mutex modelDevMutex_;
+  std::unordered_map<uint32_t, uint32_t> modelDevMap_;
+};
+
+}  // namespace Ormo
+
+#endif  // ORMO_OFFLINE_OFFLINE_RUNNER_H

@@ -1,0 +1,59 @@
+#include "offline/platform_session.h"
+
+#include "common/invalid_param.h"
+#include "common/log.h"
+#include "zel/zel.h"
+
+namespace Ormo {
+
+int32_t InitPlatform(bool& isOwner, CallSite site) {
+  const int32_t code = zelInit("");
+  if (code == ZEL_ERROR_REPEAT_INITIALIZE) {
+    ORMO_LOG_WARNING_AT(site, "Zel has been initialized by others");
+    return 0;
+  }
+  if (code != 0) {
+    ORMO_LOG_ERROR_AT(site, "Init zel failed, ret : %d", code);
+    return code;
+  }
+  ORMO_LOG_INFO_AT(site, "Zel init success");
+  isOwner = true;
+  return 0;
+}
+
+void FinalizePlatform(bool& isOwner, CallSite site) {
+  if (!isOwner) {
+    return;
+  }
+  const int32_t code = zelFinalize();
+  if (code != 0) {
+    ORMO_LOG_ERROR_AT(site, "Finalize zel failed, ret : %d", code);
+  }
+  ORMO_LOG_INFO_AT(site, "Zel finalize");
+  isOwner = false;
+}
+
+std::vector<uint32_t> ChooseDevices(const std::vector<uint32_t>& requested, CallSite site) {
+  uint32_t count = 0;
+  const int32_t code = zelrtGetDeviceCount(&count);
+  if (code != 0) {
+    ORMO_LOG_ERROR_AT(site, "Get device count failed, ret : %d", code);
+    return {};
+  }
+  if (count == 0) {
+    ReportNoAvailableDevice(site);
+    return {};
+  }
+  if (requested.empty()) {
+    return {0};
+  }
+  for (const uint32_t id : requested) {
+    if (id >= count) {
+      ReportMissingDevice(id, site);
+      return {};
+    }
+  }
+  return requested;
+}
+
+}  // namespace Ormo

@@ -1,0 +1,27 @@
+/// \file
+/// The platform for one runner: initialisation, devices, finalisation.
+#ifndef ORMO_OFFLINE_PLATFORM_SESSION_H
+#define ORMO_OFFLINE_PLATFORM_SESSION_H
+
+#include <cstdint>
+#include <vector>
+
+#include "common/call_site.h"
+
+namespace Ormo {
+
+/// Initialises the platform. Returns 0, with `isOwner` set when this call was the process's first,
+/// or the platform's code after an error line of `site`'s file.
+int32_t InitPlatform(bool& isOwner, CallSite site = CallSite::Here());
+
+/// Finalises the platform if `isOwner` is set, and clears it.
+void FinalizePlatform(bool& isOwner, CallSite site = CallSite::Here());
+
+/// The devices to use: those requested, in their order, or device 0 when none is. Empty, with the
+/// reason with the error manager, when the platform has no devices or lacks one of them.
+std::vector<uint32_t> ChooseDevices(const std::vector<uint32_t>& requested,
+                                    CallSite site = CallSite::Here());
+
+}  // namespace Ormo
+
+#endif  // ORMO_OFFLINE_PLATFORM_SESSION_H

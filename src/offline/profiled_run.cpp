@@ -1,0 +1,89 @@
+#include "offline/profiled_run.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "common/log.h"
+#include "common/utils.h"
+#include "ormo/status.h"
+#include "ormo/trace.h"
+
+namespace Ormo {
+namespace {
+
+constexpr char PROF_END_VARIABLE[] = "ORMO_PROF_END";
+constexpr char PROF_END_CLOSE[] = "close";
+
+// How often a drain of a pipe that stays open looks whether the task has ended.
+constexpr int DRAIN_WAIT_MS = 10;
+
+bool IsPending(const std::future<int>& future) {
+  return future.valid() && future.wait_for(std::chrono::seconds(0)) != std::future_status::ready;
+}
+
+// Reads and discards what is in the pipe, waiting a little for more. False when nothing will come.
+bool Discard(int fd) {
+  pollfd readable = {fd, POLLIN, 0};
+  if (poll(&readable, 1, DRAIN_WAIT_MS) <= 0) {
+    return true;
+  }
+  std::array<char, 65536> discarded;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+  const ssize_t count = read(fd, discarded.data(), discarded.size());
+  return count > 0 || (count < 0 && errno == EINTR);
+}
+
+}  // namespace
+
+ProfiledRun::ProfiledRun() : closesAtEnd_(Utils::FindEnv(PROF_END_VARIABLE) == PROF_END_CLOSE) {}
+
+ProfiledRun::~ProfiledRun() {
+  AwaitTask();
+}
+
+int ProfiledRun::Open(CallSite site) {
+  pipe_ = Pipe::Open();
+  if (!pipe_) {
+    ORMO_LOG_ERROR_AT(site, "Pipe failed");
+    return STATUS_FAILED;
+  }
+  return STATUS_SUCCESS;
+}
+
+int ProfiledRun::Read(const std::function<int(int, std::future<int>&)>& analysis,
+                      std::initializer_list<int> expectedStatuses, CallSite site) {
+  Trace span("profiling analysis");
+  span.Start();
+  const int status = analysis(pipe_.readEnd.Get(), future_);
+  AwaitTask();
+  span.Stop();
+  if (status != STATUS_SUCCESS && std::find(expectedStatuses.begin(), expectedStatuses.end(),
+                                            status) == expectedStatuses.end()) {
+    ORMO_LOG_ERROR_AT(site, "Profiling analysis failed");
+  }
+  return status;
+}
+
+int ProfiledRun::TakeStatus(int analysisStatus) {
+  if (!future_.valid()) {
+    return analysisStatus;
+  }
+  const int runStatus = future_.get();
+  return runStatus != STATUS_SUCCESS ? runStatus : analysisStatus;
+}
+
+void ProfiledRun::AwaitTask() noexcept {
+  while (IsPending(future_)) {
+    if (!Discard(pipe_.readEnd.Get())) {
+      future_.wait();
+    }
+  }
+}
+
+}  // namespace Ormo

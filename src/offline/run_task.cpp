@@ -1,0 +1,118 @@
+#include "offline/run_task.h"
+
+#include "common/log.h"
+#include "common/scope_exit.h"
+#include "model/model_manager.h"
+#include "offline/device_manager.h"
+#include "ormo/ormo_error_manager.h"
+#include "ormo/status.h"
+#include "ormo/trace.h"
+
+namespace Ormo {
+namespace {
+
+// A model that does not fit and a bound that is hit are outcomes, not failures.
+bool IsFailure(int status) {
+  return status != STATUS_SUCCESS && status != STATUS_NOT_ENOUGH_MEMORY &&
+         status != STATUS_OUT_OF_BOUND;
+}
+
+int ProcessLocked(const RunManager& manager, const RunnerConfig& config, RunInfo& info,
+                  uint32_t deviceId) {
+  Trace span("run model");
+  span.Start();
+  Trace keyedSpan("run model -> [" + config.buildRunKey + "]");
+  keyedSpan.Start();
+  int fd = DeviceManager::Lock(deviceId);
+  const ScopeExit unlock([&fd] { DeviceManager::Unlock(fd); });
+  if (fd < 0) {
+    ORMO_LOG_WARNING("Device [%u] is not locked, other processes may run on it", deviceId);
+  }
+  return manager.Process(config, info);
+}
+
+}  // namespace
+
+ManagerMap<RunManager> RunTask::runManagers_;
+
+void RunTask::Init(const std::vector<uint32_t>& deviceIds) {
+  runManagers_.SetDevices(deviceIds);
+}
+
+void RunTask::Finalize() {
+  runManagers_.Finalize();
+}
+
+int RunTask::InitRunManager(uint32_t deviceId) {
+  return runManagers_.Prepare(deviceId);
+}
+
+int RunTask::LoadModel(ModelInfo& info, const error_message::Context& context, uint32_t deviceId) {
+  ORMO_LOG_INFO("Load model task start, deviceId : %u", deviceId);
+  OrmoErrorManager::GetInstance().OrmoSetErrorContext(context);
+  if (InitRunManager(deviceId) != STATUS_SUCCESS) {
+    return STATUS_FAILED;
+  }
+  const RunManager& manager = runManagers_.Get(deviceId);
+  const int status =
+      manager.IsReady() ? ModelManager::LoadModel(info, manager.GetSocVersion()) : STATUS_FAILED;
+  if (status != STATUS_SUCCESS && status != STATUS_NOT_ENOUGH_MEMORY) {
+    ORMO_LOG_ERROR("Load model on device [%u] failed, modelId[%u]", deviceId, info.modelId);
+  }
+  ORMO_LOG_INFO("Load model task end, mdoelId : %u, devId %u, modelData ptr: %zu", info.modelId,
+                deviceId, reinterpret_cast<size_t>(info.modelData.data));
+  info.deviceId = deviceId;
+  return status;
+}
+
+int RunTask::Run(const RunnerConfig& config, RunInfo& info, const error_message::Context& context,
+                 uint32_t deviceId) {
+  ORMO_LOG_INFO("Run task start, deviceId : %u, mdoelId : %u, buildRunKey = %s", deviceId,
+                info.modelId, config.buildRunKey.c_str());
+  OrmoErrorManager::GetInstance().OrmoSetErrorContext(context);
+  if (InitRunManager(deviceId) != STATUS_SUCCESS) {
+    return STATUS_FAILED;
+  }
+  const int status = ProcessLocked(runManagers_.Get(deviceId), config, info, deviceId);
+  if (IsFailure(status)) {
+    ORMO_LOG_ERROR("Run model on device [%u] failed. modelId[%u], ret : %d", deviceId, info.modelId,
+                   status);
+  }
+  ORMO_LOG_INFO("Run task on device [%u] end", deviceId);
+  return status;
+}
+
+int RunTask::RunModel(const RunnerConfig& config, RunInfo& info,
+                      const error_message::Context& context, uint32_t deviceId) {
+  ORMO_LOG_INFO("Run model task start, deviceId : %u", deviceId);
+  ModelInfo modelInfo;
+  modelInfo.modelPath = config.modelPath;
+  modelInfo.modelData = config.modelData;
+  modelInfo.runMode = config.runMode;
+  int status = LoadModel(modelInfo, context, deviceId);
+  if (status != STATUS_SUCCESS) {
+    return status;
+  }
+  {
+    const ScopeExit unload([&] { UnloadModel(modelInfo.modelId, context, deviceId); });
+    info.modelId = modelInfo.modelId;
+    status = Run(config, info, context, deviceId);
+  }
+  ORMO_LOG_INFO("Run model task end");
+  return status;
+}
+
+void RunTask::UnloadModel(const uint32_t& modelId, const error_message::Context& context,
+                          uint32_t deviceId) {
+  ORMO_LOG_INFO("Unload model task start, modelId : %u, deviceId : %u", modelId, deviceId);
+  OrmoErrorManager::GetInstance().OrmoSetErrorContext(context);
+  if (InitRunManager(deviceId) != STATUS_SUCCESS) {
+    return;
+  }
+  // Not being ready is no reason to keep the model.
+  static_cast<void>(runManagers_.Get(deviceId).IsReady());
+  ModelManager::UnloadModel(modelId);
+  ORMO_LOG_INFO("Unload model task end");
+}
+
+}  // namespace Ormo

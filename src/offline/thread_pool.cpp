@@ -1,0 +1,124 @@
+#include "offline/thread_pool.h"
+
+#include <system_error>
+
+#include "common/trace_inner.h"
+#include "common/utils.h"
+#include "ormo/status.h"
+
+namespace Ormo {
+
+ThreadPool::ThreadPool(const std::vector<uint32_t>& threadIds, const std::string& name)
+    : name_(name) {
+  ORMO_LOG_INFO("Create thread pool with vector size : %zu", threadIds.size());
+  // Workers record spans until they are joined: made first, the recorder is destroyed last.
+  TraceInner::Instance();
+  try {
+    threads_.reserve(threadIds.size());
+    for (const uint32_t id : threadIds) {
+      CreateThread(id);
+    }
+  } catch (...) {
+    Stop();
+    throw;
+  }
+}
+
+ThreadPool::ThreadPool(size_t threadNum, const std::string& name) : name_(name) {
+  ORMO_LOG_INFO("Create thread pool with size : %zu", threadNum);
+  TraceInner::Instance();
+  try {
+    threads_.reserve(threadNum);
+    for (size_t id = 0; id < threadNum; ++id) {
+      CreateThread(id);
+    }
+  } catch (...) {
+    Stop();
+    throw;
+  }
+}
+
+ThreadPool::~ThreadPool() {
+  Stop();
+}
+
+void ThreadPool::CreateThread(size_t threadId) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto id = static_cast<uint32_t>(threadId);
+  threads_.emplace_back(ThreadFunc, this, id);
+  tasks_[id] = {};
+  ORMO_LOG_DEBUG("Create thread id[%zu]", threadId);
+}
+
+void ThreadPool::Stop() noexcept {
+  isStopped_ = true;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    cond_.notify_all();
+  }
+  for (std::thread& thread : threads_) {
+    if (!thread.joinable()) {
+      continue;
+    }
+    try {
+      thread.join();
+    } catch (const std::system_error&) {
+      ORMO_LOG_WARNING("system_error");
+    } catch (...) {
+      ORMO_LOG_WARNING("exception");
+    }
+  }
+}
+
+int ThreadPool::CheckThreadId(uint32_t threadId) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (threadId == ANY_THREAD_ID || tasks_.find(threadId) != tasks_.end()) {
+    return STATUS_SUCCESS;
+  }
+  return STATUS_INVALID_PARAM;
+}
+
+void ThreadPool::Enqueue(uint32_t threadId, Task task) {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    tasks_[threadId].push(std::move(task));
+  }
+  cond_.notify_all();
+}
+
+// Waits for a task of the worker's own or of the shared queue; false when the pool stops without
+// one.
+bool ThreadPool::TakeTask(const std::string& threadName, uint32_t threadId, Task& task) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  std::queue<Task>& own = tasks_[threadId];
+  std::queue<Task>& shared = tasks_[ANY_THREAD_ID];
+  cond_.wait(lock, [&] { return isStopped_ || !own.empty() || !shared.empty(); });
+  if (own.empty() && shared.empty()) {
+    ORMO_LOG_INFO("Stop thread [%s], isStopped : %d, tasks num : %zu, assign num : %zu",
+                  threadName.c_str(), 1, own.size(), shared.size());
+    return false;
+  }
+  std::queue<Task>& queue = own.empty() ? shared : own;
+  task = std::move(queue.front());
+  queue.pop();
+  return true;
+}
+
+void ThreadPool::ThreadFunc(ThreadPool* pool, uint32_t threadId) {
+  if (pool == nullptr) {
+    return;
+  }
+  const std::string threadName = pool->name_ + std::to_string(threadId);
+  Utils::SetCurrentThreadName(threadName);
+  ORMO_LOG_DEBUG("Start thread [%s]", threadName.c_str());
+  while (!pool->isStopped_) {
+    Task task;
+    if (!pool->TakeTask(threadName, threadId, task)) {
+      return;
+    }
+    task(threadId);
+  }
+  ORMO_LOG_DEBUG("Stop thread [%s]", threadName.c_str());
+}
+
+}  // namespace Ormo

@@ -1,0 +1,117 @@
+/// \file
+/// Worker threads, one for each claimed device.
+#ifndef ORMO_OFFLINE_THREAD_POOL_H
+#define ORMO_OFFLINE_THREAD_POOL_H
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <queue>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "common/call_site.h"
+#include "common/log.h"
+
+namespace Ormo {
+
+/// Commits to it go to whichever worker is free first.
+constexpr uint32_t ANY_THREAD_ID = 0xFFFFFFFF;
+
+/// The worker that a task is committed to, with the place of the commit: a default argument cannot
+/// follow a parameter pack, a converting constructor can have one.
+struct WorkerId {
+  // NOLINTNEXTLINE(google-explicit-constructor)
+  WorkerId(uint32_t id, CallSite callSite = CallSite::Here()) : value(id), site(callSite) {}
+
+  uint32_t value;
+  CallSite site;
+};
+
+/// Runs tasks on numbered workers. A worker takes its own tasks first, in the order of their
+/// commits, then those for any worker.
+class ThreadPool {
+ public:
+  /// One worker for each id; an id that stands twice gets two workers with one queue. Throws what
+  /// starting a thread throws, with no thread left behind.
+  ThreadPool(const std::vector<uint32_t>& threadIds, const std::string& name);
+
+  /// Workers 0 to threadNum - 1.
+  ThreadPool(size_t threadNum, const std::string& name);
+
+  /// Lets every worker finish its task and joins it. Tasks still queued are destroyed; their
+  /// futures report a broken promise.
+  ~ThreadPool();
+
+  ThreadPool(const ThreadPool&) = delete;
+  ThreadPool& operator=(const ThreadPool&) = delete;
+
+  /// Queues `f(args..., id of the worker that runs it)`. Arguments are copied; use std::ref for
+  /// what the caller keeps alive until the future is ready. What the task throws comes out of the
+  /// future. The future is invalid, and a line of the caller's file says why, when nothing was
+  /// queued: the pool is stopped, it has no such worker, or memory ran out. Any thread; does not
+  /// block.
+  template <typename F, typename... Args>
+  auto Commit(F&& f, WorkerId worker, Args&&... args);
+
+  /// 0 when the id has a queue or is ANY_THREAD_ID, else STATUS_INVALID_PARAM. Any thread.
+  int CheckThreadId(uint32_t threadId);
+
+ private:
+  using Task = std::function<void(uint32_t)>;
+
+  void CreateThread(size_t threadId);
+  void Stop() noexcept;
+  void Enqueue(uint32_t threadId, Task task);
+  bool TakeTask(const std::string& threadName, uint32_t threadId, Task& task);
+  static void ThreadFunc(ThreadPool* pool, uint32_t threadId);
+
+  std::atomic<bool> isStopped_{false};
+  std::string name_;
+  std::mutex mutex_;
+  std::vector<std::thread> threads_;
+  std::condition_variable cond_;
+  std::unordered_map<uint32_t, std::queue<Task>> tasks_;
+};
+
+template <typename F, typename... Args>
+auto ThreadPool::Commit(F&& f, WorkerId worker, Args&&... args) {
+  using Bound =
+      decltype(std::bind(std::forward<F>(f), std::forward<Args>(args)..., std::placeholders::_1));
+  using Result = std::invoke_result_t<Bound&, uint32_t>;
+  using Packaged = std::packaged_task<Result(uint32_t)>;
+
+  if (isStopped_) {
+    ORMO_LOG_ERROR_AT(worker.site, "Thread pool has been stopped");
+    return std::future<Result>();
+  }
+  if (CheckThreadId(worker.value) != 0) {
+    ORMO_LOG_ERROR_AT(worker.site, "Commit thread id invalid.");
+    return std::future<Result>();
+  }
+  std::shared_ptr<Packaged> packaged;
+  try {
+    packaged = std::make_shared<Packaged>(
+        std::bind(std::forward<F>(f), std::forward<Args>(args)..., std::placeholders::_1));
+  } catch (const std::bad_alloc&) {
+    ORMO_LOG_ERROR_AT(worker.site, "Make shared failed.");
+    return std::future<Result>();
+  }
+  std::future<Result> future = packaged->get_future();
+  Enqueue(worker.value, [packaged](uint32_t threadId) { (*packaged)(threadId); });
+  return future;
+}
+
+}  // namespace Ormo
+
+#endif  // ORMO_OFFLINE_THREAD_POOL_H

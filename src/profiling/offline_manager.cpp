@@ -1,0 +1,34 @@
+#include "profiling/offline_manager.h"
+
+#include "common/log.h"
+#include "ormo/status.h"
+
+namespace Ormo {
+
+int OfflineManager::ProfStart() {
+  if (modelId == 0) {
+    ORMO_LOG_ERROR("Invalid model id 0");
+    return STATUS_FAILED;
+  }
+  if (profConfig_.zelSubscribeConfig == nullptr) {
+    ORMO_LOG_ERROR("Invalid ptr parameter [profConfig_.zelSubscribeConfig](nullptr).");
+    return STATUS_FAILED;
+  }
+  const int32_t code = zelprofModelSubscribe(modelId, profConfig_.zelSubscribeConfig);
+  if (code != 0) {
+    ORMO_LOG_ERROR("Zel profiling subscribe failed with ret %u", static_cast<uint32_t>(code));
+    return STATUS_FAILED;
+  }
+  return STATUS_SUCCESS;
+}
+
+int OfflineManager::ProfStop() const {
+  const int32_t code = zelprofModelUnSubscribe(modelId);
+  if (code != 0) {
+    ORMO_LOG_ERROR("Zel profiling unsubscribe failed with ret %u", static_cast<uint32_t>(code));
+    return STATUS_FAILED;
+  }
+  return STATUS_SUCCESS;
+}
+
+}  // namespace Ormo

@@ -1,0 +1,27 @@
+/// \file
+/// Operator times into averages.
+#ifndef ORMO_PROFILING_OP_AVERAGES_H
+#define ORMO_PROFILING_OP_AVERAGES_H
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "ormo/runner_types.h"
+
+namespace Ormo {
+
+/// Stores in `averages`, under each name of `times`, the average of its times (the rule of
+/// Utils::CalcAvgExecuteTime). Names that are not in `times` keep their values.
+void CalcOpCostTime(const std::map<std::string, std::multiset<uint64_t>>& times,
+                    std::map<std::string, uint64_t>& averages);
+
+/// Averages of the durations and compute-core times of `opInfos`, by operator name, into `result`.
+/// Executions of one name fall together whichever execution of the model they belong to.
+void AverageOperators(const std::vector<RunnerOpInfo>& opInfos, RunnerResult& result);
+
+}  // namespace Ormo
+
+#endif  // ORMO_PROFILING_OP_AVERAGES_H

@@ -1,0 +1,60 @@
+#include "profiling/profiling_manager.h"
+
+#include "common/log.h"
+#include "ormo/status.h"
+#include "ormo/trace.h"
+
+namespace Ormo {
+
+int ProfilingManager::CreateConfig() {
+  return ProfCreateConfig();
+}
+
+int ProfilingManager::DestroyConfig() const {
+  return ProfDestroyConfig();
+}
+
+int ProfilingManager::Start() {
+  Trace span("prof start");
+  span.Start();
+  const int status = ProfStart();
+  span.Stop();
+  return status == STATUS_SUCCESS ? STATUS_SUCCESS : STATUS_FAILED;
+}
+
+int ProfilingManager::Stop() const {
+  Trace span("prof stop");
+  span.Start();
+  const int status = ProfStop();
+  span.Stop();
+  return status == STATUS_SUCCESS ? STATUS_SUCCESS : STATUS_FAILED;
+}
+
+int ProfilingManager::ProfCreateConfig() {
+  if (profConfig_.fd == nullptr) {
+    ORMO_LOG_ERROR("Invalid parameter [profConfig_.fd](%d).", 0);
+    return STATUS_FAILED;
+  }
+  profConfig_.zelSubscribeConfig =
+      zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, profConfig_.fd);
+  if (profConfig_.zelSubscribeConfig == nullptr) {
+    ORMO_LOG_ERROR("Create profiling config failed");
+    return STATUS_FAILED;
+  }
+  return STATUS_SUCCESS;
+}
+
+int ProfilingManager::ProfDestroyConfig() const {
+  if (profConfig_.zelSubscribeConfig == nullptr) {
+    ORMO_LOG_ERROR("Invalid ptr parameter [profConfig_.zelSubscribeConfig](nullptr).");
+    return STATUS_FAILED;
+  }
+  const int32_t code = zelprofDestroySubscribeConfig(profConfig_.zelSubscribeConfig);
+  if (code != 0) {
+    ORMO_LOG_ERROR("Zel destroy profiling config failed with ret %u", static_cast<uint32_t>(code));
+    return STATUS_FAILED;
+  }
+  return STATUS_SUCCESS;
+}
+
+}  // namespace Ormo

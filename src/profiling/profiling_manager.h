@@ -1,0 +1,51 @@
+/// \file
+/// Subscriptions to the platform's profiling stream.
+#ifndef ORMO_PROFILING_PROFILING_MANAGER_H
+#define ORMO_PROFILING_PROFILING_MANAGER_H
+
+#include <cstdint>
+
+#include "zel/zel_prof.h"
+
+namespace Ormo {
+
+/// Opens and closes one subscription: CreateConfig, Start, executions, Stop, DestroyConfig. The
+/// destructor releases nothing; the caller calls Stop and DestroyConfig on every way out. All
+/// operations run on the worker thread that executes what is profiled. They return 0 or
+/// STATUS_FAILED after an error line.
+class ProfilingManager {
+ public:
+  /// `fd` names the descriptor that records are written to; it is read by CreateConfig.
+  explicit ProfilingManager(int32_t* fd) : profConfig_{nullptr, fd} {}
+
+  virtual ~ProfilingManager() = default;
+
+  ProfilingManager(const ProfilingManager&) = delete;
+  ProfilingManager& operator=(const ProfilingManager&) = delete;
+
+  int CreateConfig();
+  /// Also after a Start that failed.
+  int DestroyConfig() const;
+  int Start();
+  /// Returns after the last record has been written.
+  int Stop() const;
+
+ protected:
+  virtual int ProfStart() = 0;
+  virtual int ProfStop() const = 0;
+
+  struct ProfConfig {
+    zelprofSubscribeConfig* zelSubscribeConfig;
+    int32_t* fd;
+  };
+
+  ProfConfig profConfig_;
+
+ private:
+  int ProfCreateConfig();
+  int ProfDestroyConfig() const;
+};
+
+}  // namespace Ormo
+
+#endif  // ORMO_PROFILING_PROFILING_MANAGER_H

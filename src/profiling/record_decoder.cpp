@@ -1,0 +1,147 @@
+#include "profiling/record_decoder.h"
+
+#include <cstring>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "common/log.h"
+#include "ormo/status.h"
+#include "zel/zel_prof.h"
+
+namespace Ormo {
+namespace {
+
+// An execution of the model rather than an operator.
+constexpr char STEP_TYPE[] = "na";
+
+using LengthFunc = int32_t (*)(const void*, size_t, uint32_t, size_t*);
+using TextFunc = int32_t (*)(const void*, size_t, uint32_t, char*, size_t);
+
+enum class TextResult { OK, NO_LENGTH, NO_MEMORY, NO_TEXT };
+
+struct Record {
+  const char* buffer;
+  size_t length;
+  uint32_t index;
+};
+
+TextResult FetchText(const Record& record, LengthFunc getLength, TextFunc getText, int32_t& code,
+                     std::string& out) {
+  size_t textLength = 0;
+  if (getLength(record.buffer, record.length, record.index, &textLength) != 0) {
+    return TextResult::NO_LENGTH;
+  }
+  const std::unique_ptr<char[]> text(new (std::nothrow) char[textLength]);
+  if (text == nullptr) {
+    return TextResult::NO_MEMORY;
+  }
+  code = getText(record.buffer, record.length, record.index, text.get(), textLength);
+  if (code != 0) {
+    return TextResult::NO_TEXT;
+  }
+  // The length may or may not count a terminating zero.
+  out.assign(text.get(), strnlen(text.get(), textLength));
+  return TextResult::OK;
+}
+
+void AppendOperator(const Record& record, size_t modelId, RunnerOpInfo op, ModelOpInfo& info) {
+  op.aicoreCostTime =
+      ProfGetOpExecutionTime(record.buffer, static_cast<uint32_t>(record.length), record.index);
+  op.opCostTime = zelprofGetOpDuration(record.buffer, record.length, record.index);
+  ORMO_LOG_DEBUG(
+      "ModelId %zu, name %s, type %s, aicore cost time %lluns, op cost time %lluns, op start "
+      "%lluns,            op end %lluns",
+      modelId, op.opName.c_str(), op.opType.c_str(),
+      static_cast<unsigned long long>(op.aicoreCostTime),
+      static_cast<unsigned long long>(op.opCostTime), static_cast<unsigned long long>(op.startTime),
+      static_cast<unsigned long long>(op.endTime));
+  op.modelId = std::to_string(modelId);
+  info.opInfos.push_back(std::move(op));
+}
+
+int DecodeRecord(const Record& record, ModelOpInfo& info) {
+  RunnerOpInfo op;
+  if (GetOpName(record.buffer, record.length, record.index, op.opName) != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR("Profiling get op name failed");
+    return STATUS_FAILED;
+  }
+  if (GetOpType(record.buffer, record.length, record.index, op.opType) != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR("Profiling get op type failed");
+    return STATUS_FAILED;
+  }
+  op.startTime = zelprofGetOpStart(record.buffer, record.length, record.index);
+  op.endTime = zelprofGetOpEnd(record.buffer, record.length, record.index);
+  if (op.startTime == 0 || op.endTime == 0) {
+    ORMO_LOG_ERROR("Profiling data of op start or stop time parser exception");
+    return STATUS_FAILED;
+  }
+  const size_t modelId = zelprofGetModelId(record.buffer, record.length, record.index);
+  if (op.opType == STEP_TYPE) {
+    ORMO_LOG_DEBUG("ModelId %zu, name %s, type %s, op start %llu, op end %llu", modelId,
+                   op.opName.c_str(), op.opType.c_str(),
+                   static_cast<unsigned long long>(op.startTime),
+                   static_cast<unsigned long long>(op.endTime));
+    info.steps.insert(StepOpInfo{op.startTime, op.endTime});
+    return STATUS_SUCCESS;
+  }
+  AppendOperator(record, modelId, std::move(op), info);
+  return STATUS_SUCCESS;
+}
+
+}  // namespace
+
+int GetOpName(const char* buffer, size_t length, uint32_t index, std::string& out) {
+  int32_t code = 0;
+  switch (FetchText({buffer, length, index}, zelprofGetOpNameLen, zelprofGetOpName, code, out)) {
+    case TextResult::NO_LENGTH:
+      ORMO_LOG_ERROR("Profiling get op name length failed.");
+      return STATUS_FAILED;
+    case TextResult::NO_MEMORY:
+      ORMO_LOG_ERROR("Profiling new memory for op name failed.");
+      return STATUS_FAILED;
+    case TextResult::NO_TEXT:
+      ORMO_LOG_ERROR("Profiling zelprofGetOpName failed, err %d.", code);
+      return STATUS_FAILED;
+    case TextResult::OK:
+      break;
+  }
+  return STATUS_SUCCESS;
+}
+
+int GetOpType(const char* buffer, size_t length, uint32_t index, std::string& out) {
+  int32_t code = 0;
+  switch (FetchText({buffer, length, index}, zelprofGetOpTypeLen, zelprofGetOpType, code, out)) {
+    case TextResult::NO_LENGTH:
+      ORMO_LOG_ERROR("Profiling get op type length failed.");
+      return STATUS_FAILED;
+    case TextResult::NO_MEMORY:
+      ORMO_LOG_ERROR("Profiling new memory for op type failed.");
+      return STATUS_FAILED;
+    case TextResult::NO_TEXT:
+      ORMO_LOG_ERROR("Profiling zelprofGetOpType failed, err %d.", code);
+      return STATUS_FAILED;
+    case TextResult::OK:
+      break;
+  }
+  return STATUS_SUCCESS;
+}
+
+int GetModelOpInfo(const char* buffer, size_t length, ModelOpInfo& modelOpInfo) {
+  uint32_t count = 0;
+  const int32_t code = zelprofGetOpNum(buffer, length, &count);
+  if (code != 0) {
+    ORMO_LOG_ERROR("Get op number failed, err : %d", code);
+    return STATUS_FAILED;
+  }
+  ORMO_LOG_DEBUG("Get op num : %u", count);
+  for (uint32_t index = 0; index < count; ++index) {
+    const int status = DecodeRecord({buffer, length, index}, modelOpInfo);
+    if (status != STATUS_SUCCESS) {
+      return status;
+    }
+  }
+  return STATUS_SUCCESS;
+}
+
+}  // namespace Ormo

@@ -1,0 +1,25 @@
+/// \file
+/// Bytes of the profiling stream into records.
+#ifndef ORMO_PROFILING_RECORD_DECODER_H
+#define ORMO_PROFILING_RECORD_DECODER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "profiling/model_op_info.h"
+
+namespace Ormo {
+
+/// Decodes the whole records in `buffer` through the platform's accessors: those of type "na"
+/// become steps, all others operators, appended in order. 0, or STATUS_FAILED after an error line;
+/// what was decoded before the failure stays. Any thread.
+int GetModelOpInfo(const char* buffer, size_t length, ModelOpInfo& modelOpInfo);
+
+/// One text field of record `index`. 0, or STATUS_FAILED after an error line with `out` left alone.
+int GetOpName(const char* buffer, size_t length, uint32_t index, std::string& out);
+int GetOpType(const char* buffer, size_t length, uint32_t index, std::string& out);
+
+}  // namespace Ormo
+
+#endif  // ORMO_PROFILING_RECORD_DECODER_H

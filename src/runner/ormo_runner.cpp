@@ -1,0 +1,115 @@
+#include "ormo/ormo_runner.h"
+
+#include <optional>
+
+#include "common/log.h"
+#include "common/scope_exit.h"
+#include "common/utils.h"
+#include "offline/offline_runner.h"
+#include "offline/run_task.h"
+#include "zel/zel.h"
+
+using Ormo::ModelInfo;
+using Ormo::OfflineRunner;
+using Ormo::OfflineTask;
+using Ormo::OrmoDataInfo;
+using Ormo::RunInfo;
+using Ormo::RunnerConfig;
+using Ormo::RunnerInitConfig;
+using Ormo::RunnerResult;
+using Ormo::RunTask;
+
+namespace {
+
+constexpr char SOC_VERSION_VARIABLE[] = "PELT_SOC_VERSION";
+
+int LoadModel(ModelInfo info, uint32_t& modelId) {
+  const int status = OfflineRunner::Instance()->LoadModel(info);
+  if (status == Ormo::STATUS_SUCCESS) {
+    modelId = info.modelId;
+  }
+  return status;
+}
+
+}  // namespace
+
+namespace Ormo {
+
+int OrmoOfflineRunProcess(RunnerConfig& config, RunInfo& info, RunnerResult& result,
+                          OfflineTask& task) {
+  // The pipe that it named is gone.
+  const ScopeExit forgetPipe([&info] { info.profFd = nullptr; });
+  return OfflineRunner::Instance()->Process(task, config, info, result);
+}
+
+}  // namespace Ormo
+
+extern "C" {
+
+int OrmoOfflineRunnerInit(const RunnerInitConfig& config) {
+  return OfflineRunner::Instance()->Init(config);
+}
+
+void OrmoOfflineRunnerFinalize() {
+  OfflineRunner::Instance()->Finalize();
+}
+
+int OrmoOfflineLoadFromFile(const std::string& modelPath, uint32_t& modelId) {
+  ModelInfo info;
+  info.modelPath = modelPath;
+  return LoadModel(info, modelId);
+}
+
+int OrmoOfflineLoadFromMem(const OrmoDataInfo& modelData, uint32_t& modelId) {
+  ModelInfo info;
+  info.modelData = modelData;
+  return LoadModel(info, modelId);
+}
+
+void OrmoOfflineUnloadModel(const uint32_t& modelId) {
+  OfflineRunner::Instance()->UnloadModel(modelId);
+}
+
+int OrmoOfflineRun(RunnerConfig& config, RunnerResult& result) {
+  RunInfo info;
+  OfflineTask task = RunTask::RunModel;
+  return Ormo::OrmoOfflineRunProcess(config, info, result, task);
+}
+
+int OrmoOfflineRunModel(const uint32_t& modelId, RunnerConfig& config, RunnerResult& result) {
+  RunInfo info;
+  info.modelId = modelId;
+  info.deviceId = 0;
+  const int status = OfflineRunner::Instance()->GetDevIdByModelId(modelId, info.deviceId);
+  if (status != Ormo::STATUS_SUCCESS) {
+    ORMO_LOG_ERROR("Offline runner model has not found device.");
+    return status;
+  }
+  OfflineTask task = RunTask::Run;
+  return Ormo::OrmoOfflineRunProcess(config, info, result, task);
+}
+
+#ifdef __clang__
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
+#endif
+std::string OrmoGetSocVersion() {
+  // A version set for the simulator goes before that of a device.
+  std::optional<std::string> peltVersion = Ormo::Utils::FindEnv(SOC_VERSION_VARIABLE);
+  if (peltVersion.has_value()) {
+    ORMO_LOG_EVENT("Get pelt soc version : %s", peltVersion->c_str());
+    return *peltVersion;
+  }
+  const char* socName = zelrtGetSocName();
+  if (socName != nullptr) {
+    ORMO_LOG_INFO("Get soc version : %s", socName);
+    return socName;
+  }
+  ORMO_LOG_ERROR("Get soc version failed");
+  return {};
+}
+#ifdef __clang__
+#pragma clang diagnostic pop
+#endif
+
+}  // extern "C"
