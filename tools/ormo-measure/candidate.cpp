@@ -99,13 +99,14 @@ Outcome OutcomeOf(int status) {
 
 void Run(const OfflineOptions& options, const std::vector<Ormo::OrmoDataInfo>& inputs,
          Measurement& measurement) {
+  ErrorContext errors;
   OutputData outputs(options.outputs);
   Ormo::RunnerConfig config = MakeConfig(options);
   config.inputs = inputs;
   config.outputs = outputs.Infos();
   measurement.status = options.fromFile ? RunFile(measurement.model, config, measurement.result)
                                         : RunImage(measurement.model, config, measurement.result);
-  measurement.reason = TakeErrorReason(measurement.status);
+  measurement.reason = errors.TakeReason(measurement.status);
   if (measurement.status == Ormo::STATUS_SUCCESS) {
     outputs.Write();
   }
@@ -141,7 +142,6 @@ Measurement MeasureCandidate(const OfflineOptions& options, const std::string& m
                              const std::vector<Ormo::OrmoDataInfo>& inputs) {
   Measurement measurement;
   measurement.model = model;
-  BeginErrorContext();
   try {
     Run(options, inputs, measurement);
   } catch (const std::exception& e) {

@@ -53,10 +53,10 @@ CLI::Option* AddOnce(CLI::App& app, const std::string& name, const std::string& 
 
 void AddMeasuringOptions(CLI::App& app, OfflineOptions& options) {
   constexpr char GROUP[] = "Measuring";
-  app.add_option("--loop", options.loop, "Executions of each candidate")
-      ->capture_default_str()
-      ->check(CLI::PositiveNumber.description(""))
-      ->type_name("COUNT")
+  AddOnce(
+      app, "--loop", "COUNT",
+      [&options](const std::string& text) { options.loop = ParseCount(text); },
+      "Executions of each candidate (default " + std::to_string(options.loop) + ")")
       ->group(GROUP);
   CLI::Option* prof = app.add_flag_callback(
       "--prof", [&options] { options.prof = true; },

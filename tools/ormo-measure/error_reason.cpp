@@ -45,19 +45,23 @@ std::string JoinLines(const std::string& text) {
 
 }  // namespace
 
-void BeginErrorContext() {
+ErrorContext::ErrorContext() {
   const Ormo::OrmoErrorManager& manager = Ormo::OrmoErrorManager::GetInstance();
   error_message::Context context;
   context.workStreamId = manager.OrmoGenWorkStreamIdDefault();
   manager.OrmoSetErrorContext(context);
 }
 
-std::string TakeErrorReason(int status) {
-  const std::string reported =
-      JoinLines(Ormo::OrmoErrorManager::GetInstance().OrmoGetErrorMessage());
+ErrorContext::~ErrorContext() {
+  Ormo::OrmoErrorManager::GetInstance().OrmoGetErrorMessage();
+}
+
+std::string ErrorContext::TakeReason(int status) {
   if (status == Ormo::STATUS_SUCCESS) {
     return "";
   }
+  const std::string reported =
+      JoinLines(Ormo::OrmoErrorManager::GetInstance().OrmoGetErrorMessage());
   return reported.empty() ? DescribeStatus(status) : reported;
 }
 

@@ -7,13 +7,19 @@
 
 namespace OrmoMeasure {
 
-/// Gives the calling thread an error context of its own, so that what is reported from here on can
-/// be told from what other threads and earlier runs report.
-void BeginErrorContext();
+/// An error context for the calling thread, so that what is reported during its life can be told
+/// from what other threads and earlier runs report. Use it on the thread that made it.
+class ErrorContext {
+ public:
+  ErrorContext();
+  /// Takes what nobody asked for: reports would pile up otherwise.
+  ~ErrorContext();
+  ErrorContext(const ErrorContext&) = delete;
+  ErrorContext& operator=(const ErrorContext&) = delete;
 
-/// Takes what was reported for the calling thread's context; without reports, what the status
-/// means.
-std::string TakeErrorReason(int status);
+  /// Takes what was reported; without reports, what the status means. Empty for success.
+  std::string TakeReason(int status);
+};
 
 }  // namespace OrmoMeasure
 

@@ -10,10 +10,10 @@ namespace OrmoMeasure {
 namespace {
 
 /// Reads the whole of `text` as a number, or returns false.
-template <typename Number>
-bool ReadNumber(std::string_view text, Number& number) {
+template <typename Number, typename... Format>
+bool ReadNumber(std::string_view text, Number& number, Format... format) {
   const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  const auto [stop, error] = std::from_chars(text.data(), end, number, format...);
   return error == std::errc() && stop == end;
 }
 
@@ -61,11 +61,20 @@ std::vector<int64_t> ReadShape(std::string_view text) {
 
 }  // namespace
 
+uint32_t ParseCount(const std::string& text) {
+  uint32_t count = 0;
+  if (!ReadNumber(std::string_view(text), count) || count == 0) {
+    throw std::invalid_argument("'" + text + "' is not a positive 32-bit integer");
+  }
+  return count;
+}
+
 uint64_t ParseDuration(const std::string& text) {
   const size_t unitBegin = text.find_last_of("0123456789.") + 1;
   double count = 0;
   const double nanoseconds = UnitNanoseconds(std::string_view(text).substr(unitBegin));
-  if (!ReadNumber(std::string_view(text).substr(0, unitBegin), count) || nanoseconds == 0) {
+  if (!ReadNumber(std::string_view(text).substr(0, unitBegin), count, std::chars_format::fixed) ||
+      nanoseconds == 0) {
     throw std::invalid_argument("'" + text + "' is not a time such as 500us, 5ms or 0.5s");
   }
   const double total = count * nanoseconds;
@@ -92,14 +101,13 @@ void CheckSizes(const std::string& text, size_t minimum, size_t maximum) {
     uint64_t size = 0;
     valid = valid && ReadNumber(piece, size) && size > 0;
   }
-  if (valid) {
-    return;
+  if (!valid) {
+    const std::string count =
+        (minimum < maximum ? std::to_string(minimum) + " to " : "") + std::to_string(maximum);
+    throw std::invalid_argument(
+        "'" + text + "' is not " +
+        (maximum == 1 ? "a positive integer" : count + " positive integers with commas between"));
   }
-  const std::string count = minimum == maximum
-                                ? std::to_string(minimum)
-                                : std::to_string(minimum) + " to " + std::to_string(maximum);
-  throw std::invalid_argument("'" + text + "' is not " + count +
-                              " positive integer(s) with commas between");
 }
 
 Ormo::RunMode ParseRunMode(const std::string& text) {

@@ -13,6 +13,9 @@
 
 namespace OrmoMeasure {
 
+/// A positive number.
+uint32_t ParseCount(const std::string& text);
+
 /// Nanoseconds of a text like "5ms" or "0.5s".
 uint64_t ParseDuration(const std::string& text);
 

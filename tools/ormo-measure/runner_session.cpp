@@ -8,13 +8,12 @@
 namespace OrmoMeasure {
 
 RunnerSession::RunnerSession(const std::vector<uint32_t>& devices) {
-  BeginErrorContext();
+  ErrorContext errors;
   Ormo::RunnerInitConfig config;
   config.deviceIds = devices;
   const int status = OrmoOfflineRunnerInit(config);
-  const std::string reason = TakeErrorReason(status);
   if (status != Ormo::STATUS_SUCCESS) {
-    throw std::runtime_error("the devices cannot be used: " + reason);
+    throw std::runtime_error("the devices cannot be used: " + errors.TakeReason(status));
   }
 }
 
