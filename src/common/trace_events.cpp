@@ -17,12 +17,20 @@ struct PackedHead {
   uint32_t pidSize;
   uint32_t tidSize;
   char ph;
+
+  size_t TotalSize() const {
+    return sizeof(PackedHead) + size_t{nameSize} + size_t{pidSize} + size_t{tidSize};
+  }
 };
 
-std::string_view TakeText(const std::string& bytes, size_t& at, size_t size) {
-  const std::string_view text(bytes.data() + at, size);
-  at += size;
-  return text;
+char* PutText(char* at, std::string_view text) {
+  return std::copy(text.begin(), text.end(), at);
+}
+
+PackedHead ReadHead(const char* at) {
+  PackedHead head;  // NOLINT(cppcoreguidelines-pro-type-member-init): read whole
+  std::memcpy(&head, at, sizeof(head));
+  return head;
 }
 
 }  // namespace
@@ -41,24 +49,25 @@ void TraceEvents::Add(const TraceEvent& event) {
   const PackedHead head{event.ts, static_cast<uint32_t>(event.name.size()),
                         static_cast<uint32_t>(event.pid.size()),
                         static_cast<uint32_t>(event.tid.size()), event.ph};
-  ReserveRoom(sizeof(head) + event.name.size() + event.pid.size() + event.tid.size());
-  Block& block = blocks_.back();
-  block.bytes.append(reinterpret_cast<const char*>(&head), sizeof(head));
-  block.bytes.append(event.name).append(event.pid).append(event.tid);
+  Block& block = BlockWithRoom(head.TotalSize());
+  char* at = block.bytes.get() + block.end;
+  std::memcpy(at, &head, sizeof(head));
+  at = PutText(at + sizeof(head), event.name);
+  at = PutText(at, event.pid);
+  PutText(at, event.tid);
+  block.end += head.TotalSize();
   ++block.count;
   ++count_;
 }
 
-void TraceEvents::ReserveRoom(size_t size) {
-  if (!blocks_.empty()) {
-    const std::string& bytes = blocks_.back().bytes;
-    if (bytes.capacity() - bytes.size() >= size) {
-      return;
-    }
+TraceEvents::Block& TraceEvents::BlockWithRoom(size_t size) {
+  if (blocks_.empty() || blocks_.back().capacity - blocks_.back().end < size) {
+    Block block;
+    block.capacity = std::max(size, BLOCK_SIZE);
+    block.bytes.reset(new char[block.capacity]);
+    blocks_.push_back(std::move(block));
   }
-  Block block;
-  block.bytes.reserve(std::max(size, BLOCK_SIZE));
-  blocks_.push_back(std::move(block));
+  return blocks_.back();
 }
 
 bool TraceEvents::KeepNewest(size_t limit) noexcept {
@@ -75,7 +84,7 @@ bool TraceEvents::KeepNewest(size_t limit) noexcept {
 
 void TraceEvents::DropOldest() noexcept {
   Block& block = blocks_.front();
-  Unpack(block, block.begin);
+  block.begin += ReadHead(block.bytes.get() + block.begin).TotalSize();
   --block.count;
   --count_;
   if (block.count == 0) {
@@ -99,15 +108,15 @@ void TraceEvents::PutBack(TraceEvents older) noexcept {
 }
 
 TraceEvent TraceEvents::Unpack(const Block& block, size_t& at) {
-  PackedHead head{};
-  std::memcpy(&head, block.bytes.data() + at, sizeof(head));
-  at += sizeof(head);
+  const PackedHead head = ReadHead(block.bytes.get() + at);
+  const char* text = block.bytes.get() + at + sizeof(head);
   TraceEvent event;
+  event.name = {text, head.nameSize};
   event.ph = head.ph;
+  event.pid = {text + head.nameSize, head.pidSize};
+  event.tid = {text + head.nameSize + head.pidSize, head.tidSize};
   event.ts = head.ts;
-  event.name = TakeText(block.bytes, at, head.nameSize);
-  event.pid = TakeText(block.bytes, at, head.pidSize);
-  event.tid = TakeText(block.bytes, at, head.tidSize);
+  at += head.TotalSize();
   return event;
 }
 

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <list>
-#include <string>
+#include <memory>
 #include <string_view>
 
 namespace Ormo {
@@ -48,7 +48,7 @@ class TraceEvents {
   template <typename Visitor>
   void ForEach(Visitor visit) const {
     for (const Block& block : blocks_) {
-      for (size_t at = block.begin; at < block.bytes.size();) {
+      for (size_t at = block.begin; at < block.end;) {
         visit(Unpack(block, at));
       }
     }
@@ -56,12 +56,14 @@ class TraceEvents {
 
  private:
   struct Block {
-    std::string bytes;
+    std::unique_ptr<char[]> bytes;
+    size_t capacity = 0;
     size_t begin = 0;  ///< where its oldest event starts
+    size_t end = 0;    ///< where the next one goes
     size_t count = 0;
   };
 
-  void ReserveRoom(size_t size);
+  Block& BlockWithRoom(size_t size);
   void DropOldest() noexcept;
   /// The event at `at`, which moves on to the next one.
   static TraceEvent Unpack(const Block& block, size_t& at);

@@ -1,0 +1,49 @@
+/// \file
+/// A piece of work beside its floor.
+#ifndef ORMO_BENCH_COMPARE_H
+#define ORMO_BENCH_COMPARE_H
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <vector>
+
+namespace Ormo::Bench {
+
+template <typename Work>
+double NanosecondsOf(Work& work) {
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
+}
+
+/// The sample below which `part` of all lie, 0.5 for the median.
+inline double Quantile(std::vector<double> samples, double part) {
+  const auto nth =
+      samples.begin() + static_cast<std::ptrdiff_t>(part * static_cast<double>(samples.size() - 1));
+  std::nth_element(samples.begin(), nth, samples.end());
+  return *nth;
+}
+
+/// Runs `subject` and `floor`, each of which does its work `ops` times, in turn, one round an
+/// iteration, and reports medians: what disturbs the machine then disturbs both.
+template <typename Subject, typename Floor>
+void Compare(benchmark::State& state, size_t ops, Subject subject, Floor floor) {
+  std::vector<double> subjectTimes;
+  std::vector<double> floorTimes;
+  for (auto _ : state) {
+    floorTimes.push_back(NanosecondsOf(floor));
+    subjectTimes.push_back(NanosecondsOf(subject));
+  }
+  const double subjectTime = Quantile(subjectTimes, 0.5);
+  const double floorTime = Quantile(floorTimes, 0.5);
+  state.counters["ns"] = subjectTime / static_cast<double>(ops);
+  state.counters["floor_ns"] = floorTime / static_cast<double>(ops);
+  state.counters["ratio"] = subjectTime / floorTime;
+}
+
+}  // namespace Ormo::Bench
+
+#endif  // ORMO_BENCH_COMPARE_H
