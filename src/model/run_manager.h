@@ -20,6 +20,7 @@ namespace Ormo {
 class RunManager {
  public:
   RunManager() = default;
+  ~RunManager() = default;
   RunManager(const RunManager&) = delete;
   RunManager& operator=(const RunManager&) = delete;
 

@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include "common/call_site.h"
@@ -43,12 +44,14 @@ class ManagerMap {
     if (entry->second != nullptr) {
       return STATUS_SUCCESS;
     }
-    entry->second.reset(new (std::nothrow) Manager());
-    if (entry->second == nullptr) {
+    std::unique_ptr<Manager> manager(new (std::nothrow) Manager());
+    if (manager == nullptr) {
       ORMO_LOG_ERROR_AT(site, "Create run manager failed");
       return STATUS_FAILED;
     }
-    if (entry->second->Init(deviceId) != STATUS_SUCCESS) {
+    const int status = manager->Init(deviceId);
+    entry->second = std::move(manager);
+    if (status != STATUS_SUCCESS) {
       ORMO_LOG_ERROR_AT(site, "Init run manager failed");
       return STATUS_FAILED;
     }

@@ -5,6 +5,7 @@
 
 #include "common/invalid_param.h"
 #include "common/log.h"
+#include "common/scope_exit.h"
 #include "offline/device_manager.h"
 #include "offline/platform_session.h"
 #include "offline/profiled_run.h"
@@ -23,6 +24,17 @@ constexpr char NOT_DEPLOYED_REASON[] =
 // A copy of the calling thread's error context, for the worker.
 error_message::Context CopyErrorContext() {
   return OrmoErrorManager::GetInstance().OrmoGetErrorContext();
+}
+
+// False when the device's worker does not take the task.
+bool UnloadOnDevice(const uint32_t& modelId, uint32_t deviceId) {
+  std::future<void> future =
+      DeviceManager::Commit(RunTask::UnloadModel, deviceId, std::cref(modelId), CopyErrorContext());
+  if (!future.valid()) {
+    return false;
+  }
+  future.get();
+  return true;
 }
 
 }  // namespace
@@ -95,7 +107,10 @@ int OfflineRunner::LoadModel(ModelInfo& info) {
   const int status = future.get();
   if (status == STATUS_SUCCESS) {
     ORMO_LOG_INFO("Load model id %u on device %u", info.modelId, info.deviceId);
+    // A model that nobody can name would stay on the device for good.
+    ScopeExit unload([&info] { UnloadOnDevice(info.modelId, info.deviceId); });
     InsertModelDevMap(info.modelId, info.deviceId);
+    unload.Dismiss();
   } else if (status == STATUS_NOT_ENOUGH_MEMORY) {
     ORMO_LOG_WARNING("Load model check memory failed, not enough mem for model on device.");
   } else {

@@ -1,0 +1,231 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "model/fake_device.h"
+#include "model/model_manager.h"
+#include "ormo/status.h"
+#include "support/log_capture.h"
+
+namespace Ormo {
+namespace {
+
+using Test::Device;
+using Test::LogCapture;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr size_t GIB = size_t{1} << 30;
+constexpr char CLEAN_CACHE[] = "popen echo 3 > /proc/sys/vm/drop_caches";
+
+class ModelLoadingTest : public ::testing::Test {
+ protected:
+  void SetUp() override { Device() = {}; }
+
+  int Load(RunMode mode, const std::string& socVersion = "TarnLake1") {
+    ModelInfo info;
+    info.modelData.data = &image_;
+    info.modelData.size = sizeof(image_);
+    info.runMode = mode;
+    const int status = ModelManager::LoadModel(info, socVersion);
+    modelId_ = info.modelId;
+    return status;
+  }
+
+  char image_ = 0;
+  uint32_t modelId_ = 0;
+};
+
+TEST_F(ModelLoadingTest, AFileGoesBeforeAnImageAndWithoutBothThereIsNothingToLoad) {
+  ModelInfo info;
+  EXPECT_EQ(ModelManager::LoadModel(info, "TarnLake1"), STATUS_FAILED);
+  EXPECT_THAT(Device().calls, IsEmpty());
+  info.modelPath = "model";
+  info.modelData.data = &image_;
+  EXPECT_EQ(ModelManager::LoadModel(info, "TarnLake1"), STATUS_SUCCESS);
+  EXPECT_THAT(Device().calls, ElementsAre("load file model"));
+  EXPECT_EQ(info.modelId, 12U);
+}
+
+struct StrategyCase {
+  RunMode mode;
+  size_t weightSize;
+  std::vector<std::string> calls;
+};
+
+TEST_F(ModelLoadingTest, EachRunModeTakesItsPathByTheSizeOfTheWeights) {
+  const std::vector<StrategyCase> cases = {
+      {RunMode::PREVIOUS_MEMORY, 4095, {"query", "load"}},
+      {RunMode::PREVIOUS_MEMORY,
+       4096,
+       {"query", "malloc huge-first 64", "malloc huge-only 4096", "load into memory"}},
+      {RunMode::PREVIOUS_MEMORY,
+       1048576,
+       {"query", "malloc huge-first 64", "malloc huge-only 1048576", "load into memory"}},
+      {RunMode::PREVIOUS_MEMORY, 1048577, {"query", "load"}},
+      {RunMode::NO_MEMORY_CHECK, 4096, {"load"}},
+      {RunMode::DEFAULT, 4096, {"query", "memory hbm", "load"}},
+      {static_cast<RunMode>(7), 4096, {"query", "memory hbm", "load"}},
+  };
+  for (const StrategyCase& strategy : cases) {
+    SCOPED_TRACE(strategy.weightSize);
+    Device() = {};
+    Device().workSize = 64;
+    Device().weightSize = strategy.weightSize;
+    Device().freeMemory = Device().totalMemory = GIB;
+    EXPECT_EQ(Load(strategy.mode), STATUS_SUCCESS);
+    EXPECT_EQ(Device().calls, strategy.calls);
+    ModelManager::UnloadModel(modelId_);
+    EXPECT_EQ(Device().allocated, 0);
+  }
+}
+
+TEST_F(ModelLoadingTest, MemoryOfTheLibrarysOwnIsFreedWhateverFails) {
+  for (const char* calls : {"huge-first 64", "8192", "load into memory"}) {
+    SCOPED_TRACE(calls);
+    Device() = {};
+    Device().workSize = 64;
+    Device().weightSize = 8192;
+    Device().failingCalls = calls;
+    Device().code = 5;
+    EXPECT_EQ(Load(RunMode::PREVIOUS_MEMORY), STATUS_SUCCESS) << "the platform's memory is left";
+    ModelManager::UnloadModel(modelId_);
+    EXPECT_EQ(Device().allocated, 0);
+  }
+  Device() = {};
+  Device().workSize = 64;
+  Device().weightSize = 8192;
+  EXPECT_EQ(Load(RunMode::PREVIOUS_MEMORY), STATUS_SUCCESS);
+  Device().failingCalls = "unload";
+  Device().code = 5;
+  ModelManager::UnloadModel(modelId_);
+  EXPECT_EQ(Device().allocated, 0);
+}
+
+struct CodeCase {
+  RunMode mode;
+  const char* call;
+  int32_t code;
+  int status;
+};
+
+TEST_F(ModelLoadingTest, PlatformCodesBecomeTheStatusOfTheirOperation) {
+  const std::vector<CodeCase> cases = {
+      {RunMode::DEFAULT, "query", 5, STATUS_PLATFORM_FAILED},
+      {RunMode::DEFAULT, "query", 245000, STATUS_MEMORY_ALLOCATION_FAILED},
+      {RunMode::DEFAULT, "memory hbm", 5, STATUS_NOT_ENOUGH_MEMORY},
+      {RunMode::DEFAULT, "load", 5, STATUS_PLATFORM_FAILED},
+      {RunMode::DEFAULT, "load", 207001, STATUS_MEMORY_ALLOCATION_FAILED},
+      {RunMode::PREVIOUS_MEMORY, "query", 5, STATUS_PLATFORM_FAILED},
+      {RunMode::PREVIOUS_MEMORY, "load", 207001, STATUS_MEMORY_ALLOCATION_FAILED},
+      {RunMode::NO_MEMORY_CHECK, "load", 5, STATUS_PLATFORM_FAILED},
+  };
+  for (const CodeCase& test : cases) {
+    SCOPED_TRACE(std::string(test.call) + " " + std::to_string(test.code));
+    Device() = {};
+    Device().freeMemory = Device().totalMemory = GIB;
+    Device().failingCalls = test.call;
+    Device().code = test.code;
+    EXPECT_EQ(Load(test.mode), test.status);
+    EXPECT_EQ(modelId_, 0U);
+  }
+}
+
+TEST_F(ModelLoadingTest, AllocationsFallBackFromHugePagesInTheirRange) {
+  for (const size_t size : {4095, 4096, 1048576, 1048577}) {
+    Device() = {};
+    Device().failingCalls = "malloc huge-only " + std::to_string(size);
+    Device().code = 5;
+    void* memory = nullptr;
+    EXPECT_EQ(ModelManager::RtMalloc(&memory, size), STATUS_SUCCESS);
+    ModelManager::RtMemFree(memory);
+    const bool triesHugePages = size == 4096 || size == 1048576;
+    EXPECT_EQ(Device().calls.front() == Device().failingCalls, triesHugePages) << size;
+    EXPECT_EQ(Device().allocated, 0);
+  }
+  Device().failingCalls = "malloc huge-first 1";
+  void* memory = nullptr;
+  EXPECT_EQ(ModelManager::RtMalloc(&memory, 1), STATUS_DEVICE_MEMORY_FAILED);
+  Device().code = 207001;
+  EXPECT_EQ(ModelManager::RtMalloc(&memory, 1), STATUS_MEMORY_ALLOCATION_FAILED);
+}
+
+struct FitCase {
+  const char* socVersion;
+  size_t free;
+  size_t total;
+  bool checkReserved;
+  size_t fits;  ///< the largest request that fits
+};
+
+TEST_F(ModelLoadingTest, ARequestOfExactlyTheAvailableMemoryFitsAndOneByteMoreDoesNot) {
+  const std::vector<FitCase> cases = {
+      {"TarnLake1", 5 * GIB, 100 * GIB, true, 4 * GIB},
+      {"TarnLake1", 5 * GIB, 100 * GIB, false, 5 * GIB},
+      {"TarnRiverX", 5 * GIB, 100 * GIB, true, 4 * GIB},
+      {"TarnStream1", 5 * GIB, 8 * GIB, true, 4 * GIB},
+      {"TarnStream1", 5 * GIB, 8 * GIB, false, 5 * GIB},
+      {"TarnPond1", GIB, 8 * GIB, true, 0},
+      {"TarnLake1", 1000, 150, true, 999},  // 1.5 bytes of reserve count as 1
+  };
+  for (const FitCase& test : cases) {
+    SCOPED_TRACE(std::string(test.socVersion) + " " + std::to_string(test.fits));
+    Device().freeMemory = test.free;
+    Device().totalMemory = test.total;
+    const auto check = [&](size_t size) {
+      return ModelManager::CheckAllocMemSize(size, test.socVersion, test.checkReserved);
+    };
+    EXPECT_EQ(check(test.fits), STATUS_SUCCESS);
+    EXPECT_EQ(check(test.fits + 1), STATUS_NOT_ENOUGH_MEMORY);
+  }
+}
+
+TEST_F(ModelLoadingTest, AReserveBeyondTheFreeMemoryLeavesRoomForNothing) {
+  Device().freeMemory = GIB - 1;
+  Device().totalMemory = 8 * GIB;
+  EXPECT_EQ(ModelManager::CheckAllocMemSize(0, "TarnFen1", true), STATUS_NOT_ENOUGH_MEMORY);
+  EXPECT_EQ(ModelManager::CheckAllocMemSize(GIB - 1, "TarnFen1", false), STATUS_SUCCESS);
+}
+
+TEST_F(ModelLoadingTest, OtherChipsAreNotChecked) {
+  LogCapture log(DLOG_WARN);
+  for (const char* socVersion :
+       {"", "TarnLake", "TarnLake5", "TarnRive", "TarnCreek1", "TarnFen"}) {
+    EXPECT_EQ(ModelManager::CheckAllocMemSize(GIB, socVersion, true), STATUS_SUCCESS);
+  }
+  EXPECT_THAT(Device().calls, IsEmpty());
+  EXPECT_TRUE(log.Contains(DLOG_WARN, "Soc version[TarnCreek1] no need to check"));
+}
+
+TEST_F(ModelLoadingTest, TheCacheIsCleanedOnceAndOnlyWhereItHelps) {
+  Device().weightSize = GIB;
+  Device().totalMemory = 8 * GIB;
+  Device().freeMemory = GIB;
+  Device().cachedMemory = GIB;
+  EXPECT_EQ(Load(RunMode::DEFAULT, "TarnStream1"), STATUS_SUCCESS);
+  EXPECT_THAT(Device().calls,
+              ElementsAre("query", "memory ddr", CLEAN_CACHE, "memory ddr", "load"));
+
+  Device().calls.clear();
+  Device().freeMemory = GIB;
+  Device().cachedMemory = 1;
+  EXPECT_EQ(Load(RunMode::DEFAULT, "TarnPond1"), STATUS_NOT_ENOUGH_MEMORY);
+  EXPECT_THAT(Device().calls, ElementsAre("query", "memory ddr", CLEAN_CACHE, "memory ddr"));
+
+  Device().calls.clear();
+  EXPECT_EQ(Load(RunMode::DEFAULT, "TarnSpring1"), STATUS_NOT_ENOUGH_MEMORY);
+  EXPECT_THAT(Device().calls, ElementsAre("query", "memory ddr"));
+}
+
+TEST_F(ModelLoadingTest, SizesThatWrapAroundDoNotFit) {
+  Device().workSize = ~size_t{0};
+  Device().weightSize = 2;
+  Device().freeMemory = Device().totalMemory = GIB;
+  EXPECT_EQ(Load(RunMode::DEFAULT), STATUS_NOT_ENOUGH_MEMORY);
+  EXPECT_THAT(Device().calls, ElementsAre("query"));
+}
+
+}  // namespace
+}  // namespace Ormo

@@ -1,0 +1,126 @@
+#include "offline/thread_pool.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <future>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "ormo/status.h"
+#include "support/log_capture.h"
+
+namespace Ormo {
+namespace {
+
+using Test::LogCapture;
+using ::testing::ElementsAre;
+
+const std::vector<uint32_t> DEVICES = {0, 1};
+
+// Keeps a worker busy until it is released.
+class Gate {
+ public:
+  std::shared_future<void> Future() { return future_; }
+
+  void Open() { promise_.set_value(); }
+
+ private:
+  std::promise<void> promise_;
+  std::shared_future<void> future_ = promise_.get_future().share();
+};
+
+int WaitFor(const std::shared_future<void>& gate, std::promise<void>& entered, uint32_t /*id*/) {
+  entered.set_value();
+  gate.wait();
+  return 0;
+}
+
+TEST(ThreadPoolTest, AWorkerRunsItsOwnTasksInOrderBeforeThoseForAnyWorker) {
+  ThreadPool pool(std::vector<uint32_t>{3}, "Test");
+  Gate gate;
+  std::promise<void> entered;
+  auto blocker = pool.Commit(WaitFor, 3, gate.Future(), std::ref(entered));
+  entered.get_future().wait();
+
+  std::vector<int> order;
+  const auto note = [&order](int number, uint32_t) { order.push_back(number); };
+  auto shared = pool.Commit(note, ANY_THREAD_ID, 3);
+  auto first = pool.Commit(note, 3, 1);
+  auto second = pool.Commit(note, 3, 2);
+  gate.Open();
+  shared.wait();
+
+  EXPECT_THAT(order, ElementsAre(1, 2, 3));
+}
+
+TEST(ThreadPoolTest, ATaskForAnyWorkerRunsOnAFreeOneAndLearnsWhich) {
+  ThreadPool pool(DEVICES, "Test");
+  Gate gate;
+  std::promise<void> entered;
+  auto blocker = pool.Commit(WaitFor, 0, gate.Future(), std::ref(entered));
+  entered.get_future().wait();
+
+  auto any = pool.Commit([](uint32_t id) { return id; }, ANY_THREAD_ID);
+  EXPECT_EQ(any.get(), 1U);
+  gate.Open();
+}
+
+TEST(ThreadPoolTest, AnUnknownWorkerGetsNothingAndTheCommittersFileSaysSo) {
+  LogCapture log(DLOG_ERROR);
+  ThreadPool pool(DEVICES, "Test");
+
+  EXPECT_EQ(pool.CheckThreadId(1), STATUS_SUCCESS);
+  EXPECT_EQ(pool.CheckThreadId(ANY_THREAD_ID), STATUS_SUCCESS);
+  EXPECT_EQ(pool.CheckThreadId(7), STATUS_INVALID_PARAM);
+  EXPECT_FALSE(pool.Commit([](uint32_t) {}, 7).valid());
+  EXPECT_EQ(pool.CheckThreadId(7), STATUS_INVALID_PARAM) << "asking made a queue";
+  EXPECT_EQ(log.Find("Commit thread id invalid.").file, "thread_pool_test.cpp");
+}
+
+TEST(ThreadPoolTest, WhatATaskThrowsComesOutOfTheFutureAndTheWorkerGoesOn) {
+  ThreadPool pool(size_t{1}, "Test");
+  auto failing = pool.Commit([](uint32_t) -> int { throw std::out_of_range("index"); }, 0);
+  EXPECT_THROW(failing.get(), std::out_of_range);
+  EXPECT_EQ(pool.Commit([](uint32_t) { return 5; }, 0).get(), 5);
+}
+
+TEST(ThreadPoolTest, TwoWorkersOfOneIdShareItsQueue) {
+  ThreadPool pool(std::vector<uint32_t>{4, 4}, "Test");
+  Gate gate;
+  std::promise<void> firstEntered;
+  std::promise<void> secondEntered;
+  auto first = pool.Commit(WaitFor, 4, gate.Future(), std::ref(firstEntered));
+  auto second = pool.Commit(WaitFor, 4, gate.Future(), std::ref(secondEntered));
+  firstEntered.get_future().wait();
+  secondEntered.get_future().wait();
+  gate.Open();
+}
+
+TEST(ThreadPoolTest, AnEndingPoolFinishesRunningTasksAndDropsQueuedOnes) {
+  Gate gate;
+  std::promise<void> entered;
+  std::future<int> running;
+  std::future<int> queued;
+  std::thread opener;
+  {
+    ThreadPool pool(size_t{1}, "Test");
+    running = pool.Commit(WaitFor, 0, gate.Future(), std::ref(entered));
+    entered.get_future().wait();
+    queued = pool.Commit([](uint32_t) { return 1; }, 0);
+    // A refused commit shows that the pool is told to stop; its destructor waits for the running
+    // task, and so for the gate.
+    opener = std::thread([&] {
+      while (pool.Commit([](uint32_t) {}, 0).valid()) {
+      }
+      gate.Open();
+    });
+  }
+  opener.join();
+  EXPECT_EQ(running.get(), 0);
+  EXPECT_THROW(queued.get(), std::future_error);
+}
+
+}  // namespace
+}  // namespace Ormo

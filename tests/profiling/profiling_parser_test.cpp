@@ -1,0 +1,202 @@
+#include "profiling/profiling_parser.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/file_descriptor.h"
+#include "ormo/status.h"
+#include "profiling/fake_records.h"
+#include "support/log_capture.h"
+
+namespace Ormo {
+namespace {
+
+using std::chrono::milliseconds;
+using Test::LogCapture;
+using Test::Op;
+using Test::Step;
+using Test::WriteRecord;
+using ::testing::ElementsAre;
+using ::testing::Field;
+
+// Long enough that a read which needs one idle wait runs into the test's time-out.
+constexpr milliseconds NEVER = std::chrono::hours(1);
+constexpr milliseconds SHORT{5};
+
+std::future<int> Ended(int status) {
+  std::promise<int> promise;
+  promise.set_value(status);
+  return promise.get_future();
+}
+
+auto HasName(const char* name) {
+  return Field(&RunnerOpInfo::opName, name);
+}
+
+class ProfilingParserTest : public ::testing::Test {
+ protected:
+  void TearDown() override {
+    Test::FailAccessor("");
+    Test::PretendRecordSize(0);
+  }
+
+  int Read(std::future<int>& future, milliseconds idleWait) {
+    return ProfilingParser(idleWait).ReadModelOpInfo(pipe_.readEnd.Get(), future, info_);
+  }
+
+  void Write(const Test::FakeRecord& record) { WriteRecord(pipe_.writeEnd.Get(), record); }
+
+  Pipe pipe_ = Pipe::Open();
+  ModelOpInfo info_;
+};
+
+TEST_F(ProfilingParserTest, EveryFieldOfARecordArrivesAndOperatorsAreSortedByTime) {
+  Write(Op("late", 30, 45, 9));
+  Write(Op("long", 10, 25, 8));
+  Write(Step(5, 50));
+  Write(Op("short", 10, 20, 4));
+  pipe_.writeEnd.Reset();
+  std::future<int> future = Ended(0);
+
+  EXPECT_EQ(Read(future, NEVER), STATUS_SUCCESS);
+  EXPECT_TRUE(future.valid()) << "the end of the stream goes before the run's status";
+  ASSERT_THAT(info_.opInfos, ElementsAre(HasName("short"), HasName("long"), HasName("late")));
+  const RunnerOpInfo& op = info_.opInfos[1];
+  EXPECT_EQ(op.opType, "MatMul");
+  EXPECT_EQ(op.modelId, "7");
+  EXPECT_EQ(op.startTime, 10U);
+  EXPECT_EQ(op.endTime, 25U);
+  EXPECT_EQ(op.opCostTime, 15U);
+  EXPECT_EQ(op.aicoreCostTime, 8U);
+  ASSERT_EQ(info_.steps.size(), 1U);
+  EXPECT_EQ(info_.steps.begin()->start, 5U);
+  EXPECT_EQ(info_.steps.begin()->end, 50U);
+}
+
+struct IdleCase {
+  int runStatus;
+  int readStatus;
+  size_t furtherWaits;  ///< idle waits after which the reader goes on waiting
+};
+
+class IdleEndingTest : public ProfilingParserTest,
+                       public ::testing::WithParamInterface<IdleCase> {};
+
+// A run that succeeded or hit its bound is given one more wait for late records; others are not.
+INSTANTIATE_TEST_SUITE_P(
+    ByRunStatus, IdleEndingTest,
+    ::testing::Values(IdleCase{STATUS_SUCCESS, STATUS_SUCCESS, 1},
+                      IdleCase{STATUS_OUT_OF_BOUND, STATUS_SUCCESS, 1},
+                      IdleCase{STATUS_NOT_ENOUGH_MEMORY, STATUS_NOT_ENOUGH_MEMORY, 0},
+                      IdleCase{STATUS_EXECUTE_FAILED, STATUS_EXECUTE_FAILED, 0}));
+
+TEST_P(IdleEndingTest, AnEndedRunEndsTheReadAtAnIdleWait) {
+  LogCapture log;
+  Write(Op("op", 10, 20));
+  std::future<int> future = Ended(GetParam().runStatus);
+
+  EXPECT_EQ(Read(future, SHORT), GetParam().readStatus);
+  EXPECT_FALSE(future.valid());
+  EXPECT_EQ(info_.opInfos.size(), 1U);
+  EXPECT_EQ(log.Count(DLOG_DEBUG, "Wating for running finished"), GetParam().furtherWaits);
+}
+
+TEST_F(ProfilingParserTest, ARunThatGoesOnIsWaitedFor) {
+  LogCapture log;
+  std::promise<int> run;
+  std::future<int> future = run.get_future();
+  std::thread worker([&] {
+    while (log.Count(DLOG_DEBUG, "Wating for running finished") < 3) {
+      std::this_thread::yield();
+    }
+    WriteRecord(pipe_.writeEnd.Get(), Op("op", 10, 20));
+    run.set_value(0);
+  });
+  EXPECT_EQ(Read(future, SHORT), STATUS_SUCCESS);
+  worker.join();
+  EXPECT_EQ(info_.opInfos.size(), 1U);
+}
+
+TEST_F(ProfilingParserTest, AStreamThatEndsBeforeTheRunIsNeverTakenForAnIdleOne) {
+  for (int round = 0; round < 200; ++round) {
+    Pipe pipe = Pipe::Open();
+    std::promise<int> run;
+    std::future<int> future = run.get_future();
+    std::thread worker([&] {
+      pipe.writeEnd.Reset();
+      run.set_value(STATUS_OUT_OF_BOUND);
+    });
+    ModelOpInfo info;
+    EXPECT_EQ(ProfilingParser(milliseconds(0)).ReadModelOpInfo(pipe.readEnd.Get(), future, info),
+              STATUS_SUCCESS);
+    worker.join();
+    ASSERT_TRUE(future.valid()) << "round " << round;
+  }
+}
+
+TEST_F(ProfilingParserTest, WhatTheRunThrewComesOutAtTheIdleWait) {
+  std::promise<int> run;
+  run.set_exception(std::make_exception_ptr(std::domain_error("task")));
+  std::future<int> future = run.get_future();
+  EXPECT_THROW(Read(future, SHORT), std::domain_error);
+}
+
+TEST_F(ProfilingParserTest, ADamagedStreamEndsTheReadAndKeepsWhatCameBefore) {
+  const std::vector<std::string> accessors = {"zelprofGetOpNum", "zelprofGetOpNameLen",
+                                              "zelprofGetOpName", "zelprofGetOpTypeLen",
+                                              "zelprofGetOpType"};
+  for (const std::string& accessor : accessors) {
+    SCOPED_TRACE(accessor);
+    Test::FailAccessor(accessor.c_str());
+    Write(Op("op", 10, 20));
+    std::future<int> future = Ended(0);
+    EXPECT_EQ(Read(future, NEVER), STATUS_PROFILING_FAILED);
+    EXPECT_TRUE(info_.opInfos.empty());
+  }
+  Test::FailAccessor("");
+  for (const auto& record : {Op("no start", 0, 20), Op("no end", 10, 0), Step(0, 5)}) {
+    SCOPED_TRACE(record.name);
+    info_ = {};
+    Write(Op("second", 30, 40));
+    Write(Op("first", 10, 20));
+    Write(record);
+    std::future<int> future = Ended(0);
+    EXPECT_EQ(Read(future, NEVER), STATUS_PROFILING_FAILED);
+    EXPECT_THAT(info_.opInfos, ElementsAre(HasName("first"), HasName("second")));
+  }
+  Test::WritePartOfARecord(pipe_.writeEnd.Get());
+  std::future<int> future = Ended(0);
+  EXPECT_EQ(Read(future, NEVER), STATUS_PROFILING_FAILED);
+}
+
+TEST_F(ProfilingParserTest, ARecordSizeThatCannotBeUsedFailsTheReadBeforeItBegins) {
+  for (const size_t size : {size_t{1} << 32, std::numeric_limits<size_t>::max()}) {
+    Test::PretendRecordSize(size);
+    std::future<int> future = Ended(0);
+    EXPECT_EQ(Read(future, NEVER), STATUS_FAILED);
+    EXPECT_TRUE(future.valid());
+  }
+  Test::PretendRecordSize(0);
+  Test::FailAccessor("zelprofGetOpDescSize");
+  std::future<int> future = Ended(0);
+  EXPECT_EQ(Read(future, NEVER), STATUS_FAILED);
+}
+
+TEST_F(ProfilingParserTest, ADescriptorThatCannotBeWaitedForIsAFailureOfTheStream) {
+  LogCapture log(DLOG_WARN);
+  std::future<int> future = Ended(0);
+  EXPECT_EQ(ProfilingParser(NEVER).ReadModelOpInfo(-1, future, info_), STATUS_PROFILING_FAILED);
+  EXPECT_TRUE(log.Contains(DLOG_ERROR, "Epoll add failed, errno : 9."));
+  EXPECT_TRUE(log.Contains(DLOG_WARN, "Read prof data execption, fd : -1"));
+}
+
+}  // namespace
+}  // namespace Ormo

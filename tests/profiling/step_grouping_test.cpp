@@ -1,0 +1,117 @@
+#include "profiling/step_grouping.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "ormo/status.h"
+
+namespace Ormo {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+RunnerOpInfo MakeOp(const std::string& name, uint64_t start, uint64_t end) {
+  RunnerOpInfo op;
+  op.opName = name;
+  op.startTime = start;
+  op.endTime = end;
+  return op;
+}
+
+std::vector<std::string> Names(const std::vector<RunnerOpInfo>& ops) {
+  std::vector<std::string> names;
+  for (const RunnerOpInfo& op : ops) {
+    names.push_back(op.opName);
+  }
+  return names;
+}
+
+TEST(StepGroupingTest, OperatorsGoToTheFirstStepThatContainsThem) {
+  ModelOpInfo info;
+  // Two equal steps, one inside another, one apart.
+  info.steps = {{10, 50}, {10, 50}, {20, 40}, {100, 200}};
+  info.opInfos = {MakeOp("edges", 10, 50),  MakeOp("inner", 25, 30), MakeOp("apart", 100, 150),
+                  MakeOp("across", 45, 60), MakeOp("early", 9, 20),  MakeOp("late", 150, 201)};
+  std::vector<RunnerRunResult> results(4);
+  ASSERT_EQ(GetOpInfoByStep(info, results), STATUS_SUCCESS);
+  EXPECT_THAT(Names(results[0].opInfos), ElementsAre("edges", "inner"));
+  EXPECT_THAT(results[1].opInfos, IsEmpty());
+  EXPECT_THAT(results[2].opInfos, IsEmpty());
+  EXPECT_THAT(Names(results[3].opInfos), ElementsAre("apart"));
+}
+
+// The rule as it is meant, one step after the other.
+int FirstContainingStep(const ModelOpInfo& info, const RunnerOpInfo& op) {
+  int index = 0;
+  for (const StepOpInfo& step : info.steps) {
+    if (step.start <= op.startTime && op.endTime <= step.end) {
+      return index;
+    }
+    ++index;
+  }
+  return -1;
+}
+
+TEST(StepGroupingTest, TheSearchFindsWhatAWalkOverAllStepsFinds) {
+  std::mt19937 random(20261122);  // NOLINT(cert-msc51-cpp): every run must see the same cases
+  std::uniform_int_distribution<uint64_t> time(1, 60);
+  for (int round = 0; round < 300; ++round) {
+    ModelOpInfo info;
+    for (int i = 0; i < 8; ++i) {
+      info.steps.insert({time(random), time(random)});
+      info.opInfos.push_back(MakeOp(std::to_string(i), time(random), time(random)));
+    }
+    std::vector<RunnerRunResult> expected(info.steps.size());
+    for (const RunnerOpInfo& op : info.opInfos) {
+      const int index = FirstContainingStep(info, op);
+      if (index >= 0) {
+        expected[static_cast<size_t>(index)].opInfos.push_back(op);
+      }
+    }
+    std::vector<RunnerRunResult> results(info.steps.size());
+    ASSERT_EQ(GetOpInfoByStep(info, results), STATUS_SUCCESS);
+    for (size_t i = 0; i < results.size(); ++i) {
+      EXPECT_EQ(Names(results[i].opInfos), Names(expected[i].opInfos)) << "round " << round;
+    }
+  }
+}
+
+TEST(StepGroupingTest, AStepCostsFromItsFirstStartToItsLastEnd) {
+  ModelOpInfo info;
+  info.steps = {{10, 100}, {200, 300}};
+  info.opInfos = {MakeOp("b", 40, 70), MakeOp("a", 20, 60), MakeOp("c", 210, 211)};
+  std::vector<RunnerRunResult> results;
+  ASSERT_EQ(GetRunnerRunResultByStep(info, results), STATUS_SUCCESS);
+  ASSERT_EQ(results.size(), 2U);
+  ASSERT_EQ(results[0].modelInfos.size(), 1U);
+  EXPECT_EQ(results[0].modelInfos[0].costTime, 50U);
+  EXPECT_EQ(results[1].modelInfos[0].costTime, 1U);
+}
+
+TEST(StepGroupingTest, AStepWithoutOperatorsOrLengthIsAFailure) {
+  ModelOpInfo empty;
+  empty.steps = {{10, 100}};
+  std::vector<RunnerRunResult> results;
+  EXPECT_EQ(GetRunnerRunResultByStep(empty, results), STATUS_PROFILING_FAILED);
+
+  ModelOpInfo instant;
+  instant.steps = {{10, 100}};
+  instant.opInfos = {MakeOp("a", 20, 20)};
+  results.clear();
+  EXPECT_EQ(GetRunnerRunResultByStep(instant, results), STATUS_PROFILING_FAILED);
+}
+
+TEST(StepGroupingTest, SortingKeepsEqualOperatorsInTheirOrder) {
+  std::vector<RunnerOpInfo> ops = {MakeOp("d", 5, 9), MakeOp("a", 1, 9), MakeOp("c", 5, 6),
+                                   MakeOp("b", 1, 9)};
+  SortOpInfo(ops);
+  EXPECT_THAT(Names(ops), ElementsAre("a", "b", "c", "d"));
+}
+
+}  // namespace
+}  // namespace Ormo
