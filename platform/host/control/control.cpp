@@ -6,6 +6,7 @@
 
 #include "control/host_call.h"
 #include "control/lifetime.h"
+#include "profiling/record_script.h"
 #include "runtime/machine.h"
 #include "services/log_service.h"
 
@@ -37,6 +38,14 @@ std::string FailedCall() {
 
 size_t PendingFaults() {
   return Script::Instance().PendingRules();
+}
+
+void FaultRecord(uint64_t nth, RecordFault fault) {
+  RecordScript::Instance().AddFault(nth, fault);
+}
+
+void SetRecordWait(std::chrono::milliseconds wait) {
+  RecordScript::Instance().SetWait(wait);
 }
 
 void RecordCalls() {

@@ -4,6 +4,10 @@
 #include <optional>
 
 #include "control/host_call.h"
+#include "models/datasets.h"
+#include "models/model_store.h"
+#include "profiling/record_script.h"
+#include "profiling/subscribe_configs.h"
 #include "runtime/device_memory.h"
 #include "runtime/machine.h"
 #include "runtime/runtime.h"
@@ -18,6 +22,7 @@ std::atomic<size_t> abandoned{0};
 
 /// Of one device, or of all.
 void ReleaseDevices(std::optional<uint32_t> device) {
+  abandoned += ModelStore::Instance().RemoveAll(device);
   abandoned += Runtime::Instance().RemoveContexts(device);
   abandoned += DeviceMemory::Instance().TakeBackAll(device);
 }
@@ -40,12 +45,15 @@ void ReleaseDevice(uint32_t device) {
 
 void ReleasePlatform() {
   ReleaseDevices(std::nullopt);
+  abandoned += AllDescs().Clear() + AllDatasets().Clear() + AllDataBuffers().Clear() +
+               AllTensorDescs().Clear() + AllSubscribeConfigs().Clear();
   abandoned += Runtime::Instance().Clear();
 }
 
 void ReleaseEverything() {
   ReleasePlatform();
   abandoned = 0;
+  RecordScript::Instance().Clear();
   Script::Instance().Clear();
   LogService::Instance().Clear();
   ErrorStore::Instance().Clear();
@@ -57,6 +65,13 @@ AliveObjects CountAlive() {
   alive.contexts = Runtime::Instance().ContextCount();
   alive.deviceBlocks = DeviceMemory::Instance().BlockCount();
   alive.deviceBytes = DeviceMemory::Instance().UsedOverall();
+  alive.models = ModelStore::Instance().Size();
+  alive.descs = AllDescs().Size();
+  alive.datasets = AllDatasets().Size();
+  alive.dataBuffers = AllDataBuffers().Size();
+  alive.tensorDescs = AllTensorDescs().Size();
+  alive.subscribeConfigs = AllSubscribeConfigs().Size();
+  alive.subscriptions = ModelStore::Instance().SubscriptionCount();
   alive.abandoned = abandoned;
   return alive;
 }

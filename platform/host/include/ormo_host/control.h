@@ -16,8 +16,7 @@
 
 namespace OrmoHost {
 
-// --- Faults
-// ---------------------------------------------------------------------------------------
+// ---- Faults ----
 //
 // A function that acquires or works and is made to fail does nothing else. One that releases (free,
 // destroy, unload, unsubscribe, reset, close, finalise) releases first and fails then. A function
@@ -51,8 +50,23 @@ std::string FailedCall();
 /// How many of the rules for an `nth` call still wait for it.
 size_t PendingFaults();
 
-// --- Calls
-// ----------------------------------------------------------------------------------------
+// ---- Profiling records ----
+
+enum class RecordFault {
+  NONE,
+  LOST,           ///< the record is not written; nobody is told
+  TRUNCATED,      ///< only half of its bytes are written
+  WITHOUT_START,  ///< its start time is 0
+};
+
+/// What happens to the `nth` record that is written from now on.
+void FaultRecord(uint64_t nth, RecordFault fault);
+
+/// How long a record waits for room in a full pipe before it and all that follow are dropped and
+/// the unsubscription fails; 5 seconds at first.
+void SetRecordWait(std::chrono::milliseconds wait);
+
+// ---- Calls ----
 
 struct Call {
   std::string function;
@@ -71,8 +85,7 @@ std::vector<Call> Calls();
 /// Whether the calling thread is in a platform function just now.
 bool IsInsideHost();
 
-// --- Log lines
-// ------------------------------------------------------------------------------------
+// ---- Log lines ----
 
 /// A line as it was given to the log service.
 struct LogLine {
@@ -96,8 +109,7 @@ void StopCapturingLog();
 std::vector<LogLine> CapturedLog();
 void ClearCapturedLog();
 
-// --- What is alive
-// --------------------------------------------------------------------------------
+// ---- What is alive ----
 
 /// Objects that the platform's users hold.
 struct AliveObjects {
@@ -124,8 +136,7 @@ struct AliveObjects {
 
 AliveObjects Alive();
 
-// --- The machine
-// ----------------------------------------------------------------------------------
+// ---- The machine ----
 
 void SetDeviceCount(uint32_t count);
 /// Bytes of each device. What is allocated stays.

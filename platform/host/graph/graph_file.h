@@ -1,0 +1,18 @@
+/// \file
+/// The file format of graphs; docs/host-platform.md describes it.
+#ifndef ORMO_HOST_GRAPH_GRAPH_FILE_H
+#define ORMO_HOST_GRAPH_GRAPH_FILE_H
+
+#include <string_view>
+
+#include "graph/graph.h"
+
+namespace OrmoHost {
+
+/// Reads the text of a graph file. Throws a GraphError when it breaks a rule of the format; the
+/// rules of operators are not looked at.
+Graph ParseGraph(std::string_view text);
+
+}  // namespace OrmoHost
+
+#endif  // ORMO_HOST_GRAPH_GRAPH_FILE_H

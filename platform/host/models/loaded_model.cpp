@@ -1,0 +1,154 @@
+#include "models/loaded_model.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "runtime/codes.h"
+#include "services/raw_clock.h"
+
+namespace OrmoHost {
+namespace {
+
+bool Agrees(const Shape& given, const Shape& declared) {
+  return std::equal(given.begin(), given.end(), declared.begin(), declared.end(),
+                    [](int64_t dim, int64_t expected) {
+                      return dim > 0 && (dim == expected || expected == UNKNOWN_DIM);
+                    });
+}
+
+void CheckSize(const DeviceSpan& span, size_t bytes, const std::string& name) {
+  if (span.block == nullptr) {
+    throw GraphError(name, "", "a buffer in device memory");
+  }
+  if (span.size < bytes) {
+    throw GraphError(
+        name, "",
+        "a buffer of " + std::to_string(bytes) + " bytes, not " + std::to_string(span.size));
+  }
+}
+
+Areas MakeAreas(const Plan& plan, const Execution& execution,
+                const std::vector<InputDescription>& inputs) {
+  Areas areas;
+  for (size_t i = 0; i < plan.inputBytes.size(); ++i) {
+    CheckSize(execution.inputs[i], plan.inputBytes[i], inputs[i].name);
+    areas.inputs.push_back(execution.inputs[i].data);
+  }
+  for (size_t i = 0; i < plan.outputBytes.size(); ++i) {
+    CheckSize(execution.outputs[i], plan.outputBytes[i], "output " + std::to_string(i));
+    areas.outputs.push_back(execution.outputs[i].data);
+  }
+  return areas;
+}
+
+}  // namespace
+
+DeviceSpan FindDeviceSpan(void* address, size_t size) {
+  return {DeviceMemory::Instance().Find(address, size), static_cast<std::byte*>(address), size};
+}
+
+LoadedModel::LoadedModel(uint32_t id, uint32_t device, std::string origin, Model model)
+    : id_(id), device_(device), origin_(std::move(origin)), model_(std::move(model)) {}
+
+void LoadedModel::UseMemory(DeviceSpan work, DeviceSpan weights) {
+  work_ = std::move(work);
+  weights_ = std::move(weights);
+  model_.GetProgram().FillWeights(weights_.data);
+}
+
+int32_t LoadedModel::Execute(const Execution& execution) {
+  CheckCounts(execution);
+  std::vector<Shape> shapes = InputShapes(execution);
+  const Plan* plan = model_.FindPlan(execution.setting);
+  Plan ownPlan;
+  DeviceSpan ownWork;
+  if (plan == nullptr) {
+    ownPlan = model_.GetProgram().MakePlan(shapes);
+    plan = &ownPlan;
+    ownWork.block =
+        DeviceMemory::Instance().Allocate(device_, plan->workBytes, ZEL_MEM_MALLOC_HUGE_FIRST);
+    if (ownWork.block == nullptr) {
+      return ZEL_ERROR_RUNTIME_MEMORY_ALLOCATION;
+    }
+    ownWork.data = ownWork.block->Data();
+  }
+  Areas areas = MakeAreas(*plan, execution, model_.Description().inputs);
+  areas.work = plan == &ownPlan ? ownWork.data : work_.data;
+  areas.weights = weights_.data;
+  RunPlan(*plan, areas);
+  return SUCCESS;
+}
+
+void LoadedModel::CheckCounts(const Execution& execution) const {
+  size_t inputs = model_.Description().inputs.size();
+  size_t outputs = model_.Description().outputBytes.size();
+  if (execution.inputs.size() != inputs) {
+    throw GraphError("", "", std::to_string(inputs) + " input buffers");
+  }
+  if (execution.outputs.size() != outputs) {
+    throw GraphError("", "", std::to_string(outputs) + " output buffers");
+  }
+}
+
+std::vector<Shape> LoadedModel::InputShapes(const Execution& execution) const {
+  const Program& program = model_.GetProgram();
+  bool isDynamic = program.Dynamic() != DynamicKind::NONE;
+  if (isDynamic && execution.setting.empty()) {
+    throw GraphError("", "dynamic", "a setting before each execution");
+  }
+  std::vector<Shape> shapes = program.InputShapes();
+  for (const auto& [index, shape] : execution.shapes) {
+    const std::string& name = model_.Description().inputs[index].name;
+    if (index >= shapes.size() || !Agrees(shape, shapes[index])) {
+      throw GraphError(name, "shape",
+                       "one that agrees with the declared one; not " + ToText(shape));
+    }
+    shapes[index] = isDynamic ? shapes[index] : shape;
+  }
+  for (size_t i = 0; i < shapes.size(); ++i) {
+    if (!isDynamic && HasUnknownDim(shapes[i])) {
+      throw GraphError(model_.Description().inputs[i].name, "shape", "a shape with the input");
+    }
+  }
+  return shapes;
+}
+
+void LoadedModel::RunPlan(const Plan& plan, const Areas& areas) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (subscription_ == nullptr) {
+    Run(plan, areas);
+    return;
+  }
+  uint64_t start = ReadRawClock();
+  RunTimed(plan, areas, subscription_->Timings());
+  subscription_->EndExecution(start, std::max(ReadRawClock(), start + 1));
+}
+
+int32_t LoadedModel::Subscribe(std::shared_ptr<RecordOutput> output) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (subscription_ != nullptr) {
+    return ALREADY_SUBSCRIBED;
+  }
+  subscription_ =
+      std::make_unique<Subscription>(id_, model_.GetProgram().StepLabels(), std::move(output));
+  return SUCCESS;
+}
+
+int32_t LoadedModel::Unsubscribe() {
+  std::unique_ptr<Subscription> ended;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    ended = std::move(subscription_);
+  }
+  if (ended == nullptr) {
+    return NOT_SUBSCRIBED;
+  }
+  return ended->Finish() ? SUCCESS : RECORDS_LOST;
+}
+
+bool LoadedModel::IsSubscribed() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return subscription_ != nullptr;
+}
+
+}  // namespace OrmoHost

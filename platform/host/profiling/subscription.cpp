@@ -1,0 +1,143 @@
+#include "profiling/subscription.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <utility>
+
+#include "profiling/record_script.h"
+
+namespace OrmoHost {
+namespace {
+
+/// Number of the record that bounds an execution, in place of a step's.
+constexpr uint32_t WHOLE_EXECUTION = UINT32_MAX;
+/// How often a wait for room looks whether it is still wanted.
+constexpr std::chrono::milliseconds LOOK_INTERVAL{10};
+
+void CopyText(const std::string& text, char* field, size_t size) {
+  size_t length = std::min(text.size(), size - 1);
+  std::memcpy(field, text.data(), length);
+}
+
+/// A closed pipe must not kill the process, and the program's signals are not for this thread.
+void BlockSignals() {
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_BLOCK, &all, nullptr);
+}
+
+}  // namespace
+
+RecordOutput::RecordOutput(int descriptor) : descriptor_(fcntl(descriptor, F_DUPFD_CLOEXEC, 0)) {}
+
+RecordOutput::~RecordOutput() {
+  if (descriptor_ >= 0) {
+    close(descriptor_);
+  }
+}
+
+Subscription::Subscription(uint64_t id, std::vector<StepLabel> labels,
+                           std::shared_ptr<RecordOutput> output)
+    : id_(id), labels_(std::move(labels)), output_(std::move(output)) {
+  timings_.reserve(labels_.size() + 1);
+  queue_.reserve(labels_.size() + 1);
+  writer_ = std::thread([this] { WriteQueued(); });
+}
+
+Subscription::~Subscription() {
+  isAbandoned_ = true;
+  Finish();
+}
+
+void Subscription::EndExecution(uint64_t start, uint64_t end) {
+  timings_.push_back({WHOLE_EXECUTION, start, end, 0});
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    queue_.insert(queue_.end(), timings_.begin(), timings_.end());
+  }
+  wake_.notify_one();
+  timings_.clear();
+}
+
+bool Subscription::Finish() {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    isFinishing_ = true;
+  }
+  wake_.notify_one();
+  if (writer_.joinable()) {
+    writer_.join();
+  }
+  return !isBroken_;
+}
+
+void Subscription::WriteQueued() {
+  BlockSignals();
+  std::vector<StepTiming> batch;
+  std::unique_lock<std::mutex> lock(mutex_);
+  while (true) {
+    wake_.wait(lock, [this] { return isFinishing_ || !queue_.empty(); });
+    if (queue_.empty()) {
+      return;
+    }
+    batch.swap(queue_);
+    lock.unlock();
+    for (const StepTiming& timing : batch) {
+      Write(timing);
+    }
+    batch.clear();
+    lock.lock();
+  }
+}
+
+void Subscription::Write(const StepTiming& timing) {
+  if (isBroken_ || isAbandoned_) {
+    return;
+  }
+  RecordFault fault = RecordScript::Instance().NextFault();
+  if (fault == RecordFault::LOST) {
+    return;
+  }
+  Record record = MakeRecord(timing);
+  record.start = fault == RecordFault::WITHOUT_START ? 0 : record.start;
+  size_t size = fault == RecordFault::TRUNCATED ? sizeof(record) / 2 : sizeof(record);
+  isBroken_ = !WaitForRoom() || write(output_->Get(), &record, size) != static_cast<ssize_t>(size);
+}
+
+Record Subscription::MakeRecord(const StepTiming& timing) const {
+  Record record{};
+  record.mark = RECORD_MARK;
+  record.id = id_;
+  record.start = timing.start;
+  record.end = timing.end;
+  record.core = timing.core;
+  bool isStep = timing.step != WHOLE_EXECUTION;
+  CopyText(isStep ? labels_[timing.step].name : STEP_TYPE, record.name, sizeof(record.name));
+  CopyText(isStep ? labels_[timing.step].type : STEP_TYPE, record.type, sizeof(record.type));
+  return record;
+}
+
+/// The descriptor shares its flags with the reader's side of the user, so it stays blocking: after
+/// POLLOUT a pipe takes one record without blocking. A closed or broken pipe shows in the write.
+bool Subscription::WaitForRoom() const {
+  auto deadline = std::chrono::steady_clock::now() + RecordScript::Instance().Wait();
+  pollfd output{output_->Get(), POLLOUT, 0};
+  while (!isAbandoned_) {
+    if (poll(&output, 1, static_cast<int>(LOOK_INTERVAL.count())) > 0) {
+      return true;
+    }
+    if (std::chrono::steady_clock::now() >= deadline) {
+      return false;
+    }
+  }
+  return false;
+}
+
+}  // namespace OrmoHost

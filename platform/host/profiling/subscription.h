@@ -1,0 +1,78 @@
+/// \file
+/// A running subscription: from timings to records in a pipe.
+#ifndef ORMO_HOST_PROFILING_SUBSCRIPTION_H
+#define ORMO_HOST_PROFILING_SUBSCRIPTION_H
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "graph/program.h"
+#include "profiling/record.h"
+
+namespace OrmoHost {
+
+/// A descriptor that records are written to: a duplicate of the user's, closed with this object.
+class RecordOutput {
+ public:
+  /// -1 when the duplication failed.
+  explicit RecordOutput(int descriptor);
+  ~RecordOutput();
+  RecordOutput(const RecordOutput&) = delete;
+  RecordOutput& operator=(const RecordOutput&) = delete;
+
+  int Get() const { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+/// Takes the timings of executions and writes them as records, on a thread of its own so that no
+/// write falls into an execution's time.
+class Subscription {
+ public:
+  /// Throws std::system_error when there is no thread.
+  Subscription(uint64_t id, std::vector<StepLabel> labels, std::shared_ptr<RecordOutput> output);
+  /// Gives up what is not written yet.
+  ~Subscription();
+  Subscription(const Subscription&) = delete;
+  Subscription& operator=(const Subscription&) = delete;
+
+  /// Where the next execution puts its timings. One execution at a time.
+  std::vector<StepTiming>& Timings() { return timings_; }
+
+  /// Queues the timings and a record for the whole execution.
+  void EndExecution(uint64_t start, uint64_t end);
+
+  /// Waits until everything queued is written. False when a record was dropped because the pipe was
+  /// closed or stayed full. Nothing is written afterwards.
+  bool Finish();
+
+ private:
+  void WriteQueued();
+  void Write(const StepTiming& timing);
+  Record MakeRecord(const StepTiming& timing) const;
+  bool WaitForRoom() const;
+
+  const uint64_t id_;
+  const std::vector<StepLabel> labels_;
+  const std::shared_ptr<RecordOutput> output_;
+  std::vector<StepTiming> timings_;
+
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  std::vector<StepTiming> queue_;
+  bool isFinishing_ = false;
+
+  std::atomic<bool> isAbandoned_{false};
+  std::atomic<bool> isBroken_{false};
+  std::thread writer_;
+};
+
+}  // namespace OrmoHost
+
+#endif  // ORMO_HOST_PROFILING_SUBSCRIPTION_H
