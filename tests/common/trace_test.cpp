@@ -1,0 +1,314 @@
+#include "ormo/trace.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <new>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/trace_inner.h"
+#include "common/utils.h"
+#include "support/log_capture.h"
+#include "support/temp_directory.h"
+
+namespace {
+
+/// While set, no thread but the tests' own gets memory; what the host needs for itself is spared.
+std::atomic<bool> othersRunDry{false};
+thread_local bool isTestThread = false;
+
+}  // namespace
+
+[[gnu::noinline]] void* operator new(size_t size) {
+  if (othersRunDry && !isTestThread && !OrmoHost::IsInsideHost()) {
+    throw std::bad_alloc();
+  }
+  void* memory = std::malloc(size == 0 ? 1 : size);
+  if (memory == nullptr) {
+    throw std::bad_alloc();
+  }
+  return memory;
+}
+
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+
+[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
+  std::free(memory);
+}
+
+namespace Ormo {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using std::chrono::milliseconds;
+using Test::LogCapture;
+using Test::ReadFile;
+using Test::TempDirectory;
+using ::testing::ElementsAre;
+using ::testing::MatchesRegex;
+
+constexpr milliseconds SHORT_PERIOD{1};
+
+std::string OnlyFile(const TempDirectory& directory) {
+  std::vector<std::string> files;
+  for (const auto& entry : fs::directory_iterator(directory.Path())) {
+    files.push_back(entry.path().string());
+  }
+  EXPECT_EQ(files.size(), 1U);
+  return files.size() == 1 ? files.front() : "";
+}
+
+std::string Content(const TempDirectory& directory) {
+  return ReadFile(OnlyFile(directory));
+}
+
+json Events(const std::string& document) {
+  return json::parse(document).at("traceEvents");
+}
+
+/// What a recorder that lives only for `record` leaves in its file.
+template <typename Record>
+std::string Recorded(Record record) {
+  const TempDirectory directory;
+  {
+    TraceInner recorder;
+    recorder.StartDumpTrace(directory.Path().string());
+    record(recorder);
+  }
+  return Content(directory);
+}
+
+/// Reads the file until it is what is waited for; between two writes it must be complete.
+template <typename Condition>
+json WaitForEvents(const TempDirectory& directory, Condition condition) {
+  while (true) {
+    if (!fs::is_empty(directory.Path())) {
+      const json document = json::parse(Content(directory), nullptr, false);
+      if (!document.is_discarded() && condition(document.at("traceEvents"))) {
+        return document.at("traceEvents");
+      }
+    }
+    std::this_thread::yield();
+  }
+}
+
+void WaitForLine(const LogCapture& log, const std::string& text) {
+  while (log.Find(text).message.empty()) {
+    std::this_thread::yield();
+  }
+}
+
+TEST(TraceInnerTest, WritesEventsInTheOrderInWhichTheyWereRecorded) {
+  EXPECT_EQ(Recorded([](TraceInner& recorder) {
+              recorder.Begin("run model", "345", "12", 7);
+              recorder.Begin("say \"hi\"\n", "345", "13", 8);
+              recorder.End("run model", "345", "12", 18446744073709551615U);
+            }),
+            R"({"displayTimeUnit":"ms","traceEvents":[)"
+            R"({"name":"run model","ph":"B","pid":"345","tid":"12","ts":7},)"
+            R"({"name":"say \"hi\"\n","ph":"B","pid":"345","tid":"13","ts":8},)"
+            R"({"name":"run model","ph":"E","pid":"345","tid":"12","ts":18446744073709551615}]})");
+}
+
+TEST(TraceInnerTest, LeavesAReadOnlyDocumentAlsoWithoutEvents) {
+  const LogCapture log(DLOG_INFO);
+  const TempDirectory directory;
+  const TempDirectory tooLate;
+  {
+    TraceInner recorder;
+    recorder.StartDumpTrace(directory.Path().string());
+    recorder.StartDumpTrace(tooLate.Path().string());
+  }
+  EXPECT_TRUE(fs::is_empty(tooLate.Path()));
+  EXPECT_EQ(Content(directory), R"({"displayTimeUnit":"ms","traceEvents":[]})");
+  EXPECT_THAT(OnlyFile(directory),
+              MatchesRegex(".*/ormo_trace_[0-9]{20}_pid" + std::to_string(getpid()) + "\\.json"));
+  EXPECT_EQ(fs::status(OnlyFile(directory)).permissions(), fs::perms::owner_read);
+  EXPECT_THAT(log.Messages(), ElementsAre("No trace to dump."));
+  EXPECT_EQ(log.Lines().front().file, "trace_inner.cpp");
+  EXPECT_EQ(log.Lines().front().tag, "ACG");
+}
+
+TEST(TraceInnerTest, KeepsTheLatestEventsUntilADirectoryIsNamed) {
+  constexpr uint64_t dropped = 1234;
+  constexpr uint64_t recorded = TraceInner::MAX_EVENTS_WITHOUT_FILE + dropped;
+  const LogCapture log(DLOG_WARN);
+  const TempDirectory directory;
+  {
+    TraceInner recorder;
+    for (uint64_t ts = 0; ts < recorded; ++ts) {
+      recorder.Begin("event", "1", "2", ts);
+    }
+    recorder.StartDumpTrace(directory.Path().string());
+    for (uint64_t ts = recorded; ts < 2 * recorded; ++ts) {
+      recorder.Begin("event", "1", "2", ts);
+    }
+  }
+  const json events = Events(Content(directory));
+  ASSERT_EQ(events.size(), 2 * recorded - dropped) << "nothing is dropped once there is a file";
+  for (size_t i = 0; i < events.size(); ++i) {
+    ASSERT_EQ(events[i].at("ts"), dropped + i);
+  }
+  EXPECT_EQ(log.Lines().size(), 1U) << "one warning, not one an event";
+  EXPECT_EQ(log.Messages(DLOG_WARN).size(), 1U);
+}
+
+TEST(TraceInnerTest, KeepsTheBoundWhenTheFileCannotBeOpened) {
+  const LogCapture log(DLOG_WARN);
+  const TempDirectory directory;
+  TraceInner recorder;
+  recorder.StartDumpTrace(directory / "missing");
+  WaitForLine(log, "Open ");
+  EXPECT_THAT(log.Messages(DLOG_ERROR),
+              ElementsAre(MatchesRegex("Open .*/missing/ormo_trace_.*\\.json failed")));
+  // The bound comes back only after the line, so that the first warning may stay away a little.
+  while (!log.Contains(DLOG_WARN, "No trace file")) {
+    recorder.Begin("event", "", "");
+  }
+}
+
+TEST(TraceInnerTest, WritesNamesThatAreNoUtf8AndNamesOfAnyLength) {
+  const std::string longName(200000, 'n');
+  const json events = Events(Recorded([&longName](TraceInner& recorder) {
+    recorder.Begin("before", "", "");
+    recorder.Begin("key [\xff\xc3]", "", "");
+    recorder.Begin(longName, "", "");
+    recorder.Begin("after", "", "");
+  }));
+  EXPECT_EQ(events.at(0).at("name"), "before");
+  EXPECT_EQ(events.at(1).at("name"), "key [\xef\xbf\xbd\xef\xbf\xbd]");
+  EXPECT_EQ(events.at(2).at("name"), longName);
+  EXPECT_EQ(events.at(3).at("name"), "after");
+}
+
+TEST(TraceInnerTest, LosesNothingToManyThreadsAndAWriter) {
+  constexpr size_t threads = 4;
+  constexpr uint64_t each = 5000;
+  const TempDirectory directory;
+  {
+    TraceInner recorder(SHORT_PERIOD);
+    recorder.StartDumpTrace(directory.Path().string());
+    std::vector<std::thread> workers;
+    for (size_t t = 0; t < threads; ++t) {
+      workers.emplace_back([&recorder, t] {
+        for (uint64_t ts = 0; ts < each; ++ts) {
+          recorder.Begin("event", "", std::to_string(t), ts);
+        }
+      });
+    }
+    for (std::thread& worker : workers) {
+      worker.join();
+    }
+  }
+  std::vector<uint64_t> next(threads, 0);
+  for (const json& event : Events(Content(directory))) {
+    const size_t thread = std::stoul(event.at("tid").get<std::string>());
+    ASSERT_EQ(event.at("ts"), next.at(thread)++);
+  }
+  EXPECT_THAT(next, ::testing::Each(each));
+}
+
+TEST(TraceInnerTest, PutsEventsBackWhenTheirTextCannotBeMade) {
+  const LogCapture log(DLOG_ERROR);
+  const TempDirectory directory;
+  isTestThread = true;
+  TraceInner recorder(SHORT_PERIOD);
+  recorder.StartDumpTrace(directory.Path().string());
+  WaitForEvents(directory, [](const json& events) { return events.empty(); });
+  othersRunDry = true;
+  recorder.Begin("event", "", "", 0);
+  recorder.Begin("event", "", "", 1);
+  WaitForLine(log, "Trace json dump failed, exception info is [std::bad_alloc].");
+  recorder.Begin("event", "", "", 2);
+  othersRunDry = false;
+  const json events = WaitForEvents(directory, [](const json& found) { return found.size() == 3; });
+  for (size_t i = 0; i < events.size(); ++i) {
+    EXPECT_EQ(events[i].at("ts"), i);
+  }
+}
+
+TEST(TraceInnerTest, SurvivesADiskThatIsFullForAWhile) {
+  struct sigaction ignore {};
+
+  ignore.sa_handler = SIG_IGN;
+  sigaction(SIGXFSZ, &ignore, nullptr);
+  rlimit unlimited{};
+  getrlimit(RLIMIT_FSIZE, &unlimited);
+  const LogCapture log(DLOG_ERROR);
+  const TempDirectory directory;
+  TraceInner recorder(SHORT_PERIOD);
+  recorder.StartDumpTrace(directory.Path().string());
+  recorder.Begin("first", "", "", 0);
+  WaitForEvents(directory, [](const json& events) { return events.size() == 1; });
+
+  const rlimit full{150, unlimited.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &full);
+  recorder.Begin("second", "", "", 1);
+  recorder.Begin("third", "", "", 2);
+  WaitForLine(log, "Write trace file failed.");
+  WaitForEvents(directory, [](const json& events) { return events.size() == 1; });
+  setrlimit(RLIMIT_FSIZE, &unlimited);
+  const json events = WaitForEvents(directory, [](const json& found) { return found.size() == 3; });
+  for (size_t i = 0; i < events.size(); ++i) {
+    EXPECT_EQ(events[i].at("ts"), i);
+  }
+}
+
+// The process's own recorder writes at exit; only a process of its own shows that.
+TEST(TraceDeathTest, ClosesSpansAndWritesThemWhenTheProcessEnds) {
+  const TempDirectory directory;
+  const uint64_t before = Utils::GetClockMonoRawTime() / 1000;
+  EXPECT_EXIT(
+      {
+        fs::current_path(directory.Path());
+        Trace::StartDumpTraceToPath("");
+        Trace span("again and again");
+        span.Stop();
+        span.Start();
+        span.Start();
+        span.Stop();
+        span.Stop();
+        span.Start();
+        try {
+          Trace left("left by an exception", "7", "8");
+          left.Start();
+          throw std::runtime_error("out");
+        } catch (const std::runtime_error&) {
+          Trace never("never started");
+        }
+        std::exit(0);  // NOLINT(concurrency-mt-unsafe)
+      },
+      ::testing::ExitedWithCode(0), "");
+
+  const std::string path = OnlyFile(directory);
+  const size_t process = path.rfind("_pid") + 4;
+  const std::string id = path.substr(process, path.rfind('.') - process);
+  const uint64_t now = Utils::GetClockMonoRawTime() / 1000;
+  std::vector<std::string> spans;
+  for (const json& event : Events(ReadFile(path))) {
+    spans.push_back(event.at("ph").get<std::string>() + event.at("name").get<std::string>() +
+                    event.at("pid").get<std::string>() + event.at("tid").get<std::string>());
+    EXPECT_GE(event.at("ts"), before);
+    EXPECT_LE(event.at("ts"), now);
+  }
+  const std::string own = "again and again" + id + id;
+  const std::string given = "left by an exception78";
+  EXPECT_THAT(spans, ElementsAre("B" + own, "E" + own, "B" + own, "B" + given, "E" + given));
+}
+
+}  // namespace
+}  // namespace Ormo

@@ -1,0 +1,153 @@
+#include "common/utils.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "common/file_descriptor.h"
+#include "support/log_capture.h"
+
+namespace {
+
+/// What the clock says next; empty: the true time.
+std::vector<mmTimespec> scriptedTicks;
+
+}  // namespace
+
+// Takes the place of the platform's.
+mmTimespec mmGetTickCount() {
+  if (scriptedTicks.empty()) {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_RAW, &now);
+    return {now.tv_sec, now.tv_nsec};
+  }
+  const mmTimespec tick = scriptedTicks.front();
+  scriptedTicks.erase(scriptedTicks.begin());
+  return tick;
+}
+
+namespace Ormo {
+namespace {
+
+using Test::LogCapture;
+using ::testing::ElementsAre;
+using ::testing::MatchesRegex;
+
+TEST(UtilsTest, AveragesWithoutTheSmallestAndTheLargestFifthOfManySamples) {
+  struct Case {
+    std::multiset<uint64_t> times;
+    uint64_t average;
+  };
+
+  const std::vector<Case> cases = {
+      {{}, 0},
+      {{7}, 7},
+      {{9, 5}, 5},
+      {{5, 5}, 5},
+      {{1, 2, 3}, 2},
+      {{1, 1, 3}, 1},
+      {{1, 2, 3, 4, 5, 6, 7, 8, 1000}, 115},
+      {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, 5},
+      {{0, 0, 3, 4, 5, 6, 7, 8, 1000, 9000}, 5},
+      {{0, 0, 20, 20, 20, 20, 20, 20, 20, 20, 20, 30, 900, 900}, 21},
+      {{0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 90, 90, 90}, 1},
+  };
+  std::map<std::string, std::multiset<uint64_t>> all;
+  for (const Case& c : cases) {
+    EXPECT_EQ(Utils::CalcAvgExecuteTime(c.times), c.average) << ::testing::PrintToString(c.times);
+    all[std::to_string(all.size())] = c.times;
+  }
+
+  const std::map<std::string, uint64_t> averages = Utils::CalcAvgExecuteTime(all);
+  ASSERT_EQ(averages.size(), cases.size());
+  EXPECT_EQ(averages.at("0"), 0U);
+  EXPECT_EQ(averages.at("7"), 5U);
+}
+
+TEST(TimerTest, MeasuresAcrossAWrapOfTheCounter) {
+  struct Case {
+    mmTimespec start;
+    mmTimespec stop;
+    uint64_t elapsed;
+  };
+
+  const std::vector<Case> cases = {
+      {{1, 999999999}, {2, 1}, 2},
+      {{5, 5}, {5, 5}, 0},
+      {{0, 10}, {0, 4}, std::numeric_limits<uint64_t>::max() - 6},
+  };
+  for (const Case& c : cases) {
+    scriptedTicks = {c.start, c.stop};
+    Timer timer;
+    timer.Start();
+    timer.Stop();
+    EXPECT_EQ(timer.Elapsed(), c.elapsed);
+  }
+}
+
+TEST(UtilsTest, ReadsAFailingClockAsZero) {
+  const LogCapture log(DLOG_ERROR);
+  scriptedTicks = {{-1, 5}, {5, -1}};
+  EXPECT_EQ(Utils::GetClockMonoRawTime(), 0U);
+  EXPECT_EQ(Utils::GetClockMonoRawTime(), 0U);
+  EXPECT_THAT(log.Messages(), ElementsAre("get tick count failed", "get tick count failed"));
+  EXPECT_EQ(log.Lines().front().file, "utils.cpp");
+}
+
+TEST(UtilsTest, StampsTheTimeToTheMicrosecond) {
+  EXPECT_THAT(Utils::GetTimeStamp(), MatchesRegex("20[0-9]{2}[01][0-9][0-3][0-9][0-9]{12}"));
+
+  const LogCapture log(DLOG_ERROR);
+  OrmoHost::Fail("mmGetTimeOfDay", 1, -1);
+  EXPECT_THAT(Utils::GetTimeStamp(), MatchesRegex("19(69|70)[0-9]{10}000000"));
+  OrmoHost::Fail("snprintf_s", 1, -1);
+  EXPECT_EQ(Utils::GetTimeStamp(), "0");
+  EXPECT_THAT(log.Messages(), ElementsAre("Call snprintf_s failed"));
+  OrmoHost::Fail("mmLocalTimeR", 1, -1);
+  EXPECT_EQ(Utils::GetTimeStamp(), "");
+}
+
+TEST(UtilsTest, TellsUnsetVariablesFromEmptyAndLongOnes) {
+  const std::string longest(511, 'x');
+  setenv("ORMO_TEST_LONGEST", longest.c_str(), 1);           // NOLINT(concurrency-mt-unsafe)
+  setenv("ORMO_TEST_TOO_LONG", (longest + 'x').c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
+  setenv("ORMO_TEST_EMPTY", "", 1);                          // NOLINT(concurrency-mt-unsafe)
+  EXPECT_EQ(Utils::GetEnv("ORMO_TEST_LONGEST"), longest);
+  EXPECT_EQ(Utils::GetEnv("ORMO_TEST_TOO_LONG"), "");
+  EXPECT_EQ(Utils::GetEnv("ORMO_TEST_UNSET"), "");
+  EXPECT_EQ(Utils::FindEnv("ORMO_TEST_TOO_LONG"), longest + 'x');
+  EXPECT_EQ(Utils::FindEnv("ORMO_TEST_EMPTY"), "");
+  EXPECT_EQ(Utils::FindEnv("ORMO_TEST_UNSET"), std::nullopt);
+}
+
+TEST(FileDescriptorTest, ClosesAPipeOnceOnEveryWayOut) {
+  int readFd = -1;
+  {
+    Pipe pipe = Pipe::Open();
+    ASSERT_TRUE(pipe);
+    readFd = pipe.readEnd.Get();
+    EXPECT_EQ(fcntl(readFd, F_GETFD), FD_CLOEXEC);
+    EXPECT_EQ(fcntl(pipe.writeEnd.Get(), F_GETFD), FD_CLOEXEC);
+
+    FileDescriptor moved(std::move(pipe.readEnd));
+    EXPECT_FALSE(pipe.readEnd);  // NOLINT(bugprone-use-after-move)
+    EXPECT_EQ(moved.Get(), readFd);
+    pipe.writeEnd = std::move(moved);
+    char byte = 0;
+    EXPECT_EQ(read(readFd, &byte, 1), 0) << "the write end was closed by the assignment";
+  }
+  EXPECT_EQ(fcntl(readFd, F_GETFD), -1);
+}
+
+}  // namespace
+}  // namespace Ormo
