@@ -1,124 +1,124 @@
 /// \file
-/// The scripting point at the head of every platform function.
+/// What every platform function is made with.
 #ifndef ORMO_HOST_CONTROL_HOST_CALL_H
 #define ORMO_HOST_CONTROL_HOST_CALL_H
 
-#include <atomic>
-#include <chrono>
+#include <cerrno>
 #include <cstdint>
-#include <functional>
-#include <map>
-#include <mutex>
+#include <exception>
 #include <optional>
-#include <string>
-#include <utility>
-#include <vector>
+#include <type_traits>
 
-#include "control/undying.h"
-#include "ormo_host/control.h"
+#include "control/script.h"
+#include "runtime/codes.h"
 
 namespace OrmoHost {
 
-/// Whether a function can report that it failed; a sweep of faults passes over those that cannot.
-enum class Failing { CAN, CANNOT };
-
-/// What the next calls meet, and what calls were made.
-class Script {
+/// Thrown within a platform function to leave it with a code.
+class Refusal : public std::exception {
  public:
-  /// What a rule makes of a call.
-  struct Fault {
-    int32_t code = 0;
-    std::function<void()> action;
-  };
+  explicit Refusal(int32_t code) : code_(code) {}
 
-  static Script& Instance();
-
-  /// True while calls are recorded or a rule exists: the one thing that an unscripted call looks
-  /// at.
-  static bool IsActive() { return active_.load(std::memory_order_relaxed); }
-
-  /// Takes note of a call and returns what the rules hold for it.
-  Fault OnCall(const char* function, Failing failing);
-
-  void AddRule(const std::string& function, uint64_t nth, Fault fault);
-  void AddOverallRule(uint64_t nth, int32_t code);
-  void StartRecording();
-  uint64_t CallCount(const std::string& function);
-  std::vector<Call> Calls();
-  std::string FailedCall();
-  size_t PendingRules();
-  void Clear();
+  int32_t Code() const { return code_; }
 
  private:
-  struct Rule {
-    std::string function;  ///< empty: every function that can fail
-    bool everyCall;
-    uint64_t callsLeft;  ///< until the rule acts, which it does once
-    Fault fault;
-
-    bool IsSpent() const { return !everyCall && callsLeft == 0; }
-  };
-
-  void Record(const char* function, Failing failing);
-  static bool Matches(const Rule& rule, const char* function, Failing failing);
-
-  static std::atomic<bool> active_;
-
-  std::mutex mutex_;
-  std::vector<Rule> rules_;
-  bool recording_ = false;
-  std::map<std::string, uint64_t> counts_;
-  std::vector<Call> calls_;
-  std::string failedCall_;
+  int32_t code_;
 };
 
-/// Stands at the head of a platform function: marks the thread as inside the host and asks the
-/// script.
-///
-/// A function that acquires or works asks `Fails()` first and does nothing when the answer is not
-/// 0. One that releases does its work and returns `After(code)`.
+inline void Require(bool condition, int32_t code) {
+  if (!condition) {
+    throw Refusal(code);
+  }
+}
+
+/// Number of platform functions that the calling thread is in.
+inline thread_local int insideDepth = 0;
+
+/// The scripting point of a platform function, alive while the function runs.
 class HostCall {
  public:
   explicit HostCall(const char* function, Failing failing = Failing::CAN) {
-    if (Script::IsActive()) {
-      fault_ = Script::Instance().OnCall(function, failing);
+    if (isScriptActive.load(std::memory_order_relaxed)) {
+      fault_ = MeetScript(function, failing);
     }
   }
 
   /// Code that the script wants the function to fail with, or 0. Waits or throws when told to.
   int32_t Fails() {
-    if (!fault_.has_value()) {
-      return 0;
-    }
-    if (fault_->action) {
+    if (fault_.has_value() && fault_->action) {
       fault_->action();
     }
-    return fault_->code;
+    return fault_.has_value() ? fault_->code : SUCCESS;
   }
-
-  /// Result of a function that has released what it had to and got `code` for it.
-  int32_t After(int32_t code) {
-    int32_t scripted = Fails();
-    return scripted != 0 ? scripted : code;
-  }
-
-  static bool IsInside() { return InsideMark::depth != 0; }
 
  private:
   struct InsideMark {
-    InsideMark() { ++depth; }
+    InsideMark() { ++insideDepth; }
 
-    ~InsideMark() { --depth; }
+    ~InsideMark() { --insideDepth; }
 
     InsideMark(const InsideMark&) = delete;
     InsideMark& operator=(const InsideMark&) = delete;
-
-    static inline thread_local int depth = 0;
   };
 
   InsideMark inside_;
-  std::optional<Script::Fault> fault_;
+  std::optional<Fault> fault_;
 };
+
+/// Codes stay what they are; a pointer, size or time fails with null or 0.
+template <typename Result>
+Result Failure(int32_t code) {
+  if constexpr (std::is_same_v<Result, int32_t>) {
+    return code;
+  } else {
+    return Result{};
+  }
+}
+
+/// The result of `work`, success when it has none, or the failure that a Refusal in it means.
+template <typename Work>
+auto Guarded(Work&& work) {
+  if constexpr (std::is_void_v<decltype(work())>) {
+    return Guarded([&]() -> int32_t {
+      work();
+      return SUCCESS;
+    });
+  } else {
+    try {
+      return work();
+    } catch (const Refusal& refusal) {
+      return Failure<decltype(work())>(refusal.Code());
+    }
+  }
+}
+
+/// A platform function that acquires or works: made to fail, it does nothing.
+template <typename Work>
+auto Attempt(const char* function, Work&& work) {
+  HostCall call(function);
+  int32_t code = call.Fails();
+  return code != SUCCESS ? Failure<decltype(Guarded(work))>(code) : Guarded(work);
+}
+
+/// A platform function that releases: made to fail, it does so after its work.
+template <typename Work>
+int32_t Release(const char* function, Work&& work) {
+  HostCall call(function);
+  int32_t code = Guarded(work);
+  int32_t scripted = call.Fails();
+  return scripted != SUCCESS ? scripted : code;
+}
+
+/// A function over the operating system: it fails with a negative result and an error number.
+template <typename Work>
+auto AttemptSystem(const char* function, Work&& work, Failing failing = Failing::CAN) {
+  HostCall call(function, failing);
+  if (int32_t code = call.Fails()) {
+    errno = EIO;
+    return static_cast<decltype(work())>(code > 0 ? -1 : code);
+  }
+  return work();
+}
 
 }  // namespace OrmoHost
 

@@ -2,12 +2,16 @@
 
 #include <atomic>
 #include <optional>
+#include <string>
+#include <utility>
 
 #include "control/host_call.h"
+#include "control/single.h"
 #include "models/datasets.h"
-#include "models/model_store.h"
+#include "models/loaded_model.h"
+#include "ormo_host/control.h"
 #include "profiling/record_script.h"
-#include "profiling/subscribe_configs.h"
+#include "profiling/subscription.h"
 #include "runtime/device_memory.h"
 #include "runtime/machine.h"
 #include "runtime/runtime.h"
@@ -21,20 +25,34 @@ std::atomic<bool> isClosed{false};
 std::atomic<size_t> abandoned{0};
 
 /// Of one device, or of all.
-void ReleaseDevices(std::optional<uint32_t> device) {
-  abandoned += ModelStore::Instance().RemoveAll(device);
-  abandoned += Runtime::Instance().RemoveContexts(device);
-  abandoned += DeviceMemory::Instance().TakeBackAll(device);
+void ReleaseDevices(std::optional<uint32_t> wanted) {
+  auto isWanted = [&](uint32_t device) { return device == wanted.value_or(device); };
+  abandoned += Single<LoadedModels>()
+                   .TakeIf([&](const LoadedModel& model) { return isWanted(model.Device()); })
+                   .size();
+  abandoned +=
+      Single<Contexts>().RemoveIf([&](const Context& context) { return isWanted(context.device); });
+  abandoned +=
+      UserBlocks().TakeIf([&](const Block& block) { return isWanted(block.Device()); }).size();
 }
 
-/// Runs when the object is unloaded or the process exits, after every destructor of a static object
-/// of the libraries that use the host. It leaves valid, empty objects behind: a later call finds
-/// nothing alive and gets an error.
+void ReleaseEverything() {
+  ReleasePlatform();
+  abandoned = 0;
+  ClearRecordScript();
+  ClearScript();
+  CloseLog();
+  Single<ErrorStore>().Clear();
+}
+
+/// Runs when the library is unloaded or the process exits, after every destructor of a static
+/// object of the libraries that use the host. It leaves valid, empty objects behind: a later call
+/// finds nothing alive and gets an error.
 __attribute__((destructor)) void CloseHost() {
   isClosed = true;
   ReleaseEverything();
-  ErrorStore::Instance().Close();
-  Machine::Instance().Close();
+  Single<ErrorStore>().Close();
+  CloseMachine();
 }
 
 }  // namespace
@@ -45,39 +63,66 @@ void ReleaseDevice(uint32_t device) {
 
 void ReleasePlatform() {
   ReleaseDevices(std::nullopt);
-  abandoned += AllDescs().Clear() + AllDatasets().Clear() + AllDataBuffers().Clear() +
-               AllTensorDescs().Clear() + AllSubscribeConfigs().Clear();
-  abandoned += Runtime::Instance().Clear();
-}
-
-void ReleaseEverything() {
-  ReleasePlatform();
-  abandoned = 0;
-  RecordScript::Instance().Clear();
-  Script::Instance().Clear();
-  LogService::Instance().Clear();
-  ErrorStore::Instance().Clear();
-}
-
-AliveObjects CountAlive() {
-  AliveObjects alive;
-  alive.deviceSets = Runtime::Instance().DeviceSetCount();
-  alive.contexts = Runtime::Instance().ContextCount();
-  alive.deviceBlocks = DeviceMemory::Instance().BlockCount();
-  alive.deviceBytes = DeviceMemory::Instance().UsedOverall();
-  alive.models = ModelStore::Instance().Size();
-  alive.descs = AllDescs().Size();
-  alive.datasets = AllDatasets().Size();
-  alive.dataBuffers = AllDataBuffers().Size();
-  alive.tensorDescs = AllTensorDescs().Size();
-  alive.subscribeConfigs = AllSubscribeConfigs().Size();
-  alive.subscriptions = ModelStore::Instance().SubscriptionCount();
-  alive.abandoned = abandoned;
-  return alive;
+  abandoned += Single<Descs>().Clear() + Single<Datasets>().Clear() +
+               Single<DataBuffers>().Clear() + Single<TensorDescs>().Clear() +
+               Single<SubscribeConfigs>().Clear() + Single<Runtime>().Clear();
 }
 
 bool IsHostClosed() {
   return isClosed;
+}
+
+bool IsInsideHost() {
+  return insideDepth != 0;
+}
+
+AliveObjects Alive() {
+  AliveObjects alive;
+  alive.deviceSets = Single<Runtime>().DeviceSetCount();
+  alive.contexts = Single<Contexts>().Size();
+  alive.deviceBlocks = UserBlocks().Size();
+  alive.deviceBytes = UsedMemory();
+  alive.models = Single<LoadedModels>().Size();
+  alive.descs = Single<Descs>().Size();
+  alive.datasets = Single<Datasets>().Size();
+  alive.dataBuffers = Single<DataBuffers>().Size();
+  alive.tensorDescs = Single<TensorDescs>().Size();
+  alive.subscribeConfigs = Single<SubscribeConfigs>().Size();
+  alive.subscriptions = Subscription::Count();
+  alive.abandoned = abandoned;
+  return alive;
+}
+
+bool AliveObjects::Empty() const {
+  return ToString().empty();
+}
+
+std::string AliveObjects::ToString() const {
+  const std::pair<const char*, uint64_t> members[] = {{"deviceSets", deviceSets},
+                                                      {"contexts", contexts},
+                                                      {"deviceBlocks", deviceBlocks},
+                                                      {"deviceBytes", deviceBytes},
+                                                      {"models", models},
+                                                      {"descs", descs},
+                                                      {"datasets", datasets},
+                                                      {"dataBuffers", dataBuffers},
+                                                      {"tensorDescs", tensorDescs},
+                                                      {"subscribeConfigs", subscribeConfigs},
+                                                      {"subscriptions", subscriptions},
+                                                      {"abandoned", abandoned}};
+  std::string text;
+  for (const auto& [name, count] : members) {
+    if (count != 0) {
+      text += (text.empty() ? "" : ", ") + std::string(name) + " " + std::to_string(count);
+    }
+  }
+  return text;
+}
+
+void Reset() {
+  ReleaseEverything();
+  ReadMachineFromEnvironment();
+  OpenLogFile();
 }
 
 }  // namespace OrmoHost

@@ -1,11 +1,9 @@
 /// \file
-/// What the host holds, and how it is given up.
+/// How what the host holds is given up.
 #ifndef ORMO_HOST_CONTROL_LIFETIME_H
 #define ORMO_HOST_CONTROL_LIFETIME_H
 
 #include <cstdint>
-
-#include "ormo_host/control.h"
 
 namespace OrmoHost {
 
@@ -15,11 +13,6 @@ void ReleaseDevice(uint32_t device);
 
 /// Releases everything that users of the platform hold; the same counts as abandoned.
 void ReleasePlatform();
-
-/// Releases the platform and forgets what tests have set, captured and abandoned.
-void ReleaseEverything();
-
-AliveObjects CountAlive();
 
 /// True from the moment that the host was unloaded or its process exits. Nothing is created any
 /// more.

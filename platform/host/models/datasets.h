@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "models/model.h"
-#include "runtime/handle_table.h"
+#include "runtime/table.h"
 #include "zel/zel_mdl.h"
 
 namespace OrmoHost {
@@ -24,10 +24,10 @@ struct Dataset {
   Setting setting;  ///< for the next execution
 };
 
-HandleTable<zelmdlDesc*, ModelDescription>& AllDescs();
-HandleTable<zelmdlDataset*, Dataset>& AllDatasets();
-HandleTable<zelDataBuffer*, DataBuffer>& AllDataBuffers();
-HandleTable<zelTensorDesc*, const Shape>& AllTensorDescs();
+using Descs = HandleTable<zelmdlDesc*, ModelDescription>;
+using Datasets = HandleTable<zelmdlDataset*, Dataset>;
+using DataBuffers = HandleTable<zelDataBuffer*, DataBuffer>;
+using TensorDescs = HandleTable<zelTensorDesc*, const Shape>;
 
 }  // namespace OrmoHost
 

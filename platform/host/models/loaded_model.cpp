@@ -1,9 +1,10 @@
 #include "models/loaded_model.h"
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
-#include "runtime/codes.h"
+#include "control/single.h"
 #include "services/raw_clock.h"
 
 namespace OrmoHost {
@@ -17,9 +18,6 @@ bool Agrees(const Shape& given, const Shape& declared) {
 }
 
 void CheckSize(const DeviceSpan& span, size_t bytes, const std::string& name) {
-  if (span.block == nullptr) {
-    throw GraphError(name, "", "a buffer in device memory");
-  }
   if (span.size < bytes) {
     throw GraphError(
         name, "",
@@ -43,40 +41,31 @@ Areas MakeAreas(const Plan& plan, const Execution& execution,
 
 }  // namespace
 
-DeviceSpan FindDeviceSpan(void* address, size_t size) {
-  return {DeviceMemory::Instance().Find(address, size), static_cast<std::byte*>(address), size};
+DeviceSpan GetDeviceSpan(void* address, size_t size) {
+  return {GetUserBlock(address, size), static_cast<std::byte*>(address), size};
 }
 
-LoadedModel::LoadedModel(uint32_t id, uint32_t device, std::string origin, Model model)
-    : id_(id), device_(device), origin_(std::move(origin)), model_(std::move(model)) {}
-
-void LoadedModel::UseMemory(DeviceSpan work, DeviceSpan weights) {
-  work_ = std::move(work);
-  weights_ = std::move(weights);
+LoadedModel::LoadedModel(uint32_t id, uint32_t device, std::string origin, Model model,
+                         DeviceSpan work, DeviceSpan weights)
+    : id_(id),
+      device_(device),
+      origin_(std::move(origin)),
+      model_(std::move(model)),
+      work_(std::move(work)),
+      weights_(std::move(weights)) {
   model_.GetProgram().FillWeights(weights_.data);
 }
 
-int32_t LoadedModel::Execute(const Execution& execution) {
+void LoadedModel::Execute(const Execution& execution) {
   CheckCounts(execution);
   std::vector<Shape> shapes = InputShapes(execution);
-  const Plan* plan = model_.FindPlan(execution.setting);
-  Plan ownPlan;
-  DeviceSpan ownWork;
-  if (plan == nullptr) {
-    ownPlan = model_.GetProgram().MakePlan(shapes);
-    plan = &ownPlan;
-    ownWork.block =
-        DeviceMemory::Instance().Allocate(device_, plan->workBytes, ZEL_MEM_MALLOC_HUGE_FIRST);
-    if (ownWork.block == nullptr) {
-      return ZEL_ERROR_RUNTIME_MEMORY_ALLOCATION;
-    }
-    ownWork.data = ownWork.block->Data();
+  if (const Plan* plan = model_.FindPlan(execution.setting)) {
+    RunPlan(*plan, execution, work_.data);
+    return;
   }
-  Areas areas = MakeAreas(*plan, execution, model_.Description().inputs);
-  areas.work = plan == &ownPlan ? ownWork.data : work_.data;
-  areas.weights = weights_.data;
-  RunPlan(*plan, areas);
-  return SUCCESS;
+  Plan plan = model_.GetProgram().MakePlan(shapes);
+  Block work(device_, plan.workBytes, ZEL_MEM_MALLOC_HUGE_FIRST);
+  RunPlan(plan, execution, work.Data());
 }
 
 void LoadedModel::CheckCounts(const Execution& execution) const {
@@ -113,7 +102,10 @@ std::vector<Shape> LoadedModel::InputShapes(const Execution& execution) const {
   return shapes;
 }
 
-void LoadedModel::RunPlan(const Plan& plan, const Areas& areas) {
+void LoadedModel::RunPlan(const Plan& plan, const Execution& execution, std::byte* work) {
+  Areas areas = MakeAreas(plan, execution, model_.Description().inputs);
+  areas.work = work;
+  areas.weights = weights_.data;
   std::lock_guard<std::mutex> lock(mutex_);
   if (subscription_ == nullptr) {
     Run(plan, areas);
@@ -124,31 +116,37 @@ void LoadedModel::RunPlan(const Plan& plan, const Areas& areas) {
   subscription_->EndExecution(start, std::max(ReadRawClock(), start + 1));
 }
 
-int32_t LoadedModel::Subscribe(std::shared_ptr<RecordOutput> output) {
+void LoadedModel::Subscribe(std::shared_ptr<RecordOutput> output) {
   std::lock_guard<std::mutex> lock(mutex_);
-  if (subscription_ != nullptr) {
-    return ALREADY_SUBSCRIBED;
-  }
+  Require(subscription_ == nullptr, ALREADY_SUBSCRIBED);
   subscription_ =
       std::make_unique<Subscription>(id_, model_.GetProgram().StepLabels(), std::move(output));
-  return SUCCESS;
 }
 
-int32_t LoadedModel::Unsubscribe() {
+void LoadedModel::Unsubscribe() {
   std::unique_ptr<Subscription> ended;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     ended = std::move(subscription_);
   }
-  if (ended == nullptr) {
-    return NOT_SUBSCRIBED;
-  }
-  return ended->Finish() ? SUCCESS : RECORDS_LOST;
+  Require(ended != nullptr, NOT_SUBSCRIBED);
+  Require(ended->Finish(), RECORDS_LOST);
 }
 
-bool LoadedModel::IsSubscribed() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return subscription_ != nullptr;
+uint32_t AddModel(uint32_t device, const std::string& origin, Model model, DeviceSpan work,
+                  DeviceSpan weights) {
+  static std::atomic<uint32_t> lastId{0};
+  uint32_t id = ++lastId;
+  Single<LoadedModels>().Add(
+      id, std::make_shared<LoadedModel>(id, device, origin, std::move(model), std::move(work),
+                                        std::move(weights)));
+  return id;
+}
+
+std::shared_ptr<LoadedModel> GetModel(uint32_t id) {
+  std::shared_ptr<LoadedModel> model = Single<LoadedModels>().Find(id);
+  Require(model != nullptr, UNKNOWN_MODEL);
+  return model;
 }
 
 }  // namespace OrmoHost

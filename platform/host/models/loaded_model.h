@@ -14,18 +14,19 @@
 #include "models/model.h"
 #include "profiling/subscription.h"
 #include "runtime/device_memory.h"
+#include "runtime/table.h"
 
 namespace OrmoHost {
 
-/// Device memory at `data`, kept by the block that holds it.
+/// A user's device memory at `data`, kept by the block that holds it.
 struct DeviceSpan {
   std::shared_ptr<Block> block;
   std::byte* data = nullptr;
   size_t size = 0;
 };
 
-/// The bytes at an address that a user got from zelrtMalloc; without a block when it did not.
-DeviceSpan FindDeviceSpan(void* address, size_t size);
+/// Refuses an address whose bytes do not come from zelrtMalloc.
+DeviceSpan GetDeviceSpan(void* address, size_t size);
 
 /// What one execution works on.
 struct Execution {
@@ -35,12 +36,11 @@ struct Execution {
   Setting setting;                 ///< empty: none
 };
 
-/// Codes are those of codes.h.
 class LoadedModel {
  public:
-  LoadedModel(uint32_t id, uint32_t device, std::string origin, Model model);
-
-  uint32_t Id() const { return id_; }
+  /// Writes the weights.
+  LoadedModel(uint32_t id, uint32_t device, std::string origin, Model model, DeviceSpan work,
+              DeviceSpan weights);
 
   uint32_t Device() const { return device_; }
 
@@ -49,34 +49,39 @@ class LoadedModel {
 
   const Model& GetModel() const { return model_; }
 
-  /// Takes work and weight memory, and writes the weights.
-  void UseMemory(DeviceSpan work, DeviceSpan weights);
-
   /// Waits for an execution that is under way. Throws a GraphError when a buffer, a shape or the
   /// setting does not fit.
-  int32_t Execute(const Execution& execution);
+  void Execute(const Execution& execution);
 
-  /// Throws std::system_error when there is no thread to write the records.
-  int32_t Subscribe(std::shared_ptr<RecordOutput> output);
+  void Subscribe(std::shared_ptr<RecordOutput> output);
   /// Returns when the last record is written.
-  int32_t Unsubscribe();
-  bool IsSubscribed();
+  void Unsubscribe();
 
  private:
   void CheckCounts(const Execution& execution) const;
   std::vector<Shape> InputShapes(const Execution& execution) const;
-  void RunPlan(const Plan& plan, const Areas& areas);
+  void RunPlan(const Plan& plan, const Execution& execution, std::byte* work);
 
   const uint32_t id_;
   const uint32_t device_;
   const std::string origin_;
   const Model model_;
-  DeviceSpan work_;
-  DeviceSpan weights_;
+  const DeviceSpan work_;
+  const DeviceSpan weights_;
 
   std::mutex mutex_;  ///< held during an execution
   std::unique_ptr<Subscription> subscription_;
 };
+
+/// The models of all devices by id.
+using LoadedModels = Table<LoadedModel>;
+
+/// Makes a model known and returns its id: never 0, never used again.
+uint32_t AddModel(uint32_t device, const std::string& origin, Model model, DeviceSpan work,
+                  DeviceSpan weights);
+
+/// Refuses an id that is not loaded.
+std::shared_ptr<LoadedModel> GetModel(uint32_t id);
 
 }  // namespace OrmoHost
 

@@ -5,6 +5,9 @@
 
 #include <string>
 
+#include "control/host_call.h"
+#include "control/single.h"
+#include "graph/graph.h"
 #include "services/error_store.h"
 
 namespace OrmoHost {
@@ -13,10 +16,22 @@ namespace OrmoHost {
 constexpr char MODEL_REFUSED[] = "EH0001";
 constexpr char EXECUTION_REFUSED[] = "EH0002";
 
-/// Reports to the error manager, for the calling thread's work stream.
-inline void Report(const std::string& errorCode, const std::string& origin,
-                   const std::string& reason) {
-  ErrorStore::Instance().Add(ErrorStore::Kind::ERROR, errorCode + ": " + origin + ": " + reason);
+/// Reports to the error manager, for the calling thread's work stream. `origin` is what the message
+/// calls the model.
+inline void Report(const char* message, const std::string& origin, const std::string& reason) {
+  Single<ErrorStore>().Add(ErrorStore::Kind::ERROR,
+                           std::string(message) + ": " + origin + ": " + reason);
+}
+
+/// Runs `work`. A GraphError in it is reported and becomes a refusal with `code`.
+template <typename Work>
+auto Reporting(const char* message, const std::string& origin, int32_t code, Work&& work) {
+  try {
+    return work();
+  } catch (const GraphError& error) {
+    Report(message, origin, error.what());
+    throw Refusal(code);
+  }
 }
 
 }  // namespace OrmoHost

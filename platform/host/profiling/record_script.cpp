@@ -1,37 +1,63 @@
 #include "profiling/record_script.h"
 
-#include <algorithm>
+#include <mutex>
+#include <vector>
 
-#include "control/undying.h"
+#include "control/single.h"
 
 namespace OrmoHost {
+namespace {
 
-RecordScript& RecordScript::Instance() {
-  static Undying<RecordScript> instance;
-  return *instance;
-}
+constexpr std::chrono::milliseconds DEFAULT_WAIT{5000};
 
-void RecordScript::AddFault(uint64_t nth, RecordFault fault) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  pending_.push_back({nth, fault});
-}
+struct Pending {
+  uint64_t recordsLeft;
+  RecordFault fault;
+};
 
-RecordFault RecordScript::NextFault() {
-  std::lock_guard<std::mutex> lock(mutex_);
+struct RecordScript {
+  std::mutex mutex;
+  std::vector<Pending> pending;
+  std::chrono::milliseconds wait = DEFAULT_WAIT;
+};
+
+}  // namespace
+
+RecordFault MeetRecordScript() {
+  auto& script = Single<RecordScript>();
+  std::lock_guard<std::mutex> lock(script.mutex);
   RecordFault fault = RecordFault::NONE;
-  for (Pending& pending : pending_) {
-    fault = --pending.recordsLeft == 0 ? pending.fault : fault;
+  for (auto pending = script.pending.begin(); pending != script.pending.end();) {
+    bool isDue = --pending->recordsLeft == 0;
+    fault = isDue ? pending->fault : fault;
+    pending = isDue ? script.pending.erase(pending) : std::next(pending);
   }
-  pending_.erase(std::remove_if(pending_.begin(), pending_.end(),
-                                [](const Pending& pending) { return pending.recordsLeft == 0; }),
-                 pending_.end());
   return fault;
 }
 
-void RecordScript::Clear() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  pending_ = {};
-  wait_ = DEFAULT_WAIT;
+std::chrono::milliseconds RecordWait() {
+  auto& script = Single<RecordScript>();
+  std::lock_guard<std::mutex> lock(script.mutex);
+  return script.wait;
+}
+
+void ClearRecordScript() {
+  auto& script = Single<RecordScript>();
+  std::lock_guard<std::mutex> lock(script.mutex);
+  script.pending = {};
+  script.wait = DEFAULT_WAIT;
+}
+
+void FaultRecord(uint64_t nth, RecordFault fault) {
+  auto& script = Single<RecordScript>();
+  std::lock_guard<std::mutex> lock(script.mutex);
+  script.pending.push_back({nth, fault});
+}
+
+void SetRecordWait(std::chrono::milliseconds wait) {
+  auto& script = Single<RecordScript>();
+  std::lock_guard<std::mutex> lock(script.mutex);
+  script.wait = wait;
 }
 
 }  // namespace OrmoHost

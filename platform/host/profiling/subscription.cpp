@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <system_error>
 #include <utility>
 
 #include "profiling/record_script.h"
@@ -35,23 +36,31 @@ void BlockSignals() {
 
 }  // namespace
 
-RecordOutput::RecordOutput(int descriptor) : descriptor_(fcntl(descriptor, F_DUPFD_CLOEXEC, 0)) {}
+RecordOutput::RecordOutput(int descriptor) : descriptor_(fcntl(descriptor, F_DUPFD_CLOEXEC, 0)) {
+  Require(descriptor_ >= 0, INVALID_ARGUMENT);
+}
 
 RecordOutput::~RecordOutput() {
-  if (descriptor_ >= 0) {
-    close(descriptor_);
-  }
+  close(descriptor_);
 }
+
+std::atomic<size_t> Subscription::count_{0};
 
 Subscription::Subscription(uint64_t id, std::vector<StepLabel> labels,
                            std::shared_ptr<RecordOutput> output)
     : id_(id), labels_(std::move(labels)), output_(std::move(output)) {
   timings_.reserve(labels_.size() + 1);
   queue_.reserve(labels_.size() + 1);
-  writer_ = std::thread([this] { WriteQueued(); });
+  try {
+    writer_ = std::thread([this] { WriteQueued(); });
+  } catch (const std::system_error&) {
+    throw Refusal(NO_THREAD);
+  }
+  ++count_;
 }
 
 Subscription::~Subscription() {
+  --count_;
   isAbandoned_ = true;
   Finish();
 }
@@ -101,7 +110,7 @@ void Subscription::Write(const StepTiming& timing) {
   if (isBroken_ || isAbandoned_) {
     return;
   }
-  RecordFault fault = RecordScript::Instance().NextFault();
+  RecordFault fault = MeetRecordScript();
   if (fault == RecordFault::LOST) {
     return;
   }
@@ -127,7 +136,7 @@ Record Subscription::MakeRecord(const StepTiming& timing) const {
 /// The descriptor shares its flags with the reader's side of the user, so it stays blocking: after
 /// POLLOUT a pipe takes one record without blocking. A closed or broken pipe shows in the write.
 bool Subscription::WaitForRoom() const {
-  auto deadline = std::chrono::steady_clock::now() + RecordScript::Instance().Wait();
+  auto deadline = std::chrono::steady_clock::now() + RecordWait();
   pollfd output{output_->Get(), POLLOUT, 0};
   while (!isAbandoned_) {
     if (poll(&output, 1, static_cast<int>(LOOK_INTERVAL.count())) > 0) {

@@ -13,13 +13,15 @@
 
 #include "graph/program.h"
 #include "profiling/record.h"
+#include "runtime/table.h"
+#include "zel/zel_prof.h"
 
 namespace OrmoHost {
 
 /// A descriptor that records are written to: a duplicate of the user's, closed with this object.
 class RecordOutput {
  public:
-  /// -1 when the duplication failed.
+  /// Refuses a descriptor that cannot be duplicated.
   explicit RecordOutput(int descriptor);
   ~RecordOutput();
   RecordOutput(const RecordOutput&) = delete;
@@ -31,11 +33,14 @@ class RecordOutput {
   int descriptor_;
 };
 
+/// A configuration is nothing but its output; a running subscription keeps that open.
+using SubscribeConfigs = HandleTable<zelprofSubscribeConfig*, RecordOutput>;
+
 /// Takes the timings of executions and writes them as records, on a thread of its own so that no
 /// write falls into an execution's time.
 class Subscription {
  public:
-  /// Throws std::system_error when there is no thread.
+  /// Refuses when there is no thread.
   Subscription(uint64_t id, std::vector<StepLabel> labels, std::shared_ptr<RecordOutput> output);
   /// Gives up what is not written yet.
   ~Subscription();
@@ -52,11 +57,16 @@ class Subscription {
   /// closed or stayed full. Nothing is written afterwards.
   bool Finish();
 
+  /// How many there are.
+  static size_t Count() { return count_; }
+
  private:
   void WriteQueued();
   void Write(const StepTiming& timing);
   Record MakeRecord(const StepTiming& timing) const;
   bool WaitForRoom() const;
+
+  static std::atomic<size_t> count_;
 
   const uint64_t id_;
   const std::vector<StepLabel> labels_;

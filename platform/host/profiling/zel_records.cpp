@@ -1,156 +1,97 @@
 #include <cstring>
-#include <optional>
 
 #include "control/host_call.h"
 #include "profiling/record.h"
-#include "runtime/codes.h"
 #include "zel/zel_prof.h"
 
 namespace OrmoHost {
 namespace {
 
-/// A copy of record `index`: the buffer need not be aligned. Nothing when it has no such record.
-std::optional<Record> ReadRecord(const void* buffer, size_t length, uint32_t index) {
-  if (buffer == nullptr || index >= length / sizeof(Record)) {
-    return std::nullopt;
-  }
-  Record record;  // NOLINT(cppcoreguidelines-pro-type-member-init): written below
+/// A copy of record `index`: the buffer need not be aligned. Refuses what is no record.
+Record GetRecord(const void* buffer, size_t length, uint32_t index) {
+  Require(buffer != nullptr && index < length / sizeof(Record), INVALID_RECORD);
+  Record record;  // NOLINT(cppcoreguidelines-pro-type-member-init): written by the next line
   std::memcpy(&record, static_cast<const char*>(buffer) + index * sizeof(Record), sizeof(record));
   bool isTerminated =
       record.name[sizeof(record.name) - 1] == '\0' && record.type[sizeof(record.type) - 1] == '\0';
-  if (record.mark != RECORD_MARK || !isTerminated) {
-    return std::nullopt;
-  }
+  Require(record.mark == RECORD_MARK && isTerminated, INVALID_RECORD);
   return record;
 }
 
-uint64_t ReadNumberField(const char* function, const void* buffer, size_t length, uint32_t index,
-                         uint64_t (*field)(const Record&)) {
-  HostCall call(function);
-  if (call.Fails() != 0) {
-    return 0;
-  }
-  std::optional<Record> record = ReadRecord(buffer, length, index);
-  return record.has_value() ? field(*record) : 0;
+void GetLength(const char* text, size_t* length) {
+  Require(length != nullptr, INVALID_ARGUMENT);
+  *length = std::strlen(text) + 1;
 }
 
-using TextField = const char* (*)(const Record&);
-
-const char* NameField(const Record& record) {
-  return record.name;
-}
-
-const char* TypeField(const Record& record) {
-  return record.type;
-}
-
-int32_t ReadTextLength(const char* function, const void* buffer, size_t length, uint32_t index,
-                       size_t* textLength, TextField field) {
-  HostCall call(function);
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  std::optional<Record> record = ReadRecord(buffer, length, index);
-  if (!record.has_value() || textLength == nullptr) {
-    return INVALID_RECORD;
-  }
-  *textLength = std::strlen(field(*record)) + 1;
-  return SUCCESS;
-}
-
-int32_t ReadText(const char* function, const void* buffer, size_t length, uint32_t index,
-                 char* text, size_t textLength, TextField field) {
-  HostCall call(function);
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  std::optional<Record> record = ReadRecord(buffer, length, index);
-  if (!record.has_value() || text == nullptr) {
-    return INVALID_RECORD;
-  }
-  const char* value = field(*record);
-  size_t size = std::strlen(value) + 1;
-  if (size > textLength) {
-    return OUT_OF_RANGE;
-  }
-  std::memcpy(text, value, size);
-  return SUCCESS;
+void CopyText(const char* text, char* copy, size_t room) {
+  size_t size = std::strlen(text) + 1;
+  Require(copy != nullptr && size <= room, OUT_OF_RANGE);
+  std::memcpy(copy, text, size);
 }
 
 }  // namespace
 
 }  // namespace OrmoHost
 
-using OrmoHost::HostCall;
-using OrmoHost::Record;
+using namespace OrmoHost;  // NOLINT(google-build-using-namespace): the functions below are its face
 
 int32_t zelprofGetOpDescSize(size_t* size) {
-  HostCall call("zelprofGetOpDescSize");
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  if (size == nullptr) {
-    return OrmoHost::INVALID_ARGUMENT;
-  }
-  *size = sizeof(Record);
-  return OrmoHost::SUCCESS;
+  return Attempt("zelprofGetOpDescSize", [&] {
+    Require(size != nullptr, INVALID_ARGUMENT);
+    *size = sizeof(Record);
+  });
 }
 
 int32_t zelprofGetOpNum(const void* buffer, size_t length, uint32_t* count) {
-  HostCall call("zelprofGetOpNum");
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  if (count == nullptr || (buffer == nullptr && length != 0) || length % sizeof(Record) != 0) {
-    return OrmoHost::INVALID_RECORD;
-  }
-  *count = static_cast<uint32_t>(length / sizeof(Record));
-  return OrmoHost::SUCCESS;
+  return Attempt("zelprofGetOpNum", [&] {
+    bool isBuffer = buffer != nullptr || length == 0;
+    Require(count != nullptr && isBuffer, INVALID_ARGUMENT);
+    Require(length % sizeof(Record) == 0, INVALID_RECORD);
+    *count = static_cast<uint32_t>(length / sizeof(Record));
+  });
 }
 
 int32_t zelprofGetOpNameLen(const void* buffer, size_t length, uint32_t index, size_t* nameLength) {
-  return OrmoHost::ReadTextLength("zelprofGetOpNameLen", buffer, length, index, nameLength,
-                                  OrmoHost::NameField);
+  return Attempt("zelprofGetOpNameLen",
+                 [&] { GetLength(GetRecord(buffer, length, index).name, nameLength); });
 }
 
 int32_t zelprofGetOpTypeLen(const void* buffer, size_t length, uint32_t index, size_t* typeLength) {
-  return OrmoHost::ReadTextLength("zelprofGetOpTypeLen", buffer, length, index, typeLength,
-                                  OrmoHost::TypeField);
+  return Attempt("zelprofGetOpTypeLen",
+                 [&] { GetLength(GetRecord(buffer, length, index).type, typeLength); });
 }
 
 int32_t zelprofGetOpName(const void* buffer, size_t length, uint32_t index, char* name,
                          size_t nameLength) {
-  return OrmoHost::ReadText("zelprofGetOpName", buffer, length, index, name, nameLength,
-                            OrmoHost::NameField);
+  return Attempt("zelprofGetOpName",
+                 [&] { CopyText(GetRecord(buffer, length, index).name, name, nameLength); });
 }
 
 int32_t zelprofGetOpType(const void* buffer, size_t length, uint32_t index, char* type,
                          size_t typeLength) {
-  return OrmoHost::ReadText("zelprofGetOpType", buffer, length, index, type, typeLength,
-                            OrmoHost::TypeField);
+  return Attempt("zelprofGetOpType",
+                 [&] { CopyText(GetRecord(buffer, length, index).type, type, typeLength); });
 }
 
 uint64_t zelprofGetOpStart(const void* buffer, size_t length, uint32_t index) {
-  return OrmoHost::ReadNumberField("zelprofGetOpStart", buffer, length, index,
-                                   [](const Record& record) { return record.start; });
+  return Attempt("zelprofGetOpStart", [&] { return GetRecord(buffer, length, index).start; });
 }
 
 uint64_t zelprofGetOpEnd(const void* buffer, size_t length, uint32_t index) {
-  return OrmoHost::ReadNumberField("zelprofGetOpEnd", buffer, length, index,
-                                   [](const Record& record) { return record.end; });
+  return Attempt("zelprofGetOpEnd", [&] { return GetRecord(buffer, length, index).end; });
 }
 
 uint64_t zelprofGetOpDuration(const void* buffer, size_t length, uint32_t index) {
-  return OrmoHost::ReadNumberField("zelprofGetOpDuration", buffer, length, index,
-                                   [](const Record& record) { return record.end - record.start; });
+  return Attempt("zelprofGetOpDuration", [&] {
+    Record record = GetRecord(buffer, length, index);
+    return record.end - record.start;
+  });
 }
 
 size_t zelprofGetModelId(const void* buffer, size_t length, uint32_t index) {
-  return OrmoHost::ReadNumberField("zelprofGetModelId", buffer, length, index,
-                                   [](const Record& record) { return record.id; });
+  return Attempt("zelprofGetModelId", [&] { return GetRecord(buffer, length, index).id; });
 }
 
 uint64_t ProfGetOpExecutionTime(const void* buffer, uint32_t length, uint32_t index) {
-  return OrmoHost::ReadNumberField("ProfGetOpExecutionTime", buffer, length, index,
-                                   [](const Record& record) { return record.core; });
+  return Attempt("ProfGetOpExecutionTime", [&] { return GetRecord(buffer, length, index).core; });
 }

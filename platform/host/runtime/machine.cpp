@@ -1,9 +1,14 @@
 #include "runtime/machine.h"
 
+#include <algorithm>
 #include <limits>
+#include <mutex>
+#include <set>
+#include <string>
 #include <string_view>
 
-#include "control/undying.h"
+#include "control/single.h"
+#include "ormo_host/control.h"
 #include "services/environment.h"
 
 namespace OrmoHost {
@@ -17,86 +22,74 @@ constexpr char DEFAULT_SOC[] = "TarnLake1";
 constexpr std::string_view DDR_FAMILIES[] = {"TarnSpring", "TarnFen", "TarnCreek", "TarnStream",
                                              "TarnPond"};
 
+zelrtMemAttr MemoryKindOf(const std::string& soc) {
+  bool isDdr = std::any_of(std::begin(DDR_FAMILIES), std::end(DDR_FAMILIES),
+                           [&](std::string_view family) { return soc.rfind(family, 0) == 0; });
+  return isDdr ? ZEL_DDR_MEM : ZEL_HBM_MEM;
+}
+
+struct MachineRoom {
+  MachineRoom() { ReadEnvironment(); }
+
+  void ReadEnvironment() {
+    std::string soc = ReadVariable("ORMO_HOST_SOC");
+    machine.deviceCount =
+        static_cast<uint32_t>(ReadNumber("ORMO_HOST_DEVICES").value_or(DEFAULT_DEVICES));
+    machine.memorySize = ReadNumber("ORMO_HOST_MEMORY").value_or(DEFAULT_MEMORY);
+    machine.hugePageSize = std::numeric_limits<size_t>::max();
+    NameChip(soc.empty() ? DEFAULT_SOC : soc);
+  }
+
+  void NameChip(const std::string& soc) {
+    machine.socName = soc.empty() ? nullptr : socNames.insert(soc).first->c_str();
+    machine.memoryKind = MemoryKindOf(soc);
+  }
+
+  std::mutex mutex;
+  Machine machine;
+  std::set<std::string> socNames;  ///< every name given out
+};
+
+template <typename Change>
+void ChangeMachine(Change change) {
+  auto& room = Single<MachineRoom>();
+  std::lock_guard<std::mutex> lock(room.mutex);
+  change(room);
+}
+
 }  // namespace
 
-Machine& Machine::Instance() {
-  static Undying<Machine> instance;
-  return *instance;
+Machine CurrentMachine() {
+  auto& room = Single<MachineRoom>();
+  std::lock_guard<std::mutex> lock(room.mutex);
+  return room.machine;
 }
 
-Machine::Machine() {
-  ReadEnvironment();
+void ReadMachineFromEnvironment() {
+  ChangeMachine([](MachineRoom& room) { room.ReadEnvironment(); });
 }
 
-void Machine::ReadEnvironment() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  deviceCount_ = static_cast<uint32_t>(ReadNumber("ORMO_HOST_DEVICES").value_or(DEFAULT_DEVICES));
-  memorySize_ = ReadNumber("ORMO_HOST_MEMORY").value_or(DEFAULT_MEMORY);
-  hugePageSize_ = std::numeric_limits<size_t>::max();
-  std::string soc = ReadVariable("ORMO_HOST_SOC");
-  KeepSocName(soc.empty() ? DEFAULT_SOC : soc);
+void CloseMachine() {
+  ChangeMachine([](MachineRoom& room) {
+    room.machine = {};
+    room.socNames = {};
+  });
 }
 
-void Machine::KeepSocName(const std::string& name) {
-  socName_ = name.empty() ? nullptr : socNames_.insert(name).first->c_str();
+void SetDeviceCount(uint32_t count) {
+  ChangeMachine([&](MachineRoom& room) { room.machine.deviceCount = count; });
 }
 
-uint32_t Machine::DeviceCount() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return deviceCount_;
+void SetMemorySize(size_t bytes) {
+  ChangeMachine([&](MachineRoom& room) { room.machine.memorySize = bytes; });
 }
 
-size_t Machine::MemorySize() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return memorySize_;
+void SetHugePageSize(size_t bytes) {
+  ChangeMachine([&](MachineRoom& room) { room.machine.hugePageSize = bytes; });
 }
 
-size_t Machine::HugePageSize() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return hugePageSize_;
-}
-
-zelrtMemAttr Machine::MemoryKind() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  std::string_view name = socName_ == nullptr ? "" : socName_;
-  for (std::string_view family : DDR_FAMILIES) {
-    if (name.substr(0, family.size()) == family) {
-      return ZEL_DDR_MEM;
-    }
-  }
-  return ZEL_HBM_MEM;
-}
-
-const char* Machine::SocName() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return socName_;
-}
-
-void Machine::SetDeviceCount(uint32_t count) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  deviceCount_ = count;
-}
-
-void Machine::SetMemorySize(size_t bytes) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  memorySize_ = bytes;
-}
-
-void Machine::SetHugePageSize(size_t bytes) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  hugePageSize_ = bytes;
-}
-
-void Machine::SetSocName(const std::string& name) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  KeepSocName(name);
-}
-
-void Machine::Close() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  deviceCount_ = 0;
-  socName_ = nullptr;
-  socNames_ = {};
+void SetSocName(const std::string& name) {
+  ChangeMachine([&](MachineRoom& room) { room.NameChip(name); });
 }
 
 }  // namespace OrmoHost

@@ -9,61 +9,53 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 
-#include "runtime/handle_table.h"
+#include "runtime/table.h"
 #include "zel/zel.h"
 
 namespace OrmoHost {
 
 struct Context {
-  uint32_t device;
+  explicit Context(uint32_t deviceId) : device(deviceId) {}
+
+  const uint32_t device;
   std::atomic<uint32_t> opTimeout{0};  ///< kept, without effect: an operator here always ends
 };
 
-/// Codes are those of codes.h and zel.h.
+using Contexts = HandleTable<zelrtContext, Context>;
+
+/// What a thread has made current. Plain data: a destructor would keep this library loaded.
+struct Current {
+  zelrtContext context;
+  uint32_t device;
+  bool hasDevice;
+};
+
+extern thread_local Current current;
+
+/// The calling thread's context; refuses when there is none or it is gone.
+std::shared_ptr<Context> GetCurrentContext();
+
+/// What is set up for the process. Operations refuse what does not fit.
 class Runtime {
  public:
-  static Runtime& Instance();
+  void Init();
+  void Finalize();
+  void RequireInitialized();
 
-  int32_t Init();
-  int32_t Finalize();
-  bool IsInitialized();
+  void SetDevice(uint32_t device);
+  /// Takes one set back and returns whether that leaves none.
+  bool ResetDevice(uint32_t device);
+  void RequireSet(uint32_t device);
 
-  int32_t SetDevice(uint32_t device);
-  /// Takes one set back; `isLast` tells whether that leaves none.
-  int32_t ResetDevice(uint32_t device, bool& isLast);
-
-  int32_t CreateContext(uint32_t device, zelrtContext& context);
-  int32_t SetCurrentContext(zelrtContext context);
-  int32_t DestroyContext(zelrtContext context);
-
-  /// The calling thread's context while it is alive, or null.
-  std::shared_ptr<Context> CurrentContext();
-  /// Device of the calling thread's context, else the device that the thread has set.
-  std::optional<uint32_t> CurrentDevice();
-
-  /// Removes the contexts of one device or of all; returns how many those were.
-  size_t RemoveContexts(std::optional<uint32_t> device);
-  size_t ContextCount();
   size_t DeviceSetCount();
   /// Forgets initialisation and device sets; returns how many sets there were.
   size_t Clear();
 
  private:
-  /// What a thread has made current. Plain data: a destructor would keep this library loaded.
-  struct Current {
-    zelrtContext context;
-    uint32_t device;
-    bool hasDevice;
-  };
-
-  static thread_local Current current_;
-
   std::mutex mutex_;
   bool isInitialized_ = false;
   std::map<uint32_t, size_t> deviceSets_;
-  HandleTable<zelrtContext, Context> contexts_;
 };
 
 }  // namespace OrmoHost

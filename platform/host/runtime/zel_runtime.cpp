@@ -2,192 +2,137 @@
 
 #include "control/host_call.h"
 #include "control/lifetime.h"
-#include "runtime/codes.h"
+#include "control/single.h"
 #include "runtime/device_memory.h"
 #include "runtime/machine.h"
 #include "runtime/runtime.h"
 #include "zel/zel.h"
 
-using OrmoHost::Block;
-using OrmoHost::Context;
-using OrmoHost::DeviceMemory;
-using OrmoHost::HostCall;
-using OrmoHost::Machine;
-using OrmoHost::Runtime;
+namespace OrmoHost {
+namespace {
+
+/// The device of the thread's context, else the one that the thread has set.
+uint32_t GetCurrentDevice() {
+  if (std::shared_ptr<Context> context = Single<Contexts>().Find(current.context)) {
+    return context->device;
+  }
+  Require(current.hasDevice, DEVICE_NOT_SET);
+  Single<Runtime>().RequireSet(current.device);
+  return current.device;
+}
+
+}  // namespace
+
+}  // namespace OrmoHost
+
+using namespace OrmoHost;  // NOLINT(google-build-using-namespace): the functions below are its face
 
 int32_t zelInit(const char* /*configPath*/) {
-  HostCall call("zelInit");
-  int32_t code = call.Fails();
-  return code != 0 ? code : Runtime::Instance().Init();
+  return Attempt("zelInit", [] { Single<Runtime>().Init(); });
 }
 
 int32_t zelFinalize() {
-  HostCall call("zelFinalize");
-  int32_t code = Runtime::Instance().Finalize();
-  if (code == OrmoHost::SUCCESS) {
-    OrmoHost::ReleasePlatform();
-  }
-  return call.After(code);
+  return Release("zelFinalize", [] {
+    Single<Runtime>().Finalize();
+    ReleasePlatform();
+  });
 }
 
 int32_t zelrtGetDeviceCount(uint32_t* count) {
-  HostCall call("zelrtGetDeviceCount");
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  if (count == nullptr) {
-    return OrmoHost::INVALID_ARGUMENT;
-  }
-  if (!Runtime::Instance().IsInitialized()) {
-    return OrmoHost::NOT_INITIALIZED;
-  }
-  *count = Machine::Instance().DeviceCount();
-  return OrmoHost::SUCCESS;
+  return Attempt("zelrtGetDeviceCount", [&] {
+    Single<Runtime>().RequireInitialized();
+    Require(count != nullptr, INVALID_ARGUMENT);
+    *count = CurrentMachine().deviceCount;
+  });
 }
 
 int32_t zelrtSetDevice(uint32_t deviceId) {
-  HostCall call("zelrtSetDevice");
-  int32_t code = call.Fails();
-  return code != 0 ? code : Runtime::Instance().SetDevice(deviceId);
+  return Attempt("zelrtSetDevice", [&] {
+    Single<Runtime>().SetDevice(deviceId);
+    current = {nullptr, deviceId, true};
+  });
 }
 
 int32_t zelrtResetDevice(uint32_t deviceId) {
-  HostCall call("zelrtResetDevice");
-  bool isLast = false;
-  int32_t code = Runtime::Instance().ResetDevice(deviceId, isLast);
-  if (isLast) {
-    OrmoHost::ReleaseDevice(deviceId);
-  }
-  return call.After(code);
+  return Release("zelrtResetDevice", [&] {
+    if (Single<Runtime>().ResetDevice(deviceId)) {
+      ReleaseDevice(deviceId);
+    }
+  });
 }
 
 int32_t zelrtCreateContext(zelrtContext* context, uint32_t deviceId) {
-  HostCall call("zelrtCreateContext");
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  if (context == nullptr) {
-    return OrmoHost::INVALID_ARGUMENT;
-  }
-  return Runtime::Instance().CreateContext(deviceId, *context);
+  return Attempt("zelrtCreateContext", [&] {
+    Require(context != nullptr, INVALID_ARGUMENT);
+    Single<Runtime>().RequireSet(deviceId);
+    *context = Single<Contexts>().Make(deviceId);
+    current.context = *context;
+  });
 }
 
 int32_t zelrtSetCurrentContext(zelrtContext context) {
-  HostCall call("zelrtSetCurrentContext");
-  int32_t code = call.Fails();
-  return code != 0 ? code : Runtime::Instance().SetCurrentContext(context);
+  return Attempt("zelrtSetCurrentContext", [&] {
+    Single<Contexts>().Get(context);
+    current.context = context;
+  });
 }
 
 int32_t zelrtDestroyContext(zelrtContext context) {
-  HostCall call("zelrtDestroyContext");
-  return call.After(Runtime::Instance().DestroyContext(context));
+  return Release("zelrtDestroyContext", [&] { Single<Contexts>().Remove(context); });
 }
 
 const char* zelrtGetSocName() {
-  HostCall call("zelrtGetSocName");
-  return call.Fails() != 0 ? nullptr : Machine::Instance().SocName();
+  return Attempt("zelrtGetSocName", [] { return CurrentMachine().socName; });
 }
 
 int32_t zelrtSetOpExecuteTimeOut(uint32_t timeout) {
-  HostCall call("zelrtSetOpExecuteTimeOut");
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  std::shared_ptr<Context> context = Runtime::Instance().CurrentContext();
-  if (context == nullptr) {
-    return OrmoHost::NO_CONTEXT;
-  }
-  context->opTimeout = timeout;
-  return OrmoHost::SUCCESS;
+  return Attempt("zelrtSetOpExecuteTimeOut", [&] { GetCurrentContext()->opTimeout = timeout; });
 }
 
 int32_t zelrtMalloc(void** devPtr, size_t size, zelrtMemMallocPolicy policy) {
-  HostCall call("zelrtMalloc");
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  if (devPtr == nullptr) {
-    return OrmoHost::INVALID_ARGUMENT;
-  }
-  std::shared_ptr<Context> context = Runtime::Instance().CurrentContext();
-  if (context == nullptr) {
-    return OrmoHost::NO_CONTEXT;
-  }
-  std::shared_ptr<Block> block = DeviceMemory::Instance().Allocate(context->device, size, policy);
-  if (block == nullptr || !DeviceMemory::Instance().GiveOut(block)) {
-    return ZEL_ERROR_RUNTIME_MEMORY_ALLOCATION;
-  }
-  *devPtr = block->Data();
-  return OrmoHost::SUCCESS;
+  return Attempt("zelrtMalloc", [&] {
+    Require(devPtr != nullptr, INVALID_ARGUMENT);
+    auto block = std::make_shared<Block>(GetCurrentContext()->device, size, policy);
+    UserBlocks().Add(reinterpret_cast<uintptr_t>(block->Data()), block);
+    *devPtr = block->Data();
+  });
 }
 
 int32_t zelrtFree(void* devPtr) {
-  HostCall call("zelrtFree");
-  bool wasAlive = DeviceMemory::Instance().TakeBack(devPtr);
-  return call.After(wasAlive ? OrmoHost::SUCCESS : OrmoHost::UNKNOWN_ADDRESS);
+  return Release("zelrtFree", [&] {
+    Require(UserBlocks().Take(reinterpret_cast<uintptr_t>(devPtr)) != nullptr, UNKNOWN_ADDRESS);
+  });
 }
 
 int32_t zelrtMemset(void* devPtr, size_t maxCount, int32_t value, size_t count) {
-  HostCall call("zelrtMemset");
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  if (Runtime::Instance().CurrentContext() == nullptr) {
-    return OrmoHost::NO_CONTEXT;
-  }
-  if (count > maxCount) {
-    return OrmoHost::OUT_OF_RANGE;
-  }
-  std::shared_ptr<Block> block = DeviceMemory::Instance().Find(devPtr, count);
-  if (block == nullptr) {
-    return OrmoHost::UNKNOWN_ADDRESS;
-  }
-  std::memset(devPtr, value, count);
-  return OrmoHost::SUCCESS;
+  return Attempt("zelrtMemset", [&] {
+    GetCurrentContext();
+    Require(count <= maxCount, OUT_OF_RANGE);
+    std::shared_ptr<Block> block = GetUserBlock(devPtr, count);
+    std::memset(devPtr, value, count);
+  });
 }
 
 int32_t zelrtMemcpy(void* dst, size_t destMax, const void* src, size_t count,
                     zelrtMemcpyKind kind) {
-  HostCall call("zelrtMemcpy");
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  if (Runtime::Instance().CurrentContext() == nullptr) {
-    return OrmoHost::NO_CONTEXT;
-  }
-  if (count > destMax) {
-    return OrmoHost::OUT_OF_RANGE;
-  }
-  if (dst == nullptr || src == nullptr ||
-      (kind != ZEL_MEMCPY_HOST_TO_DEVICE && kind != ZEL_MEMCPY_DEVICE_TO_HOST)) {
-    return OrmoHost::INVALID_ARGUMENT;
-  }
-  const void* deviceSide = kind == ZEL_MEMCPY_HOST_TO_DEVICE ? dst : src;
-  std::shared_ptr<Block> block = DeviceMemory::Instance().Find(deviceSide, count);
-  if (block == nullptr) {
-    return OrmoHost::UNKNOWN_ADDRESS;
-  }
-  std::memmove(dst, src, count);
-  return OrmoHost::SUCCESS;
+  return Attempt("zelrtMemcpy", [&] {
+    GetCurrentContext();
+    Require(count <= destMax, OUT_OF_RANGE);
+    bool isKnownKind = kind == ZEL_MEMCPY_HOST_TO_DEVICE || kind == ZEL_MEMCPY_DEVICE_TO_HOST;
+    Require(dst != nullptr && src != nullptr && isKnownKind, INVALID_ARGUMENT);
+    std::shared_ptr<Block> block =
+        GetUserBlock(kind == ZEL_MEMCPY_HOST_TO_DEVICE ? dst : src, count);
+    std::memmove(dst, src, count);
+  });
 }
 
 int32_t zelrtGetMemInfo(zelrtMemAttr attr, size_t* free, size_t* total) {
-  HostCall call("zelrtGetMemInfo");
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  if (free == nullptr || total == nullptr) {
-    return OrmoHost::INVALID_ARGUMENT;
-  }
-  std::optional<uint32_t> device = Runtime::Instance().CurrentDevice();
-  if (!device.has_value()) {
-    return OrmoHost::DEVICE_NOT_SET;
-  }
-  if (attr != Machine::Instance().MemoryKind()) {
-    return OrmoHost::NO_SUCH_MEMORY;
-  }
-  size_t used = DeviceMemory::Instance().Used(*device);
-  *total = Machine::Instance().MemorySize();
-  *free = *total > used ? *total - used : 0;
-  return OrmoHost::SUCCESS;
+  return Attempt("zelrtGetMemInfo", [&] {
+    Require(free != nullptr && total != nullptr, INVALID_ARGUMENT);
+    size_t used = UsedMemory(GetCurrentDevice());
+    Machine machine = CurrentMachine();
+    Require(attr == machine.memoryKind, NO_SUCH_MEMORY);
+    *total = machine.memorySize;
+    *free = machine.memorySize > used ? machine.memorySize - used : 0;
+  });
 }

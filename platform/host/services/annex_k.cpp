@@ -7,39 +7,26 @@
 
 #include "control/host_call.h"
 
-namespace {
-
-constexpr int FAILED = -1;
-
-}  // namespace
-
 int memset_s(void* dest, size_t destMax, int value, size_t count) {
-  OrmoHost::HostCall call("memset_s");
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  if (dest == nullptr || count > destMax) {
-    return FAILED;
-  }
-  std::memset(dest, value, count);
-  return 0;
+  return OrmoHost::Attempt("memset_s", [&] {
+    OrmoHost::Require(dest != nullptr && count <= destMax, OrmoHost::OUT_OF_RANGE);
+    std::memset(dest, value, count);
+  });
 }
 
 int snprintf_s(char* dest, size_t destMax, size_t count, const char* format, ...) {
-  OrmoHost::HostCall call("snprintf_s");
-  if (int32_t code = call.Fails()) {
-    return code > 0 ? FAILED : code;
-  }
-  if (dest == nullptr || destMax == 0 || format == nullptr) {
-    return FAILED;
-  }
   va_list arguments;
   va_start(arguments, format);
-  int length = std::vsnprintf(dest, std::min(destMax, count + 1), format, arguments);
+  int result = OrmoHost::AttemptSystem("snprintf_s", [&] {
+    if (dest == nullptr || destMax == 0) {
+      return -1;
+    }
+    size_t room = std::min(destMax, count + 1);
+    int length = std::vsnprintf(dest, room, format, arguments);
+    bool fits = length >= 0 && static_cast<size_t>(length) < room;
+    dest[0] = fits ? dest[0] : '\0';
+    return fits ? length : -1;
+  });
   va_end(arguments);
-  if (length < 0 || static_cast<size_t>(length) > count || static_cast<size_t>(length) >= destMax) {
-    dest[0] = '\0';
-    return FAILED;
-  }
-  return length;
+  return result;
 }

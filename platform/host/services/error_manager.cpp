@@ -6,15 +6,10 @@
 #include <utility>
 
 #include "control/host_call.h"
-#include "control/undying.h"
+#include "control/single.h"
 #include "services/error_store.h"
 
 namespace OrmoHost {
-
-ErrorStore& ErrorStore::Instance() {
-  static Undying<ErrorStore> instance;
-  return *instance;
-}
 
 ErrorStore::ErrorStore() {
   // A thread_local object with a destructor would keep this library loaded; a key can be given up.
@@ -58,7 +53,7 @@ error_message::Context& ErrorStore::ThreadContext() {
 }
 
 void ErrorStore::OnThreadExit(void* context) {
-  ErrorStore& store = Instance();
+  auto& store = Single<ErrorStore>();
   std::lock_guard<std::mutex> lock(store.mutex_);
   // The host may have closed, and deleted it, in the meantime.
   if (store.contexts_.erase(static_cast<error_message::Context*>(context)) != 0) {
@@ -121,9 +116,11 @@ int Output(int handle, const std::string& text) {
 
 }  // namespace OrmoHost
 
+using OrmoHost::Attempt;
 using OrmoHost::ErrorStore;
 using OrmoHost::Failing;
 using OrmoHost::HostCall;
+using OrmoHost::Single;
 
 ErrorManager& ErrorManager::GetInstance() {
   static ErrorManager instance;
@@ -131,79 +128,66 @@ ErrorManager& ErrorManager::GetInstance() {
 }
 
 int ErrorManager::Init(std::string path) {
-  HostCall call("ErrorManager::Init");
-  int32_t code = call.Fails();
-  return code != 0 ? code : OrmoHost::LoadCatalogue(path);
+  return Attempt("ErrorManager::Init", [&] { return OrmoHost::LoadCatalogue(path); });
 }
 
 int ErrorManager::Init() {
-  HostCall call("ErrorManager::Init");
-  return call.Fails();
+  return Attempt("ErrorManager::Init", [] {});
 }
 
 int ErrorManager::ReportErrMessage(std::string errorCode,
                                    const std::map<std::string, std::string>& args) {
-  HostCall call("ErrorManager::ReportErrMessage");
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  ErrorStore::Instance().Add(OrmoHost::KindOf(errorCode), OrmoHost::MessageText(errorCode, args));
-  return 0;
+  return Attempt("ErrorManager::ReportErrMessage", [&] {
+    Single<ErrorStore>().Add(OrmoHost::KindOf(errorCode), OrmoHost::MessageText(errorCode, args));
+  });
 }
 
 int ErrorManager::ReportInterErrMessage(std::string errorCode, const std::string& message) {
-  HostCall call("ErrorManager::ReportInterErrMessage");
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  ErrorStore::Instance().Add(OrmoHost::KindOf(errorCode), errorCode + ": " + message);
-  return 0;
+  return Attempt("ErrorManager::ReportInterErrMessage", [&] {
+    Single<ErrorStore>().Add(OrmoHost::KindOf(errorCode), errorCode + ": " + message);
+  });
 }
 
 std::string ErrorManager::GetErrorMessage() {
-  HostCall call("ErrorManager::GetErrorMessage");
-  return call.Fails() != 0 ? "" : ErrorStore::Instance().Take(ErrorStore::Kind::ERROR);
+  return Attempt("ErrorManager::GetErrorMessage",
+                 [] { return Single<ErrorStore>().Take(ErrorStore::Kind::ERROR); });
 }
 
 std::string ErrorManager::GetWarningMessage() {
-  HostCall call("ErrorManager::GetWarningMessage");
-  return call.Fails() != 0 ? "" : ErrorStore::Instance().Take(ErrorStore::Kind::WARNING);
+  return Attempt("ErrorManager::GetWarningMessage",
+                 [] { return Single<ErrorStore>().Take(ErrorStore::Kind::WARNING); });
 }
 
 int ErrorManager::OutputErrMessage(int handle) {
-  HostCall call("ErrorManager::OutputErrMessage");
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  return OrmoHost::Output(handle, ErrorStore::Instance().Take(ErrorStore::Kind::ERROR));
+  return Attempt("ErrorManager::OutputErrMessage", [&] {
+    return OrmoHost::Output(handle, Single<ErrorStore>().Take(ErrorStore::Kind::ERROR));
+  });
 }
 
 int ErrorManager::OutputMessage(int handle) {
-  HostCall call("ErrorManager::OutputMessage");
-  if (int32_t code = call.Fails()) {
-    return code;
-  }
-  int errors = OrmoHost::Output(handle, ErrorStore::Instance().Take(ErrorStore::Kind::ERROR));
-  int warnings = OrmoHost::Output(handle, ErrorStore::Instance().Take(ErrorStore::Kind::WARNING));
-  return errors != 0 ? errors : warnings;
+  return Attempt("ErrorManager::OutputMessage", [&] {
+    int errors = OrmoHost::Output(handle, Single<ErrorStore>().Take(ErrorStore::Kind::ERROR));
+    int warnings = OrmoHost::Output(handle, Single<ErrorStore>().Take(ErrorStore::Kind::WARNING));
+    return errors != 0 ? errors : warnings;
+  });
 }
 
 error_message::Context& ErrorManager::GetErrorManagerContext() {
   HostCall call("ErrorManager::GetErrorManagerContext", Failing::CANNOT);
   call.Fails();
-  return ErrorStore::Instance().ThreadContext();
+  return Single<ErrorStore>().ThreadContext();
 }
 
 void ErrorManager::SetErrorContext(error_message::Context context) {
   HostCall call("ErrorManager::SetErrorContext", Failing::CANNOT);
   call.Fails();
-  ErrorStore::Instance().ThreadContext() = std::move(context);
+  Single<ErrorStore>().ThreadContext() = std::move(context);
 }
 
 uint64_t ErrorManager::GenWorkStreamIdDefault() {
   HostCall call("ErrorManager::GenWorkStreamIdDefault", Failing::CANNOT);
   call.Fails();
-  uint64_t id = ErrorStore::Instance().NextStreamId();
-  ErrorStore::Instance().ThreadContext().workStreamId = id;
+  uint64_t id = Single<ErrorStore>().NextStreamId();
+  Single<ErrorStore>().ThreadContext().workStreamId = id;
   return id;
 }

@@ -19,8 +19,6 @@ class ErrorStore {
  public:
   enum class Kind { ERROR, WARNING };
 
-  static ErrorStore& Instance();
-
   ErrorStore();
 
   /// Keeps a message for the calling thread's work stream.

@@ -4,13 +4,20 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdarg>
 #include <cstdio>
 #include <ctime>
+#include <mutex>
+#include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "control/host_call.h"
-#include "control/undying.h"
+#include "control/single.h"
 #include "dlog/dlog.h"
+#include "ormo_host/control.h"
 #include "services/environment.h"
 
 namespace OrmoHost {
@@ -18,34 +25,43 @@ namespace {
 
 /// Lines that carry their origin start with this.
 constexpr std::string_view PREFIX = "[%s:%d][%s][Tid:%d] ";
+/// Above every level.
+constexpr int OFF = 1 << 16;
 
-int LevelFromEnvironment() {
-  std::string name = ReadVariable("ORMO_HOST_LOG_LEVEL");
-  if (name == "debug") {
-    return DLOG_DEBUG;
-  }
-  if (name == "info") {
-    return DLOG_INFO;
-  }
-  if (name == "warning") {
-    return DLOG_WARN;
-  }
-  return name == "event" ? DLOG_EVENT : DLOG_ERROR;
+struct LevelName {
+  int level;
+  const char* name;
+};
+
+constexpr LevelName LEVEL_NAMES[] = {{DLOG_DEBUG, "debug"},
+                                     {DLOG_INFO, "info"},
+                                     {DLOG_WARN, "warning"},
+                                     {DLOG_ERROR, "error"},
+                                     {DLOG_EVENT, "event"}};
+
+struct LogService {
+  std::mutex mutex;
+  int file = -1;
+  int fileLevel = OFF;
+  int captureLevel = OFF;
+  std::vector<LogLine> captured;
+};
+
+/// The lowest level that anybody wants; asked for every line.
+std::atomic<int> threshold{OFF};
+
+void UpdateThreshold(const LogService& service) {
+  threshold = std::min(service.fileLevel, service.captureLevel);
 }
 
-const char* LevelName(int level) {
-  switch (level) {
-    case DLOG_DEBUG:
-      return "DEBUG";
-    case DLOG_INFO:
-      return "INFO";
-    case DLOG_WARN:
-      return "WARNING";
-    case DLOG_ERROR:
-      return "ERROR";
-    default:
-      return "EVENT";
+int LevelFromEnvironment() {
+  std::string wanted = ReadVariable("ORMO_HOST_LOG_LEVEL");
+  for (const LevelName& level : LEVEL_NAMES) {
+    if (wanted == level.name) {
+      return level.level;
+    }
   }
+  return DLOG_ERROR;
 }
 
 std::string FormatText(const char* format, va_list arguments) {
@@ -53,10 +69,7 @@ std::string FormatText(const char* format, va_list arguments) {
   va_copy(copy, arguments);
   int length = vsnprintf(nullptr, 0, format, copy);
   va_end(copy);
-  if (length < 0) {
-    return format;
-  }
-  std::string text(static_cast<size_t>(length), '\0');
+  std::string text(static_cast<size_t>(std::max(length, 0)), '\0');
   va_copy(copy, arguments);
   vsnprintf(text.data(), text.size() + 1, format, copy);
   va_end(copy);
@@ -85,60 +98,7 @@ LogLine MakeLine(const char* format, va_list arguments, std::string text) {
   return line;
 }
 
-/// Lines can come before anybody calls anything else.
-__attribute__((constructor)) void OpenSinkAtStart() {
-  LogService::Instance().OpenSink();
-}
-
-}  // namespace
-
-std::atomic<int> LogService::threshold_{LogService::OFF};
-
-LogService& LogService::Instance() {
-  static Undying<LogService> instance;
-  return *instance;
-}
-
-void LogService::OpenSink() {
-  std::string name = ReadVariable("ORMO_HOST_LOG");
-  std::lock_guard<std::mutex> lock(mutex_);
-  CloseSink();
-  if (name == "stderr") {
-    sink_ = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-  } else if (!name.empty()) {
-    sink_ = open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0640);
-  }
-  sinkLevel_ = sink_ >= 0 ? LevelFromEnvironment() : OFF;
-  UpdateThreshold();
-}
-
-void LogService::CloseSink() {
-  if (sink_ >= 0) {
-    close(sink_);
-  }
-  sink_ = -1;
-  sinkLevel_ = OFF;
-}
-
-void LogService::UpdateThreshold() {
-  threshold_ = std::min(sinkLevel_, captureLevel_);
-}
-
-void LogService::Write(int module, int level, const char* format, va_list arguments) {
-  std::string text = FormatText(format, arguments);
-  std::lock_guard<std::mutex> lock(mutex_);
-  if (level >= sinkLevel_) {
-    WriteToSink(level, text);
-  }
-  if (level >= captureLevel_) {
-    LogLine line = MakeLine(format, arguments, std::move(text));
-    line.module = module;
-    line.level = level;
-    captured_.push_back(std::move(line));
-  }
-}
-
-void LogService::WriteToSink(int level, const std::string& text) const {
+void WriteToFile(int file, int level, const std::string& text) {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   tm date{};
@@ -146,65 +106,108 @@ void LogService::WriteToSink(int level, const std::string& text) const {
   char stamp[64];
   size_t length = strftime(stamp, sizeof(stamp), "%Y-%m-%d %H:%M:%S", &date);
   std::snprintf(stamp + length, sizeof(stamp) - length, ".%06ld ", now.tv_nsec / 1000);
-  std::string line = std::string(stamp) + LevelName(level) + " " + text + "\n";
+  std::string line = stamp;
+  for (const LevelName& named : LEVEL_NAMES) {
+    line += level == named.level ? named.name : "";
+  }
+  line += " " + text + "\n";
   // A line that cannot be written is lost: there is nobody left to tell.
-  static_cast<void>(!write(sink_, line.data(), line.size()));
+  static_cast<void>(!write(file, line.data(), line.size()));
 }
 
-void LogService::Capture(int level) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  captureLevel_ = level;
-  UpdateThreshold();
+void Write(int module, int level, const char* format, va_list arguments) {
+  std::string text = FormatText(format, arguments);
+  auto& service = Single<LogService>();
+  std::lock_guard<std::mutex> lock(service.mutex);
+  if (level >= service.fileLevel) {
+    WriteToFile(service.file, level, text);
+  }
+  if (level >= service.captureLevel) {
+    LogLine line = MakeLine(format, arguments, std::move(text));
+    line.module = module;
+    line.level = level;
+    service.captured.push_back(std::move(line));
+  }
 }
 
-void LogService::StopCapture() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  captureLevel_ = OFF;
-  captured_ = {};
-  UpdateThreshold();
+void CloseFile(LogService& service) {
+  if (service.file >= 0) {
+    close(service.file);
+  }
+  service.file = -1;
+  service.fileLevel = OFF;
 }
 
-std::vector<LogLine> LogService::Captured() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return captured_;
+/// The library may log before it calls anything else.
+__attribute__((constructor)) void OpenAtStart() {
+  OpenLogFile();
 }
 
-void LogService::ClearCaptured() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  captured_ = {};
+}  // namespace
+
+void OpenLogFile() {
+  std::string name = ReadVariable("ORMO_HOST_LOG");
+  auto& service = Single<LogService>();
+  std::lock_guard<std::mutex> lock(service.mutex);
+  CloseFile(service);
+  if (name == "stderr") {
+    service.file = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
+  } else if (!name.empty()) {
+    service.file = open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0640);
+  }
+  service.fileLevel = service.file >= 0 ? LevelFromEnvironment() : OFF;
+  UpdateThreshold(service);
 }
 
-void LogService::Clear() {
-  StopCapture();
-  std::lock_guard<std::mutex> lock(mutex_);
-  CloseSink();
-  UpdateThreshold();
+void CloseLog() {
+  StopCapturingLog();
+  auto& service = Single<LogService>();
+  std::lock_guard<std::mutex> lock(service.mutex);
+  CloseFile(service);
+  UpdateThreshold(service);
+}
+
+void CaptureLog(int level) {
+  auto& service = Single<LogService>();
+  std::lock_guard<std::mutex> lock(service.mutex);
+  service.captureLevel = level;
+  UpdateThreshold(service);
+}
+
+void StopCapturingLog() {
+  CaptureLog(OFF);
+  ClearCapturedLog();
+}
+
+std::vector<LogLine> CapturedLog() {
+  auto& service = Single<LogService>();
+  std::lock_guard<std::mutex> lock(service.mutex);
+  return service.captured;
+}
+
+void ClearCapturedLog() {
+  auto& service = Single<LogService>();
+  std::lock_guard<std::mutex> lock(service.mutex);
+  service.captured = {};
 }
 
 }  // namespace OrmoHost
 
-using OrmoHost::Failing;
-using OrmoHost::HostCall;
-using OrmoHost::LogService;
-using OrmoHost::Script;
-
 int CheckLogLevel(int /*moduleId*/, int level) {
-  if (Script::IsActive()) {
-    HostCall call("CheckLogLevel", Failing::CANNOT);
-    if (int32_t code = call.Fails()) {
-      return code;
-    }
+  int32_t code = OrmoHost::HostCall("CheckLogLevel", OrmoHost::Failing::CANNOT).Fails();
+  if (code != 0) {
+    return code;
   }
-  return LogService::IsEnabled(level) ? 1 : 0;
+  return level >= OrmoHost::threshold.load(std::memory_order_relaxed) ? 1 : 0;
 }
 
 void DlogInner(int moduleId, int level, const char* format, ...) {
-  HostCall call("DlogInner", Failing::CANNOT);
+  OrmoHost::HostCall call("DlogInner", OrmoHost::Failing::CANNOT);
   if (call.Fails() != 0) {
     return;
   }
   va_list arguments;
   va_start(arguments, format);
-  LogService::Instance().Write(moduleId, level, format, arguments);
+  OrmoHost::Write(moduleId, level, format, arguments);
   va_end(arguments);
 }
