@@ -1,0 +1,118 @@
+// The three reports, checked against patterns: figures differ from run to run.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "driver/driver_process.h"
+#include "support/graph_text.h"
+#include "support/temp_directory.h"
+
+namespace Ormo::Test {
+namespace {
+
+using nlohmann::json;
+using testing::MatchesRegex;
+using testing::SizeIs;
+
+class OfflineReport : public testing::Test {
+ protected:
+  OfflineReport() {
+    WriteFile(fast_, AddGraph(2, 1));
+    WriteFile(slow_, SpinGraph({200000}));
+    WriteFile(broken_, "{}");
+  }
+
+  DriverRun Measure(std::vector<std::string> options) const {
+    options.insert(options.begin(), "offline");
+    options.insert(options.end(), {broken_, slow_, fast_});
+    return RunDriver(options);
+  }
+
+  TempDirectory directory_;
+  std::string fast_ = directory_ / "fast.json";
+  std::string slow_ = directory_ / "slow, \"quoted\".json";
+  std::string broken_ = directory_ / "broken.json";
+};
+
+TEST_F(OfflineReport, JsonHasTheFiguresAndWhatRepeatsThem) {
+  const json document = Measure({"--format", "json", "--devices", "1,0", "--loop", "4", "--bound",
+                                 "2s", "--mode", "no-check", "--key", "build 7"})
+                            .Json();
+  ASSERT_TRUE(document.is_object());
+  EXPECT_EQ(document["schemaVersion"], 1);
+  EXPECT_THAT(document["libraryVersion"], MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+"));
+  EXPECT_EQ(document["soc"], "TarnLake1");
+  EXPECT_EQ(document["devices"], json({1, 0}));
+  const json options = {{"prof", true},
+                        {"loop", 4},
+                        {"fromFile", false},
+                        {"runTimeBound", 2000000000},
+                        {"dynamicType", ""},
+                        {"runMode", "no-check"},
+                        {"dynamicParam", ""},
+                        {"buildRunKey", "build 7"},
+                        {"inputs", json::array()},
+                        {"outputs", json::array()}};
+  EXPECT_EQ(document["options"], options);
+
+  const json& candidates = document["candidates"];
+  ASSERT_THAT(candidates, SizeIs(3));
+  EXPECT_EQ(candidates[2]["model"], broken_);
+  EXPECT_FALSE(candidates[2].contains("operators"));
+  EXPECT_LE(candidates[0]["totalCostTime"], candidates[1]["totalCostTime"]);
+  EXPECT_EQ(candidates[0]["ratioToBest"], 1.0);
+  EXPECT_DOUBLE_EQ(
+      candidates[1]["ratioToBest"].get<double>(),
+      candidates[1]["totalCostTime"].get<double>() / candidates[0]["totalCostTime"].get<double>());
+  for (size_t i = 0; i < 2; ++i) {
+    const json& candidate = candidates[i];
+    EXPECT_GT(candidate["runCostTime"], 0);
+    ASSERT_THAT(candidate["operators"], SizeIs(1));
+    EXPECT_EQ(candidate["operators"][0]["name"], candidate["model"] == fast_ ? "add0" : "spin0");
+    EXPECT_GT(candidate["operators"][0]["costTime"], 0);
+    EXPECT_GT(candidate["operators"][0]["aicoreCostTime"], 0);
+  }
+}
+
+TEST_F(OfflineReport, WallClockFiguresHaveNoOperators) {
+  const json candidates = Measure({"--format", "json", "--wall"}).Json()["candidates"];
+  ASSERT_THAT(candidates, SizeIs(3));
+  for (size_t i = 0; i < 2; ++i) {
+    EXPECT_EQ(candidates[i]["totalCostTime"], candidates[i]["runCostTime"]);
+    EXPECT_EQ(candidates[i]["operators"], json::array());
+  }
+}
+
+TEST_F(OfflineReport, CsvHasALineForEachOperatorAndQuotesNames) {
+  std::vector<std::string> lines = Measure({"--format", "csv"}).Lines();
+  ASSERT_THAT(lines, SizeIs(4));
+  EXPECT_EQ(lines[0],
+            "model,outcome,status,totalCostTime,runCostTime,reason,operator,opCostTime,"
+            "aicoreCostTime");
+  EXPECT_THAT(lines[3], MatchesRegex(broken_ + ",failed,3000,,,.+,,,"));
+  std::sort(lines.begin() + 1, lines.begin() + 3);  // which of the two is faster is not tested
+  EXPECT_THAT(lines[1], MatchesRegex("\".*/slow, \"\"quoted\"\"\\.json\",measured,0,[0-9]+,[0-9]+,,"
+                                     "spin0,[0-9]+,[0-9]+"));
+  EXPECT_THAT(lines[2], MatchesRegex(fast_ + ",measured,0,[0-9]+,[0-9]+,,add0,[0-9]+,[0-9]+"));
+}
+
+TEST_F(OfflineReport, TheTableRanksCandidatesAndShowsTheirOperators) {
+  const DriverRun run = Measure({"--devices", "0,1", "--loop", "2"});
+  EXPECT_EQ(run.exitStatus, 1);
+  const std::vector<std::string> lines = run.Lines();
+  ASSERT_THAT(lines, SizeIs(14)) << run.output;
+  const std::string time = "[0-9.]+ (ns|us|ms|s)";
+  EXPECT_EQ(lines[0], "TarnLake1, devices 0, 1; from profiling records, 2 executions each");
+  EXPECT_THAT(lines[2], MatchesRegex(" +rank +candidate +total +to best +wall"));
+  EXPECT_THAT(lines[3], MatchesRegex(" +1  .*\\.json +" + time + " +1\\.000x +" + time));
+  EXPECT_THAT(lines[4], MatchesRegex(" +2  .*\\.json +" + time + " +[0-9.]+x +" + time));
+  EXPECT_THAT(lines[5], MatchesRegex(" +-  .*broken\\.json +- +- +-  failed \\(3000\\): .+"));
+  for (size_t i : {6U, 10U}) {
+    EXPECT_THAT(lines[i + 1], MatchesRegex(".*\\.json, by operator"));
+    EXPECT_THAT(lines[i + 2], MatchesRegex(" +cost +share +on cores +operator"));
+  }
+}
+
+}  // namespace
+}  // namespace Ormo::Test
