@@ -18,6 +18,7 @@ namespace {
 using Test::LogCapture;
 using Test::ReadFile;
 using Test::TempDirectory;
+using Test::WriteFile;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -62,8 +63,8 @@ TEST_F(DeviceManagerTest, WithoutACacheDirectoryItStandsInTheHome) {
 }
 
 TEST_F(DeviceManagerTest, ACacheDirectoryThatCannotBeMadeGivesWayToTheHome) {
-  Test::WriteFile(directory_ / "cache", "a file in the way");
-  Test::WriteFile(directory_ / "Tarn", "and another");
+  WriteFile(directory_ / "cache", "a file in the way");
+  std::filesystem::create_symlink("nowhere", directory_ / "Tarn");
   LogCapture log(DLOG_INFO);
   ASSERT_EQ(DeviceManager::Init({0}), STATUS_SUCCESS);
   const std::string home = std::filesystem::canonical(directory_.Path()).string();

@@ -12,6 +12,7 @@
 namespace Ormo {
 namespace {
 
+using Test::FakeRecord;
 using Test::Op;
 using Test::Step;
 using Test::WriteRecord;
@@ -27,7 +28,7 @@ class OfflineParserTest : public ::testing::Test {
     return OfflineParser().Analysis(pipe_.readEnd.Get(), future, result_);
   }
 
-  void Write(const Test::FakeRecord& record) { WriteRecord(pipe_.writeEnd.Get(), record); }
+  void Write(const FakeRecord& record) { WriteRecord(pipe_.writeEnd.Get(), record); }
 
   Pipe pipe_ = Pipe::Open();
   RunnerResult result_;

@@ -20,9 +20,13 @@ namespace Ormo {
 namespace {
 
 using std::chrono::milliseconds;
+using Test::FailAccessor;
+using Test::FakeRecord;
 using Test::LogCapture;
 using Test::Op;
+using Test::PretendRecordSize;
 using Test::Step;
+using Test::WritePartOfARecord;
 using Test::WriteRecord;
 using ::testing::ElementsAre;
 using ::testing::Field;
@@ -44,15 +48,15 @@ auto HasName(const char* name) {
 class ProfilingParserTest : public ::testing::Test {
  protected:
   void TearDown() override {
-    Test::FailAccessor("");
-    Test::PretendRecordSize(0);
+    FailAccessor("");
+    PretendRecordSize(0);
   }
 
   int Read(std::future<int>& future, milliseconds idleWait) {
     return ProfilingParser(idleWait).ReadModelOpInfo(pipe_.readEnd.Get(), future, info_);
   }
 
-  void Write(const Test::FakeRecord& record) { WriteRecord(pipe_.writeEnd.Get(), record); }
+  void Write(const FakeRecord& record) { WriteRecord(pipe_.writeEnd.Get(), record); }
 
   Pipe pipe_ = Pipe::Open();
   ModelOpInfo info_;
@@ -82,6 +86,7 @@ TEST_F(ProfilingParserTest, EveryFieldOfARecordArrivesAndOperatorsAreSortedByTim
 }
 
 struct IdleCase {
+  const char* name;
   int runStatus;
   int readStatus;
   size_t furtherWaits;  ///< idle waits after which the reader goes on waiting
@@ -92,11 +97,12 @@ class IdleEndingTest : public ProfilingParserTest,
 
 // A run that succeeded or hit its bound is given one more wait for late records; others are not.
 INSTANTIATE_TEST_SUITE_P(
-    ByRunStatus, IdleEndingTest,
-    ::testing::Values(IdleCase{STATUS_SUCCESS, STATUS_SUCCESS, 1},
-                      IdleCase{STATUS_OUT_OF_BOUND, STATUS_SUCCESS, 1},
-                      IdleCase{STATUS_NOT_ENOUGH_MEMORY, STATUS_NOT_ENOUGH_MEMORY, 0},
-                      IdleCase{STATUS_EXECUTE_FAILED, STATUS_EXECUTE_FAILED, 0}));
+    AfterARunThat, IdleEndingTest,
+    ::testing::Values(IdleCase{"Succeeded", STATUS_SUCCESS, STATUS_SUCCESS, 1},
+                      IdleCase{"HitItsBound", STATUS_OUT_OF_BOUND, STATUS_SUCCESS, 1},
+                      IdleCase{"DidNotFit", STATUS_NOT_ENOUGH_MEMORY, STATUS_NOT_ENOUGH_MEMORY, 0},
+                      IdleCase{"Failed", STATUS_EXECUTE_FAILED, STATUS_EXECUTE_FAILED, 0}),
+    [](const auto& test) { return test.param.name; });
 
 TEST_P(IdleEndingTest, AnEndedRunEndsTheReadAtAnIdleWait) {
   LogCapture log;
@@ -155,13 +161,13 @@ TEST_F(ProfilingParserTest, ADamagedStreamEndsTheReadAndKeepsWhatCameBefore) {
                                               "zelprofGetOpType"};
   for (const std::string& accessor : accessors) {
     SCOPED_TRACE(accessor);
-    Test::FailAccessor(accessor.c_str());
+    FailAccessor(accessor.c_str());
     Write(Op("op", 10, 20));
     std::future<int> future = Ended(0);
     EXPECT_EQ(Read(future, NEVER), STATUS_PROFILING_FAILED);
     EXPECT_TRUE(info_.opInfos.empty());
   }
-  Test::FailAccessor("");
+  FailAccessor("");
   for (const auto& record : {Op("no start", 0, 20), Op("no end", 10, 0), Step(0, 5)}) {
     SCOPED_TRACE(record.name);
     info_ = {};
@@ -172,20 +178,20 @@ TEST_F(ProfilingParserTest, ADamagedStreamEndsTheReadAndKeepsWhatCameBefore) {
     EXPECT_EQ(Read(future, NEVER), STATUS_PROFILING_FAILED);
     EXPECT_THAT(info_.opInfos, ElementsAre(HasName("first"), HasName("second")));
   }
-  Test::WritePartOfARecord(pipe_.writeEnd.Get());
+  WritePartOfARecord(pipe_.writeEnd.Get());
   std::future<int> future = Ended(0);
   EXPECT_EQ(Read(future, NEVER), STATUS_PROFILING_FAILED);
 }
 
 TEST_F(ProfilingParserTest, ARecordSizeThatCannotBeUsedFailsTheReadBeforeItBegins) {
   for (const size_t size : {size_t{1} << 32, std::numeric_limits<size_t>::max()}) {
-    Test::PretendRecordSize(size);
+    PretendRecordSize(size);
     std::future<int> future = Ended(0);
     EXPECT_EQ(Read(future, NEVER), STATUS_FAILED);
     EXPECT_TRUE(future.valid());
   }
-  Test::PretendRecordSize(0);
-  Test::FailAccessor("zelprofGetOpDescSize");
+  PretendRecordSize(0);
+  FailAccessor("zelprofGetOpDescSize");
   std::future<int> future = Ended(0);
   EXPECT_EQ(Read(future, NEVER), STATUS_FAILED);
 }
