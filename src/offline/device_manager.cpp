@@ -7,6 +7,7 @@
 
 #include "common/invalid_param.h"
 #include "common/log.h"
+#include "common/platform_handles.h"
 #include "common/utils.h"
 #include "ormo/file_utils.h"
 #include "ormo/status.h"
@@ -112,6 +113,17 @@ void DeviceManager::Finalize() {
   }
   threadPool_.reset();
   initFlag_ = false;
+}
+
+DeviceLockHolder::DeviceLockHolder(uint32_t deviceId, CallSite site)
+    : fd_(DeviceManager::Lock(deviceId)) {
+  if (fd_ < 0) {
+    ORMO_LOG_WARNING_AT(site, "Device [%u] is not locked, other processes may run on it", deviceId);
+  }
+}
+
+DeviceLockHolder::~DeviceLockHolder() {
+  ReleaseQuietly([this] { DeviceManager::Unlock(fd_); });
 }
 
 }  // namespace Ormo

@@ -56,6 +56,19 @@ class DeviceManager {
   static DeviceLocks locks_;
 };
 
+/// Holds a device's lock as long as the object lives. A device whose lock cannot be had is used all
+/// the same, after a warning line of `site`'s file.
+class DeviceLockHolder {
+ public:
+  explicit DeviceLockHolder(uint32_t deviceId, CallSite site = CallSite::Here());
+  ~DeviceLockHolder();
+  DeviceLockHolder(const DeviceLockHolder&) = delete;
+  DeviceLockHolder& operator=(const DeviceLockHolder&) = delete;
+
+ private:
+  int fd_;
+};
+
 }  // namespace Ormo
 
 #endif  // ORMO_OFFLINE_DEVICE_MANAGER_H

@@ -23,11 +23,7 @@ int ProcessLocked(const RunManager& manager, const RunnerConfig& config, RunInfo
   span.Start();
   Trace keyedSpan("run model -> [" + config.buildRunKey + "]");
   keyedSpan.Start();
-  int fd = DeviceManager::Lock(deviceId);
-  const ScopeExit unlock([&fd] { DeviceManager::Unlock(fd); });
-  if (fd < 0) {
-    ORMO_LOG_WARNING("Device [%u] is not locked, other processes may run on it", deviceId);
-  }
+  const DeviceLockHolder lock(deviceId);
   return manager.Process(config, info);
 }
 

@@ -16,7 +16,9 @@ namespace Ormo {
 class ProfilingManager {
  public:
   /// `fd` names the descriptor that records are written to; it is read by CreateConfig.
-  explicit ProfilingManager(int32_t* fd) : profConfig_{nullptr, fd} {}
+  /// `id` is the platform's id of what is profiled, for those that have no name of their own for
+  /// it.
+  explicit ProfilingManager(int32_t* fd, uint32_t id = 0) : profConfig_{nullptr, fd}, profId_(id) {}
 
   virtual ~ProfilingManager() = default;
 
@@ -40,6 +42,7 @@ class ProfilingManager {
   };
 
   ProfConfig profConfig_;
+  uint32_t profId_;
 
  private:
   int ProfCreateConfig();
