@@ -1,0 +1,232 @@
+// Loaded models: sizes, memory, shapes and settings.
+#include <gmock/gmock.h>
+
+#include <limits>
+
+#include "platform/platform_test.h"
+#include "support/temp_directory.h"
+
+namespace Ormo {
+namespace {
+
+using Test::FloatDataset;
+using Test::Graph;
+using Test::Node;
+using Test::PlatformTest;
+using Test::TempDirectory;
+using Test::WriteFile;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+/// y = relu(x + 1), with the sum in work memory.
+std::string AddRelu(const std::vector<int64_t>& shape, const std::string& rest = "") {
+  return Graph({Node("x", "Data", "", shape), Node("one", "Const", "", {2}, "\"fill\": 1"),
+                Node("sum", "Add", "\"x\", \"one\"", shape), Node("y", "Relu", "\"sum\"", shape)},
+               rest);
+}
+
+struct Sizes {
+  std::vector<size_t> inputs;
+  std::vector<size_t> outputs;
+};
+
+class ModelTest : public PlatformTest {
+ protected:
+  static Sizes Describe(uint32_t id) {
+    zelmdlDesc* desc = zelmdlCreateDesc();
+    EXPECT_EQ(zelmdlGetDesc(desc, id), 0);
+    Sizes sizes;
+    for (size_t i = 0; i < zelmdlGetNumInputs(desc); ++i) {
+      sizes.inputs.push_back(zelmdlGetInputSizeByIndex(desc, i));
+    }
+    for (size_t i = 0; i < zelmdlGetNumOutputs(desc); ++i) {
+      sizes.outputs.push_back(zelmdlGetOutputSizeByIndex(desc, i));
+    }
+    EXPECT_EQ(zelmdlDestroyDesc(desc), 0);
+    return sizes;
+  }
+
+  static void SetShape(const FloatDataset& dataset, size_t index, std::vector<int64_t> shape) {
+    zelTensorDesc* desc = zelCreateTensorDesc(0, static_cast<int>(shape.size()), shape.data(), 0);
+    EXPECT_EQ(zelmdlSetDatasetTensorDesc(dataset.Get(), desc, index), 0);
+    zelDestroyTensorDesc(desc);
+  }
+};
+
+TEST_F(ModelTest, IsTheSameFromEverySource) {
+  const std::string graph = AddRelu({1, 2});
+  TempDirectory directory;
+  WriteFile(directory / "model.json", graph);
+  size_t work = 0;
+  size_t weights = 0;
+  ASSERT_EQ(zelmdlQuerySizeFromMem(graph.data(), graph.size(), &work, &weights), 0);
+  FloatDataset memory({std::vector<float>(work / 4), std::vector<float>(weights / 4)});
+  auto address = [&](size_t index) {
+    return zelGetDataBufferAddr(zelmdlGetDatasetBuffer(memory.Get(), index));
+  };
+  uint32_t fromFile = 0;
+  uint32_t withMemory = 0;
+  ASSERT_EQ(zelmdlLoadFromFile((directory / "model.json").c_str(), &fromFile), 0);
+  ASSERT_EQ(zelmdlLoadFromMemWithMem(graph.data(), graph.size(), &withMemory, address(0), work,
+                                     address(1), weights),
+            0);
+  FloatDataset input({{-3, 2}});
+  for (uint32_t id : {fromFile, withMemory, Load(graph)}) {
+    FloatDataset output({{9, 9}});
+    EXPECT_EQ(zelmdlExecute(id, input.Get(), output.Get()), 0);
+    EXPECT_THAT(output.Read(0), ElementsAre(0, 3));
+  }
+  uint32_t id = 0;
+  EXPECT_NE(zelmdlLoadFromMemWithMem(graph.data(), graph.size(), &id, address(0), work - 1,
+                                     address(1), weights),
+            0);
+  EXPECT_EQ(zelmdlUnload(fromFile), 0);
+  EXPECT_EQ(zelmdlUnload(withMemory), 0);
+}
+
+TEST_F(ModelTest, ItsMemoryIsAccountedUntilItIsUnloaded) {
+  const std::string graph = AddRelu({64, 2});
+  size_t work = 0;
+  size_t weights = 0;
+  ASSERT_EQ(zelmdlQuerySizeFromMem(graph.data(), graph.size(), &work, &weights), 0);
+  EXPECT_EQ(work, 512U);
+  EXPECT_EQ(weights, 64U);
+  const size_t before = FreeMemory();
+  uint32_t id = Load(graph);
+  EXPECT_EQ(before - FreeMemory(), 1024U);
+  EXPECT_EQ(zelmdlUnload(id), 0);
+  EXPECT_EQ(FreeMemory(), before);
+  EXPECT_NE(zelmdlUnload(id), 0);
+  models_.clear();
+  EXPECT_GT(Load(graph), id);
+  OrmoHost::SetMemorySize(1024);
+  EXPECT_EQ(zelmdlLoadFromMem(graph.data(), graph.size(), &id),
+            ZEL_ERROR_RUNTIME_MEMORY_ALLOCATION);
+  EXPECT_THAT(Reason(), HasSubstr("room"));
+  EXPECT_EQ(FreeMemory(), 0U);
+}
+
+TEST_F(ModelTest, SizesMayAddUpToMoreThanThereIs) {
+  const int64_t elements = int64_t{1} << 60;
+  const std::string graph = Graph(
+      {Node("a", "Const", "", {elements}, "\"fill\": 0"),
+       Node("b", "Const", "", {elements}, "\"fill\": 0"), Node("r", "Relu", "\"a\"", {elements}),
+       Node("s", "Relu", "\"b\"", {elements}), Node("t", "Add", "\"r\", \"s\"", {elements})});
+  size_t work = 0;
+  size_t weights = 0;
+  EXPECT_EQ(zelmdlQuerySizeFromMem(graph.data(), graph.size(), &work, &weights), 0);
+  EXPECT_LT(work + weights, work);
+  EXPECT_EQ(Load(graph), 0U);
+}
+
+TEST_F(ModelTest, ABatchIsChosenForEachExecution) {
+  uint32_t id = Load(AddRelu({-1, 2}, R"("dynamic": {"batch": [1, 3]})"));
+  Sizes sizes = Describe(id);
+  EXPECT_THAT(sizes.inputs, ElementsAre(24, 8));
+  EXPECT_THAT(sizes.outputs, ElementsAre(24));
+  FloatDataset input({{1, 2, 3, 4, 5, 6}, {0, 0}});
+  FloatDataset output({std::vector<float>(6)});
+  EXPECT_NE(zelmdlExecute(id, input.Get(), output.Get()), 0);
+  EXPECT_THAT(Reason(), HasSubstr("EH0002: model in memory: key \"dynamic\""));
+  EXPECT_NE(zelmdlSetDynamicBatchSize(id, input.Get(), 1, 2), 0);
+  EXPECT_THAT(Reason(), HasSubstr("one of [1], [3], not [2]"));
+  EXPECT_NE(zelmdlSetDynamicBatchSize(id, input.Get(), 0, 1), 0);
+  EXPECT_NE(zelmdlSetDynamicHWSize(id, input.Get(), 1, 1, 1), 0);
+  ASSERT_EQ(zelmdlSetDynamicBatchSize(id, input.Get(), 1, 1), 0);
+  EXPECT_EQ(zelmdlExecute(id, input.Get(), output.Get()), 0);
+  EXPECT_THAT(output.Read(0), ElementsAre(2, 3, 0, 0, 0, 0));
+  EXPECT_NE(zelmdlExecute(id, input.Get(), output.Get()), 0);
+  ASSERT_EQ(zelmdlSetDynamicBatchSize(id, input.Get(), 1, 3), 0);
+  EXPECT_EQ(zelmdlExecute(id, input.Get(), output.Get()), 0);
+  EXPECT_THAT(output.Read(0), ElementsAre(2, 3, 4, 5, 6, 7));
+}
+
+TEST_F(ModelTest, ImageSizesAndOtherDimensionsAreSettingsToo) {
+  FloatDataset input({std::vector<float>(8, 1), {0, 0}});
+  FloatDataset output({std::vector<float>(8)});
+  uint32_t image = Load(AddRelu({-1, -1, 2}, R"("dynamic": {"image": [[2, 1], [1, 4]]})"));
+  EXPECT_THAT(Describe(image).inputs, ElementsAre(32, 8));
+  EXPECT_NE(zelmdlSetDynamicHWSize(image, input.Get(), 1, 4, 1), 0);
+  EXPECT_EQ(zelmdlSetDynamicHWSize(image, input.Get(), 1, 2, 1), 0);
+  EXPECT_EQ(zelmdlExecute(image, input.Get(), output.Get()), 0);
+  EXPECT_THAT(output.Read(0), ElementsAre(2, 2, 2, 2, 0, 0, 0, 0));
+
+  const std::string dims =
+      Graph({Node("x", "Data", "", {-1}), Node("z", "Data", "", {2, -1}),
+             Node("y", "Relu", "\"x\"", {-1}), Node("s", "Spin", "\"z\"", {2, -1}, "\"ns\": 0")},
+            R"("dynamic": {"dims": [[4, 1], [1, 3]]})");
+  uint32_t id = Load(dims);
+  EXPECT_THAT(Describe(id).inputs, ElementsAre(16, 24, 8));
+  EXPECT_THAT(Describe(id).outputs, ElementsAre(16, 24));
+  FloatDataset inputs({{1, 2, 3, 4}, {5, 6}, {0, 0}});
+  FloatDataset outputs({std::vector<float>(4), std::vector<float>(2)});
+  zelmdlIODims setting = {};
+  setting.dimCount = 2;
+  setting.dims[0] = 4;
+  setting.dims[1] = 1;
+  EXPECT_EQ(zelmdlSetInputDynamicDims(id, inputs.Get(), 2, &setting), 0);
+  EXPECT_EQ(zelmdlExecute(id, inputs.Get(), outputs.Get()), 0);
+  EXPECT_THAT(outputs.Read(0), ElementsAre(1, 2, 3, 4));
+  EXPECT_THAT(outputs.Read(1), ElementsAre(5, 6));
+}
+
+TEST_F(ModelTest, AShapeCanComeWithTheInput) {
+  uint32_t id = Load(AddRelu({-1, 2}));
+  EXPECT_THAT(Describe(id).inputs, ElementsAre(0));
+  EXPECT_THAT(Describe(id).outputs, ElementsAre(0));
+  FloatDataset input({{1, 2, 3, 4}});
+  FloatDataset output({std::vector<float>(4)});
+  EXPECT_NE(zelmdlExecute(id, input.Get(), output.Get()), 0);
+  EXPECT_THAT(Reason(), HasSubstr("node \"x\", key \"shape\""));
+  SetShape(input, 0, {2, 3});
+  EXPECT_NE(zelmdlExecute(id, input.Get(), output.Get()), 0);
+  SetShape(input, 0, {3, 2});
+  EXPECT_NE(zelmdlExecute(id, input.Get(), output.Get()), 0);
+  EXPECT_THAT(Reason(), HasSubstr("a buffer of 24 bytes, not 16"));
+  SetShape(input, 0, {2, 2});
+  EXPECT_EQ(zelmdlExecute(id, input.Get(), output.Get()), 0);
+  EXPECT_THAT(output.Read(0), ElementsAre(2, 3, 4, 5));
+}
+
+TEST_F(ModelTest, BuffersThatDoNotFitAreRefused) {
+  uint32_t id = Load(AddRelu({1, 2}));
+  FloatDataset good({{1, 2}});
+  FloatDataset small(std::vector<std::vector<float>>{{1}});
+  FloatDataset two({{1, 2}, {1, 2}});
+  EXPECT_NE(zelmdlExecute(id, small.Get(), good.Get()), 0);
+  EXPECT_NE(zelmdlExecute(id, good.Get(), small.Get()), 0);
+  EXPECT_NE(zelmdlExecute(id, two.Get(), good.Get()), 0);
+  EXPECT_NE(zelmdlExecute(id, good.Get(), two.Get()), 0);
+  EXPECT_NE(zelmdlExecute(id, good.Get(), nullptr), 0);
+  EXPECT_NE(zelmdlExecute(id + 1, good.Get(), good.Get()), 0);
+  // Memory that was freed under a buffer is noticed, not touched.
+  void* memory = nullptr;
+  ASSERT_EQ(zelrtMalloc(&memory, 8, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+  zelmdlDataset* stale = zelmdlCreateDataset();
+  zelDataBuffer* buffer = zelCreateDataBuffer(memory, 8);
+  ASSERT_EQ(zelmdlAddDatasetBuffer(stale, buffer), 0);
+  ASSERT_EQ(zelrtFree(memory), 0);
+  EXPECT_NE(zelmdlExecute(id, good.Get(), stale), 0);
+  ASSERT_EQ(zelDestroyDataBuffer(buffer), 0);
+  EXPECT_NE(zelmdlExecute(id, good.Get(), stale), 0);
+  EXPECT_EQ(zelGetDataBufferAddr(zelmdlGetDatasetBuffer(stale, 0)), nullptr);
+  ASSERT_EQ(zelmdlDestroyDataset(stale), 0);
+  EXPECT_EQ(zelmdlGetDatasetNumBuffers(stale), 0U);
+}
+
+TEST_F(ModelTest, RunsOnlyOnItsDevice) {
+  uint32_t id = Load(AddRelu({1, 2}));
+  FloatDataset data({{1, 2}});
+  zelrtContext other = nullptr;
+  ASSERT_EQ(zelrtSetDevice(1), 0);
+  ASSERT_EQ(zelrtCreateContext(&other, 1), 0);
+  EXPECT_NE(zelmdlExecute(id, data.Get(), data.Get()), 0);
+  EXPECT_EQ(zelrtDestroyContext(other), 0);
+  EXPECT_EQ(zelrtResetDevice(1), 0);
+  EXPECT_NE(zelmdlExecute(id, data.Get(), data.Get()), 0);
+  EXPECT_EQ(zelrtSetCurrentContext(context_), 0);
+  EXPECT_EQ(zelmdlExecute(id, data.Get(), data.Get()), 0);
+}
+
+}  // namespace
+}  // namespace Ormo

@@ -1,0 +1,93 @@
+#include "platform/platform_test.h"
+
+#include "error_manager/error_manager.h"
+
+namespace Ormo::Test {
+
+std::string Node(const std::string& name, const std::string& type, const std::string& inputs,
+                 const std::vector<int64_t>& shape, const std::string& attrs) {
+  std::string dims;
+  for (int64_t dim : shape) {
+    dims += (dims.empty() ? "" : ", ") + std::to_string(dim);
+  }
+  return R"({"name": ")" + name + R"(", "type": ")" + type + R"(", "inputs": [)" + inputs +
+         R"(], "outputs": [{"shape": [)" + dims + R"(], "dtype": "float32"}], "attrs": {)" + attrs +
+         "}}";
+}
+
+std::string Graph(const std::vector<std::string>& nodes, const std::string& rest) {
+  std::string list;
+  for (const std::string& node : nodes) {
+    list += (list.empty() ? "" : ", ") + node;
+  }
+  return R"({"format": "ox-graph", "version": 1, "name": "test", "nodes": [)" + list + "]" +
+         (rest.empty() ? "" : ", " + rest) + "}";
+}
+
+FloatDataset::FloatDataset(const std::vector<std::vector<float>>& buffers)
+    : dataset_(zelmdlCreateDataset()) {
+  for (const std::vector<float>& values : buffers) {
+    size_t size = values.size() * sizeof(float);
+    void* memory = nullptr;
+    EXPECT_EQ(zelrtMalloc(&memory, size, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+    EXPECT_EQ(zelrtMemcpy(memory, size, values.data(), size, ZEL_MEMCPY_HOST_TO_DEVICE), 0);
+    EXPECT_EQ(zelmdlAddDatasetBuffer(dataset_, zelCreateDataBuffer(memory, size)), 0);
+  }
+}
+
+FloatDataset::~FloatDataset() {
+  for (size_t i = 0; i < zelmdlGetDatasetNumBuffers(dataset_); ++i) {
+    zelDataBuffer* buffer = zelmdlGetDatasetBuffer(dataset_, i);
+    EXPECT_EQ(zelrtFree(zelGetDataBufferAddr(buffer)), 0);
+    EXPECT_EQ(zelDestroyDataBuffer(buffer), 0);
+  }
+  EXPECT_EQ(zelmdlDestroyDataset(dataset_), 0);
+}
+
+std::vector<float> FloatDataset::Read(size_t index) const {
+  zelDataBuffer* buffer = zelmdlGetDatasetBuffer(dataset_, index);
+  size_t size = zelGetDataBufferSizeV2(buffer);
+  std::vector<float> values(size / sizeof(float));
+  EXPECT_EQ(zelrtMemcpy(values.data(), size, zelGetDataBufferAddr(buffer), size,
+                        ZEL_MEMCPY_DEVICE_TO_HOST),
+            0);
+  return values;
+}
+
+void PlatformTest::SetUp() {
+  OrmoHost::Reset();
+  ASSERT_EQ(zelInit(""), 0);
+  ASSERT_EQ(zelrtSetDevice(0), 0);
+  ASSERT_EQ(zelrtCreateContext(&context_, 0), 0);
+}
+
+void PlatformTest::TearDown() {
+  for (uint32_t id : models_) {
+    EXPECT_EQ(zelmdlUnload(id), 0);
+  }
+  EXPECT_EQ(zelrtDestroyContext(context_), 0);
+  EXPECT_EQ(zelrtResetDevice(0), 0);
+  EXPECT_EQ(zelFinalize(), 0);
+  EXPECT_EQ(OrmoHost::Alive().ToString(), "");
+}
+
+uint32_t PlatformTest::Load(const std::string& graph) {
+  uint32_t id = 0;
+  if (zelmdlLoadFromMem(graph.data(), graph.size(), &id) == 0) {
+    models_.push_back(id);
+  }
+  return id;
+}
+
+size_t PlatformTest::FreeMemory() {
+  size_t free = 0;
+  size_t total = 0;
+  EXPECT_EQ(zelrtGetMemInfo(ZEL_HBM_MEM, &free, &total), 0);
+  return free;
+}
+
+std::string PlatformTest::Reason() {
+  return ErrorManager::GetInstance().GetErrorMessage();
+}
+
+}  // namespace Ormo::Test

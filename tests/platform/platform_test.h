@@ -1,0 +1,60 @@
+/// \file
+/// A device to test on, and graphs to run on it.
+#ifndef ORMO_TESTS_PLATFORM_PLATFORM_TEST_H
+#define ORMO_TESTS_PLATFORM_PLATFORM_TEST_H
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "ormo_host/control.h"
+#include "zel/zel.h"
+#include "zel/zel_mdl.h"
+
+namespace Ormo::Test {
+
+/// A node of a graph file. `inputs` and `attrs` as they stand in the file, without their brackets.
+std::string Node(const std::string& name, const std::string& type, const std::string& inputs,
+                 const std::vector<int64_t>& shape, const std::string& attrs = "");
+/// A graph file of these nodes; `rest` follows them, for instance `"dynamic": {"batch": [1]}`.
+std::string Graph(const std::vector<std::string>& nodes, const std::string& rest = "");
+
+/// Buffers of float32 in device memory, released with this object.
+class FloatDataset {
+ public:
+  explicit FloatDataset(const std::vector<std::vector<float>>& buffers);
+  ~FloatDataset();
+  FloatDataset(const FloatDataset&) = delete;
+  FloatDataset& operator=(const FloatDataset&) = delete;
+
+  zelmdlDataset* Get() const { return dataset_; }
+
+  std::vector<float> Read(size_t index) const;
+
+ private:
+  zelmdlDataset* dataset_;
+};
+
+/// Device 0 with a context current on the test's thread; nothing may be left on it.
+class PlatformTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  /// Loads a graph and counts on it; 0 when it was refused.
+  uint32_t Load(const std::string& graph);
+  /// Bytes free on the device.
+  static size_t FreeMemory();
+  /// The messages of the error manager.
+  static std::string Reason();
+
+  zelrtContext context_ = nullptr;
+  std::vector<uint32_t> models_;  ///< unloaded at the end
+};
+
+}  // namespace Ormo::Test
+
+#endif  // ORMO_TESTS_PLATFORM_PLATFORM_TEST_H

@@ -1,0 +1,241 @@
+// Subscriptions and their records.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <future>
+
+#include "platform/platform_test.h"
+#include "support/open_descriptors.h"
+#include "zel/zel_prof.h"
+
+namespace Ormo {
+namespace {
+
+using Test::FloatDataset;
+using Test::Graph;
+using Test::Node;
+using Test::OpenDescriptors;
+using Test::PlatformTest;
+using ::testing::ElementsAre;
+
+struct ReadRecord {
+  std::string name;
+  std::string type;
+  uint64_t start;
+  uint64_t end;
+  uint64_t duration;
+  uint64_t core;
+  size_t id;
+};
+
+class ProfilingTest : public PlatformTest {
+ protected:
+  void SetUp() override {
+    PlatformTest::SetUp();
+    ASSERT_EQ(pipe2(pipe_, O_CLOEXEC), 0);
+    ASSERT_EQ(zelprofGetOpDescSize(&recordSize_), 0);
+    id_ = Load(Graph({Node("one", "Const", "", {1}, "\"fill\": 1"),
+                      Node("spin", "Spin", "\"one\"", {1}, "\"ns\": 20000"),
+                      Node("relu", "Relu", "\"spin\"", {1})}));
+    input_ = std::make_unique<FloatDataset>(std::vector<std::vector<float>>());
+    output_ = std::make_unique<FloatDataset>(std::vector<std::vector<float>>{{0}});
+  }
+
+  void TearDown() override {
+    input_.reset();
+    output_.reset();
+    close(pipe_[0]);
+    close(pipe_[1]);
+    PlatformTest::TearDown();
+  }
+
+  void Subscribe() {
+    int32_t writeEnd = pipe_[1];
+    config_ = zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &writeEnd);
+    writeEnd = -1;  // read only by the creation
+    ASSERT_EQ(zelprofModelSubscribe(id_, config_), 0);
+  }
+
+  void Execute(int count = 1) {
+    for (int i = 0; i < count; ++i) {
+      ASSERT_EQ(zelmdlExecute(id_, input_->Get(), output_->Get()), 0);
+    }
+  }
+
+  int32_t Unsubscribe() {
+    int32_t code = zelprofModelUnSubscribe(id_);
+    EXPECT_EQ(zelprofDestroySubscribeConfig(config_), 0);
+    return code;
+  }
+
+  /// What is in the pipe now, or comes until the last write end is closed.
+  std::string ReadPipe() {
+    std::string bytes;
+    std::string part(recordSize_, '\0');
+    for (ssize_t count = 1; count > 0;) {
+      count = read(pipe_[0], part.data(), part.size());
+      bytes.append(part, 0, static_cast<size_t>(std::max<ssize_t>(count, 0)));
+    }
+    return bytes;
+  }
+
+  std::string ReadAll() {
+    close(pipe_[1]);
+    return ReadPipe();
+  }
+
+  static std::vector<ReadRecord> Decode(const std::string& bytes) {
+    uint32_t count = 0;
+    EXPECT_EQ(zelprofGetOpNum(bytes.data(), bytes.size(), &count), 0);
+    std::vector<ReadRecord> records;
+    for (uint32_t i = 0; i < count; ++i) {
+      auto arguments = [&](auto function, auto... rest) {
+        return function(bytes.data(), bytes.size(), i, rest...);
+      };
+      auto text = [&](auto lengthFunction, auto textFunction) {
+        size_t length = 0;
+        EXPECT_EQ(arguments(lengthFunction, &length), 0);
+        std::string value(length, 'x');
+        EXPECT_EQ(arguments(textFunction, value.data(), length), 0);
+        EXPECT_NE(arguments(textFunction, value.data(), length - 1), 0);
+        return std::string(value.c_str());
+      };
+      records.push_back(
+          {text(zelprofGetOpNameLen, zelprofGetOpName), text(zelprofGetOpTypeLen, zelprofGetOpType),
+           arguments(zelprofGetOpStart), arguments(zelprofGetOpEnd),
+           arguments(zelprofGetOpDuration),
+           ProfGetOpExecutionTime(bytes.data(), static_cast<uint32_t>(bytes.size()), i),
+           arguments(zelprofGetModelId)});
+    }
+    return records;
+  }
+
+  int pipe_[2] = {-1, -1};
+  size_t recordSize_ = 0;
+  uint32_t id_ = 0;
+  zelprofSubscribeConfig* config_ = nullptr;
+  std::unique_ptr<FloatDataset> input_;
+  std::unique_ptr<FloatDataset> output_;
+};
+
+TEST_F(ProfilingTest, AnExecutionYieldsItsOperatorsAndTheirBounds) {
+  Execute();
+  Subscribe();
+  Execute(2);
+  EXPECT_EQ(Unsubscribe(), 0);
+  Execute();
+  std::vector<ReadRecord> records = Decode(ReadAll());
+  ASSERT_EQ(records.size(), 6U);
+  for (size_t first : {0U, 3U}) {
+    const ReadRecord& spin = records[first];
+    const ReadRecord& relu = records[first + 1];
+    const ReadRecord& step = records[first + 2];
+    EXPECT_THAT((std::vector<std::string>{spin.name, spin.type, relu.name, relu.type, step.type}),
+                ElementsAre("spin", "Spin", "relu", "Relu", "na"));
+    for (const ReadRecord* op : {&spin, &relu}) {
+      EXPECT_EQ(op->duration, op->end - op->start);
+      EXPECT_GT(op->core, 0U);
+      EXPECT_LE(op->core, op->duration);
+      EXPECT_EQ(op->id, id_);
+    }
+    EXPECT_GE(spin.core, 20000U);
+    EXPECT_LE(step.start, spin.start);
+    EXPECT_LE(spin.end, relu.start);
+    EXPECT_LE(relu.end, step.end);
+  }
+  EXPECT_LE(records[2].end, records[5].start);
+}
+
+TEST_F(ProfilingTest, AModelHasOneSubscriptionAtATime) {
+  EXPECT_NE(zelprofModelUnSubscribe(id_), 0);
+  Subscribe();
+  EXPECT_NE(zelprofModelSubscribe(id_, config_), 0);
+  EXPECT_NE(zelprofModelSubscribe(0, config_), 0);
+  EXPECT_EQ(Unsubscribe(), 0);
+  EXPECT_NE(zelprofModelSubscribe(id_, config_), 0);  // a configuration that is gone
+  EXPECT_NE(zelprofDestroySubscribeConfig(config_), 0);
+  int32_t none = -1;
+  EXPECT_EQ(zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &none), nullptr);
+}
+
+TEST_F(ProfilingTest, TheDescriptorIsKeptUntilTheConfigurationEnds) {
+  const auto before = OpenDescriptors();
+  Subscribe();
+  Execute();
+  close(pipe_[1]);
+  EXPECT_EQ(Unsubscribe(), 0);
+  EXPECT_EQ(Decode(ReadPipe()).size(), 3U);
+  pipe_[1] = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  EXPECT_EQ(OpenDescriptors().size(), before.size());
+}
+
+TEST_F(ProfilingTest, RecordsGoThroughAPipeThatIsFullForAWhile) {
+  constexpr int EXECUTIONS = 200;
+  ASSERT_GT(fcntl(pipe_[1], F_SETPIPE_SZ, 4096), 0);
+  Subscribe();
+  Execute(EXECUTIONS);
+  close(pipe_[1]);
+  auto bytes = std::async(std::launch::async, [&] { return ReadPipe(); });
+  EXPECT_EQ(Unsubscribe(), 0);
+  EXPECT_EQ(Decode(bytes.get()).size(), 3U * EXECUTIONS);
+}
+
+TEST_F(ProfilingTest, APipeThatStaysFullEndsTheSubscriptionWithAnError) {
+  OrmoHost::SetRecordWait(std::chrono::milliseconds(1));
+  ASSERT_GT(fcntl(pipe_[1], F_SETPIPE_SZ, 4096), 0);
+  Subscribe();
+  Execute(20);
+  EXPECT_NE(Unsubscribe(), 0);
+  std::string bytes = ReadAll();
+  EXPECT_EQ(bytes.size() % recordSize_, 0U);
+  EXPECT_EQ(fcntl(pipe_[0], F_GETFL) & O_NONBLOCK, 0);
+}
+
+TEST_F(ProfilingTest, APipeThatNobodyReadsDoesNotKillTheProcess) {
+  Subscribe();
+  close(pipe_[0]);
+  Execute();
+  EXPECT_NE(Unsubscribe(), 0);
+}
+
+TEST_F(ProfilingTest, RecordsCanBeLostAndDamaged) {
+  OrmoHost::FaultRecord(1, OrmoHost::RecordFault::LOST);
+  OrmoHost::FaultRecord(2, OrmoHost::RecordFault::WITHOUT_START);
+  OrmoHost::FaultRecord(6, OrmoHost::RecordFault::TRUNCATED);
+  Subscribe();
+  Execute(2);
+  EXPECT_EQ(Unsubscribe(), 0);
+  std::string bytes = ReadAll();
+  uint32_t count = 0;
+  EXPECT_NE(zelprofGetOpNum(bytes.data(), bytes.size(), &count), 0);
+  std::vector<ReadRecord> records = Decode(bytes.substr(0, 4 * recordSize_));
+  EXPECT_EQ(records[0].name, "relu");
+  EXPECT_EQ(records[0].start, 0U);
+  EXPECT_EQ(bytes.size(), 4 * recordSize_ + recordSize_ / 2);
+}
+
+TEST_F(ProfilingTest, WhatIsNoRecordIsRefused) {
+  std::string bytes(recordSize_, 'x');
+  size_t length = 0;
+  EXPECT_NE(zelprofGetOpNameLen(bytes.data(), bytes.size(), 0, &length), 0);
+  EXPECT_EQ(zelprofGetOpEnd(bytes.data(), bytes.size(), 0), 0U);
+  uint32_t count = 7;
+  EXPECT_EQ(zelprofGetOpNum(bytes.data(), 0, &count), 0);
+  EXPECT_EQ(count, 0U);
+}
+
+TEST_F(ProfilingTest, UnloadingEndsASubscription) {
+  OrmoHost::SetRecordWait(std::chrono::hours(1));
+  ASSERT_GT(fcntl(pipe_[1], F_SETPIPE_SZ, 4096), 0);
+  Subscribe();
+  Execute(20);
+  EXPECT_EQ(OrmoHost::Alive().subscriptions, 1U);
+  EXPECT_EQ(zelmdlUnload(id_), 0);
+  models_.clear();
+  EXPECT_EQ(OrmoHost::Alive().subscriptions, 0U);
+  EXPECT_EQ(zelprofDestroySubscribeConfig(config_), 0);
+}
+
+}  // namespace
+}  // namespace Ormo

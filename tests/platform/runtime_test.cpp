@@ -1,0 +1,158 @@
+// Initialisation, devices, contexts and memory.
+#include <cstring>
+#include <thread>
+
+#include "platform/platform_test.h"
+
+namespace Ormo {
+namespace {
+
+using Test::PlatformTest;
+
+using RuntimeTest = PlatformTest;
+
+TEST_F(RuntimeTest, IsInitialisedOnceUntilItIsFinalised) {
+  EXPECT_EQ(zelInit(""), ZEL_ERROR_REPEAT_INITIALIZE);
+  EXPECT_EQ(zelFinalize(), 0);
+  uint32_t count = 0;
+  EXPECT_NE(zelrtGetDeviceCount(&count), 0);
+  EXPECT_NE(zelrtSetDevice(0), 0);
+  // What the fixture had set up was released for it, and is not to be used any more.
+  EXPECT_NE(zelrtSetCurrentContext(context_), 0);
+  EXPECT_EQ(OrmoHost::Alive().ToString(), "abandoned 2");
+  SetUp();
+}
+
+TEST_F(RuntimeTest, TheLastResetReleasesTheDevice) {
+  void* memory = nullptr;
+  ASSERT_EQ(zelrtSetDevice(0), 0);
+  ASSERT_EQ(zelrtSetCurrentContext(context_), 0);
+  ASSERT_EQ(zelrtMalloc(&memory, 1, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+  EXPECT_EQ(zelrtResetDevice(0), 0);
+  EXPECT_EQ(zelrtMemset(memory, 1, 0, 1), 0);
+  std::thread([] { EXPECT_EQ(zelrtResetDevice(0), 0); }).join();
+  EXPECT_NE(zelrtMemset(memory, 1, 0, 1), 0);
+  EXPECT_NE(zelrtFree(memory), 0);
+  EXPECT_NE(zelrtResetDevice(0), 0);
+  EXPECT_EQ(OrmoHost::Alive().abandoned, 2U);
+  OrmoHost::Reset();
+  SetUp();
+}
+
+TEST_F(RuntimeTest, DevicesAreThoseOfTheMachine) {
+  OrmoHost::SetDeviceCount(3);
+  uint32_t count = 0;
+  EXPECT_EQ(zelrtGetDeviceCount(&count), 0);
+  EXPECT_EQ(count, 3U);
+  EXPECT_NE(zelrtSetDevice(3), 0);
+  zelrtContext context = nullptr;
+  EXPECT_NE(zelrtCreateContext(&context, 2), 0);  // nobody has set it
+}
+
+TEST_F(RuntimeTest, AContextIsCurrentForOneThreadAndStaleAfterItsEnd) {
+  zelrtContext other = nullptr;
+  std::thread([&] {
+    void* memory = nullptr;
+    EXPECT_NE(zelrtMalloc(&memory, 1, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+    EXPECT_EQ(zelrtCreateContext(&other, 0), 0);
+    EXPECT_EQ(zelrtMalloc(&memory, 1, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+    EXPECT_EQ(zelrtFree(memory), 0);
+  }).join();
+  EXPECT_EQ(zelrtSetCurrentContext(other), 0);
+  EXPECT_EQ(zelrtDestroyContext(other), 0);
+  EXPECT_NE(zelrtDestroyContext(other), 0);
+  EXPECT_NE(zelrtSetCurrentContext(other), 0);
+  EXPECT_NE(zelrtSetOpExecuteTimeOut(500), 0);
+  EXPECT_NE(zelrtSetCurrentContext(nullptr), 0);
+}
+
+TEST_F(RuntimeTest, EveryByteIsAccountedAndComesBack) {
+  const size_t before = FreeMemory();
+  void* memory[3] = {};
+  const size_t sizes[3] = {0, 1, 512 + 1};
+  for (size_t i = 0; i < 3; ++i) {
+    ASSERT_EQ(zelrtMalloc(&memory[i], sizes[i], ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+  }
+  EXPECT_NE(memory[0], memory[1]);
+  EXPECT_EQ(before - FreeMemory(), 4 * 512U);
+  for (void* address : memory) {
+    EXPECT_EQ(zelrtFree(address), 0);
+    EXPECT_NE(zelrtFree(address), 0);
+  }
+  EXPECT_EQ(FreeMemory(), before);
+}
+
+TEST_F(RuntimeTest, MemoryOfOneDeviceEndsWithItsCapacity) {
+  OrmoHost::SetMemorySize(4096);
+  void* whole = nullptr;
+  void* more = nullptr;
+  EXPECT_EQ(zelrtMalloc(&whole, 4097, ZEL_MEM_MALLOC_HUGE_FIRST),
+            ZEL_ERROR_RUNTIME_MEMORY_ALLOCATION);
+  EXPECT_EQ(zelrtMalloc(&whole, SIZE_MAX, ZEL_MEM_MALLOC_HUGE_FIRST),
+            ZEL_ERROR_RUNTIME_MEMORY_ALLOCATION);
+  ASSERT_EQ(zelrtMalloc(&whole, 4096, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+  EXPECT_EQ(FreeMemory(), 0U);
+  EXPECT_EQ(zelrtMalloc(&more, 1, ZEL_MEM_MALLOC_HUGE_FIRST), ZEL_ERROR_RUNTIME_MEMORY_ALLOCATION);
+  std::thread([] {
+    EXPECT_EQ(zelrtSetDevice(1), 0);
+    EXPECT_EQ(FreeMemory(), 4096U);
+    EXPECT_EQ(zelrtResetDevice(1), 0);
+  }).join();
+  EXPECT_EQ(zelrtFree(whole), 0);
+}
+
+TEST_F(RuntimeTest, HugePagesCanRunOutBeforeTheMemoryDoes) {
+  OrmoHost::SetHugePageSize(8192);
+  void* memory[3] = {};
+  EXPECT_EQ(zelrtMalloc(&memory[0], 8192, ZEL_MEM_MALLOC_POLICY_2), 0);
+  EXPECT_EQ(zelrtMalloc(&memory[1], 4096, ZEL_MEM_MALLOC_HUGE_ONLY), 0);
+  EXPECT_EQ(zelrtMalloc(&memory[2], 8192, ZEL_MEM_MALLOC_HUGE_ONLY),
+            ZEL_ERROR_RUNTIME_MEMORY_ALLOCATION);
+  EXPECT_EQ(zelrtMalloc(&memory[2], 8192, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+  EXPECT_EQ(zelrtFree(memory[1]), 0);
+  EXPECT_EQ(zelrtMalloc(&memory[1], 8192, ZEL_MEM_MALLOC_HUGE_ONLY), 0);
+  for (void* address : memory) {
+    EXPECT_EQ(zelrtFree(address), 0);
+  }
+}
+
+TEST_F(RuntimeTest, CopiesStayInsideOneAllocation) {
+  char host[64] = {};
+  void* memory = nullptr;
+  ASSERT_EQ(zelrtMalloc(&memory, 16, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+  char* device = static_cast<char*>(memory);
+  EXPECT_EQ(zelrtMemset(device, 16, 7, 16), 0);
+  EXPECT_EQ(zelrtMemcpy(host, 8, device + 8, 8, ZEL_MEMCPY_DEVICE_TO_HOST), 0);
+  EXPECT_EQ(std::string(host), std::string(8, '\7'));
+  EXPECT_NE(zelrtMemcpy(host, 8, device + 8, 9, ZEL_MEMCPY_DEVICE_TO_HOST), 0);
+  EXPECT_NE(zelrtMemcpy(host, 9, device + 8, 9, ZEL_MEMCPY_DEVICE_TO_HOST), 0);
+  EXPECT_NE(zelrtMemcpy(device, 64, host, 17, ZEL_MEMCPY_HOST_TO_DEVICE), 0);
+  EXPECT_NE(zelrtMemcpy(host, 8, host + 8, 8, ZEL_MEMCPY_DEVICE_TO_HOST), 0);
+  EXPECT_NE(zelrtMemset(device, 16, 0, 17), 0);
+  EXPECT_NE(zelrtMemset(device + 1, 16, 0, 16), 0);
+  EXPECT_EQ(zelrtFree(memory), 0);
+}
+
+TEST_F(RuntimeTest, AChipHasOneKindOfMemory) {
+  struct Chip {
+    const char* name;
+    zelrtMemAttr kind;
+    zelrtMemAttr lacking;
+  };
+
+  for (const Chip& chip :
+       {Chip{"TarnRiver2", ZEL_HBM_MEM, ZEL_DDR_MEM}, Chip{"TarnPond1", ZEL_DDR_MEM, ZEL_HBM_MEM},
+        Chip{"TarnPo", ZEL_HBM_MEM, ZEL_DDR_MEM}}) {
+    OrmoHost::SetSocName(chip.name);
+    EXPECT_STREQ(zelrtGetSocName(), chip.name);
+    size_t free = 0;
+    size_t total = 0;
+    EXPECT_EQ(zelrtGetMemInfo(chip.kind, &free, &total), 0) << chip.name;
+    EXPECT_NE(zelrtGetMemInfo(chip.lacking, &free, &total), 0) << chip.name;
+  }
+  OrmoHost::SetSocName("");
+  EXPECT_EQ(zelrtGetSocName(), nullptr);
+}
+
+}  // namespace
+}  // namespace Ormo
