@@ -1,0 +1,21 @@
+#include "support/open_descriptors.h"
+
+#include <filesystem>
+#include <system_error>
+
+namespace Ormo::Test {
+
+std::map<int, std::string> OpenDescriptors() {
+  std::map<int, std::string> descriptors;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    const std::string target = std::filesystem::read_symlink(entry.path(), gone).string();
+    // The listing's own descriptor is among them.
+    if (!gone && target.find("/proc/") != 0) {
+      descriptors[std::stoi(entry.path().filename().string())] = target;
+    }
+  }
+  return descriptors;
+}
+
+}  // namespace Ormo::Test

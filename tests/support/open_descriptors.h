@@ -1,0 +1,16 @@
+/// \file
+/// The descriptors that this process has open.
+#ifndef ORMO_TESTS_SUPPORT_OPEN_DESCRIPTORS_H
+#define ORMO_TESTS_SUPPORT_OPEN_DESCRIPTORS_H
+
+#include <map>
+#include <string>
+
+namespace Ormo::Test {
+
+/// Number to what it names, for instance "pipe:[4711]".
+std::map<int, std::string> OpenDescriptors();
+
+}  // namespace Ormo::Test
+
+#endif  // ORMO_TESTS_SUPPORT_OPEN_DESCRIPTORS_H
