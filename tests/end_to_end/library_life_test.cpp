@@ -1,0 +1,49 @@
+// The library in programs that go their own ways: one never finalises, one unloads it.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "support/child_process.h"
+#include "support/graph_text.h"
+#include "support/temp_directory.h"
+
+namespace Ormo {
+namespace {
+
+using Test::ChildProcess;
+using Test::ReadFile;
+using Test::SpinGraph;
+using Test::TempDirectory;
+
+class LibraryLifeTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    setenv("HOME", directory_.Path().c_str(), 1);
+    setenv("TARN_CACHE_PATH", directory_.Path().c_str(), 1);
+    setenv("ORMO_PROF_END", "close", 1);
+  }
+
+  TempDirectory directory_;
+};
+
+TEST_F(LibraryLifeTest, AProcessThatExitsWithoutFinalisingLeavesAWholeTimeline) {
+  const std::string timelines = directory_ / "timelines";
+  std::filesystem::create_directory(timelines);
+  ChildProcess program({EXIT_WITHOUT_FINALIZE, timelines, SpinGraph({1000})});
+  EXPECT_EQ(program.ReadLine(), "measured");
+  EXPECT_EQ(program.Wait(), 0);
+  const auto file = std::filesystem::directory_iterator(timelines);
+  ASSERT_NE(file, end(file));
+  EXPECT_TRUE(nlohmann::json::accept(ReadFile(file->path().string())));
+}
+
+TEST_F(LibraryLifeTest, ClosedItIsGoneWithItsPlatform) {
+  ChildProcess program({UNLOAD_LIBRARY, RUNNER_LIBRARY, PLATFORM_LIBRARY, SpinGraph({1000})});
+  EXPECT_EQ(program.ReadLine(), "seen 1, measured 1, loaded 0, platform loaded 0, mapped 0");
+  EXPECT_EQ(program.Wait(), 0);
+}
+
+}  // namespace
+}  // namespace Ormo

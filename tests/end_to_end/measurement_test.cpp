@@ -1,0 +1,156 @@
+// Measurements as a tuner makes them. Spin is busy for a known time, so its figures have a floor.
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+
+#include "support/graph_text.h"
+#include "support/log_capture.h"
+#include "support/offline_test.h"
+
+namespace Ormo {
+namespace {
+
+using Test::AsBuffer;
+using Test::LogCapture;
+using Test::MakeConfig;
+using Test::OfflineTest;
+using Test::SpinGraph;
+using Test::WriteFile;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Key;
+
+constexpr uint64_t LONG_NS = 1000000;
+constexpr uint64_t SHORT_NS = 200000;
+
+// A result that no measurement gives.
+RunnerResult MakeStaleResult() {
+  return {1, 2, {{"stale", 3}}, {{"stale", 4}}};
+}
+
+void ExpectReset(const RunnerResult& result) {
+  EXPECT_EQ(result.totalCostTime, 0U);
+  EXPECT_EQ(result.runCostTime, 0U);
+  EXPECT_THAT(result.opCostTimes, IsEmpty());
+  EXPECT_THAT(result.aicoreCostTimes, IsEmpty());
+}
+
+// What must hold of a profiled run of LONG_NS and SHORT_NS: averages of up to nine executions keep
+// the order that the times of each execution have.
+void ExpectProfiledFigures(const RunnerResult& result) {
+  ASSERT_THAT(result.opCostTimes, ElementsAre(Key("spin0"), Key("spin1")));
+  ASSERT_THAT(result.aicoreCostTimes, ElementsAre(Key("spin0"), Key("spin1")));
+  EXPECT_GE(result.aicoreCostTimes.at("spin0"), LONG_NS);
+  EXPECT_GE(result.aicoreCostTimes.at("spin1"), SHORT_NS);
+  EXPECT_GE(result.opCostTimes.at("spin0"), result.aicoreCostTimes.at("spin0"));
+  EXPECT_GE(result.opCostTimes.at("spin1"), result.aicoreCostTimes.at("spin1"));
+  EXPECT_GE(result.totalCostTime, result.opCostTimes.at("spin0") + result.opCostTimes.at("spin1"));
+  EXPECT_GE(result.runCostTime, result.totalCostTime);
+}
+
+class MeasurementTest : public OfflineTest {
+ protected:
+  const std::string graph_ = SpinGraph({LONG_NS, SHORT_NS});
+  RunnerResult result_ = MakeStaleResult();
+};
+
+TEST_F(MeasurementTest, ByWallClockTheTimeOfTheExecutionsIsTheWholeResult) {
+  Init();
+  OrmoHost::RecordCalls();
+  RunnerConfig config = MakeConfig(graph_, false, 3);
+  ASSERT_EQ(OrmoOfflineRun(config, result_), STATUS_SUCCESS);
+  EXPECT_EQ(OrmoHost::CallCount("zelmdlExecute"), 3U);
+  EXPECT_GE(result_.totalCostTime, LONG_NS + SHORT_NS);
+  EXPECT_EQ(result_.runCostTime, result_.totalCostTime);
+  EXPECT_THAT(result_.opCostTimes, IsEmpty());
+  EXPECT_THAT(result_.aicoreCostTimes, IsEmpty());
+}
+
+TEST_F(MeasurementTest, ProfiledEveryOperatorHasItsCost) {
+  Init();
+  RunnerConfig config = MakeConfig(graph_, true, 5);
+  ASSERT_EQ(OrmoOfflineRun(config, result_), STATUS_SUCCESS);
+  ExpectProfiledFigures(result_);
+}
+
+TEST_F(MeasurementTest, TheDefaultEndingGivesTheSameFigures) {
+  unsetenv("ORMO_PROF_END");
+  Init();
+  RunnerConfig config = MakeConfig(graph_, true, 5);
+  ASSERT_EQ(OrmoOfflineRun(config, result_), STATUS_SUCCESS);
+  ExpectProfiledFigures(result_);
+}
+
+TEST_F(MeasurementTest, WithoutExecutionsThereIsNoCost) {
+  Init();
+  for (const bool prof : {false, true}) {
+    RunnerConfig config = MakeConfig(graph_, prof, 0);
+    result_ = MakeStaleResult();
+    EXPECT_EQ(OrmoOfflineRun(config, result_), STATUS_SUCCESS);
+    ExpectReset(result_);
+  }
+}
+
+TEST_F(MeasurementTest, ModelsFromFileAndFromMemoryRunUntilTheyAreUnloaded) {
+  Init();
+  const std::string path = directory_ / "model.json";
+  WriteFile(path, graph_);
+  uint32_t fromFile = 0;
+  ASSERT_EQ(OrmoOfflineLoadFromFile(path, fromFile), STATUS_SUCCESS);
+  const uint32_t fromMemory = Load(SpinGraph({SHORT_NS}));
+  EXPECT_NE(fromFile, fromMemory);
+  RunnerConfig config = MakeConfig("", true);
+  EXPECT_EQ(OrmoOfflineRunModel(fromMemory, config, result_), STATUS_SUCCESS);
+  EXPECT_THAT(result_.opCostTimes, ElementsAre(Key("spin0")));
+  EXPECT_EQ(OrmoOfflineRunModel(fromFile, config, result_), STATUS_SUCCESS);
+  ExpectProfiledFigures(result_);
+  OrmoOfflineUnloadModel(fromFile);
+  OrmoOfflineUnloadModel(fromMemory);
+  EXPECT_EQ(OrmoHost::Alive().models, 0U);
+  EXPECT_EQ(OrmoOfflineRunModel(fromFile, config, result_), STATUS_INVALID_PARAM);
+}
+
+TEST_F(MeasurementTest, ARunOfAnUnknownModelSaysSoTwiceAndTouchesNothing) {
+  Init();
+  LogCapture log(DLOG_ERROR);
+  RunnerConfig config = MakeConfig("", false);
+  EXPECT_EQ(OrmoOfflineRunModel(4711, config, result_), STATUS_INVALID_PARAM);
+  EXPECT_THAT(log.Messages(), ElementsAre("Model 4711 has not found in device map",
+                                          "Offline runner model has not found device."));
+  EXPECT_EQ(log.Lines()[0].file, "offline_runner.cpp");
+  EXPECT_EQ(log.Lines()[1].file, "ormo_runner.cpp");
+  EXPECT_THAT(result_.opCostTimes, ElementsAre(Key("stale")));
+  EXPECT_EQ(result_.totalCostTime, 1U);
+}
+
+class BoundTest : public MeasurementTest {
+ protected:
+  int RunToTheBound(bool prof) {
+    Init();
+    OrmoHost::RecordCalls();
+    RunnerConfig config = MakeConfig(graph_, prof, 5);
+    config.runTimeBound = LONG_NS;
+    const int status = OrmoOfflineRun(config, result_);
+    EXPECT_EQ(OrmoHost::CallCount("zelmdlExecute"), 1U);
+    return status;
+  }
+};
+
+TEST_F(BoundTest, ByWallClockTheBoundLeavesNoResult) {
+  EXPECT_EQ(RunToTheBound(false), STATUS_OUT_OF_BOUND);
+  ExpectReset(result_);
+}
+
+TEST_F(BoundTest, ProfiledTheFiguresSoFarAreKept) {
+  EXPECT_EQ(RunToTheBound(true), STATUS_OUT_OF_BOUND);
+  ExpectProfiledFigures(result_);
+}
+
+TEST_F(BoundTest, TheDefaultEndingKeepsTheFiguresAndForgetsTheBound) {
+  unsetenv("ORMO_PROF_END");
+  EXPECT_EQ(RunToTheBound(true), STATUS_SUCCESS);
+  ExpectProfiledFigures(result_);
+}
+
+}  // namespace
+}  // namespace Ormo

@@ -1,0 +1,155 @@
+// Tasks of the caller's own, and what is left when one goes wrong.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+
+#include "ormo/ormo_error_manager.h"
+#include "support/graph_text.h"
+#include "support/log_capture.h"
+#include "support/offline_test.h"
+#include "support/open_descriptors.h"
+
+namespace Ormo {
+namespace {
+
+using Test::AddGraph;
+using Test::MakeConfig;
+using Test::OfflineTest;
+using Test::OpenDescriptors;
+using ::testing::SizeIs;
+
+bool IsOpen(int fd) {
+  return fcntl(fd, F_GETFD) != -1;
+}
+
+class OwnTaskTest : public OfflineTest {
+ protected:
+  int Run(OfflineTask task, bool prof, uint32_t deviceId = ANY_DEVICE_ID) {
+    config_.prof = prof;
+    info_.deviceId = deviceId;
+    return OrmoOfflineRunProcess(config_, info_, result_, task);
+  }
+
+  RunnerConfig config_;
+  RunInfo info_;
+  RunnerResult result_;
+};
+
+TEST_F(OwnTaskTest, RunsOnItsDeviceUnderTheCallersErrorContextAndGivesTheResult) {
+  Init({0, 1});
+  const uint64_t stream = OrmoErrorManager::GetInstance().OrmoGenWorkStreamIdDefault();
+  for (const uint32_t wanted : {0U, 1U}) {
+    const int status = Run(
+        [&](RunnerConfig& config, RunInfo& info, const error_message::Context& context,
+            uint32_t deviceId) {
+          EXPECT_EQ(&config, &config_);
+          EXPECT_EQ(&info, &info_);
+          EXPECT_EQ(context.workStreamId, stream);
+          EXPECT_EQ(deviceId, wanted);
+          EXPECT_EQ(info.profFd, nullptr);
+          info.runCostTime = 17;
+          return 0;
+        },
+        false, wanted);
+    EXPECT_EQ(status, STATUS_SUCCESS);
+    EXPECT_EQ(result_.runCostTime, 17U);
+    EXPECT_EQ(result_.totalCostTime, 17U);
+  }
+}
+
+TEST_F(OwnTaskTest, TheDescriptorForRecordsIsThereWhileItRuns) {
+  Init();
+  int fd = -1;
+  const auto task = [&](RunnerConfig&, RunInfo& info, const error_message::Context&, uint32_t) {
+    fd = *info.profFd;
+    EXPECT_TRUE(IsOpen(fd));
+    info.runCostTime = 17;
+    return 0;
+  };
+  EXPECT_EQ(Run(task, true), STATUS_SUCCESS);
+  EXPECT_EQ(info_.profFd, nullptr);
+  EXPECT_FALSE(IsOpen(fd));
+  EXPECT_EQ(result_.runCostTime, 17U);
+  EXPECT_EQ(result_.totalCostTime, 0U);
+}
+
+TEST_F(OwnTaskTest, ItsStatusAndItsExceptionReachTheCaller) {
+  Init();
+  for (const char* ending : {"close", ""}) {
+    setenv("ORMO_PROF_END", ending, 1);
+    for (const bool prof : {false, true}) {
+      const auto descriptors = OpenDescriptors();
+      EXPECT_EQ(Run([](auto&, auto&, auto&, auto) { return 815; }, prof), 815);
+      EXPECT_THROW(Run([](auto&, auto&, auto&, auto) -> int { throw std::domain_error(""); }, prof),
+                   std::domain_error);
+      EXPECT_EQ(info_.profFd, nullptr);
+      EXPECT_EQ(OpenDescriptors(), descriptors);
+    }
+  }
+}
+
+TEST_F(OwnTaskTest, ADeviceWithoutAWorkerIsRefused) {
+  Init({0});
+  const auto task = [](auto&, auto&, auto&, auto) { return 0; };
+  EXPECT_EQ(Run(task, false, 1), STATUS_FAILED);
+  EXPECT_EQ(Run(task, true, 1), STATUS_FAILED);
+  EXPECT_EQ(info_.profFd, nullptr);
+}
+
+class BrokenRunTest : public OfflineTest {
+ protected:
+  void SetUp() override {
+    OfflineTest::SetUp();
+    Init();
+    modelId_ = Load(AddGraph(8, 1, OPERATORS));
+    RunnerConfig warmUp = MakeConfig("", true);
+    ASSERT_EQ(OrmoOfflineRunModel(modelId_, warmUp, result_), STATUS_SUCCESS);
+    alive_ = OrmoHost::Alive().ToString();
+    descriptors_ = OpenDescriptors();
+  }
+
+  void TearDown() override {
+    EXPECT_EQ(OrmoHost::Alive().ToString(), alive_);
+    EXPECT_EQ(OpenDescriptors(), descriptors_);
+    RunnerConfig config = MakeConfig("", true);
+    EXPECT_EQ(OrmoOfflineRunModel(modelId_, config, result_), STATUS_SUCCESS);
+    EXPECT_THAT(result_.opCostTimes, SizeIs(OPERATORS));
+    OrmoOfflineUnloadModel(modelId_);
+    OfflineTest::TearDown();
+  }
+
+  static constexpr size_t OPERATORS = 20;
+
+  uint32_t modelId_ = 0;
+  RunnerResult result_;
+  std::string alive_;
+  std::map<int, std::string> descriptors_;
+};
+
+TEST_F(BrokenRunTest, AnExceptionFromTheDeviceLeavesNothingBehind) {
+  for (const bool prof : {false, true}) {
+    RunnerConfig config = MakeConfig("", prof);
+    OrmoHost::Throw("zelmdlExecute", 1);
+    EXPECT_THROW(OrmoOfflineRunModel(modelId_, config, result_), std::runtime_error);
+  }
+}
+
+// The worker has megabytes to write when the reader gives up.
+TEST_F(BrokenRunTest, AReaderThatFailsInTheMiddleDoesNotBlockTheWorker) {
+  for (const char* ending : {"close", ""}) {
+    setenv("ORMO_PROF_END", ending, 1);
+    RunnerConfig config = MakeConfig("", true, 500);
+    OrmoHost::RecordCalls();
+    OrmoHost::Fail("zelprofGetOpName", 100, 7);
+    EXPECT_EQ(OrmoOfflineRunModel(modelId_, config, result_), STATUS_PROFILING_FAILED);
+    EXPECT_EQ(OrmoHost::CallCount("zelmdlExecute"), 500U);
+    EXPECT_EQ(OrmoHost::CallCount("zelprofGetOpName"), 100U);
+    EXPECT_THAT(result_.opCostTimes, SizeIs(0));
+  }
+}
+
+}  // namespace
+}  // namespace Ormo

@@ -1,0 +1,130 @@
+// What a caller is told when there is nothing to measure.
+#include <gmock/gmock.h>
+
+#include <string>
+
+#include "ormo/ormo_error_manager.h"
+#include "support/graph_text.h"
+#include "support/log_capture.h"
+#include "support/offline_test.h"
+#include "zel/zel.h"
+
+namespace Ormo {
+namespace {
+
+using Test::AddGraph;
+using Test::AsBuffer;
+using Test::LogCapture;
+using Test::MakeConfig;
+using Test::OfflineTest;
+using Test::SpinGraph;
+using Test::WriteFile;
+using ::testing::AllOf;
+using ::testing::Each;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+constexpr uint32_t UNTOUCHED = 4711;
+
+class RefusalTest : public OfflineTest {
+ protected:
+  static std::string Reason() { return OrmoErrorManager::GetInstance().OrmoGetErrorMessage(); }
+
+  void ExpectRefused(RunnerConfig config, int status) {
+    RunnerResult result = {1, 2, {{"stale", 3}}, {{"stale", 4}}};
+    EXPECT_EQ(OrmoOfflineRun(config, result), status);
+    EXPECT_EQ(result.totalCostTime + result.runCostTime, 0U);
+    EXPECT_THAT(result.opCostTimes, IsEmpty());
+    EXPECT_THAT(result.aicoreCostTimes, IsEmpty());
+  }
+
+  uint32_t modelId_ = UNTOUCHED;
+};
+
+TEST_F(RefusalTest, AModelThatDoesNotFitIsASkip) {
+  OrmoHost::SetMemorySize(1 << 20);
+  const std::string graph = AddGraph(1 << 20, 1);
+  Init();
+  LogCapture log(DLOG_ERROR);
+  EXPECT_EQ(OrmoOfflineLoadFromMem(AsBuffer(graph), modelId_), STATUS_NOT_ENOUGH_MEMORY);
+  EXPECT_EQ(modelId_, UNTOUCHED);
+  ExpectRefused(MakeConfig(graph, false), STATUS_NOT_ENOUGH_MEMORY);
+  ExpectRefused(MakeConfig(graph, true), STATUS_NOT_ENOUGH_MEMORY);
+  EXPECT_THAT(log.Messages(), IsEmpty());
+}
+
+TEST_F(RefusalTest, ADamagedModelIsNamedWithItsFaultyNode) {
+  std::string graph = SpinGraph({1000, 1000});
+  graph.replace(graph.rfind("\"ns\""), 4, "\"us\"");
+  const std::string path = directory_ / "damaged.json";
+  WriteFile(path, graph);
+  Init();
+  OrmoErrorManager::GetInstance().OrmoGenWorkStreamIdDefault();
+  EXPECT_EQ(OrmoOfflineLoadFromFile(path, modelId_), STATUS_PLATFORM_FAILED);
+  EXPECT_EQ(modelId_, UNTOUCHED);
+  EXPECT_THAT(Reason(), AllOf(HasSubstr("damaged.json"), HasSubstr("spin1"), HasSubstr("us")));
+  OrmoErrorManager::GetInstance().OrmoGenWorkStreamIdDefault();
+  ExpectRefused(MakeConfig(graph, true), STATUS_PLATFORM_FAILED);
+  EXPECT_THAT(Reason(), AllOf(HasSubstr("spin1"), HasSubstr("us")));
+}
+
+TEST_F(RefusalTest, ADeviceThatDoesNotExistIsReportedAndAnotherTryWorks) {
+  OrmoHost::SetDeviceCount(2);
+  LogCapture log(DLOG_ERROR);
+  EXPECT_EQ(OrmoOfflineRunnerInit({{0, 5}}), STATUS_FAILED);
+  EXPECT_EQ(log.Find("Invalid param: Device [5] does not exist").file, "offline_runner.cpp");
+  EXPECT_THAT(Reason(), AllOf(HasSubstr("EG0013"), HasSubstr("Device [5] does not exist")));
+  EXPECT_EQ(OrmoHost::Alive().ToString(), "");
+  Init({0, 1});
+}
+
+TEST_F(RefusalTest, AnEnvironmentThatIsNotDeployedIsReported) {
+  OrmoHost::Fail("zelInit", 1, 507008);
+  EXPECT_EQ(OrmoOfflineRunnerInit({}), STATUS_FAILED);
+  EXPECT_THAT(Reason(), AllOf(HasSubstr("EG0013"), HasSubstr("is not deployed correctly")));
+}
+
+TEST_F(RefusalTest, APlatformThatOthersInitialisedStaysTheirs) {
+  ASSERT_EQ(zelInit(""), 0);
+  OrmoHost::RecordCalls();
+  Init();
+  OrmoOfflineRunnerFinalize();
+  EXPECT_EQ(OrmoHost::CallCount("zelFinalize"), 0U);
+  EXPECT_EQ(zelFinalize(), 0);
+}
+
+TEST_F(RefusalTest, OutsideInitialisationEverythingIsRefused) {
+  const std::string graph = SpinGraph({1000});
+  RunnerConfig config = MakeConfig(graph, false);
+  for (const bool wasInitialised : {false, true}) {
+    SCOPED_TRACE(wasInitialised);
+    if (wasInitialised) {
+      Init();
+      OrmoOfflineRunnerFinalize();
+    }
+    LogCapture log(DLOG_ERROR);
+    RunnerResult result;
+    EXPECT_EQ(OrmoOfflineLoadFromMem(AsBuffer(graph), modelId_), STATUS_FAILED);
+    EXPECT_EQ(OrmoOfflineRun(config, result), STATUS_FAILED);
+    OrmoOfflineUnloadModel(1);
+    OrmoOfflineRunnerFinalize();
+    EXPECT_EQ(log.Messages().size(), 4U);
+    EXPECT_THAT(log.Messages(), Each("Offline runner has not been initialized"));
+  }
+}
+
+TEST_F(RefusalTest, TheChipOfTheSimulatorGoesBeforeThatOfTheDevice) {
+  LogCapture log(DLOG_ERROR);
+  OrmoHost::RecordCalls();
+  setenv("PELT_SOC_VERSION", "TarnRiver9", 1);
+  EXPECT_EQ(OrmoGetSocVersion(), "TarnRiver9");
+  EXPECT_EQ(OrmoHost::CallCount("zelrtGetSocName"), 0U);
+  unsetenv("PELT_SOC_VERSION");
+  EXPECT_EQ(OrmoGetSocVersion(), "TarnLake1");
+  OrmoHost::SetSocName("");
+  EXPECT_EQ(OrmoGetSocVersion(), "");
+  EXPECT_EQ(log.Find("Get soc version failed").file, "ormo_runner.cpp");
+}
+
+}  // namespace
+}  // namespace Ormo
