@@ -1,6 +1,8 @@
 #include "profiling/profiling_parser.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -15,6 +17,18 @@
 #include "zel/zel_prof.h"
 
 namespace Ormo {
+namespace {
+
+// As much as a pipe holds at first.
+constexpr size_t READ_SIZE = 65536;
+
+// Records that are written whole are read many at a time. Larger ones may stand in the pipe in
+// part, with the rest on its way: those are read one by one.
+size_t BufferSize(size_t recordSize) {
+  return recordSize <= PIPE_BUF ? READ_SIZE - READ_SIZE % recordSize : recordSize;
+}
+
+}  // namespace
 
 int ProfilingParser::GetOpDescSize(size_t& size) {
   const int32_t code = zelprofGetOpDescSize(&size);
@@ -65,12 +79,13 @@ int ProfilingParser::ReadProfilingData(EpollWaiter& epoll, int fd, std::future<i
   if (GetOpDescSize(size) != STATUS_SUCCESS) {
     return STATUS_FAILED;
   }
-  const std::unique_ptr<char[]> block(new (std::nothrow) char[size]());
+  const size_t bufferSize = BufferSize(size);
+  const std::unique_ptr<char[]> block(new (std::nothrow) char[bufferSize]());
   if (block == nullptr) {
     ORMO_LOG_ERROR("New read buffer failed");
     return STATUS_FAILED;
   }
-  const int status = ReadLoop(epoll, fd, future, {block.get(), size}, modelOpInfo);
+  const int status = ReadLoop(epoll, fd, future, {block.get(), bufferSize, size}, modelOpInfo);
   SortOpInfo(modelOpInfo.opInfos);
   return status;
 }
@@ -82,7 +97,7 @@ int ProfilingParser::ReadLoop(EpollWaiter& epoll, int fd, std::future<int>& futu
   while (next != Next::END) {
     next = WaitForRecord(epoll, fd, future, status);
     if (next == Next::READ) {
-      next = ReadRecord(fd, buffer, modelOpInfo, status);
+      next = ReadRecords(fd, buffer, modelOpInfo, status);
     }
   }
   return status;
@@ -111,12 +126,13 @@ ProfilingParser::Next ProfilingParser::WaitForRecord(EpollWaiter& epoll, int fd,
   return Next::READ;
 }
 
-ProfilingParser::Next ProfilingParser::ReadRecord(int fd, Buffer buffer, ModelOpInfo& modelOpInfo,
-                                                  int& status) {
-  const int code = memset_s(buffer.data, buffer.size, 0, buffer.size);
+ProfilingParser::Next ProfilingParser::ReadRecords(int fd, Buffer& buffer, ModelOpInfo& modelOpInfo,
+                                                   int& status) {
+  const int code = memset_s(buffer.data, buffer.size, 0, buffer.used);
   if (code != 0) {
     ORMO_LOG_ERROR("Call memset_s failed, ret : %d", code);
   }
+  buffer.used = 0;
   const int64_t bytesRead = FileUtils::Read(fd, buffer.data, static_cast<uint32_t>(buffer.size));
   if (bytesRead < 0) {
     ORMO_LOG_ERROR("Read data failed.");
@@ -126,10 +142,14 @@ ProfilingParser::Next ProfilingParser::ReadRecord(int fd, Buffer buffer, ModelOp
   if (bytesRead == 0) {
     return Next::END;
   }
-  if (GetModelOpInfo(buffer.data, static_cast<size_t>(bytesRead), modelOpInfo) != STATUS_SUCCESS) {
-    ORMO_LOG_ERROR("Get op info of model error.");
-    status = STATUS_PROFILING_FAILED;
-    return Next::END;
+  buffer.used = static_cast<size_t>(bytesRead);
+  for (size_t at = 0; at < buffer.used; at += buffer.recordSize) {
+    const size_t length = std::min(buffer.recordSize, buffer.used - at);
+    if (GetModelOpInfo(buffer.data + at, length, modelOpInfo) != STATUS_SUCCESS) {
+      ORMO_LOG_ERROR("Get op info of model error.");
+      status = STATUS_PROFILING_FAILED;
+      return Next::END;
+    }
   }
   return Next::WAIT;
 }

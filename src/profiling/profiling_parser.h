@@ -41,9 +41,12 @@ class ProfilingParser {
   /// What the read loop does next.
   enum class Next { READ, WAIT, END };
 
+  /// Room for whole records; zero beyond what the last read brought.
   struct Buffer {
-    char* data;
-    size_t size;
+    char* data = nullptr;
+    size_t size = 0;
+    size_t recordSize = 0;
+    size_t used = 0;  ///< bytes of the last read
   };
 
   int ProfDataRead(int fd, std::future<int>& future, ModelOpInfo& modelOpInfo) const;
@@ -52,7 +55,7 @@ class ProfilingParser {
   int ReadLoop(EpollWaiter& epoll, int fd, std::future<int>& future, Buffer buffer,
                ModelOpInfo& modelOpInfo) const;
   Next WaitForRecord(EpollWaiter& epoll, int fd, std::future<int>& future, int& status) const;
-  static Next ReadRecord(int fd, Buffer buffer, ModelOpInfo& modelOpInfo, int& status);
+  static Next ReadRecords(int fd, Buffer& buffer, ModelOpInfo& modelOpInfo, int& status);
   static Next HandleIdleWait(EpollWaiter& epoll, std::future<int>& future, int& status);
   static bool HasEnded(const std::future<int>& future);
   static int CheckRunModelResult(std::future<int>& future, bool& stop);

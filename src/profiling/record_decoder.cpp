@@ -1,8 +1,7 @@
 #include "profiling/record_decoder.h"
 
 #include <cstring>
-#include <memory>
-#include <new>
+#include <exception>
 #include <utility>
 
 #include "common/log.h"
@@ -32,20 +31,23 @@ TextResult FetchText(const Record& record, LengthFunc getLength, TextFunc getTex
   if (getLength(record.buffer, record.length, record.index, &textLength) != 0) {
     return TextResult::NO_LENGTH;
   }
-  const std::unique_ptr<char[]> text(new (std::nothrow) char[textLength]);
-  if (text == nullptr) {
+  std::string text;
+  try {
+    text.resize(textLength);
+  } catch (const std::exception&) {  // no memory, or no length that a text can have
     return TextResult::NO_MEMORY;
   }
-  code = getText(record.buffer, record.length, record.index, text.get(), textLength);
+  code = getText(record.buffer, record.length, record.index, text.data(), textLength);
   if (code != 0) {
     return TextResult::NO_TEXT;
   }
   // The length may or may not count a terminating zero.
-  out.assign(text.get(), strnlen(text.get(), textLength));
+  text.resize(strnlen(text.data(), textLength));
+  out = std::move(text);
   return TextResult::OK;
 }
 
-void AppendOperator(const Record& record, size_t modelId, RunnerOpInfo op, ModelOpInfo& info) {
+void AppendOperator(const Record& record, size_t modelId, RunnerOpInfo&& op, ModelOpInfo& info) {
   op.aicoreCostTime =
       ProfGetOpExecutionTime(record.buffer, static_cast<uint32_t>(record.length), record.index);
   op.opCostTime = zelprofGetOpDuration(record.buffer, record.length, record.index);

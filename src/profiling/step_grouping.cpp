@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <tuple>
 
@@ -11,37 +12,75 @@
 
 namespace Ormo {
 
+namespace {
+
+bool IsBefore(const RunnerOpInfo& left, const RunnerOpInfo& right) {
+  return std::tie(left.startTime, left.endTime) < std::tie(right.startTime, right.endTime);
+}
+
+// Finds the step of an operator. Steps are ordered by start, so their starts rise, and so does the
+// latest end up to each of them. The first step whose latest end reaches the operator's end is the
+// first that ends late enough; every later one starts later still, so it is the answer if it starts
+// early enough, or there is none.
+class StepFinder {
+ public:
+  static constexpr size_t NONE = std::numeric_limits<size_t>::max();
+
+  explicit StepFinder(const std::multiset<StepOpInfo>& steps) {
+    starts_.reserve(steps.size());
+    latestEnds_.reserve(steps.size());
+    uint64_t latestEnd = 0;
+    for (const StepOpInfo& step : steps) {
+      latestEnd = std::max(latestEnd, step.end);
+      starts_.push_back(step.start);
+      latestEnds_.push_back(latestEnd);
+    }
+  }
+
+  /// The number of the first step that contains the operator, or NONE.
+  size_t Find(const RunnerOpInfo& op) {
+    if (!IsFirstReaching(op.endTime)) {
+      const auto found = std::lower_bound(latestEnds_.begin(), latestEnds_.end(), op.endTime);
+      current_ = static_cast<size_t>(found - latestEnds_.begin());
+    }
+    return current_ < starts_.size() && starts_[current_] <= op.startTime ? current_ : NONE;
+  }
+
+ private:
+  // Operators come sorted: most lie in the step of the one before.
+  bool IsFirstReaching(uint64_t end) const {
+    return current_ < latestEnds_.size() && end <= latestEnds_[current_] &&
+           (current_ == 0 || latestEnds_[current_ - 1] < end);
+  }
+
+  std::vector<uint64_t> starts_;
+  std::vector<uint64_t> latestEnds_;
+  size_t current_ = 0;
+};
+
+}  // namespace
+
 void SortOpInfo(std::vector<RunnerOpInfo>& opInfos) {
-  std::stable_sort(
-      opInfos.begin(), opInfos.end(), [](const RunnerOpInfo& left, const RunnerOpInfo& right) {
-        return std::tie(left.startTime, left.endTime) < std::tie(right.startTime, right.endTime);
-      });
+  // Records mostly come in order, and a sort moves every one of them several times to find that
+  // out.
+  if (!std::is_sorted(opInfos.begin(), opInfos.end(), IsBefore)) {
+    std::stable_sort(opInfos.begin(), opInfos.end(), IsBefore);
+  }
 }
 
 int GetOpInfoByStep(const ModelOpInfo& modelOpInfo, std::vector<RunnerRunResult>& results) {
-  // Steps are ordered by start, so their starts rise, and so does the latest end up to each of
-  // them. The first step whose latest end reaches the operator's end is the first that ends late
-  // enough; every later one starts later still, so it is the answer if it starts early enough, or
-  // there is none.
-  std::vector<uint64_t> starts;
-  std::vector<uint64_t> latestEnds;
-  starts.reserve(modelOpInfo.steps.size());
-  latestEnds.reserve(modelOpInfo.steps.size());
-  uint64_t latestEnd = 0;
-  for (const StepOpInfo& step : modelOpInfo.steps) {
-    latestEnd = std::max(latestEnd, step.end);
-    starts.push_back(step.start);
-    latestEnds.push_back(latestEnd);
-  }
-  for (const RunnerOpInfo& op : modelOpInfo.opInfos) {
-    const auto found = std::lower_bound(latestEnds.begin(), latestEnds.end(), op.endTime);
-    if (found == latestEnds.end()) {
-      continue;
+  StepFinder finder(modelOpInfo.steps);
+  const auto end = modelOpInfo.opInfos.end();
+  // Copied by runs of operators that lie in one step: each makes its room at once.
+  for (auto first = modelOpInfo.opInfos.begin(); first != end;) {
+    const size_t step = finder.Find(*first);
+    const auto last = std::find_if(std::next(first), end,
+                                   [&](const RunnerOpInfo& op) { return finder.Find(op) != step; });
+    if (step != StepFinder::NONE) {
+      std::vector<RunnerOpInfo>& opInfos = results[step].opInfos;
+      opInfos.insert(opInfos.end(), first, last);
     }
-    const auto index = static_cast<size_t>(found - latestEnds.begin());
-    if (starts[index] <= op.startTime) {
-      results[index].opInfos.push_back(op);
-    }
+    first = last;
   }
   return STATUS_SUCCESS;
 }
