@@ -1,6 +1,8 @@
 #include "graph/graph_file.h"
 
 #include <algorithm>
+#include <array>
+#include <fstream>
 #include <initializer_list>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -230,6 +232,20 @@ Graph ReadGraph(const Json& root) {
 }
 
 }  // namespace
+
+std::string ReadGraphText(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  std::string text;
+  std::array<char, 65536> piece;  // NOLINT(cppcoreguidelines-pro-type-member-init): read into
+  while (stream) {
+    stream.read(piece.data(), piece.size());
+    text.append(piece.data(), static_cast<size_t>(stream.gcount()));
+  }
+  if (!stream.eof() || stream.bad()) {
+    throw GraphError("", "", "a readable file");
+  }
+  return text;
+}
 
 Graph ParseGraph(std::string_view text) {
   try {

@@ -3,11 +3,15 @@
 #ifndef ORMO_HOST_GRAPH_GRAPH_FILE_H
 #define ORMO_HOST_GRAPH_GRAPH_FILE_H
 
+#include <string>
 #include <string_view>
 
 #include "graph/graph.h"
 
 namespace OrmoHost {
+
+/// The text of a file. Throws a GraphError when it cannot be read.
+std::string ReadGraphText(const std::string& path);
 
 /// Reads the text of a graph file. Throws a GraphError when it breaks a rule of the format; the
 /// rules of operators are not looked at.

@@ -1,5 +1,3 @@
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -7,6 +5,7 @@
 
 #include "control/host_call.h"
 #include "control/single.h"
+#include "graph/graph_file.h"
 #include "models/datasets.h"
 #include "models/loaded_model.h"
 #include "models/report.h"
@@ -28,14 +27,7 @@ Model MakeModel(const std::string& origin, std::string_view image) {
 }
 
 std::string ReadImage(const std::string& path) {
-  return Reporting(MODEL_REFUSED, path, INVALID_MODEL, [&] {
-    std::ifstream stream(path, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    if (!stream) {
-      throw GraphError("", "", "a readable file");
-    }
-    return text;
-  });
+  return Reporting(MODEL_REFUSED, path, INVALID_MODEL, [&] { return ReadGraphText(path); });
 }
 
 DeviceSpan Allocate(const std::string& origin, uint32_t device, size_t size) {

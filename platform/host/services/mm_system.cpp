@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -6,6 +7,7 @@
 #include "control/host_call.h"
 #include "mm/mm.h"
 
+using OrmoHost::Attempt;
 using OrmoHost::AttemptSystem;
 using OrmoHost::Failing;
 
@@ -62,4 +64,19 @@ int mmLocalTimeR(const time_t* seconds, tm* result) {
   return AttemptSystem(
       "mmLocalTimeR", [&] { return localtime_r(seconds, result) != nullptr ? 0 : -1; },
       Failing::CANNOT);
+}
+
+void* mmDlopen(const char* path, int flags) {
+  return Attempt("mmDlopen", [&] { return dlopen(path, flags); });
+}
+
+const char* mmDlerror() {
+  OrmoHost::HostCall("mmDlerror", Failing::CANNOT).Fails();
+  return dlerror();  // NOLINT(concurrency-mt-unsafe): the text is the thread's own
+}
+
+int mmDlclose(void* handle) {
+  // A library is closed whatever the script says.
+  int result = dlclose(handle) == 0 ? 0 : -1;
+  return AttemptSystem("mmDlclose", [&] { return result; });
 }

@@ -1,8 +1,8 @@
 /// \file
 /// The platform's layer over the operating system.
 ///
-/// Unless it says otherwise, a function returns 0 for success and a negative value for failure, with
-/// the reason in mmGetErrorCode.
+/// Unless it says otherwise, a function returns 0 for success and a negative value for failure,
+/// with the reason in mmGetErrorCode.
 #ifndef MM_MM_H
 #define MM_MM_H
 
@@ -56,6 +56,12 @@ int mmSetCurrentThreadName(const char* name);
 int mmGetEnv(const char* name, char* value, uint32_t length);
 int mmGetTimeOfDay(timeval* time, void* zone);
 int mmLocalTimeR(const time_t* seconds, tm* result);
+/// Loads a shared library with the flags of dlopen; null when that fails. The handle also goes to
+/// dlsym.
+void* mmDlopen(const char* path, int flags);
+/// What the calling thread's last call on libraries failed for; null when there is nothing to tell.
+const char* mmDlerror();
+int mmDlclose(void* handle);
 
 }  // extern "C"
 
