@@ -75,6 +75,35 @@ ORMO_EXPORT int OrmoOfflineRun(Ormo::RunnerConfig& config, Ormo::RunnerResult& r
 ORMO_EXPORT int OrmoOfflineRunModel(const uint32_t& modelId, Ormo::RunnerConfig& config,
                                     Ormo::RunnerResult& result);
 
+/// Loads the platform's cycle simulator, `bin/libpelt_api.so` in the directory that the environment
+/// variable PELTV2 names, for the chip that PELT_SOC_VERSION names. A repeated call returns 0 and
+/// changes nothing. Blocks while the library prepares itself.
+/// STATUS_FAILED: the chip cannot be simulated, there is no such directory, or the library's
+/// preparation threw. STATUS_LIBRARY_NOT_LOADED, STATUS_FUNCTION_MISSING: there is no such library,
+/// or it lacks a function. After a failure nothing stays loaded, and the call may be repeated.
+ORMO_EXPORT int OrmoPeltRunnerInit();
+
+/// Unloads the simulator. What it has thrown must be gone by then.
+ORMO_EXPORT void OrmoPeltRunnerFinalize();
+
+/// Simulates the kernels of a graph file, without a device and on the calling thread; blocks for
+/// it. Calls may overlap as far as the simulator allows that; the host platform's does.
+///
+/// A kernel is a node of the graph whose text attribute "json_file_path" names its description:
+/// for "/k/add.json" it is the function "add__kernel0" in "/k/add.dux". Relative paths start at the
+/// working directory. All figures are the simulator's ticks.
+///
+/// `result` is not reset. `opCostTimes` and `aicoreCostTimes` get an entry for each kernel, by the
+/// node's name; of two kernels of one name the later one's figure stays. Both totals grow by the
+/// figures of all kernels. A figure of all ones means more than the simulator can count and makes
+/// both totals the same, and so does a sum that does not fit; once `totalCostTime` is there,
+/// nothing is added any more. Neither is a failure. A graph without kernels leaves `result` alone.
+///
+/// STATUS_FAILED: the runner is not initialised or the graph cannot be loaded, with `result` left
+/// alone; or a kernel cannot be simulated, with the kernels before it in `result` and an entry of 0
+/// for it. Rethrows what the simulator throws, with `result` in the same state.
+ORMO_EXPORT int OrmoPeltRun(const std::string& graphFile, Ormo::RunnerResult& result);
+
 #ifdef __clang__
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wreturn-type-c-linkage"

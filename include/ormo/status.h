@@ -18,6 +18,12 @@ constexpr int STATUS_SUCCESS = 0;
 /// STATUS_DYNAMIC_PARAM_FAILED.
 constexpr int STATUS_INVALID_PARAM = 2;
 
+/// The cycle simulator's library cannot be loaded.
+constexpr int STATUS_LIBRARY_NOT_LOADED = 12;
+
+/// The cycle simulator's library lacks one of its functions.
+constexpr int STATUS_FUNCTION_MISSING = 13;
+
 /// A device allocation or a copy between host and device failed with a code that is not translated.
 constexpr int STATUS_DEVICE_MEMORY_FAILED = 203;
 

@@ -7,12 +7,14 @@
 #include "common/utils.h"
 #include "offline/offline_runner.h"
 #include "offline/run_task.h"
+#include "simulator/pelt_runner.h"
 #include "zel/zel.h"
 
 using Ormo::ModelInfo;
 using Ormo::OfflineRunner;
 using Ormo::OfflineTask;
 using Ormo::OrmoDataInfo;
+using Ormo::PeltRunner;
 using Ormo::RunInfo;
 using Ormo::RunnerConfig;
 using Ormo::RunnerInitConfig;
@@ -87,6 +89,18 @@ int OrmoOfflineRunModel(const uint32_t& modelId, RunnerConfig& config, RunnerRes
   }
   OfflineTask task = RunTask::Run;
   return Ormo::OrmoOfflineRunProcess(config, info, result, task);
+}
+
+int OrmoPeltRunnerInit() {
+  return PeltRunner::Instance()->Init();
+}
+
+void OrmoPeltRunnerFinalize() {
+  PeltRunner::Instance()->Finalize();
+}
+
+int OrmoPeltRun(const std::string& graphFile, RunnerResult& result) {
+  return PeltRunner::Instance()->Process(graphFile, result);
 }
 
 #ifdef __clang__
