@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <iterator>
 #include <random>
@@ -23,12 +22,6 @@ namespace {
 
 constexpr int ROUNDS = 301;
 constexpr size_t OPS = 10000;
-
-uint64_t RawClock() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC_RAW, &now);
-  return static_cast<uint64_t>(now.tv_sec) * 1000000000 + static_cast<uint64_t>(now.tv_nsec);
-}
 
 void TwoRawReads() {
   for (size_t i = 0; i < OPS; ++i) {

@@ -4,7 +4,6 @@
 #include <sys/epoll.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <future>
 #include <string>
@@ -22,12 +21,6 @@
 
 namespace Ormo::Bench {
 namespace {
-
-void Require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
 
 // --- The stream reader
 

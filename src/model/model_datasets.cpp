@@ -62,7 +62,7 @@ ModelManager::ModelManager(uint32_t modelId, std::string socVersion, RunMode run
     : modelId_(modelId),
       socVersion_(std::move(socVersion)),
       runMode_(runMode),
-      spanName_("Execute model id" + std::to_string(modelId)) {}
+      executionSpan_("Execute model id" + std::to_string(modelId)) {}
 
 ModelManager::~ModelManager() {
   ReleaseQuietly([this] { DestroyDesc(); });

@@ -1,9 +1,9 @@
 #include "common/log.h"
+#include "common/scope_exit.h"
 #include "common/status_translation.h"
 #include "common/utils.h"
 #include "model/model_manager.h"
 #include "ormo/status.h"
-#include "ormo/trace.h"
 #include "zel/zel.h"
 
 namespace Ormo {
@@ -12,13 +12,12 @@ int ModelManager::Execute(uint64_t& costTime, const RunnerConfig& config) const 
   if (SetDynamicParam(config.dynamicType, config.dynamicParam) != STATUS_SUCCESS) {
     return STATUS_DYNAMIC_PARAM_FAILED;
   }
-  Trace span(spanName_);
-  span.Start();
+  const ScopeExit closeSpan([this] { executionSpan_.Stop(); });
+  executionSpan_.Start();
   Timer timer;
   timer.Start();
   const int32_t code = zelmdlExecute(modelId_, inputDataset_, outputDataset_);
   timer.Stop();
-  span.Stop();
   costTime = timer.Elapsed();
   if (code != 0) {
     ORMO_LOG_ERROR("Execute model failed, ret : %d", code);

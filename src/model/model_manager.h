@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ormo/runner_types.h"
+#include "ormo/trace.h"
 #include "zel/zel_mdl.h"
 
 namespace Ormo {
@@ -108,7 +109,8 @@ class ModelManager {
   zelmdlDataset* outputDataset_ = nullptr;
   // Caller's outputs on DDR chips, where they come out of the memory that inputs need too.
   uint64_t extraOutputSize_ = 0;
-  std::string spanName_;
+  // Made once: making one for each execution costs more than recording it.
+  mutable Trace executionSpan_;
 };
 
 }  // namespace Ormo
