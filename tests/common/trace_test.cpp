@@ -234,11 +234,12 @@ TEST(TraceInnerTest, PutsEventsBackWhenTheirTextCannotBeMade) {
   TraceInner recorder(SHORT_PERIOD);
   recorder.StartDumpTrace(directory.Path().string());
   WaitForEvents(directory, [](const json& events) { return events.empty(); });
+  const std::string name(70000, 'n');  // fills a block, so that several blocks go back
   othersRunDry = true;
-  recorder.Begin("event", "", "", 0);
-  recorder.Begin("event", "", "", 1);
+  recorder.Begin(name, "", "", 0);
+  recorder.Begin(name, "", "", 1);
   WaitForLine(log, "Trace json dump failed, exception info is [std::bad_alloc].");
-  recorder.Begin("event", "", "", 2);
+  recorder.Begin(name, "", "", 2);
   othersRunDry = false;
   const json events = WaitForEvents(directory, [](const json& found) { return found.size() == 3; });
   for (size_t i = 0; i < events.size(); ++i) {
