@@ -194,9 +194,12 @@ void ClearCapturedLog() {
 }  // namespace OrmoHost
 
 int CheckLogLevel(int /*moduleId*/, int level) {
-  int32_t code = OrmoHost::HostCall("CheckLogLevel", OrmoHost::Failing::CANNOT).Fails();
-  if (code != 0) {
-    return code;
+  // The library asks for every line that is not written.
+  if (OrmoHost::isScriptActive.load(std::memory_order_relaxed)) {
+    int32_t code = OrmoHost::HostCall("CheckLogLevel", OrmoHost::Failing::CANNOT).Fails();
+    if (code != 0) {
+      return code;
+    }
   }
   return level >= OrmoHost::threshold.load(std::memory_order_relaxed) ? 1 : 0;
 }
