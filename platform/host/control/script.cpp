@@ -83,10 +83,10 @@ void ClearScript() {
   std::lock_guard<std::mutex> lock(script.mutex);
   isScriptActive = false;
   script.isRecording = false;
-  script.rules = {};
-  script.counts = {};
-  script.calls = {};
-  script.failedCall = {};
+  Forget(script.rules);
+  Forget(script.counts);
+  Forget(script.calls);
+  Forget(script.failedCall);
 }
 
 void Fail(const std::string& function, uint64_t nth, int32_t code) {

@@ -23,6 +23,13 @@ T& Single() {
   return *std::launder(reinterpret_cast<T*>(storage.bytes));
 }
 
+/// Gives up a container's memory, not only its elements: nothing may be left of a library that was
+/// unloaded.
+template <typename Container>
+void Forget(Container& container) {
+  Container().swap(container);
+}
+
 }  // namespace OrmoHost
 
 #endif  // ORMO_HOST_CONTROL_SINGLE_H

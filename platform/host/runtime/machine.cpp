@@ -72,7 +72,7 @@ void ReadMachineFromEnvironment() {
 void CloseMachine() {
   ChangeMachine([](MachineRoom& room) {
     room.machine = {};
-    room.socNames = {};
+    Forget(room.socNames);
   });
 }
 

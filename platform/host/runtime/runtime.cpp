@@ -73,7 +73,7 @@ size_t Runtime::Clear() {
   size_t sets = DeviceSetCount();
   std::lock_guard<std::mutex> lock(mutex_);
   isInitialized_ = false;
-  deviceSets_ = {};
+  Forget(deviceSets_);
   return sets;
 }
 

@@ -68,7 +68,7 @@ uint64_t ErrorStore::NextStreamId() {
 
 void ErrorStore::Clear() {
   std::lock_guard<std::mutex> lock(mutex_);
-  messages_ = {};
+  Forget(messages_);
 }
 
 void ErrorStore::Close() {
@@ -80,7 +80,7 @@ void ErrorStore::Close() {
   for (error_message::Context* context : contexts_) {
     delete context;
   }
-  contexts_ = {};
+  Forget(contexts_);
 }
 
 namespace {

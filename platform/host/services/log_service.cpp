@@ -188,7 +188,7 @@ std::vector<LogLine> CapturedLog() {
 void ClearCapturedLog() {
   auto& service = Single<LogService>();
   std::lock_guard<std::mutex> lock(service.mutex);
-  service.captured = {};
+  Forget(service.captured);
 }
 
 }  // namespace OrmoHost
