@@ -2,6 +2,7 @@
 
 #include <system_error>
 
+#include "common/quiet_release.h"
 #include "common/trace_inner.h"
 #include "common/utils.h"
 #include "ormo/status.h"
@@ -45,8 +46,11 @@ ThreadPool::~ThreadPool() {
 void ThreadPool::CreateThread(size_t threadId) {
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto id = static_cast<uint32_t>(threadId);
-  threads_.emplace_back(ThreadFunc, this, id);
+  // What the worker looks at stands before it starts: without memory for it, the worker could not
+  // tell anybody.
+  tasks_[ANY_THREAD_ID];
   tasks_[id] = {};
+  threads_.emplace_back(ThreadFunc, this, id);
   ORMO_LOG_DEBUG("Create thread id[%zu]", threadId);
 }
 
@@ -66,6 +70,10 @@ void ThreadPool::Stop() noexcept {
       ORMO_LOG_WARNING("system_error");
     } catch (...) {
       ORMO_LOG_WARNING("exception");
+    }
+    // A thread that could not be joined, such as the one that ends the process, goes its own way.
+    if (thread.joinable()) {
+      thread.detach();
     }
   }
 }
@@ -109,7 +117,7 @@ void ThreadPool::ThreadFunc(ThreadPool* pool, uint32_t threadId) {
     return;
   }
   const std::string threadName = pool->name_ + std::to_string(threadId);
-  Utils::SetCurrentThreadName(threadName);
+  ReleaseQuietly("the thread's old name", [&] { Utils::SetCurrentThreadName(threadName); });
   ORMO_LOG_DEBUG("Start thread [%s]", threadName.c_str());
   while (!pool->isStopped_) {
     Task task;
