@@ -63,17 +63,17 @@ int OfflineRunner::Init(const RunnerInitConfig& config) const {
   if (status != STATUS_SUCCESS) {
     return status;
   }
+  ScopeExit finalize([] { zelFinalize(); });
   const std::vector<uint32_t> devices = GetDeviceList(config.deviceIds);
   if (devices.empty()) {
-    zelFinalize();
     return STATUS_FAILED;
   }
   if (DeviceManager::Init(devices) != STATUS_SUCCESS) {
     ORMO_LOG_ERROR("Init device manager failed");
-    zelFinalize();
     return STATUS_FAILED;
   }
   RunTask::Init(devices);
+  finalize.Dismiss();
   initFlag_ = true;
   return STATUS_SUCCESS;
 }
@@ -181,7 +181,7 @@ int OfflineRunner::Process(OfflineTask& task, RunnerConfig& config, RunInfo& inf
 int OfflineRunner::NormalProcess(OfflineTask& task, RunnerConfig& config, RunInfo& info,
                                  RunnerResult& result) const {
   ORMO_LOG_INFO("Process running start");
-  std::future<int> future = DeviceManager::Commit(task, info.deviceId, std::ref(config),
+  std::future<int> future = DeviceManager::Commit(std::ref(task), info.deviceId, std::ref(config),
                                                   std::ref(info), CopyErrorContext());
   if (!future.valid()) {
     ORMO_LOG_ERROR("Run model failed");
@@ -206,10 +206,13 @@ int OfflineRunner::ProfProcess(OfflineTask& task, RunnerConfig& config, RunInfo&
     return STATUS_FAILED;
   }
   info.profFd = run.WriteEnd();
-  if (!run.Commit(task, info.deviceId, std::ref(config), std::ref(info), CopyErrorContext())) {
+  if (!run.Commit(std::ref(task), info.deviceId, std::ref(config), std::ref(info),
+                  CopyErrorContext())) {
     ORMO_LOG_ERROR("Run model failed");
     return STATUS_FAILED;
   }
+  // Also when the task turns out to have thrown: its figures are those of a run that failed.
+  ScopeExit reset([this, &result] { ResetRunnerResult(result); });
   const int analysis = run.Read(
       [&result](int fd, std::future<int>& future) {
         return OfflineParser().Analysis(fd, future, result);
@@ -219,8 +222,7 @@ int OfflineRunner::ProfProcess(OfflineTask& task, RunnerConfig& config, RunInfo&
   const int status = run.TakeStatus(analysis);
   if (status == STATUS_SUCCESS || status == STATUS_OUT_OF_BOUND) {
     ORMO_LOG_INFO("Process running finished");
-  } else {
-    ResetRunnerResult(result);
+    reset.Dismiss();
   }
   return status;
 }
