@@ -1,0 +1,25 @@
+/// \file
+/// Makes one allocation of the program fail.
+#ifndef ORMO_TESTS_FAULTS_FAILING_ALLOCATION_H
+#define ORMO_TESTS_FAULTS_FAILING_ALLOCATION_H
+
+#include <cstdint>
+
+namespace Ormo::Test {
+
+/// While it lives, the `nth` allocation from now on, of whichever thread, fails. Those that the
+/// platform makes within its functions do not count. One at a time.
+class FailingAllocation {
+ public:
+  explicit FailingAllocation(int64_t nth);
+  ~FailingAllocation();
+  FailingAllocation(const FailingAllocation&) = delete;
+  FailingAllocation& operator=(const FailingAllocation&) = delete;
+
+  /// Whether there were as many.
+  bool HasFailed() const;
+};
+
+}  // namespace Ormo::Test
+
+#endif  // ORMO_TESTS_FAULTS_FAILING_ALLOCATION_H

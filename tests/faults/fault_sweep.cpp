@@ -1,0 +1,146 @@
+#include "faults/fault_sweep.h"
+
+#include <algorithm>
+#include <array>
+#include <iostream>
+#include <new>
+#include <stdexcept>
+
+#include "faults/failing_allocation.h"
+#include "support/open_descriptors.h"
+
+namespace Ormo::Test {
+namespace {
+
+// Functions that give something back, and one that a worker calls before it has a task whose caller
+// could be told. The library may rely on these not to throw.
+bool MustNotThrow(const std::string& function) {
+  constexpr std::array<const char*, 8> WORDS = {"mmSetCurrentThreadName",
+                                                "Free",
+                                                "Destroy",
+                                                "Unload",
+                                                "UnSubscribe",
+                                                "Reset",
+                                                "Close",
+                                                "Finalize"};
+  return std::any_of(WORDS.begin(), WORDS.end(),
+                     [&](const char* word) { return function.find(word) != std::string::npos; });
+}
+
+// Where a dataset's buffers are found again. When these fail, nobody can free what they hide.
+bool HidesBuffers(const std::string& function) {
+  return function == "zelmdlGetDatasetNumBuffers" || function == "zelmdlGetDatasetBuffer" ||
+         function == "zelGetDataBufferAddr";
+}
+
+void PrintCount(size_t count, const std::string& what) {
+  std::cout << "swept " << count << " " << what << std::endl;
+}
+
+}  // namespace
+
+ExpectedStatuses Join(std::initializer_list<ExpectedStatuses> tables) {
+  ExpectedStatuses all;
+  for (const ExpectedStatuses& table : tables) {
+    for (const auto& [function, statuses] : table) {
+      all[function] = statuses;
+    }
+  }
+  return all;
+}
+
+void FaultSweepTest::Restart() {
+  OrmoOfflineRunnerFinalize();
+  OrmoHost::Reset();
+  Init();
+}
+
+std::vector<FaultSweepTest::Call> FaultSweepTest::ListCalls(const Work& work) {
+  EXPECT_EQ(work(), STATUS_SUCCESS);
+  OrmoHost::RecordCalls();
+  EXPECT_EQ(work(), STATUS_SUCCESS);
+  std::map<std::string, uint64_t> counts;
+  std::vector<Call> calls;
+  for (const OrmoHost::Call& call : OrmoHost::Calls()) {
+    calls.push_back({call.function, ++counts[call.function]});
+  }
+  return calls;
+}
+
+template <typename FaultyRun>
+void FaultSweepTest::ExpectNothingLeft(const Work& work, FaultyRun faultyRun) {
+  const std::string alive = OrmoHost::Alive().ToString();
+  const auto descriptors = OpenDescriptors();
+  faultyRun();
+  EXPECT_EQ(OrmoHost::Alive().ToString(), alive);
+  EXPECT_EQ(OpenDescriptors(), descriptors);
+  EXPECT_EQ(work(), STATUS_SUCCESS) << "the run after";
+}
+
+void FaultSweepTest::SweepFailures(const Work& work, const ExpectedStatuses& expected,
+                                   int32_t code) {
+  const std::vector<Call> calls = ListCalls(work);
+  for (const Call& call : calls) {
+    SCOPED_TRACE(call.function + ", call " + std::to_string(call.nth));
+    const auto row = expected.find(call.function);
+    if (row == expected.end()) {
+      ADD_FAILURE() << "the table does not name it";
+      continue;
+    }
+    const std::vector<int>& statuses = row->second;
+    const auto faultyRun = [&] {
+      OrmoHost::Fail(call.function, call.nth, code);
+      int status = work();
+      // How many records one read takes varies: the call may be one of the next run's.
+      while (status == STATUS_SUCCESS && OrmoHost::PendingFaults() != 0) {
+        status = work();
+      }
+      EXPECT_EQ(status, statuses[std::min(call.nth, statuses.size()) - 1]);
+    };
+    if (HidesBuffers(call.function)) {
+      faultyRun();
+      Restart();
+      EXPECT_EQ(work(), STATUS_SUCCESS);
+    } else {
+      ExpectNothingLeft(work, faultyRun);
+    }
+  }
+  PrintCount(calls.size(), "calls that fail");
+}
+
+void FaultSweepTest::SweepExceptions(const Work& work) {
+  size_t count = 0;
+  for (const Call& call : ListCalls(work)) {
+    if (MustNotThrow(call.function) || HidesBuffers(call.function)) {
+      continue;
+    }
+    SCOPED_TRACE(call.function + ", call " + std::to_string(call.nth));
+    ++count;
+    ExpectNothingLeft(work, [&] {
+      OrmoHost::Throw(call.function, call.nth);
+      EXPECT_THROW(
+          do { work(); } while (OrmoHost::PendingFaults() != 0), std::runtime_error);
+    });
+  }
+  PrintCount(count, "calls that throw");
+}
+
+void FaultSweepTest::SweepAllocations(const Work& work) {
+  EXPECT_EQ(work(), STATUS_SUCCESS);
+  int64_t nth = 0;
+  bool hasFailed = true;
+  while (hasFailed) {
+    SCOPED_TRACE("allocation " + std::to_string(++nth));
+    ExpectNothingLeft(work, [&] {
+      FailingAllocation fault(nth);
+      try {
+        work();
+      } catch (const std::bad_alloc&) {
+      }
+      hasFailed = fault.HasFailed();
+    });
+  }
+  PrintCount(nth - 1, "allocations");
+}
+
+}  // namespace Ormo::Test

@@ -1,0 +1,56 @@
+/// \file
+/// Runs a piece of work again and again, with another fault each time.
+#ifndef ORMO_TESTS_FAULTS_FAULT_SWEEP_H
+#define ORMO_TESTS_FAULTS_FAULT_SWEEP_H
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "support/offline_test.h"
+
+namespace Ormo::Test {
+
+/// A piece of a tuner's work: ends with its status and, whatever that is, gives back what it took.
+using Work = std::function<int()>;
+
+/// The statuses that failures of a platform function lead to: of its first call in a work, its
+/// second and so on. The last one stands for all further calls.
+using ExpectedStatuses = std::map<std::string, std::vector<int>>;
+
+/// All rows of the tables; those of a later table replace those of an earlier one.
+ExpectedStatuses Join(std::initializer_list<ExpectedStatuses> tables);
+
+/// A sweep makes one call of `work` go wrong in each run and expects after each that the platform
+/// holds what it held before, that no descriptor was left open, and that the next run succeeds. It
+/// prints how many calls it swept.
+class FaultSweepTest : public OfflineTest {
+ protected:
+  /// Calls fail with `code`; runs must end with the statuses of the table, which must name every
+  /// function.
+  void SweepFailures(const Work& work, const ExpectedStatuses& expected, int32_t code = 7);
+
+  /// Exceptions out of the calls that acquire or do something, which must reach the caller.
+  void SweepExceptions(const Work& work);
+
+  /// Allocations outside the platform fail. A run may end in any way but a crash.
+  void SweepAllocations(const Work& work);
+
+ private:
+  struct Call {
+    std::string function;
+    uint64_t nth;
+  };
+
+  static void Restart();
+  static std::vector<Call> ListCalls(const Work& work);
+  template <typename FaultyRun>
+  void ExpectNothingLeft(const Work& work, FaultyRun faultyRun);
+};
+
+}  // namespace Ormo::Test
+
+#endif  // ORMO_TESTS_FAULTS_FAULT_SWEEP_H

@@ -1,0 +1,242 @@
+// What a tuner is told when one call of the platform fails, and that nothing is lost by it.
+#include "faults/fault_sweep.h"
+#include "faults/works.h"
+#include "support/graph_text.h"
+
+namespace Ormo::Test {
+namespace {
+
+constexpr int32_t MEMORY_CODE = 207001;
+
+// A device that cannot be locked is used all the same.
+const ExpectedStatuses LOCK = {
+    {"mmAccess2", {0}},
+    {"mmOpen2", {0}},
+    {"mmClose", {0}},
+};
+
+const ExpectedStatuses LOAD_FROM_MEMORY = {
+    {"zelmdlQuerySizeFromMem", {STATUS_PLATFORM_FAILED}},
+    {"zelmdlLoadFromMem", {STATUS_PLATFORM_FAILED}},
+};
+
+// What every run does with its buffers, wherever they come from.
+const ExpectedStatuses RUN = {
+    {"zelrtGetMemInfo", {STATUS_NOT_ENOUGH_MEMORY}},
+    {"zelmdlCreateDesc", {STATUS_FAILED}},
+    {"zelmdlGetDesc", {STATUS_FAILED}},
+    {"zelmdlCreateDataset", {STATUS_PLATFORM_FAILED}},
+    {"zelrtMalloc", {STATUS_DEVICE_MEMORY_FAILED}},
+    {"zelrtMemset", {0}},
+    {"zelCreateDataBuffer", {STATUS_PLATFORM_FAILED}},
+    {"zelmdlAddDatasetBuffer", {STATUS_PLATFORM_FAILED}},
+    {"zelmdlExecute", {STATUS_EXECUTE_FAILED}},
+    {"zelmdlDestroyDesc", {0}},
+    {"zelmdlGetDatasetNumBuffers", {0}},
+    {"zelmdlGetDatasetBuffer", {0}},
+    {"zelGetDataBufferAddr", {0}},
+    {"zelrtFree", {0}},
+    {"zelDestroyDataBuffer", {0}},
+    {"zelmdlDestroyDataset", {0}},
+    {"zelmdlUnload", {0}},
+};
+
+// Without buffers of the caller's: an input of no size cannot be, an output of no size gets a
+// default, and a model without its buffers does not execute.
+const ExpectedStatuses MODEL_SIZES = {
+    {"zelmdlGetNumInputs", {STATUS_EXECUTE_FAILED}},
+    {"zelmdlGetNumOutputs", {STATUS_EXECUTE_FAILED}},
+    {"zelmdlGetInputSizeByIndex", {STATUS_PLATFORM_FAILED}},
+    {"zelmdlGetOutputSizeByIndex", {0}},
+};
+
+// With them: their number is checked first, their sizes and shapes count, and of the accesses to
+// the buffers the first copies back while others free.
+const ExpectedStatuses GIVEN_BUFFERS = {
+    {"zelmdlGetNumInputs", {STATUS_FAILED, STATUS_EXECUTE_FAILED}},
+    {"zelmdlGetNumOutputs", {STATUS_FAILED, STATUS_EXECUTE_FAILED}},
+    {"zelmdlGetInputSizeByIndex", {0}},
+    {"zelmdlGetOutputSizeByIndex", {0}},
+    {"zelrtMemcpy", {STATUS_DEVICE_MEMORY_FAILED}},
+    {"zelCreateTensorDesc", {STATUS_PLATFORM_FAILED}},
+    {"zelmdlSetDatasetTensorDesc", {STATUS_PLATFORM_FAILED}},
+    {"zelmdlGetDatasetBuffer", {STATUS_FAILED, 0}},
+    {"zelGetDataBufferAddr", {STATUS_FAILED, 0}},
+    {"zelGetDataBufferSizeV2", {0}},
+};
+
+// A record that cannot be decoded fails the stream; a figure that is missing is a figure of 0.
+const ExpectedStatuses PROFILING = {
+    {"zelprofCreateSubscribeConfig", {STATUS_FAILED}},
+    {"zelprofModelSubscribe", {STATUS_FAILED}},
+    {"zelprofModelUnSubscribe", {STATUS_FAILED}},
+    {"zelprofDestroySubscribeConfig", {0}},
+    {"zelprofGetOpDescSize", {STATUS_FAILED}},
+    {"memset_s", {0}},
+    {"mmRead", {STATUS_PROFILING_FAILED}},
+    {"zelprofGetOpNum", {STATUS_PROFILING_FAILED}},
+    {"zelprofGetOpNameLen", {STATUS_PROFILING_FAILED}},
+    {"zelprofGetOpName", {STATUS_PROFILING_FAILED}},
+    {"zelprofGetOpTypeLen", {STATUS_PROFILING_FAILED}},
+    {"zelprofGetOpType", {STATUS_PROFILING_FAILED}},
+    {"zelprofGetOpStart", {STATUS_PROFILING_FAILED}},
+    {"zelprofGetOpEnd", {STATUS_PROFILING_FAILED}},
+    {"zelprofGetModelId", {0}},
+    {"zelprofGetOpDuration", {0}},
+    {"ProfGetOpExecutionTime", {0}},
+};
+
+// Whatever fails with memory of the library's own, the platform's is the way out; and without huge
+// pages ordinary ones do.
+const ExpectedStatuses OWN_MEMORY = {
+    {"zelrtMalloc", {0}},
+    {"zelmdlLoadFromMemWithMem", {0}},
+};
+
+// Lock files have a second place, a worker needs no name, and an unknown chip has no time-out.
+const ExpectedStatuses INITIALISATION_AND_FINALISATION = {
+    {"zelInit", {STATUS_FAILED}},
+    {"zelrtGetDeviceCount", {STATUS_FAILED}},
+    {"mmSetCurrentThreadName", {0}},
+    {"mmGetEnv", {0}},
+    {"mmRealPath", {0}},
+    {"mmMkdir", {0}},
+    {"mmIsDir", {0}},
+    {"zelrtSetDevice", {STATUS_FAILED}},
+    {"zelrtCreateContext", {STATUS_FAILED}},
+    {"zelrtGetSocName", {0}},
+    {"zelrtSetOpExecuteTimeOut", {STATUS_FAILED}},
+    {"zelrtSetCurrentContext", {0}},
+    {"zelrtDestroyContext", {0}},
+    {"zelrtResetDevice", {0}},
+    {"zelFinalize", {0}},
+};
+
+// The tables of the paths; later rows go before earlier ones.
+const ExpectedStatuses LOADED_FILE =
+    Join({LOCK, RUN, GIVEN_BUFFERS, {{"zelmdlLoadFromFile", {STATUS_PLATFORM_FAILED}}}});
+const ExpectedStatuses LOADED_IMAGE_PROFILED =
+    Join({LOCK, LOAD_FROM_MEMORY, RUN, GIVEN_BUFFERS, PROFILING});
+const ExpectedStatuses ONCE = Join({LOCK, LOAD_FROM_MEMORY, RUN, MODEL_SIZES});
+const ExpectedStatuses ONCE_PROFILED = Join({ONCE, PROFILING});
+const ExpectedStatuses ONCE_IN_OWN_MEMORY = Join({ONCE, OWN_MEMORY});
+const ExpectedStatuses ONCE_WITH_BATCH =
+    Join({ONCE,
+          {{"zelmdlGetInputIndexByName", {STATUS_DYNAMIC_PARAM_FAILED}},
+           {"zelmdlSetDynamicBatchSize", {STATUS_DYNAMIC_PARAM_FAILED}}}});
+const ExpectedStatuses LIFE = Join({ONCE, INITIALISATION_AND_FINALISATION});
+
+// The same when the platform says that it could not allocate.
+ExpectedStatuses ForMemoryCode(ExpectedStatuses table) {
+  for (const char* function : {"zelmdlLoadFromFile", "zelmdlQuerySizeFromMem", "zelmdlLoadFromMem",
+                               "zelrtMalloc", "zelrtMemcpy", "zelmdlExecute"}) {
+    table[function] = {STATUS_MEMORY_ALLOCATION_FAILED};
+  }
+  return table;
+}
+
+class OfflineFaultsTest : public FaultSweepTest {
+ protected:
+  void SetUp() override {
+    FaultSweepTest::SetUp();
+    WriteFile(file_, AddGraph(8, 1, 2));
+  }
+
+  const std::string file_ = directory_ / "model.json";
+  const Work runLoadedFile_ = [this] { return RunLoadedFile(file_); };
+  const Work live_ = [this] { return LiveOnce(directory_ / "ormo_data"); };
+};
+
+TEST_F(OfflineFaultsTest, CallsOfAModelFromAFileFail) {
+  Init();
+  SweepFailures(runLoadedFile_, LOADED_FILE);
+  SweepFailures(runLoadedFile_, ForMemoryCode(LOADED_FILE), MEMORY_CODE);
+}
+
+TEST_F(OfflineFaultsTest, CallsOfAProfiledModelFail) {
+  Init();
+  SweepFailures(RunLoadedImageProfiled, LOADED_IMAGE_PROFILED);
+}
+
+TEST_F(OfflineFaultsTest, CallsOfAProfiledOneShotRunFail) {
+  Init();
+  SweepFailures(RunOnceProfiled, ONCE_PROFILED);
+  SweepFailures(RunOnceProfiled, ForMemoryCode(ONCE_PROFILED), MEMORY_CODE);
+}
+
+TEST_F(OfflineFaultsTest, CallsWithMemoryOfTheLibrarysOwnFail) {
+  Init();
+  SweepFailures(RunOnceInOwnMemory, ONCE_IN_OWN_MEMORY);
+}
+
+TEST_F(OfflineFaultsTest, CallsWithADynamicBatchFail) {
+  Init();
+  SweepFailures(RunOnceWithBatch, ONCE_WITH_BATCH);
+}
+
+TEST_F(OfflineFaultsTest, CallsFromInitialisationToFinalisationFail) {
+  SweepFailures(live_, LIFE);
+}
+
+TEST_F(OfflineFaultsTest, RecordsAreDamaged) {
+  Init();
+  ASSERT_EQ(RunOnceProfiled(), STATUS_SUCCESS);
+  const std::string alive = OrmoHost::Alive().ToString();
+  for (const auto fault :
+       {OrmoHost::RecordFault::TRUNCATED, OrmoHost::RecordFault::WITHOUT_START}) {
+    for (const uint64_t nth : {1U, 2U, 3U}) {
+      SCOPED_TRACE(nth);
+      OrmoHost::FaultRecord(nth, fault);
+      EXPECT_EQ(RunOnceProfiled(), STATUS_PROFILING_FAILED);
+      EXPECT_EQ(OrmoHost::Alive().ToString(), alive);
+      EXPECT_EQ(RunOnceProfiled(), STATUS_SUCCESS);
+    }
+  }
+}
+
+TEST_F(OfflineFaultsTest, CallsOfRunsThrow) {
+  Init();
+  SweepExceptions(runLoadedFile_);
+  SweepExceptions(RunLoadedImageProfiled);
+  SweepExceptions(RunOnceProfiled);
+  SweepExceptions(RunOnceInOwnMemory);
+  SweepExceptions(RunOnceWithBatch);
+}
+
+TEST_F(OfflineFaultsTest, CallsFromInitialisationToFinalisationThrow) {
+  SweepExceptions(live_);
+}
+
+TEST_F(OfflineFaultsTest, AllocationsOfRunsFail) {
+  Init();
+  SweepAllocations(runLoadedFile_);
+  SweepAllocations(RunLoadedImageProfiled);
+  SweepAllocations(RunOnceProfiled);
+  SweepAllocations(RunOnceInOwnMemory);
+  SweepAllocations(RunOnceWithBatch);
+}
+
+TEST_F(OfflineFaultsTest, AllocationsFromInitialisationToFinalisationFail) {
+  SweepAllocations(live_);
+}
+
+TEST_F(OfflineFaultsTest, ADeviceThatCouldNotBeSetUpIsRefusedUntilTheNextInitialisation) {
+  for (const char* function :
+       {"zelrtSetDevice", "zelrtCreateContext", "zelrtSetOpExecuteTimeOut"}) {
+    SCOPED_TRACE(function);
+    Init();
+    OrmoHost::Fail(function, 1, MEMORY_CODE);
+    EXPECT_EQ(RunOnceProfiled(), STATUS_FAILED);
+    EXPECT_EQ(OrmoHost::Alive().ToString(), "");
+    EXPECT_EQ(RunOnceProfiled(), STATUS_FAILED);
+    EXPECT_EQ(runLoadedFile_(), STATUS_FAILED);
+    EXPECT_EQ(OrmoHost::Alive().ToString(), "");
+    OrmoOfflineRunnerFinalize();
+    Init();
+    EXPECT_EQ(RunOnceProfiled(), STATUS_SUCCESS);
+    OrmoOfflineRunnerFinalize();
+  }
+}
+
+}  // namespace
+}  // namespace Ormo::Test

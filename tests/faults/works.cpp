@@ -1,0 +1,134 @@
+#include "faults/works.h"
+
+#include <cstdio>
+#include <new>
+#include <vector>
+
+#include "support/graph_text.h"
+#include "support/offline_test.h"
+
+namespace Ormo::Test {
+namespace {
+
+// Few enough for ordinary pages, and enough for huge ones.
+constexpr size_t SMALL = 8;
+constexpr size_t MEDIUM = 2048;
+
+constexpr size_t OPERATORS = 2;
+
+const std::string SMALL_GRAPH = AddGraph(SMALL, 1, OPERATORS);
+const std::string MEDIUM_GRAPH = AddGraph(MEDIUM, 1, OPERATORS);
+const std::string BATCH_GRAPH =
+    R"({"format": "ox-graph", "version": 1, "name": "batch", "dynamic": {"batch": [1, 4]}, "nodes": [)"
+    R"({"name": "data", "type": "Data", "outputs": [{"shape": [-1, 2], "dtype": "float32"}]},)"
+    R"({"name": "relu", "type": "Relu", "inputs": ["data"],)"
+    R"( "outputs": [{"shape": [-1, 2], "dtype": "float32"}]}]})";
+
+// A result is whole or it is empty.
+int Check(int status, const RunnerConfig& config, const RunnerResult& result) {
+  const bool isWhole = status == STATUS_SUCCESS;
+  EXPECT_EQ(result.totalCostTime != 0, isWhole);
+  EXPECT_EQ(result.runCostTime != 0, isWhole);
+  EXPECT_EQ(result.opCostTimes.size(), isWhole && config.prof ? OPERATORS : 0);
+  EXPECT_EQ(result.aicoreCostTimes.size(), result.opCostTimes.size());
+  return status;
+}
+
+// A caller without memory for the unload's task tries again.
+void Unload(uint32_t modelId) {
+  const size_t loaded = OrmoHost::Alive().models;
+  for (int attempt = 0; attempt < 2 && OrmoHost::Alive().models == loaded; ++attempt) {
+    try {
+      OrmoOfflineUnloadModel(modelId);
+    } catch (const std::bad_alloc&) {
+    }
+  }
+}
+
+// A request with the caller's buffers.
+class Request {
+ public:
+  explicit Request(bool prof) : config_(MakeConfig("", prof)) {
+    config_.inputs = {AsBuffer(input_)};
+    config_.inputs[0].dims = dims_;
+    config_.inputs[0].dimNum = 1;
+    config_.outputs = {AsBuffer(output_)};
+  }
+
+  int RunAndUnload(uint32_t modelId) {
+    try {
+      const int status = OrmoOfflineRunModel(modelId, config_, result_);
+      Unload(modelId);
+      return Check(status, config_, result_);
+    } catch (...) {
+      Unload(modelId);
+      throw;
+    }
+  }
+
+ private:
+  int64_t dims_[1] = {SMALL};
+  std::vector<float> input_ = std::vector<float>(SMALL, 1);
+  std::vector<float> output_ = std::vector<float>(SMALL);
+  RunnerConfig config_;
+  RunnerResult result_;
+};
+
+int RunOnce(RunnerConfig config) {
+  RunnerResult result;
+  return Check(OrmoOfflineRun(config, result), config, result);
+}
+
+}  // namespace
+
+int RunLoadedFile(const std::string& path) {
+  Request request(false);
+  uint32_t modelId = 0;
+  const int status = OrmoOfflineLoadFromFile(path, modelId);
+  return status == STATUS_SUCCESS ? request.RunAndUnload(modelId) : status;
+}
+
+int RunLoadedImageProfiled() {
+  Request request(true);
+  uint32_t modelId = 0;
+  const int status = OrmoOfflineLoadFromMem(AsBuffer(SMALL_GRAPH), modelId);
+  return status == STATUS_SUCCESS ? request.RunAndUnload(modelId) : status;
+}
+
+int RunOnceProfiled() {
+  return RunOnce(MakeConfig(SMALL_GRAPH, true));
+}
+
+int RunOnceInOwnMemory() {
+  RunnerConfig config = MakeConfig(MEDIUM_GRAPH, false);
+  config.runMode = RunMode::PREVIOUS_MEMORY;
+  return RunOnce(std::move(config));
+}
+
+int RunOnceWithBatch() {
+  RunnerConfig config = MakeConfig(BATCH_GRAPH, false);
+  config.runMode = RunMode::NO_MEMORY_CHECK;
+  config.dynamicType = "dynamic_batch_size";
+  config.dynamicParam = "4";
+  return RunOnce(std::move(config));
+}
+
+int LiveOnce(const std::string& lockDirectory) {
+  for (const char* made : {"/Tarn/.ormo_dev_0.lock", "/Tarn", ""}) {
+    std::remove((lockDirectory + made).c_str());
+  }
+  const int status = OrmoOfflineRunnerInit({{0}});
+  if (status != STATUS_SUCCESS) {
+    return status;
+  }
+  try {
+    const int runStatus = RunOnce(MakeConfig(SMALL_GRAPH, false));
+    OrmoOfflineRunnerFinalize();
+    return runStatus;
+  } catch (...) {
+    OrmoOfflineRunnerFinalize();
+    throw;
+  }
+}
+
+}  // namespace Ormo::Test
