@@ -78,7 +78,7 @@ TEST_F(OwnTaskTest, TheDescriptorForRecordsIsThereWhileItRuns) {
 
 TEST_F(OwnTaskTest, ItsStatusAndItsExceptionReachTheCaller) {
   Init();
-  for (const char* ending : {"close", ""}) {
+  for (const char* ending : {"", "close"}) {
     setenv("ORMO_PROF_END", ending, 1);
     for (const bool prof : {false, true}) {
       const auto descriptors = OpenDescriptors();
@@ -139,14 +139,15 @@ TEST_F(BrokenRunTest, AnExceptionFromTheDeviceLeavesNothingBehind) {
 
 // The worker has megabytes to write when the reader gives up.
 TEST_F(BrokenRunTest, AReaderThatFailsInTheMiddleDoesNotBlockTheWorker) {
-  for (const char* ending : {"close", ""}) {
+  constexpr uint32_t LOOP = 500;
+  for (const char* ending : {"", "close"}) {
     setenv("ORMO_PROF_END", ending, 1);
-    RunnerConfig config = MakeConfig("", true, 500);
+    RunnerConfig config = MakeConfig("", true, LOOP);
     OrmoHost::RecordCalls();
-    OrmoHost::Fail("zelprofGetOpName", 100, 7);
+    OrmoHost::FaultRecord(100, OrmoHost::RecordFault::TRUNCATED);
     EXPECT_EQ(OrmoOfflineRunModel(modelId_, config, result_), STATUS_PROFILING_FAILED);
-    EXPECT_EQ(OrmoHost::CallCount("zelmdlExecute"), 500U);
-    EXPECT_EQ(OrmoHost::CallCount("zelprofGetOpName"), 100U);
+    EXPECT_EQ(OrmoHost::CallCount("zelmdlExecute"), LOOP);
+    EXPECT_LT(OrmoHost::CallCount("zelprofGetOpName"), LOOP);
     EXPECT_THAT(result_.opCostTimes, SizeIs(0));
   }
 }
