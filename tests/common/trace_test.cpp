@@ -154,7 +154,7 @@ TEST(TraceInnerTest, KeepsTheLatestEventsUntilADirectoryIsNamed) {
   const LogCapture log(DLOG_WARN);
   const TempDirectory directory;
   {
-    TraceInner recorder;
+    TraceInner recorder(std::chrono::hours(1));  // its end does not wait for that
     for (uint64_t ts = 0; ts < withoutFile; ++ts) {
       recorder.Begin("event", "1", "2", ts);
     }
