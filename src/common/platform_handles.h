@@ -4,30 +4,22 @@
 #define ORMO_COMMON_PLATFORM_HANDLES_H
 
 #include "common/owner.h"
+#include "common/quiet_release.h"
 #include "zel/zel.h"
 #include "zel/zel_mdl.h"
 
 namespace Ormo {
 
-/// Runs a release that must not throw: it may stand in a destructor during unwinding.
-template <typename Release>
-void ReleaseQuietly(Release release) noexcept {
-  try {
-    release();
-  } catch (...) {  // NOLINT(bugprone-empty-catch)
-  }
-}
-
 inline void FreeDeviceMemory(void* memory) noexcept {
-  ReleaseQuietly([memory] { zelrtFree(memory); });
+  ReleaseQuietly("device memory", [memory] { return zelrtFree(memory); });
 }
 
 inline void DestroyDataBuffer(zelDataBuffer* buffer) noexcept {
-  ReleaseQuietly([buffer] { zelDestroyDataBuffer(buffer); });
+  ReleaseQuietly("a data buffer", [buffer] { return zelDestroyDataBuffer(buffer); });
 }
 
 inline void DestroyTensorDesc(zelTensorDesc* desc) noexcept {
-  ReleaseQuietly([desc] { zelDestroyTensorDesc(desc); });
+  ReleaseQuietly("a tensor description", [desc] { zelDestroyTensorDesc(desc); });
 }
 
 using DeviceMemory = Owner<void*, FreeDeviceMemory>;

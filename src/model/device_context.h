@@ -19,8 +19,9 @@ int CreateDeviceContext(uint32_t deviceId, zelrtContext& context, CallSite site 
 void DestroyDeviceContext(uint32_t deviceId, zelrtContext& context,
                           CallSite site = CallSite::Here());
 
-/// Makes `context` current on the calling thread unless it is: a second worker of a device did not
-/// create it. 0, or STATUS_FAILED after an error line of `site`'s file.
+/// Makes `context` current on the calling thread: a second worker of a device did not create it,
+/// and another runner or a task of the caller's may have set another one. 0, or STATUS_FAILED after
+/// an error line of `site`'s file.
 int MakeContextCurrent(zelrtContext context, CallSite site = CallSite::Here());
 
 }  // namespace Ormo

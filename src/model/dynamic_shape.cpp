@@ -1,5 +1,7 @@
 // The dynamic-shape settings of one run: a batch size, an image size or dims.
 #include <algorithm>
+#include <cstdint>
+#include <limits>
 
 #include "common/log.h"
 #include "common/status_translation.h"
@@ -14,6 +16,7 @@ constexpr char BATCH_SIZE_TYPE[] = "dynamic_batch_size";
 constexpr char IMAGE_SIZE_TYPE[] = "dynamic_image_size";
 constexpr char DIMS_TYPE[] = "dynamic_dims";
 constexpr char DELIMITER = ',';
+constexpr unsigned long MAX_DIM = std::numeric_limits<int64_t>::max();
 
 int CheckSetting(int32_t code) {
   if (code != 0) {
@@ -75,7 +78,8 @@ int ModelManager::SetImageSize(size_t index, const std::string& dynamicParam) co
 int ModelManager::SetDims(size_t index, const std::string& dynamicParam) const {
   std::vector<unsigned long> sizes;
   if (StringUtils::StringToUllVec(dynamicParam, DELIMITER, sizes) != STATUS_SUCCESS ||
-      sizes.size() > ZEL_MAX_DIM_CNT) {
+      sizes.size() > ZEL_MAX_DIM_CNT ||
+      std::any_of(sizes.begin(), sizes.end(), [](unsigned long size) { return size > MAX_DIM; })) {
     ORMO_LOG_ERROR("invalid dynamic_dims param.");
     return STATUS_INVALID_PARAM;
   }

@@ -65,9 +65,9 @@ ModelManager::ModelManager(uint32_t modelId, std::string socVersion, RunMode run
       executionSpan_("Execute model id" + std::to_string(modelId)) {}
 
 ModelManager::~ModelManager() {
-  ReleaseQuietly([this] { DestroyDesc(); });
-  ReleaseQuietly([this] { DestroyInput(); });
-  ReleaseQuietly([this] { DestroyOutput(); });
+  ReleaseQuietly("a model description", [this] { DestroyDesc(); });
+  ReleaseQuietly("the inputs", [this] { DestroyInput(); });
+  ReleaseQuietly("the outputs", [this] { DestroyOutput(); });
 }
 
 int ModelManager::CreateDesc() {
@@ -341,13 +341,12 @@ void ModelManager::DestroyDataset(zelmdlDataset*& dataset) const {
   }
   const size_t count = zelmdlGetDatasetNumBuffers(dataset);
   for (size_t index = 0; index < count; ++index) {
-    zelDataBuffer* buffer = zelmdlGetDatasetBuffer(dataset, index);
-    if (buffer == nullptr) {
+    const DataBuffer buffer(zelmdlGetDatasetBuffer(dataset, index));
+    if (!buffer) {
       ORMO_LOG_ERROR("Get dataset buffer failed");
       continue;
     }
-    RtMemFree(zelGetDataBufferAddr(buffer));
-    zelDestroyDataBuffer(buffer);
+    const DeviceMemory memory(zelGetDataBufferAddr(buffer.Get()));
   }
   zelmdlDestroyDataset(std::exchange(dataset, nullptr));
 }

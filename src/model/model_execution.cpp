@@ -18,6 +18,7 @@ int ModelManager::Execute(uint64_t& costTime, const RunnerConfig& config) const 
   timer.Start();
   const int32_t code = zelmdlExecute(modelId_, inputDataset_, outputDataset_);
   timer.Stop();
+  executionSpan_.Stop();
   costTime = timer.Elapsed();
   if (code != 0) {
     ORMO_LOG_ERROR("Execute model failed, ret : %d", code);

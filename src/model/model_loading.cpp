@@ -5,6 +5,7 @@
 
 #include "common/log.h"
 #include "common/platform_handles.h"
+#include "common/scope_exit.h"
 #include "common/status_translation.h"
 #include "model/chip_tables.h"
 #include "model/model_manager.h"
@@ -230,14 +231,16 @@ int ModelManager::LoadModelWithoutCheckMem(const OrmoDataInfo& modelData, uint32
 }
 
 void ModelManager::UnloadModel(const uint32_t& modelId) {
+  const ScopeExit freeMemory([modelId] {
+    FreeOwnMemory(modelId2WeightPtr, modelId);
+    FreeOwnMemory(modelId2WorkPtr, modelId);
+  });
   const int32_t code = zelmdlUnload(modelId);
   if (code != 0) {
     ORMO_LOG_ERROR("Unload model failed, model id %u, ret : %d", modelId, code);
   } else {
     ORMO_LOG_INFO("Unload model success, model id : %u", modelId);
   }
-  FreeOwnMemory(modelId2WeightPtr, modelId);
-  FreeOwnMemory(modelId2WorkPtr, modelId);
 }
 
 void ModelManager::FreeOwnMemory(std::map<uint32_t, void*>& memory, uint32_t modelId) {
@@ -247,7 +250,7 @@ void ModelManager::FreeOwnMemory(std::map<uint32_t, void*>& memory, uint32_t mod
     entry = memory.extract(modelId);
   }
   if (!entry.empty()) {
-    RtMemFree(entry.mapped());
+    const DeviceMemory freed(entry.mapped());
   }
 }
 

@@ -43,11 +43,13 @@ void DeviceLocks::Release(int& fd) {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto found = held_.find(fd);
-    if (found == held_.end()) {
-      fd = -1;
-      return;
+    if (found != held_.end()) {
+      entry = found->second;
     }
-    entry = found->second;
+  }
+  if (entry == nullptr) {
+    FileUtils::FileUnlock(fd);
+    return;
   }
   const std::lock_guard<std::mutex> entryLock(entry->mutex);
   fd = -1;

@@ -21,7 +21,8 @@ class DeviceLocks {
   /// value when the file cannot be opened or locked. Holders of other devices never wait.
   int Acquire(uint32_t deviceId, const TPath& path);
 
-  /// Gives back what Acquire returned and sets `fd` to -1; nothing for a negative `fd`.
+  /// Gives back what Acquire returned and sets `fd` to -1; nothing for a negative `fd`. Any other
+  /// descriptor is unlocked and closed.
   void Release(int& fd);
 
  private:

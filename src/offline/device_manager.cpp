@@ -7,7 +7,7 @@
 
 #include "common/invalid_param.h"
 #include "common/log.h"
-#include "common/platform_handles.h"
+#include "common/quiet_release.h"
 #include "common/utils.h"
 #include "ormo/file_utils.h"
 #include "ormo/status.h"
@@ -59,12 +59,13 @@ int DeviceManager::Init(const std::vector<uint32_t>& deviceIds) {
     ReportNoAvailableDevice();
     return STATUS_FAILED;
   }
-  threadPool_ = CreateThreadPool(deviceIds);
-  if (threadPool_ == nullptr) {
+  std::unique_ptr<ThreadPool> pool = CreateThreadPool(deviceIds);
+  if (pool == nullptr) {
     ORMO_LOG_ERROR("Create thread pool failed");
     return STATUS_FAILED;
   }
   InitFileLock();
+  threadPool_ = std::move(pool);
   ORMO_LOG_INFO("Device manager init success.");
   initFlag_ = true;
   return STATUS_SUCCESS;
@@ -123,7 +124,7 @@ DeviceLockHolder::DeviceLockHolder(uint32_t deviceId, CallSite site)
 }
 
 DeviceLockHolder::~DeviceLockHolder() {
-  ReleaseQuietly([this] { DeviceManager::Unlock(fd_); });
+  ReleaseQuietly("a device lock", [this] { DeviceManager::Unlock(fd_); });
 }
 
 }  // namespace Ormo

@@ -27,7 +27,7 @@ class ManagerMap {
   /// Gives every device an entry without a manager; one that was there is destroyed.
   void SetDevices(const std::vector<uint32_t>& deviceIds) {
     for (const uint32_t id : deviceIds) {
-      managers_[id] = nullptr;
+      devices_[id].manager = nullptr;
     }
   }
 
@@ -35,13 +35,14 @@ class ManagerMap {
   /// error line of `site`'s file: an unknown device, no memory, or the manager's failure, after
   /// which it stays and refuses to work.
   int Prepare(uint32_t deviceId, CallSite site = CallSite::Here()) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    const auto entry = managers_.find(deviceId);
-    if (entry == managers_.end()) {
+    const auto entry = devices_.find(deviceId);
+    if (entry == devices_.end()) {
       ReportMissingDevice(deviceId, site);
       return STATUS_FAILED;
     }
-    if (entry->second != nullptr) {
+    Device& device = entry->second;
+    const std::lock_guard<std::mutex> lock(device.mutex);
+    if (device.manager != nullptr) {
       return STATUS_SUCCESS;
     }
     std::unique_ptr<Manager> manager(new (std::nothrow) Manager());
@@ -50,7 +51,7 @@ class ManagerMap {
       return STATUS_FAILED;
     }
     const int status = manager->Init(deviceId);
-    entry->second = std::move(manager);
+    device.manager = std::move(manager);
     if (status != STATUS_SUCCESS) {
       ORMO_LOG_ERROR_AT(site, "Init run manager failed");
       return STATUS_FAILED;
@@ -59,21 +60,25 @@ class ManagerMap {
   }
 
   /// The manager of a device that was prepared.
-  const Manager& Get(uint32_t deviceId) const { return *managers_.at(deviceId); }
+  const Manager& Get(uint32_t deviceId) const { return *devices_.at(deviceId).manager; }
 
   /// Finalises every manager, in device order, and forgets all devices. Workers are idle.
   void Finalize() {
-    for (auto& [id, manager] : managers_) {
-      if (manager != nullptr) {
-        manager->Finalize();
+    for (auto& [id, device] : devices_) {
+      if (device.manager != nullptr) {
+        device.manager->Finalize();
       }
     }
-    managers_.clear();
+    devices_.clear();
   }
 
  private:
-  std::mutex mutex_;
-  std::map<uint32_t, std::unique_ptr<Manager>> managers_;
+  struct Device {
+    std::mutex mutex;  // one each: a device that is slow to set up holds no other up
+    std::unique_ptr<Manager> manager;
+  };
+
+  std::map<uint32_t, Device> devices_;
 };
 
 }  // namespace Ormo

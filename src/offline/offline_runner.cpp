@@ -68,11 +68,11 @@ int OfflineRunner::Init(const RunnerInitConfig& config) const {
   if (devices.empty()) {
     return STATUS_FAILED;
   }
+  RunTask::Init(devices);
   if (DeviceManager::Init(devices) != STATUS_SUCCESS) {
     ORMO_LOG_ERROR("Init device manager failed");
     return STATUS_FAILED;
   }
-  RunTask::Init(devices);
   finalize.Dismiss();
   initFlag_ = true;
   return STATUS_SUCCESS;

@@ -15,7 +15,7 @@ namespace Ormo {
 
 /// Claims devices and turns loads, runs and unloads into tasks of their workers. Operations may be
 /// called from any thread and block until their task has ended; Init and Finalize must not overlap
-/// with others. What a task throws is rethrown. Outside Init and Finalize every operation fails
+/// with others. What a task throws is rethrown. Outside Init and Finalize loads and runs fail
 /// with STATUS_FAILED and an error line.
 class OfflineRunner : public Singleton<OfflineRunner> {
  public:

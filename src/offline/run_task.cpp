@@ -1,6 +1,7 @@
 #include "offline/run_task.h"
 
 #include "common/log.h"
+#include "common/quiet_release.h"
 #include "common/scope_exit.h"
 #include "model/model_manager.h"
 #include "offline/device_manager.h"
@@ -101,12 +102,13 @@ int RunTask::RunModel(const RunnerConfig& config, RunInfo& info,
 void RunTask::UnloadModel(const uint32_t& modelId, const error_message::Context& context,
                           uint32_t deviceId) {
   ORMO_LOG_INFO("Unload model task start, modelId : %u, deviceId : %u", modelId, deviceId);
-  OrmoErrorManager::GetInstance().OrmoSetErrorContext(context);
+  // Nothing on the way to the unload is a reason to keep the model.
+  ReleaseQuietly("the error context",
+                 [&] { OrmoErrorManager::GetInstance().OrmoSetErrorContext(context); });
   if (InitRunManager(deviceId) != STATUS_SUCCESS) {
     return;
   }
-  // Not being ready is no reason to keep the model.
-  static_cast<void>(runManagers_.Get(deviceId).IsReady());
+  ReleaseQuietly("the context", [&] { static_cast<void>(runManagers_.Get(deviceId).IsReady()); });
   ModelManager::UnloadModel(modelId);
   ORMO_LOG_INFO("Unload model task end");
 }

@@ -99,17 +99,16 @@ auto ThreadPool::Commit(F&& f, WorkerId worker, Args&&... args) {
     ORMO_LOG_ERROR_AT(worker.site, "Commit thread id invalid.");
     return std::future<Result>();
   }
-  std::shared_ptr<Packaged> packaged;
   try {
-    packaged = std::make_shared<Packaged>(
+    const auto packaged = std::make_shared<Packaged>(
         std::bind(std::forward<F>(f), std::forward<Args>(args)..., std::placeholders::_1));
+    std::future<Result> future = packaged->get_future();
+    Enqueue(worker.value, [packaged](uint32_t threadId) { (*packaged)(threadId); });
+    return future;
   } catch (const std::bad_alloc&) {
     ORMO_LOG_ERROR_AT(worker.site, "Make shared failed.");
     return std::future<Result>();
   }
-  std::future<Result> future = packaged->get_future();
-  Enqueue(worker.value, [packaged](uint32_t threadId) { (*packaged)(threadId); });
-  return future;
 }
 
 }  // namespace Ormo

@@ -93,7 +93,7 @@ int FindFunctions(PeltFuncInfo& funcInfo, const CallSite& site) {
 }  // namespace
 
 void CloseLibrary(void* handle) noexcept {
-  ReleaseQuietly([handle] { mmDlclose(handle); });
+  ReleaseQuietly("the simulator library", [handle] { mmDlclose(handle); });
 }
 
 int LoadPeltLibrary(PeltFuncInfo& funcInfo, const CallSite& site) {
