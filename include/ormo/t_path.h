@@ -28,14 +28,11 @@ class ORMO_EXPORT TPath {
   TPath& operator=(const std::string& path);
   TPath& operator=(const char* path);
 
-  const std::string& GetString() const { return path_; }
-
+  const std::string& GetString() const;
   /// Valid until the path changes.
-  const char* GetCString() const { return path_.c_str(); }
-
-  bool Empty() const { return path_.empty(); }
-
-  bool Equals(const TPath& other) const { return path_ == other.path_; }
+  const char* GetCString() const;
+  bool Empty() const;
+  bool Equals(const TPath& other) const;
 
   /// Adds `part` below this path with one "/" between them: "a/" and "/b" make "a/b", "a" and ""
   /// make "a/". A null pointer adds nothing.

@@ -106,6 +106,22 @@ TPath& TPath::operator=(const char* path) {
   return *this;
 }
 
+const std::string& TPath::GetString() const {
+  return path_;
+}
+
+const char* TPath::GetCString() const {
+  return path_.c_str();
+}
+
+bool TPath::Empty() const {
+  return path_.empty();
+}
+
+bool TPath::Equals(const TPath& other) const {
+  return path_ == other.path_;
+}
+
 TPath& TPath::Append(const std::string& part) {
   const size_t start = part.find_first_not_of(SEPARATOR);
   const std::string rest = start == std::string::npos ? std::string() : part.substr(start);
