@@ -106,15 +106,14 @@ Kernel MakeLayerNorm(const NodeShapes& shapes) {
 }
 
 Kernel MakeSpin(const NodeShapes& shapes) {
-  auto time = static_cast<uint64_t>(GetInt(shapes.node, "ns", 0));
-  size_t bytes =
-      shapes.inputs.empty()
-          ? 0
-          : CountBytes({shapes.output, shapes.node.output.dataType, shapes.node.output.format},
-                       shapes.node.name);
+  const GraphNode& node = shapes.node;
+  auto time = static_cast<uint64_t>(GetInt(node, "ns", 0));
+  size_t bytes = CountBytes({shapes.output, node.output.dataType, node.output.format}, node.name);
   return [=](const Operands& operands) {
     uint64_t start = ReadRawClock();
-    if (bytes != 0) {
+    if (operands.inputs.empty()) {
+      std::memset(operands.output, 0, bytes);
+    } else {
       std::memcpy(operands.output, operands.inputs[0], bytes);
     }
     while (ReadRawClock() - start < time) {
