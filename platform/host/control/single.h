@@ -16,7 +16,7 @@ T& Single() {
   struct Storage {
     alignas(T) std::byte bytes[sizeof(T)];
 
-    Storage() { new (bytes) T(); }
+    Storage() { new (bytes) T(); }  // NOLINT(cppcoreguidelines-pro-type-member-init)
   };
 
   static Storage storage;

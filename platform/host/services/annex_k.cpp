@@ -22,6 +22,7 @@ int snprintf_s(char* dest, size_t destMax, size_t count, const char* format, ...
       return -1;
     }
     size_t room = std::min(destMax, count + 1);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it was started above
     int length = std::vsnprintf(dest, room, format, arguments);
     bool fits = length >= 0 && static_cast<size_t>(length) < room;
     dest[0] = fits ? dest[0] : '\0';

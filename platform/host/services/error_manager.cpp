@@ -96,7 +96,10 @@ std::string MessageText(const std::string& code, const std::map<std::string, std
   const char* separator = " ";
   for (const auto& [key, value] : args) {
     text += separator;
-    text += args.size() == 1 && key == "reason" ? value : key + ": " + value;
+    if (args.size() > 1 || key != "reason") {
+      text.append(key).append(": ");
+    }
+    text += value;
     separator = ", ";
   }
   return text;

@@ -67,6 +67,7 @@ int LevelFromEnvironment() {
 std::string FormatText(const char* format, va_list arguments) {
   va_list copy;
   va_copy(copy, arguments);
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the caller has started it
   int length = vsnprintf(nullptr, 0, format, copy);
   va_end(copy);
   std::string text(static_cast<size_t>(std::max(length, 0)), '\0');
@@ -86,6 +87,7 @@ LogLine MakeLine(const char* format, va_list arguments, std::string text) {
   }
   va_list copy;
   va_copy(copy, arguments);
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the caller has started it
   std::string file = va_arg(copy, const char*);
   line.line = va_arg(copy, int);
   line.tag = va_arg(copy, const char*);

@@ -2,6 +2,7 @@
 #include <limits.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "control/host_call.h"
@@ -71,8 +72,9 @@ int mmScandir(const char* path, dirent*** entries, int (*filter)(const dirent*),
   return AttemptSystem("mmScandir", [&] {
     int count = scandir(path, entries, filter, nullptr);
     if (count > 0 && compare != nullptr) {
-      qsort(*entries, static_cast<size_t>(count), sizeof(dirent*),
-            reinterpret_cast<int (*)(const void*, const void*)>(compare));
+      std::sort(*entries, *entries + count, [&](const dirent* left, const dirent* right) {
+        return compare(&left, &right) < 0;
+      });
     }
     return count;
   });
