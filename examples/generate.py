@@ -120,7 +120,75 @@ def spin(text, nanoseconds):
     graph.write(f"spin/{text}.json")
 
 
+class Kernels:
+    """Names a kernel for nodes of a graph, and writes it where the name says: blocks are squares of
+    16 by 16 elements, a tile has `tile` blocks at each side."""
+
+    VECTORS = 4  # of 64 elements in a block
+
+    def __init__(self, graph, directory, tile):
+        self.graph = graph
+        self.directory = directory
+        self.tile = tile
+
+    def add(self, name, lines):
+        path = f"{self.directory}/{name}"
+        self.graph.nodes[-1].setdefault("attrs", {})["json_file_path"] = f"examples/{path}.json"
+        file = DIRECTORY / f"{path}.dux"
+        file.parent.mkdir(parents=True, exist_ok=True)
+        lines = ["dux 1", f"kernel {name}__kernel0", *lines, "end"]
+        file.write_text("\n".join(lines) + "\n")
+
+    def mat_mul(self, name, rows, columns, depth, spills):
+        tile, area = self.tile, self.tile**2
+        lines = [f"  loop {rows * columns // area}  # tiles of the result",
+                 f"    loop {depth}  # through the common dimension",
+                 f"      load {2 * tile}"]
+        if spills:
+            lines += [f"      load {area}  # sums so far do not fit beside the operands",
+                      f"      scalar {area // 2}  # their addresses",
+                      f"      cube {area}",
+                      f"      store {area}",
+                      "    end"]
+        else:
+            lines += [f"      cube {area}", "    end", f"    store {area}"]
+        self.add(name, lines + ["  end"])
+
+    def elementwise(self, name, blocks, rounds=1, before=()):
+        piece = 16 * self.tile
+        self.add(name, [*before,
+                        f"  loop {blocks // piece}",
+                        f"    load {piece}",
+                        f"    vector {rounds * self.VECTORS * piece}",
+                        f"    store {piece}",
+                        "  end"])
+
+
+def simulated_layers(tile):
+    """Two layers whose steps name kernels; simulator/README.md has their ticks."""
+    directory = f"simulator/tile-{16 * tile}"
+    graph = Graph(f"layers-tile-{16 * tile}", 16 * tile)
+    kernels = Kernels(graph, directory, tile)
+    spills = tile == 8
+    x = graph.data("x", [256, 256])
+    weights = graph.weights("hidden/weights", [256, 256])
+    bias = graph.weights("hidden/bias", [256])
+    x = graph.mat_mul("hidden/matmul", x, weights)
+    kernels.mat_mul("hidden-matmul", 16, 16, 16, spills)
+    x = graph.like_first("hidden/add", "Add", [x, bias])
+    kernels.elementwise("hidden-add", 256, before=["  load 1  # the bias"])
+    x = graph.like_first("hidden/relu", "Relu", [x])
+    kernels.elementwise("hidden-relu", 256)
+    x = graph.mat_mul("logits/matmul", x, graph.weights("logits/weights", [256, 128]))
+    kernels.mat_mul("logits-matmul", 16, 8, 16, spills)
+    graph.like_first("softmax", "Softmax", [x])
+    kernels.elementwise("softmax", 128, rounds=4)
+    graph.write(f"{directory}.json")
+
+
 def main():
+    for tile in (1, 2, 4, 8):
+        simulated_layers(tile)
     for tile in TILES:
         graph = Graph(f"perceptron-tile-{tile}", tile)
         perceptron(graph, 64)

@@ -27,6 +27,18 @@ constexpr char OFFLINE_FOOTER[] =
     "  ormo-measure offline --devices 0,1 --loop 50 --bound 20ms --format json candidates/*\n"
     "  ormo-measure offline --input x.bin --output y.bin:2560 model.json\n";
 
+constexpr char SIM_FOOTER[] =
+    "Each GRAPH is a candidate: the simulator says how many ticks each of its kernels takes. No\n"
+    "device is needed.\n\n"
+    "Environment:\n"
+    "  PELTV2            directory of the simulator (default: the one that comes with the "
+    "library)\n"
+    "  PELT_SOC_VERSION  chip to simulate (default: TarnLake1)\n\n"
+    "Exit status:\n"
+    "  0  every candidate was simulated\n"
+    "  1  a candidate failed\n"
+    "  2  the arguments cannot be used\n";
+
 using Parse = std::function<void(const std::string&)>;
 
 /// Adds an option that may be repeated; `parse` gets every text and throws std::invalid_argument.
@@ -143,18 +155,21 @@ void AddDataOptions(CLI::App& app, OfflineOptions& options) {
       ->group(GROUP);
 }
 
-void AddReportOptions(CLI::App& app, OfflineOptions& options) {
-  constexpr char GROUP[] = "Report";
+constexpr char REPORT_GROUP[] = "Report";
+
+void AddFormatOption(CLI::App& app, ReportFormat& format) {
   AddOnce(
-      app, "--format", "FORMAT",
-      [&options](const std::string& text) { options.format = ParseFormat(text); },
+      app, "--format", "FORMAT", [&format](const std::string& text) { format = ParseFormat(text); },
       "table (default), json or csv")
-      ->group(GROUP);
+      ->group(REPORT_GROUP);
+}
+
+void AddTraceOption(CLI::App& app, OfflineOptions& options) {
   app.add_option("--trace", options.traceDirectory,
                  "Write a timeline of the library's work into this directory")
       ->check(CLI::ExistingDirectory.description(""))
       ->type_name("DIR")
-      ->group(GROUP);
+      ->group(REPORT_GROUP);
 }
 
 CLI::App* AddOffline(CLI::App& app, OfflineOptions& options) {
@@ -168,7 +183,8 @@ CLI::App* AddOffline(CLI::App& app, OfflineOptions& options) {
   AddLoadingOptions(*offline, options);
   AddDynamicOptions(*offline, options);
   AddDataOptions(*offline, options);
-  AddReportOptions(*offline, options);
+  AddFormatOption(*offline, options.format);
+  AddTraceOption(*offline, options);
   offline->footer(OFFLINE_FOOTER);
   offline->callback([&options] {
     if (!options.outputs.empty() && options.models.size() > 1) {
@@ -176,6 +192,18 @@ CLI::App* AddOffline(CLI::App& app, OfflineOptions& options) {
     }
   });
   return offline;
+}
+
+CLI::App* AddSim(CLI::App& app, SimOptions& options) {
+  CLI::App* sim = app.add_subcommand(
+      "sim", "Measures graphs of kernels on the cycle simulator and ranks them.");
+  sim->add_option("GRAPH", options.graphs, "Graph files whose nodes name kernels")
+      ->required()
+      ->check(CLI::ExistingFile.description(""))
+      ->type_name("");
+  AddFormatOption(*sim, options.format);
+  sim->footer(SIM_FOOTER);
+  return sim;
 }
 
 }  // namespace
@@ -186,6 +214,8 @@ Command ParseCommandLine(int argc, const char* const* argv) {
   app.require_subcommand(1);
   OfflineOptions options;
   const CLI::App* offline = AddOffline(app, options);
+  SimOptions simOptions;
+  const CLI::App* sim = AddSim(app, simOptions);
   app.add_subcommand("soc", "Prints the chip's name.");
   try {
     app.parse(argc, argv);
@@ -194,6 +224,9 @@ Command ParseCommandLine(int argc, const char* const* argv) {
   }
   if (offline->parsed()) {
     return options;
+  }
+  if (sim->parsed()) {
+    return simOptions;
   }
   return SocQuery();
 }

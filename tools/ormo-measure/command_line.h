@@ -21,7 +21,7 @@ struct Done {
   int exitStatus;
 };
 
-using Command = std::variant<Done, SocQuery, OfflineOptions>;
+using Command = std::variant<Done, SocQuery, OfflineOptions, SimOptions>;
 
 Command ParseCommandLine(int argc, const char* const* argv);
 

@@ -30,10 +30,10 @@ std::string CandidateFields(const Measurement& measurement) {
 
 }  // namespace
 
-void PrintCsv(std::ostream& out, const OfflineReport& report) {
+void PrintCsv(std::ostream& out, const std::vector<Measurement>& ranking) {
   out << "model,outcome,status,totalCostTime,runCostTime,reason,operator,opCostTime,"
          "aicoreCostTime\n";
-  for (const Measurement& measurement : report.ranking) {
+  for (const Measurement& measurement : ranking) {
     const std::string candidate = CandidateFields(measurement);
     const std::vector<OperatorCost> operators = OperatorsByCost(measurement.result);
     if (operators.empty()) {

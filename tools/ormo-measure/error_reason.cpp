@@ -10,6 +10,10 @@ const char* DescribeStatus(int status) {
   switch (status) {
     case Ormo::STATUS_INVALID_PARAM:
       return "a parameter cannot be used";
+    case Ormo::STATUS_LIBRARY_NOT_LOADED:
+      return "its library cannot be loaded";
+    case Ormo::STATUS_FUNCTION_MISSING:
+      return "its library lacks a function";
     case Ormo::STATUS_DEVICE_MEMORY_FAILED:
       return "a device allocation or a copy to or from the device failed";
     case Ormo::STATUS_NOT_ENOUGH_MEMORY:

@@ -55,7 +55,7 @@ Json OperatorsJson(const Ormo::RunnerResult& result) {
   return operators;
 }
 
-Json CandidateJson(const OfflineReport& report, const Measurement& measurement) {
+Json CandidateJson(const std::vector<Measurement>& ranking, const Measurement& measurement) {
   Json candidate = {{"model", measurement.model},
                     {"outcome", OutcomeName(measurement.outcome)},
                     {"status", measurement.status}};
@@ -67,27 +67,42 @@ Json CandidateJson(const OfflineReport& report, const Measurement& measurement) 
     candidate["runCostTime"] = measurement.result.runCostTime;
     candidate["operators"] = OperatorsJson(measurement.result);
   }
-  if (const std::optional<double> ratio = RatioToBest(report.ranking, measurement)) {
+  if (const std::optional<double> ratio = RatioToBest(ranking, measurement)) {
     candidate["ratioToBest"] = *ratio;
   }
   return candidate;
 }
 
+Json CandidatesJson(const std::vector<Measurement>& ranking) {
+  Json candidates = Json::array();
+  for (const Measurement& measurement : ranking) {
+    candidates.push_back(CandidateJson(ranking, measurement));
+  }
+  return candidates;
+}
+
+void PrintDocument(std::ostream& out, const Json& document) {
+  // Names of files and operators need not be UTF-8.
+  out << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+}
+
 }  // namespace
 
 void PrintJson(std::ostream& out, const OfflineReport& report) {
-  Json candidates = Json::array();
-  for (const Measurement& measurement : report.ranking) {
-    candidates.push_back(CandidateJson(report, measurement));
-  }
-  const Json document = {{"schemaVersion", 1},
-                         {"libraryVersion", ORMO_MEASURE_VERSION},
-                         {"soc", report.soc},
-                         {"devices", report.options.devices},
-                         {"options", OptionsJson(report.options)},
-                         {"candidates", candidates}};
-  // Names of files and operators need not be UTF-8.
-  out << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+  PrintDocument(out, {{"schemaVersion", 1},
+                      {"libraryVersion", ORMO_MEASURE_VERSION},
+                      {"soc", report.soc},
+                      {"devices", report.options.devices},
+                      {"options", OptionsJson(report.options)},
+                      {"candidates", CandidatesJson(report.ranking)}});
+}
+
+void PrintJson(std::ostream& out, const SimReport& report) {
+  PrintDocument(out, {{"schemaVersion", 1},
+                      {"libraryVersion", ORMO_MEASURE_VERSION},
+                      {"soc", report.soc},
+                      {"simulator", report.simulator},
+                      {"candidates", CandidatesJson(report.ranking)}});
 }
 
 }  // namespace OrmoMeasure

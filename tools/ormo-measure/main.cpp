@@ -7,6 +7,7 @@
 #include "command_line.h"
 #include "offline_command.h"
 #include "ormo/ormo_runner.h"
+#include "sim_command.h"
 
 namespace OrmoMeasure {
 namespace {
@@ -30,6 +31,10 @@ int Run(const OfflineOptions& options) {
   setenv("ORMO_PROF_END", ORMO_MEASURE_PROF_END, 0);  // NOLINT(concurrency-mt-unsafe)
 #endif
   return RunOffline(options);
+}
+
+int Run(const SimOptions& options) {
+  return RunSim(options);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #ifndef ORMO_MEASURE_MEASUREMENT_H
 #define ORMO_MEASURE_MEASUREMENT_H
 
+#include <limits>
 #include <string>
 
 #include "ormo/runner_types.h"
@@ -25,6 +26,9 @@ struct Measurement {
   Ormo::RunnerResult result;
 
   bool HasFigures() const { return result.totalCostTime > 0; }
+
+  /// More than a simulator can count.
+  bool IsMaximum() const { return result.totalCostTime == std::numeric_limits<uint64_t>::max(); }
 };
 
 }  // namespace OrmoMeasure

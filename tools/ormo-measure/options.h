@@ -44,6 +44,12 @@ struct OfflineOptions {
   ReportFormat format = ReportFormat::TABLE;
 };
 
+/// Graphs of kernels to simulate.
+struct SimOptions {
+  std::vector<std::string> graphs;
+  ReportFormat format = ReportFormat::TABLE;
+};
+
 }  // namespace OrmoMeasure
 
 #endif  // ORMO_MEASURE_OPTIONS_H

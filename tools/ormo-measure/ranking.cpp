@@ -22,11 +22,17 @@ void Rank(std::vector<Measurement>& measurements) {
 
 std::optional<double> RatioToBest(const std::vector<Measurement>& ranking,
                                   const Measurement& measurement) {
-  if (ranking.front().outcome != Outcome::MEASURED || !measurement.HasFigures()) {
+  const bool isCounted = measurement.HasFigures() && !measurement.IsMaximum();
+  if (ranking.front().outcome != Outcome::MEASURED || !isCounted) {
     return std::nullopt;
   }
   return static_cast<double>(measurement.result.totalCostTime) /
          static_cast<double>(ranking.front().result.totalCostTime);
+}
+
+bool HasFailure(const std::vector<Measurement>& measurements) {
+  return std::any_of(measurements.begin(), measurements.end(),
+                     [](const Measurement& m) { return m.outcome == Outcome::FAILED; });
 }
 
 }  // namespace OrmoMeasure

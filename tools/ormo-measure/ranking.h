@@ -13,9 +13,12 @@ namespace OrmoMeasure {
 /// Sorts the fastest first; after what was measured come bound stops, skips and failures.
 void Rank(std::vector<Measurement>& measurements);
 
-/// Cost relative to the best candidate of a ranking, when both have figures.
+/// Cost relative to the best candidate of a ranking, when both have figures that could be counted.
 std::optional<double> RatioToBest(const std::vector<Measurement>& ranking,
                                   const Measurement& measurement);
+
+/// Whether a candidate failed.
+bool HasFailure(const std::vector<Measurement>& measurements);
 
 }  // namespace OrmoMeasure
 

@@ -4,7 +4,8 @@
 #define ORMO_MEASURE_REPORT_H
 
 #include <cstdint>
-#include <ostream>
+#include <iostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -20,12 +21,41 @@ struct OfflineReport {
   std::vector<Measurement> ranking;
 };
 
+struct SimReport {
+  const SimOptions& options;
+  std::string soc;
+  std::string simulator;  ///< its directory
+  std::vector<Measurement> ranking;
+};
+
 /// A table for people.
 void PrintTable(std::ostream& out, const OfflineReport& report);
+void PrintTable(std::ostream& out, const SimReport& report);
 /// One JSON document; its schema stands in docs/driver.md.
 void PrintJson(std::ostream& out, const OfflineReport& report);
+void PrintJson(std::ostream& out, const SimReport& report);
 /// A line for each operator of each candidate, under a line of titles.
-void PrintCsv(std::ostream& out, const OfflineReport& report);
+void PrintCsv(std::ostream& out, const std::vector<Measurement>& ranking);
+
+/// On standard output, in the format that the options ask for. Throws std::runtime_error when that
+/// fails.
+template <typename Report>
+void Print(const Report& report) {
+  switch (report.options.format) {
+    case ReportFormat::TABLE:
+      PrintTable(std::cout, report);
+      break;
+    case ReportFormat::JSON:
+      PrintJson(std::cout, report);
+      break;
+    case ReportFormat::CSV:
+      PrintCsv(std::cout, report.ranking);
+      break;
+  }
+  if (!std::cout.flush()) {
+    throw std::runtime_error("the report cannot be written");
+  }
+}
 
 /// "measured", "bound", "skipped" or "failed"
 const char* OutcomeName(Outcome outcome);

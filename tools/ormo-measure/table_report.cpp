@@ -78,6 +78,41 @@ void PrintOperators(std::ostream& out, const Measurement& measurement) {
   table.Print(out);
 }
 
+void PrintRanking(std::ostream& out, const SimReport& report) {
+  TextTable table({{"rank", Align::RIGHT},
+                   {"candidate", Align::LEFT},
+                   {"total ticks", Align::RIGHT},
+                   {"to best", Align::RIGHT},
+                   {"", Align::LEFT}});
+  size_t rank = 0;
+  for (const Measurement& measurement : report.ranking) {
+    const bool ranked = measurement.outcome == Outcome::MEASURED;
+    const std::optional<double> ratio = RatioToBest(report.ranking, measurement);
+    table.AddRow({ranked ? std::to_string(++rank) : "-", measurement.model,
+                  ranked ? FormatTicks(measurement.result.totalCostTime) : "-",
+                  ratio ? FormatRatio(*ratio) : "-", Remark(measurement)});
+  }
+  table.Print(out);
+}
+
+void PrintKernels(std::ostream& out, const Measurement& measurement) {
+  const std::vector<OperatorCost> kernels = OperatorsByCost(measurement.result);
+  if (kernels.empty()) {
+    return;
+  }
+  out << '\n' << measurement.model << ", by kernel\n";
+  TextTable table({{"ticks", Align::RIGHT},
+                   {"share", Align::RIGHT},
+                   {"operator", Align::LEFT},
+                   {"", Align::LEFT}});
+  const auto total = static_cast<double>(measurement.result.totalCostTime);
+  for (const OperatorCost& kernel : kernels) {
+    const double share = static_cast<double>(kernel.cost) / total;
+    table.AddRow({FormatTicks(kernel.cost), FormatShare(share), kernel.name, FormatBar(share)});
+  }
+  table.Print(out);
+}
+
 }  // namespace
 
 void PrintTable(std::ostream& out, const OfflineReport& report) {
@@ -85,6 +120,14 @@ void PrintTable(std::ostream& out, const OfflineReport& report) {
   PrintRanking(out, report);
   for (const Measurement& measurement : report.ranking) {
     PrintOperators(out, measurement);
+  }
+}
+
+void PrintTable(std::ostream& out, const SimReport& report) {
+  out << report.soc << ", simulated by " << report.simulator << "\n\n";
+  PrintRanking(out, report);
+  for (const Measurement& measurement : report.ranking) {
+    PrintKernels(out, measurement);
   }
 }
 

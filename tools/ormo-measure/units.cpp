@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iomanip>
+#include <limits>
 #include <sstream>
 
 namespace OrmoMeasure {
@@ -38,6 +39,18 @@ std::string FormatDuration(uint64_t nanoseconds) {
     unit = larger;
   }
   return FormatFixed(value, DecimalsOf(value)) + " " + unit;
+}
+
+std::string FormatTicks(uint64_t ticks) {
+  constexpr size_t GROUP = 3;
+  if (ticks == std::numeric_limits<uint64_t>::max()) {
+    return "maximum";
+  }
+  std::string digits = std::to_string(ticks);
+  for (size_t end = digits.size(); end > GROUP; end -= GROUP) {
+    digits.insert(end - GROUP, ",");
+  }
+  return digits;
 }
 
 std::string FormatRatio(double ratio) {

@@ -11,6 +11,9 @@ namespace OrmoMeasure {
 /// Four digits and the unit that fits: "812 ns", "12.34 us", "1.234 s".
 std::string FormatDuration(uint64_t nanoseconds);
 
+/// "12,345,678", or "maximum" for all ones.
+std::string FormatTicks(uint64_t ticks);
+
 /// "1.312x"
 std::string FormatRatio(double ratio);
 
