@@ -33,7 +33,8 @@ class FaultSweepTest : public OfflineTest {
   /// function.
   void SweepFailures(const Work& work, const ExpectedStatuses& expected, int32_t code = 7);
 
-  /// Exceptions out of the calls that acquire or do something, which must reach the caller.
+  /// Calls throw. The caller must hear of it; of one that releases something, it need not, and the
+  /// run then succeeds.
   void SweepExceptions(const Work& work);
 
   /// Allocations outside the platform fail. A run may end in any way but a crash.

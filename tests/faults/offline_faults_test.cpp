@@ -20,8 +20,10 @@ const ExpectedStatuses LOAD_FROM_MEMORY = {
     {"zelmdlLoadFromMem", {STATUS_PLATFORM_FAILED}},
 };
 
-// What every run does with its buffers, wherever they come from.
+// What every run does with its buffers, wherever they come from. The context is set for the load,
+// for the run and for the unload, which goes on without it.
 const ExpectedStatuses RUN = {
+    {"zelrtSetCurrentContext", {STATUS_FAILED, STATUS_FAILED, 0}},
     {"zelrtGetMemInfo", {STATUS_NOT_ENOUGH_MEMORY}},
     {"zelmdlCreateDesc", {STATUS_FAILED}},
     {"zelmdlGetDesc", {STATUS_FAILED}},
@@ -106,7 +108,6 @@ const ExpectedStatuses INITIALISATION_AND_FINALISATION = {
     {"zelrtCreateContext", {STATUS_FAILED}},
     {"zelrtGetSocName", {0}},
     {"zelrtSetOpExecuteTimeOut", {STATUS_FAILED}},
-    {"zelrtSetCurrentContext", {0}},
     {"zelrtDestroyContext", {0}},
     {"zelrtResetDevice", {0}},
     {"zelFinalize", {0}},
