@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "ormo/export.h"
 #include "ormo/runner_types.h"
@@ -74,6 +75,40 @@ ORMO_EXPORT int OrmoOfflineRun(Ormo::RunnerConfig& config, Ormo::RunnerResult& r
 /// STATUS_INVALID_PARAM, with `result` left alone, when no model of that id is loaded.
 ORMO_EXPORT int OrmoOfflineRunModel(const uint32_t& modelId, Ormo::RunnerConfig& config,
                                     Ormo::RunnerResult& result);
+
+/// Chooses the devices for graphs in sessions and starts a worker thread for each: at least one id,
+/// not checked against the platform, since a session finds its device by itself; the ids name the
+/// lock files that keep other measurements away. Devices and workers are shared with the other
+/// runners: the first that is initialised chooses them, the first that is finalised ends them.
+/// A repeated call returns 0 and changes nothing. STATUS_FAILED without an id (EG0013 with the
+/// error manager) and when a worker cannot be started.
+ORMO_EXPORT int OrmoOnlineRunnerInit(const Ormo::RunnerInitConfig& config);
+
+/// Releases the workers.
+ORMO_EXPORT void OrmoOnlineRunnerFinalize();
+
+/// Measures `graph` in `config.session`: adds each of `config.dependGraphs`, runs it once and
+/// removes it, in order, then adds `graph` and, when `config.prof` is set, runs it `config.loop`
+/// times with its profiling records read, else once; blocks until then. Device locks are those of
+/// OrmoOfflineRun.
+///
+/// `config.options` are the compile options of `graph`; the others get the same keys without
+/// values. Inputs are taken from `config.graphInputs` by position, dependency graphs first; unless
+/// it has more entries than there are dependency graphs, generated ones are appended for all graphs
+/// first. The outputs of the last execution are appended to `config.graphOutputs`. The session and
+/// `config` must be left alone until the call returns.
+///
+/// On success `results` has an entry for each execution that the profiling records show, with its
+/// cost and its operators, and nothing else; it is empty when nothing was profiled, and after a
+/// failure.
+/// STATUS_PROFILING_FAILED: the records could not be read. STATUS_FAILED: the runner is not
+/// initialised, there is no session, or a graph could not be given inputs, added or run; an
+/// execution that reaches `config.runTimeBound` counts as one that could not be run.
+///
+/// An engine that never completes an execution is waited for without end. A profiled run returns 1
+/// to 2 seconds after its last record, unless ORMO_PROF_END is "close": see OrmoOfflineRun.
+ORMO_EXPORT int OrmoOnlineRun(const ox::Graph& graph, Ormo::RunnerConfig& config,
+                              std::vector<Ormo::RunnerRunResult>& results);
 
 /// Loads the platform's cycle simulator, `bin/libpelt_api.so` in the directory that the environment
 /// variable PELTV2 names, for the chip that PELT_SOC_VERSION names. A repeated call returns 0 and

@@ -7,18 +7,21 @@
 #include "common/utils.h"
 #include "offline/offline_runner.h"
 #include "offline/run_task.h"
+#include "online/online_runner.h"
 #include "simulator/pelt_runner.h"
 #include "zel/zel.h"
 
 using Ormo::ModelInfo;
 using Ormo::OfflineRunner;
 using Ormo::OfflineTask;
+using Ormo::OnlineRunner;
 using Ormo::OrmoDataInfo;
 using Ormo::PeltRunner;
 using Ormo::RunInfo;
 using Ormo::RunnerConfig;
 using Ormo::RunnerInitConfig;
 using Ormo::RunnerResult;
+using Ormo::RunnerRunResult;
 using Ormo::RunTask;
 
 namespace {
@@ -89,6 +92,19 @@ int OrmoOfflineRunModel(const uint32_t& modelId, RunnerConfig& config, RunnerRes
   }
   OfflineTask task = RunTask::Run;
   return Ormo::OrmoOfflineRunProcess(config, info, result, task);
+}
+
+int OrmoOnlineRunnerInit(const RunnerInitConfig& config) {
+  return OnlineRunner::Instance()->Init(config);
+}
+
+void OrmoOnlineRunnerFinalize() {
+  OnlineRunner::Instance()->Finalize();
+}
+
+int OrmoOnlineRun(const ox::Graph& graph, RunnerConfig& config,
+                  std::vector<RunnerRunResult>& results) {
+  return OnlineRunner::Instance()->Process(graph, config, results);
 }
 
 int OrmoPeltRunnerInit() {

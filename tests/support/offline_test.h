@@ -3,16 +3,12 @@
 #ifndef ORMO_TESTS_SUPPORT_OFFLINE_TEST_H
 #define ORMO_TESTS_SUPPORT_OFFLINE_TEST_H
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "ormo/ormo_runner.h"
-#include "ormo_host/control.h"
-#include "support/temp_directory.h"
+#include "support/runner_test.h"
 
 namespace Ormo::Test {
 
@@ -34,22 +30,9 @@ inline RunnerConfig MakeConfig(const std::string& graph, bool prof, uint32_t loo
   return config;
 }
 
-/// A fresh machine, with the library's files in a directory of the test's own. A profiled run ends
-/// with its pipe. What a test leaves behind on the platform fails it.
-class OfflineTest : public ::testing::Test {
+class OfflineTest : public RunnerTest {
  protected:
-  void SetUp() override {
-    setenv("HOME", directory_.Path().c_str(), 1);
-    setenv("TARN_CACHE_PATH", directory_.Path().c_str(), 1);
-    setenv("ORMO_PROF_END", "close", 1);
-    OrmoHost::Reset();
-  }
-
-  void TearDown() override {
-    OrmoOfflineRunnerFinalize();
-    EXPECT_EQ(OrmoHost::Alive().ToString(), "");
-    OrmoHost::Reset();
-  }
+  void Finalize() override { OrmoOfflineRunnerFinalize(); }
 
   static void Init(const std::vector<uint32_t>& deviceIds = {0}) {
     ASSERT_EQ(OrmoOfflineRunnerInit({deviceIds}), STATUS_SUCCESS);
@@ -60,8 +43,6 @@ class OfflineTest : public ::testing::Test {
     EXPECT_EQ(OrmoOfflineLoadFromMem(AsBuffer(graph), modelId), STATUS_SUCCESS);
     return modelId;
   }
-
-  TempDirectory directory_;
 };
 
 }  // namespace Ormo::Test

@@ -7,9 +7,12 @@
 
 #include "control/host_call.h"
 #include "control/single.h"
+#include "engine/engine.h"
+#include "engine/session_graph.h"
 #include "models/datasets.h"
 #include "models/loaded_model.h"
 #include "ormo_host/control.h"
+#include "profiling/account.h"
 #include "profiling/record_script.h"
 #include "profiling/subscription.h"
 #include "runtime/device_memory.h"
@@ -38,8 +41,11 @@ void ReleaseDevices(std::optional<uint32_t> wanted) {
 
 void ReleaseEverything() {
   ReleasePlatform();
+  Single<SessionGraphs>().Clear();
   abandoned = 0;
   ClearRecordScript();
+  ClearCompletionScript();
+  CloseAccount();
   ClearScript();
   CloseLog();
   Single<ErrorStore>().Clear();
@@ -89,6 +95,8 @@ AliveObjects Alive() {
   alive.tensorDescs = Single<TensorDescs>().Size();
   alive.subscribeConfigs = Single<SubscribeConfigs>().Size();
   alive.subscriptions = Subscription::Count();
+  alive.sessions = DeviceSeat::Count();
+  alive.graphs = Single<SessionGraphs>().Size();
   alive.abandoned = abandoned;
   return alive;
 }
@@ -109,6 +117,8 @@ std::string AliveObjects::ToString() const {
                                                       {"tensorDescs", tensorDescs},
                                                       {"subscribeConfigs", subscribeConfigs},
                                                       {"subscriptions", subscriptions},
+                                                      {"sessions", sessions},
+                                                      {"graphs", graphs},
                                                       {"abandoned", abandoned}};
   std::string text;
   for (const auto& [name, count] : members) {

@@ -1,25 +1,10 @@
 #include "graph/graph.h"
 
 #include <algorithm>
+#include <variant>
 
 namespace OrmoHost {
 namespace {
-
-size_t ElementSize(ox::DataType dataType) {
-  switch (dataType) {
-    case ox::DT_INT8:
-    case ox::DT_UINT8:
-    case ox::DT_BOOL:
-      return 1;
-    case ox::DT_FLOAT16:
-      return 2;
-    case ox::DT_INT64:
-    case ox::DT_DOUBLE:
-      return 8;
-    default:
-      return 4;
-  }
-}
 
 std::string ErrorText(const std::string& node, const std::string& key,
                       const std::string& expected) {
@@ -42,6 +27,25 @@ int64_t Product(int64_t left, int64_t right, const std::string& node) {
 
 GraphError::GraphError(const std::string& node, const std::string& key, const std::string& expected)
     : std::runtime_error(ErrorText(node, key, expected)) {}
+
+size_t ElementSize(ox::DataType dataType) {
+  switch (dataType) {
+    case ox::DT_INT8:
+    case ox::DT_UINT8:
+    case ox::DT_BOOL:
+      return 1;
+    case ox::DT_FLOAT16:
+      return 2;
+    case ox::DT_FLOAT:
+    case ox::DT_INT32:
+      return 4;
+    case ox::DT_INT64:
+    case ox::DT_DOUBLE:
+      return 8;
+    default:
+      return 0;
+  }
+}
 
 size_t CountElements(const Shape& shape, const std::string& node) {
   int64_t count = 1;

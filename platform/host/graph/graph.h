@@ -8,12 +8,15 @@
 #include <map>
 #include <stdexcept>
 #include <string>
-#include <variant>
 #include <vector>
 
+#include "ox/compute_graph.h"
 #include "ox/types.h"
 
 namespace OrmoHost {
+
+/// What a profiling record has room for.
+constexpr size_t MAX_NAME_LENGTH = 255;
 
 /// Dimensions; UNKNOWN_DIM stands for one that is known at execution.
 using Shape = std::vector<int64_t>;
@@ -25,7 +28,11 @@ struct TensorSpec {
   ox::Format format = ox::FORMAT_ND;
 };
 
-using AttrValue = std::variant<bool, int64_t, double, std::string, std::vector<double>>;
+using ox::AttrValue;
+
+/// Types of the nodes that compute nothing.
+constexpr char DATA_TYPE[] = "Data";
+constexpr char CONST_TYPE[] = "Const";
 
 struct GraphNode {
   std::string name;
@@ -54,6 +61,9 @@ class GraphError : public std::runtime_error {
  public:
   GraphError(const std::string& node, const std::string& key, const std::string& expected);
 };
+
+/// Bytes of an element; 0 for a type that has no size.
+size_t ElementSize(ox::DataType dataType);
 
 /// Elements of a shape without unknown dimensions, and their bytes. Throws a GraphError about
 /// `node` when that exceeds what a 64-bit size can hold.

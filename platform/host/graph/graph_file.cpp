@@ -14,8 +14,6 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr int VERSION = 1;
-/// What a profiling record has room for.
-constexpr size_t MAX_NAME_LENGTH = 255;
 
 constexpr std::pair<const char*, ox::DataType> DATA_TYPES[] = {
     {"float32", ox::DT_FLOAT}, {"float16", ox::DT_FLOAT16}, {"float64", ox::DT_DOUBLE},
@@ -26,13 +24,17 @@ constexpr std::pair<const char*, ox::Format> FORMATS[] = {
 constexpr std::pair<const char*, DynamicKind> DYNAMIC_KINDS[] = {
     {"batch", DynamicKind::BATCH}, {"image", DynamicKind::IMAGE}, {"dims", DynamicKind::DIMS}};
 
+void RequireObject(const Json& value, const std::string& node) {
+  if (!value.is_object()) {
+    throw GraphError(node, "", "an object");
+  }
+}
+
 /// A JSON object of the file: gives its values by key and complains in terms of its node.
 class Reader {
  public:
   Reader(const Json& object, std::string node) : object_(object), node_(std::move(node)) {
-    if (!object_.is_object()) {
-      throw GraphError(node_, "", "an object");
-    }
+    RequireObject(object_, node_);
   }
 
   [[noreturn]] void Refuse(const std::string& key, const std::string& expected) const {
@@ -172,7 +174,7 @@ GraphNode ReadNode(const Json& object, const std::map<std::string, size_t>& know
   node.output = ReadOutput(reader, node.name);
   if (reader.Has("attrs")) {
     const Json& attrs = reader.Get("attrs", "an object");
-    Reader(attrs, node.name);
+    RequireObject(attrs, node.name);
     for (const auto& attr : attrs.items()) {
       node.attrs.emplace(attr.key(), ReadAttr(attr.value(), node.name, attr.key()));
     }

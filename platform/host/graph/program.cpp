@@ -9,13 +9,11 @@
 namespace OrmoHost {
 namespace {
 
-constexpr char DATA[] = "Data";
-constexpr char CONST[] = "Const";
 /// Tensors start at multiples of this in work and weight memory.
 constexpr size_t TENSOR_ALIGNMENT = 64;
 
 bool IsStep(const GraphNode& node) {
-  return node.type != DATA && node.type != CONST;
+  return node.type != DATA_TYPE && node.type != CONST_TYPE;
 }
 
 /// Adds a tensor to an area of `total` bytes and returns its offset.
@@ -48,7 +46,7 @@ void CheckSource(const GraphNode& node) {
   if (!node.inputs.empty()) {
     throw GraphError(node.name, "inputs", "none for " + node.type);
   }
-  if (node.type == DATA) {
+  if (node.type == DATA_TYPE) {
     CheckAttrs(node, {});
     return;
   }
@@ -118,11 +116,11 @@ void Program::SortNodes() {
   fixedLocations_.resize(graph_.nodes.size());
   for (size_t i = 0; i < graph_.nodes.size(); ++i) {
     const GraphNode& node = graph_.nodes[i];
-    if (node.type == DATA) {
+    if (node.type == DATA_TYPE) {
       fixedLocations_[i] = {Location::Area::INPUT, inputs_.size()};
       inputs_.push_back(i);
       inputShapes_.push_back(node.output.shape);
-    } else if (node.type == CONST) {
+    } else if (node.type == CONST_TYPE) {
       fixedLocations_[i] = {Location::Area::WEIGHT, Append(weightBytes_, node.output, node.name)};
     } else {
       labels_.push_back({node.name, node.type});
@@ -170,10 +168,10 @@ void Program::CheckDynamic() const {
   }
 }
 
-std::vector<std::string> Program::InputNames() const {
+std::vector<std::string> Program::Names(const std::vector<size_t>& nodes) const {
   std::vector<std::string> names;
-  for (size_t input : inputs_) {
-    names.push_back(graph_.nodes[input].name);
+  for (size_t index : nodes) {
+    names.push_back(graph_.nodes[index].name);
   }
   return names;
 }
@@ -210,12 +208,12 @@ Plan Program::MakePlan(const std::vector<Shape>& inputShapes) const {
   std::vector<Location> locations = fixedLocations_;
   for (size_t i = 0; i < graph_.nodes.size(); ++i) {
     const GraphNode& node = graph_.nodes[i];
-    if (node.type == DATA) {
+    if (node.type == DATA_TYPE) {
       shapes.push_back(inputShapes[plan.inputBytes.size()]);
       plan.inputBytes.push_back(CountBytes(WithShape(node.output, shapes.back()), node.name));
       continue;
     }
-    if (node.type == CONST) {
+    if (node.type == CONST_TYPE) {
       shapes.push_back(node.output.shape);
       continue;
     }
@@ -230,6 +228,7 @@ Plan Program::MakePlan(const std::vector<Shape>& inputShapes) const {
     TensorSpec output = WithShape(node.output, nodeShapes.output);
     if (locations[i].area == Location::Area::OUTPUT) {
       plan.outputBytes.push_back(CountBytes(output, node.name));
+      plan.outputs.push_back(output);
     } else {
       locations[i].place = Append(plan.workBytes, output, node.name);
     }
@@ -244,7 +243,7 @@ Plan Program::MakePlan(const std::vector<Shape>& inputShapes) const {
 void Program::FillWeights(std::byte* weights) const {
   for (size_t i = 0; i < graph_.nodes.size(); ++i) {
     const GraphNode& node = graph_.nodes[i];
-    if (node.type == CONST) {
+    if (node.type == CONST_TYPE) {
       FillConst(node, CountElements(node.output.shape, node.name),
                 reinterpret_cast<float*>(weights + fixedLocations_[i].place));
     }

@@ -32,6 +32,7 @@ struct Step {
 struct Plan {
   std::vector<size_t> inputBytes;
   std::vector<size_t> outputBytes;
+  std::vector<TensorSpec> outputs;
   size_t workBytes = 0;
   std::vector<Step> steps;
 };
@@ -52,7 +53,9 @@ class Program {
   /// The input shapes as declared.
   const std::vector<Shape>& InputShapes() const { return inputShapes_; }
 
-  std::vector<std::string> InputNames() const;
+  std::vector<std::string> InputNames() const { return Names(inputs_); }
+
+  std::vector<std::string> OutputNames() const { return Names(outputs_); }
 
   const std::vector<StepLabel>& StepLabels() const { return labels_; }
 
@@ -82,6 +85,7 @@ class Program {
   void CheckNode(size_t index) const;
   void CheckDynamic() const;
   void SortNodes();
+  std::vector<std::string> Names(const std::vector<size_t>& nodes) const;
   std::vector<size_t> DeclaredBytes(const std::vector<size_t>& nodes) const;
 
   Graph graph_;

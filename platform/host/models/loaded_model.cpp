@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "control/single.h"
+#include "models/report.h"
+#include "profiling/account.h"
 #include "services/raw_clock.h"
 
 namespace OrmoHost {
@@ -45,6 +47,18 @@ DeviceSpan GetDeviceSpan(void* address, size_t size) {
   return {GetUserBlock(address, size), static_cast<std::byte*>(address), size};
 }
 
+DeviceSpan AllocateSpan(uint32_t device, size_t size, const std::string& origin) {
+  try {
+    auto block = std::make_shared<Block>(device, size, ZEL_MEM_MALLOC_HUGE_FIRST);
+    return {block, block->Data(), size};
+  } catch (const Refusal&) {
+    Report(
+        MODEL_REFUSED, origin,
+        "expected room for " + std::to_string(size) + " bytes on device " + std::to_string(device));
+    throw;
+  }
+}
+
 LoadedModel::LoadedModel(uint32_t id, uint32_t device, std::string origin, Model model,
                          DeviceSpan work, DeviceSpan weights)
     : id_(id),
@@ -56,8 +70,16 @@ LoadedModel::LoadedModel(uint32_t id, uint32_t device, std::string origin, Model
   model_.GetProgram().FillWeights(weights_.data);
 }
 
+std::vector<TensorSpec> LoadedModel::Outputs(const Execution& execution) const {
+  CheckInputCount(execution);
+  std::vector<Shape> shapes = InputShapes(execution);
+  const Plan* plan = model_.FindPlan(execution.setting);
+  return plan != nullptr ? plan->outputs : model_.GetProgram().MakePlan(shapes).outputs;
+}
+
 void LoadedModel::Execute(const Execution& execution) {
-  CheckCounts(execution);
+  CheckInputCount(execution);
+  CheckOutputCount(execution);
   std::vector<Shape> shapes = InputShapes(execution);
   if (const Plan* plan = model_.FindPlan(execution.setting)) {
     RunPlan(*plan, execution, work_.data);
@@ -68,12 +90,15 @@ void LoadedModel::Execute(const Execution& execution) {
   RunPlan(plan, execution, work.Data());
 }
 
-void LoadedModel::CheckCounts(const Execution& execution) const {
+void LoadedModel::CheckInputCount(const Execution& execution) const {
   size_t inputs = model_.Description().inputs.size();
-  size_t outputs = model_.Description().outputBytes.size();
   if (execution.inputs.size() != inputs) {
     throw GraphError("", "", std::to_string(inputs) + " input buffers");
   }
+}
+
+void LoadedModel::CheckOutputCount(const Execution& execution) const {
+  size_t outputs = model_.Description().outputBytes.size();
   if (execution.outputs.size() != outputs) {
     throw GraphError("", "", std::to_string(outputs) + " output buffers");
   }
@@ -113,14 +138,16 @@ void LoadedModel::RunPlan(const Plan& plan, const Execution& execution, std::byt
   }
   uint64_t start = ReadRawClock();
   RunTimed(plan, areas, subscription_->Timings());
-  subscription_->EndExecution(start, std::max(ReadRawClock(), start + 1));
+  uint64_t end = std::max(ReadRawClock(), start + 1);
+  AddToAccount(model_.GetProgram().StepLabels(), subscription_->Timings());
+  subscription_->EndExecution(start, end);
 }
 
-void LoadedModel::Subscribe(std::shared_ptr<RecordOutput> output) {
+void LoadedModel::Subscribe(std::shared_ptr<RecordOutput> output, RecordStyle style) {
   std::lock_guard<std::mutex> lock(mutex_);
   Require(subscription_ == nullptr, ALREADY_SUBSCRIBED);
-  subscription_ =
-      std::make_unique<Subscription>(id_, model_.GetProgram().StepLabels(), std::move(output));
+  subscription_ = std::make_unique<Subscription>(id_, model_.GetProgram().StepLabels(),
+                                                 std::move(output), style);
 }
 
 void LoadedModel::Unsubscribe() {

@@ -28,6 +28,9 @@ struct DeviceSpan {
 /// Refuses an address whose bytes do not come from zelrtMalloc.
 DeviceSpan GetDeviceSpan(void* address, size_t size);
 
+/// Memory of the platform's own. Refuses, and reports what `origin` needs, when there is no room.
+DeviceSpan AllocateSpan(uint32_t device, size_t size, const std::string& origin);
+
 /// What one execution works on.
 struct Execution {
   std::vector<DeviceSpan> inputs;  ///< the setting's input included
@@ -49,16 +52,20 @@ class LoadedModel {
 
   const Model& GetModel() const { return model_; }
 
+  /// What an execution computes. Throws a GraphError when its shapes or its setting do not fit.
+  std::vector<TensorSpec> Outputs(const Execution& execution) const;
+
   /// Waits for an execution that is under way. Throws a GraphError when a buffer, a shape or the
   /// setting does not fit.
   void Execute(const Execution& execution);
 
-  void Subscribe(std::shared_ptr<RecordOutput> output);
+  void Subscribe(std::shared_ptr<RecordOutput> output, RecordStyle style);
   /// Returns when the last record is written.
   void Unsubscribe();
 
  private:
-  void CheckCounts(const Execution& execution) const;
+  void CheckInputCount(const Execution& execution) const;
+  void CheckOutputCount(const Execution& execution) const;
   std::vector<Shape> InputShapes(const Execution& execution) const;
   void RunPlan(const Plan& plan, const Execution& execution, std::byte* work);
 

@@ -14,7 +14,9 @@ constexpr size_t SETTING_BYTES = 8;
 
 }  // namespace
 
-Model::Model(std::string_view image) : program_(ParseGraph(image)) {
+Model::Model(std::string_view image) : Model(ParseGraph(image)) {}
+
+Model::Model(Graph graph) : program_(std::move(graph)) {
   for (const Setting& setting : program_.Settings()) {
     plans_.emplace(setting, program_.MakePlan(program_.ApplySetting(setting)));
   }

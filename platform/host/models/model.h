@@ -25,7 +25,9 @@ struct ModelDescription {
 
 class Model {
  public:
-  /// From the text of a graph file. Throws a GraphError.
+  /// Throws a GraphError.
+  explicit Model(Graph graph);
+  /// From the text of a graph file.
   explicit Model(std::string_view image);
 
   const Program& GetProgram() const { return program_; }

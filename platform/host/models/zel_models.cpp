@@ -30,24 +30,12 @@ std::string ReadImage(const std::string& path) {
   return Reporting(MODEL_REFUSED, path, INVALID_MODEL, [&] { return ReadGraphText(path); });
 }
 
-DeviceSpan Allocate(const std::string& origin, uint32_t device, size_t size) {
-  try {
-    auto block = std::make_shared<Block>(device, size, ZEL_MEM_MALLOC_HUGE_FIRST);
-    return {block, block->Data(), size};
-  } catch (const Refusal&) {
-    Report(
-        MODEL_REFUSED, origin,
-        "expected room for " + std::to_string(size) + " bytes on device " + std::to_string(device));
-    throw;
-  }
-}
-
 /// Loads into memory of the platform.
 uint32_t Load(const std::string& origin, std::string_view image) {
   uint32_t device = GetCurrentContext()->device;
   Model model = MakeModel(origin, image);
-  DeviceSpan work = Allocate(origin, device, model.WorkBytes());
-  DeviceSpan weights = Allocate(origin, device, model.GetProgram().WeightBytes());
+  DeviceSpan work = AllocateSpan(device, model.WorkBytes(), origin);
+  DeviceSpan weights = AllocateSpan(device, model.GetProgram().WeightBytes(), origin);
   return AddModel(device, origin, std::move(model), std::move(work), std::move(weights));
 }
 

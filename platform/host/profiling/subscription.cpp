@@ -2,17 +2,15 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <pthread.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <system_error>
 #include <utility>
 
 #include "profiling/record_script.h"
+#include "runtime/signals.h"
 
 namespace OrmoHost {
 namespace {
@@ -21,18 +19,6 @@ namespace {
 constexpr uint32_t WHOLE_EXECUTION = UINT32_MAX;
 /// How often a wait for room looks whether it is still wanted.
 constexpr std::chrono::milliseconds LOOK_INTERVAL{10};
-
-void CopyText(const std::string& text, char* field, size_t size) {
-  size_t length = std::min(text.size(), size - 1);
-  std::memcpy(field, text.data(), length);
-}
-
-/// A closed pipe must not kill the process, and the program's signals are not for this thread.
-void BlockSignals() {
-  sigset_t all;
-  sigfillset(&all);
-  pthread_sigmask(SIG_BLOCK, &all, nullptr);
-}
 
 }  // namespace
 
@@ -47,8 +33,8 @@ RecordOutput::~RecordOutput() {
 std::atomic<size_t> Subscription::count_{0};
 
 Subscription::Subscription(uint64_t id, std::vector<StepLabel> labels,
-                           std::shared_ptr<RecordOutput> output)
-    : id_(id), labels_(std::move(labels)), output_(std::move(output)) {
+                           std::shared_ptr<RecordOutput> output, RecordStyle style)
+    : id_(id), labels_(std::move(labels)), output_(std::move(output)), style_(style) {
   timings_.reserve(labels_.size() + 1);
   queue_.reserve(labels_.size() + 1);
   try {
@@ -66,7 +52,9 @@ Subscription::~Subscription() {
 }
 
 void Subscription::EndExecution(uint64_t start, uint64_t end) {
-  timings_.push_back({WHOLE_EXECUTION, start, end, 0});
+  if (style_ == RecordStyle::WITH_STEPS) {
+    timings_.push_back({WHOLE_EXECUTION, start, end, 0});
+  }
   {
     std::lock_guard<std::mutex> lock(mutex_);
     queue_.insert(queue_.end(), timings_.begin(), timings_.end());
@@ -128,8 +116,9 @@ Record Subscription::MakeRecord(const StepTiming& timing) const {
   record.end = timing.end;
   record.core = timing.core;
   bool isStep = timing.step != WHOLE_EXECUTION;
-  CopyText(isStep ? labels_[timing.step].name : STEP_TYPE, record.name, sizeof(record.name));
-  CopyText(isStep ? labels_[timing.step].type : STEP_TYPE, record.type, sizeof(record.type));
+  StepLabel label = isStep ? labels_[timing.step] : StepLabel{STEP_TYPE, STEP_TYPE};
+  label.name.copy(record.name, sizeof(record.name) - 1);
+  label.type.copy(record.type, sizeof(record.type) - 1);
   return record;
 }
 

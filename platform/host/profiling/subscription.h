@@ -36,12 +36,19 @@ class RecordOutput {
 /// A configuration is nothing but its output; a running subscription keeps that open.
 using SubscribeConfigs = HandleTable<zelprofSubscribeConfig*, RecordOutput>;
 
+/// What an execution's records are.
+enum class RecordStyle {
+  WITH_STEPS,      ///< one for each operator, and one that bounds the execution
+  OPERATORS_ONLY,  ///< nothing tells one execution's records from the next's
+};
+
 /// Takes the timings of executions and writes them as records, on a thread of its own so that no
 /// write falls into an execution's time.
 class Subscription {
  public:
   /// Refuses when there is no thread.
-  Subscription(uint64_t id, std::vector<StepLabel> labels, std::shared_ptr<RecordOutput> output);
+  Subscription(uint64_t id, std::vector<StepLabel> labels, std::shared_ptr<RecordOutput> output,
+               RecordStyle style);
   /// Gives up what is not written yet.
   ~Subscription();
   Subscription(const Subscription&) = delete;
@@ -50,7 +57,7 @@ class Subscription {
   /// Where the next execution puts its timings. One execution at a time.
   std::vector<StepTiming>& Timings() { return timings_; }
 
-  /// Queues the timings and a record for the whole execution.
+  /// Queues the timings and, where the style has one, a record for the whole execution.
   void EndExecution(uint64_t start, uint64_t end);
 
   /// Waits until everything queued is written. False when a record was dropped because the pipe was
@@ -71,6 +78,7 @@ class Subscription {
   const uint64_t id_;
   const std::vector<StepLabel> labels_;
   const std::shared_ptr<RecordOutput> output_;
+  const RecordStyle style_;
   std::vector<StepTiming> timings_;
 
   std::mutex mutex_;

@@ -23,8 +23,9 @@ int32_t zelprofDestroySubscribeConfig(zelprofSubscribeConfig* config) {
 }
 
 int32_t zelprofModelSubscribe(uint32_t modelId, zelprofSubscribeConfig* config) {
-  return Attempt("zelprofModelSubscribe",
-                 [&] { GetModel(modelId)->Subscribe(Single<SubscribeConfigs>().Get(config)); });
+  return Attempt("zelprofModelSubscribe", [&] {
+    GetModel(modelId)->Subscribe(Single<SubscribeConfigs>().Get(config), RecordStyle::WITH_STEPS);
+  });
 }
 
 int32_t zelprofModelUnSubscribe(uint32_t modelId) {

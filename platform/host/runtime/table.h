@@ -24,11 +24,11 @@ class Table {
  public:
   using Pointer = std::shared_ptr<Object>;
 
-  /// Refuses once the host has closed.
-  void Add(uintptr_t key, Pointer object) {
+  /// False, and nothing changes, when the key is taken. Refuses once the host has closed.
+  bool Add(uintptr_t key, Pointer object) {
     std::lock_guard<std::mutex> lock(mutex_);
     Require(!IsHostClosed(), NOT_INITIALIZED);
-    objects_.emplace(key, std::move(object));
+    return objects_.emplace(key, std::move(object)).second;
   }
 
   /// Null when there is none.

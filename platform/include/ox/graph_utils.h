@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "ox/compute_graph.h"
+#include "ox/graph.h"
 
 namespace ox {
 
@@ -14,6 +15,12 @@ class GraphUtils {
   /// Reads a graph file. False, with `graph` left alone and the reason at the error manager, when
   /// that is not possible.
   static bool LoadOXGraph(const char* file, std::shared_ptr<ComputeGraph>& graph);
+};
+
+class GraphUtilsEx {
+ public:
+  /// Null for a graph without content.
+  static std::shared_ptr<ComputeGraph> GetComputeGraph(const Graph& graph);
 };
 
 }  // namespace ox

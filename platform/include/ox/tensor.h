@@ -4,6 +4,7 @@
 #define OX_TENSOR_H
 
 #include <cstdint>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -31,20 +32,25 @@ class TensorDesc {
   DataType dataType_ = DT_UNDEFINED;
 };
 
-/// A description with a copy of the tensor's bytes.
+/// A description with the tensor's bytes. The bytes never change, so copies share them.
 class Tensor {
  public:
-  Tensor() = default;
+  Tensor() : Tensor(TensorDesc(), {}) {}
 
-  Tensor(const TensorDesc& desc, const std::vector<uint8_t>& data) : desc_(desc), data_(data) {}
+  /// Takes a copy of `data`.
+  Tensor(const TensorDesc& desc, const std::vector<uint8_t>& data)
+      : desc_(desc), data_(std::make_shared<const std::vector<uint8_t>>(data)) {}
+
+  Tensor(const TensorDesc& desc, std::vector<uint8_t>&& data)
+      : desc_(desc), data_(std::make_shared<const std::vector<uint8_t>>(std::move(data))) {}
 
   const TensorDesc& GetTensorDesc() const { return desc_; }
 
-  const std::vector<uint8_t>& GetData() const { return data_; }
+  const std::vector<uint8_t>& GetData() const { return *data_; }
 
  private:
   TensorDesc desc_;
-  std::vector<uint8_t> data_;
+  std::shared_ptr<const std::vector<uint8_t>> data_;
 };
 
 }  // namespace ox

@@ -26,6 +26,10 @@ enum Format : int32_t {
   FORMAT_NULL = 48,
 };
 
+/// Bytes of `count` elements; -1 for a negative count, a type without a size, and when they are too
+/// many to count.
+int64_t GetSizeInBytes(int64_t count, DataType dataType);
+
 }  // namespace ox
 
 #endif  // OX_TYPES_H

@@ -2,7 +2,7 @@
 /// The platform's profiling stream: subscriptions, and accessors to the records that they write.
 ///
 /// A subscribed execution yields one fixed-size record for each operator, and one record of type
-/// "na" that bounds the execution. Functions that return `int32_t` return 0 for success and a
+/// "na" that bounds the execution, which executions of graphs may do without. Functions that return `int32_t` return 0 for success and a
 /// platform code otherwise; times are nanoseconds of one clock.
 #ifndef ZEL_ZEL_PROF_H
 #define ZEL_ZEL_PROF_H
@@ -31,6 +31,10 @@ int32_t zelprofDestroySubscribeConfig(zelprofSubscribeConfig* config);
 int32_t zelprofModelSubscribe(uint32_t modelId, zelprofSubscribeConfig* config);
 /// Returns after the last record has been written; nothing is written later.
 int32_t zelprofModelUnSubscribe(uint32_t modelId);
+
+/// The same for a graph in a session.
+int32_t zelgrphProfGraphSubscribe(uint32_t graphId, zelprofSubscribeConfig* config);
+int32_t zelgrphProfGraphUnSubscribe(uint32_t graphId);
 
 /// Bytes of one record.
 int32_t zelprofGetOpDescSize(size_t* size);

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -26,8 +27,8 @@ namespace OrmoHost {
 /// In place of a call's number.
 constexpr uint64_t EVERY_CALL = 0;
 
-/// Makes the `nth` call of the platform function of that name, for instance "zelrtMalloc", fail
-/// with `code`. Several rules may wait for one function.
+/// Makes the `nth` call of the platform function of that name, for instance "zelrtMalloc" or
+/// "Session::AddGraph", fail with `code`. Several rules may wait for one function.
 void Fail(const std::string& function, uint64_t nth, int32_t code);
 
 /// Runs `action` in the `nth` call, on the calling thread, where the function would fail. What the
@@ -65,6 +66,35 @@ void FaultRecord(uint64_t nth, RecordFault fault);
 /// How long a record waits for room in a full pipe before it and all that follow are dropped and
 /// the unsubscription fails; 5 seconds at first.
 void SetRecordWait(std::chrono::milliseconds wait);
+
+// ---- Executions of graphs in sessions ----
+
+enum class CompletionFault {
+  NONE,
+  DESTROYED,      ///< the graph runs, the callback is destroyed without a call
+  AFTER_FAILURE,  ///< RunGraphAsync fails, and the callback is called when the session ends
+  TWICE,          ///< the callback is called as it should be, and again when the session ends
+  FAILED_STATUS,  ///< the callback is told that the execution failed
+};
+
+/// What becomes of the callback of the `nth` execution that is started from now on.
+void FaultCompletion(uint64_t nth, CompletionFault fault);
+
+// ---- The platform's own account ----
+
+/// Sums over the executions of an operator.
+struct OperatorTimes {
+  uint64_t executions = 0;
+  uint64_t duration = 0;
+  uint64_t core = 0;
+};
+
+/// Starts to add up the times of operators in profiled executions, from nothing. They are taken
+/// where they are measured: whatever becomes of the records, they count.
+void KeepAccount();
+
+/// By operator name.
+std::map<std::string, OperatorTimes> Account();
 
 // ---- Calls ----
 
@@ -124,6 +154,8 @@ struct AliveObjects {
   size_t tensorDescs = 0;
   size_t subscribeConfigs = 0;
   size_t subscriptions = 0;
+  size_t sessions = 0;
+  size_t graphs = 0;  ///< in sessions
   /// Objects that went with the last reset of their device or with zelFinalize because nobody had
   /// released them, since the last Reset.
   size_t abandoned = 0;
@@ -148,6 +180,7 @@ void SetSocName(const std::string& name);
 
 /// Back to the state of a fresh process: rules, calls and captured lines are forgotten, everything
 /// alive is released, the machine is as the environment says. The environment is read again.
+/// Sessions stay, without their graphs.
 void Reset();
 
 }  // namespace OrmoHost

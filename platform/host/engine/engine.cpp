@@ -1,0 +1,198 @@
+#include "engine/engine.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "control/fault_list.h"
+#include "control/single.h"
+#include "runtime/machine.h"
+#include "runtime/signals.h"
+#include "services/error_store.h"
+
+namespace OrmoHost {
+namespace {
+
+using CompletionScript = FaultList<CompletionFault>;
+
+/// How many sessions use each device.
+struct DeviceUse {
+  std::mutex mutex;
+  std::map<uint32_t, size_t> sessions;
+};
+
+/// Leaves the host for a call of the user's.
+class OutsideMark {
+ public:
+  OutsideMark() { --insideDepth; }
+
+  ~OutsideMark() { ++insideDepth; }
+
+  OutsideMark(const OutsideMark&) = delete;
+  OutsideMark& operator=(const OutsideMark&) = delete;
+};
+
+}  // namespace
+
+DeviceSeat::DeviceSeat() {
+  auto& use = Single<DeviceUse>();
+  uint32_t count = std::max(1U, CurrentMachine().deviceCount);
+  std::lock_guard<std::mutex> lock(use.mutex);
+  device_ = 0;
+  for (uint32_t device = 1; device < count; ++device) {
+    device_ = use.sessions[device] < use.sessions[device_] ? device : device_;
+  }
+  ++use.sessions[device_];
+}
+
+DeviceSeat::~DeviceSeat() {
+  auto& use = Single<DeviceUse>();
+  std::lock_guard<std::mutex> lock(use.mutex);
+  --use.sessions[device_];
+}
+
+size_t DeviceSeat::Count() {
+  auto& use = Single<DeviceUse>();
+  std::lock_guard<std::mutex> lock(use.mutex);
+  size_t count = 0;
+  for (const auto& [device, sessions] : use.sessions) {
+    count += sessions;
+  }
+  return count;
+}
+
+void ClearCompletionScript() {
+  Single<CompletionScript>().Clear();
+}
+
+void FaultCompletion(uint64_t nth, CompletionFault fault) {
+  Single<CompletionScript>().Add(nth, fault);
+}
+
+Engine::Engine() {
+  thread_ = std::thread([this] { Work(); });
+}
+
+Engine::~Engine() {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    isEnding_ = true;
+  }
+  wake_.notify_one();
+  thread_.join();
+  Single<SessionGraphs>().TakeIf(
+      [this](const SessionGraph& graph) { return graph.Owner() == this; });
+}
+
+void Engine::AddGraph(uint32_t id, const ox::Graph& graph,
+                      const std::map<ox::TarnString, ox::TarnString>& options) {
+  Require(Single<SessionGraphs>().Find(id) == nullptr, GRAPH_ID_IN_USE);
+  Require(graph.IsValid(), INVALID_ARGUMENT);
+  bool isAdded = Single<SessionGraphs>().Add(
+      id, CompileGraph(this, id, seat_.Device(), *graph.GetContent(), options));
+  Require(isAdded, GRAPH_ID_IN_USE);
+}
+
+void Engine::RemoveGraph(uint32_t id) {
+  GetGraph(id);
+  Single<SessionGraphs>().Take(id);
+}
+
+void Engine::Start(uint32_t id, const std::vector<ox::Tensor>& inputs,
+                   ox::Session::RunCallback callback) {
+  std::shared_ptr<SessionGraph> graph = GetGraph(id);
+  CompletionFault fault = Single<CompletionScript>().Meet();
+  error_message::Context errors = Single<ErrorStore>().ThreadContext();
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (fault == CompletionFault::AFTER_FAILURE) {
+    lateCallbacks_.push_back(std::move(callback));
+    throw Refusal(EXECUTION_FAILED);
+  }
+  queue_.push_back({std::move(graph), inputs, std::move(callback), std::move(errors), fault});
+  wake_.notify_one();
+}
+
+void Engine::SetSaveCallback(ox::Session::SaveCallback callback) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  save_ = std::move(callback);
+}
+
+std::shared_ptr<SessionGraph> Engine::GetGraph(uint32_t id) const {
+  std::shared_ptr<SessionGraph> graph = GetSessionGraph(id);
+  Require(graph->Owner() == this, UNKNOWN_GRAPH);
+  return graph;
+}
+
+void Engine::Work() {
+  BlockSignals();
+  ++insideDepth;
+  Execution execution;
+  while (Take(execution)) {
+    Run(std::move(execution));
+  }
+  CallLate();
+}
+
+bool Engine::Take(Execution& execution) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  wake_.wait(lock, [this] { return isEnding_ || !queue_.empty(); });
+  if (queue_.empty()) {
+    return false;
+  }
+  execution = std::move(queue_.front());
+  queue_.pop_front();
+  return true;
+}
+
+void Engine::Run(Execution execution) {
+  Single<ErrorStore>().ThreadContext() = execution.errors;
+  std::vector<ox::Tensor> outputs;
+  int32_t code = Compute(execution, outputs);
+  code = execution.fault == CompletionFault::FAILED_STATUS ? EXECUTION_FAILED : code;
+  execution.inputs.clear();
+  execution.graph.reset();
+  OutsideMark outside;
+  if (execution.fault == CompletionFault::TWICE) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    lateCallbacks_.push_back(execution.callback);
+  }
+  if (execution.fault != CompletionFault::DESTROYED) {
+    execution.callback(static_cast<uint32_t>(code), outputs);
+  }
+  execution.callback = nullptr;
+}
+
+int32_t Engine::Compute(const Execution& execution, std::vector<ox::Tensor>& outputs) {
+  try {
+    outputs = execution.graph->Run(execution.inputs);
+    return execution.graph->Options().savesOutputs ? Save(*execution.graph, outputs) : SUCCESS;
+  } catch (const Refusal& refusal) {
+    return refusal.Code();
+  } catch (const std::bad_alloc&) {
+    return ZEL_ERROR_RUNTIME_MEMORY_ALLOCATION;
+  }
+}
+
+int32_t Engine::Save(const SessionGraph& graph, const std::vector<ox::Tensor>& outputs) {
+  ox::Session::SaveCallback save;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    save = save_;
+  }
+  if (!save) {
+    return SUCCESS;
+  }
+  std::map<ox::TarnString, ox::Tensor> tensors = graph.NameOutputs(outputs);
+  OutsideMark outside;
+  return static_cast<int32_t>(save(graph.Id(), tensors));
+}
+
+void Engine::CallLate() {
+  OutsideMark outside;
+  std::vector<ox::Tensor> none;
+  for (const ox::Session::RunCallback& callback : lateCallbacks_) {
+    callback(SUCCESS, none);
+  }
+}
+
+}  // namespace OrmoHost

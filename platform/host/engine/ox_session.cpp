@@ -1,0 +1,47 @@
+#include <cstring>
+#include <utility>
+
+#include "control/host_call.h"
+#include "engine/engine.h"
+#include "ox/session.h"
+
+using OrmoHost::Attempt;
+using OrmoHost::INVALID_ARGUMENT;
+using OrmoHost::Release;
+using OrmoHost::Require;
+
+namespace ox {
+
+class Session::Engine : public OrmoHost::Engine {};
+
+Session::Session() : engine_(std::make_unique<Engine>()) {}
+
+Session::~Session() = default;
+
+uint32_t Session::AddGraph(uint32_t graphId, const Graph& graph,
+                           const std::map<TarnString, TarnString>& options) {
+  return static_cast<uint32_t>(
+      Attempt("Session::AddGraph", [&] { engine_->AddGraph(graphId, graph, options); }));
+}
+
+uint32_t Session::RunGraphAsync(uint32_t graphId, const std::vector<Tensor>& inputs,
+                                RunCallback callback) {
+  return static_cast<uint32_t>(Attempt("Session::RunGraphAsync", [&] {
+    Require(callback != nullptr, INVALID_ARGUMENT);
+    engine_->Start(graphId, inputs, std::move(callback));
+  }));
+}
+
+uint32_t Session::RemoveGraph(uint32_t graphId) {
+  return static_cast<uint32_t>(
+      Release("Session::RemoveGraph", [&] { engine_->RemoveGraph(graphId); }));
+}
+
+uint32_t Session::RegisterCallBackFunc(const char* key, SaveCallback callback) {
+  return static_cast<uint32_t>(Attempt("Session::RegisterCallBackFunc", [&] {
+    Require(key != nullptr && std::strcmp(key, "Save") == 0, INVALID_ARGUMENT);
+    engine_->SetSaveCallback(std::move(callback));
+  }));
+}
+
+}  // namespace ox

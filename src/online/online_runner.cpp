@@ -1,0 +1,311 @@
+#include "online/online_runner.h"
+
+#include <exception>
+#include <functional>
+#include <future>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "common/log.h"
+#include "common/scope_exit.h"
+#include "common/utils.h"
+#include "offline/device_manager.h"
+#include "offline/profiled_run.h"
+#include "online/input_generator.h"
+#include "online/online_manager.h"
+#include "online/online_parser.h"
+#include "ormo/options.h"
+#include "ormo/ormo_error_manager.h"
+#include "ormo/status.h"
+#include "ormo/trace.h"
+#include "ox/session.h"
+
+namespace Ormo {
+namespace {
+
+constexpr char SAVE_CALLBACK_KEY[] = "Save";
+constexpr uint32_t FIRST_GRAPH_ID_LESS_ONE = 2200000000;
+
+uint32_t LogSavedTensors(uint32_t graphId,
+                         const std::map<ox::TarnString, ox::Tensor>& /*tensors*/) {
+  ORMO_LOG_DEBUG("Receive callback of graph id %u", graphId);
+  return 0;
+}
+
+// How one asynchronous execution ended.
+struct Completion {
+  uint32_t status;
+  std::vector<ox::Tensor> outputs;
+};
+
+// Fulfils a promise that nobody else holds: a callback that is late or repeated touches nothing of
+// the waiting frame, and one that is destroyed uncalled breaks the promise and so ends the wait.
+class CompletionCallback {
+ public:
+  CompletionCallback(bool keepsOutputs, std::future<Completion>& future)
+      : keepsOutputs_(keepsOutputs) {
+    future = promise_->get_future();
+  }
+
+  void operator()(uint32_t status, std::vector<ox::Tensor>& outputs) const {
+    try {
+      Fulfil(status, outputs);
+    } catch (const std::future_error&) {
+      ORMO_LOG_WARNING("Graph execution was completed before");
+    }
+  }
+
+ private:
+  // A copy that fails is the waiting side's to know: the engine's thread expects no exception.
+  void Fulfil(uint32_t status, const std::vector<ox::Tensor>& outputs) const {
+    Completion completion{status, {}};
+    try {
+      if (keepsOutputs_) {
+        completion.outputs = outputs;
+      }
+    } catch (const std::exception&) {
+      promise_->set_exception(std::current_exception());
+      return;
+    }
+    promise_->set_value(std::move(completion));
+  }
+
+  bool keepsOutputs_;
+  std::shared_ptr<std::promise<Completion>> promise_ = std::make_shared<std::promise<Completion>>();
+};
+
+}  // namespace
+
+bool OnlineRunner::initFlag_ = false;
+std::atomic<uint32_t> OnlineRunner::id_{FIRST_GRAPH_ID_LESS_ONE};
+
+int OnlineRunner::Init(const RunnerInitConfig& config) const {
+  if (initFlag_) {
+    ORMO_LOG_INFO("Online runner already initailzed");
+    return STATUS_SUCCESS;
+  }
+  if (DeviceManager::Init(config.deviceIds) != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR("Init device manager failed");
+    return STATUS_FAILED;
+  }
+  initFlag_ = true;
+  return STATUS_SUCCESS;
+}
+
+void OnlineRunner::Finalize() const {
+  if (!initFlag_) {
+    ORMO_LOG_WARNING("Online runner has not been initailzed, no need to finalize");
+    return;
+  }
+  DeviceManager::Finalize();
+  initFlag_ = false;
+}
+
+int OnlineRunner::Process(const ox::Graph& graph, RunnerConfig& config,
+                          std::vector<RunnerRunResult>& results) const {
+  results.clear();
+  if (!initFlag_) {
+    ORMO_LOG_ERROR("Online runner has not been initialized");
+    return STATUS_FAILED;
+  }
+  if (config.session == nullptr) {
+    ORMO_LOG_ERROR("Invalid param ox session");
+    return STATUS_FAILED;
+  }
+  // The outcome of a run that failed, or threw, is no result.
+  ScopeExit clearResults([&results] { results.clear(); });
+  RunInfo runInfo;
+  runInfo.deviceId = 0;
+  ProfiledRun run;
+  if (run.Open() != STATUS_SUCCESS) {
+    return STATUS_FAILED;
+  }
+  runInfo.profFd = run.WriteEnd();
+  const error_message::Context context = OrmoErrorManager::GetInstance().OrmoGetErrorContext();
+  if (!run.Commit(Run, ANY_THREAD_ID, std::cref(graph), std::ref(config), std::ref(runInfo),
+                  context)) {
+    return STATUS_FAILED;
+  }
+  const int analysis = run.Read(
+      [&results](int fd, std::future<int>& future) {
+        return OnlineParser::Analysis(fd, future, results);
+      },
+      {STATUS_NOT_ENOUGH_MEMORY});
+  const int status = run.TakeStatus(analysis);
+  if (status == STATUS_SUCCESS) {
+    clearResults.Dismiss();
+  }
+  return status;
+}
+
+int OnlineRunner::Run(const ox::Graph& graph, RunnerConfig& config, RunInfo& runInfo,
+                      const error_message::Context& context, uint32_t deviceId) {
+  if (!initFlag_) {
+    ORMO_LOG_WARNING("Online runner has not been initailzed");
+    return STATUS_FAILED;
+  }
+  OrmoErrorManager::GetInstance().OrmoSetErrorContext(context);
+  runInfo.deviceId = deviceId;
+  if (config.session->RegisterCallBackFunc(SAVE_CALLBACK_KEY, LogSavedTensors) != 0) {
+    ORMO_LOG_ERROR("register ox callback failed");
+    return STATUS_FAILED;
+  }
+  int status = STATUS_FAILED;
+  {
+    const DeviceLockHolder lock(deviceId);
+    status = Execute(graph, config, runInfo);
+  }
+  if (status != STATUS_SUCCESS) {
+    ORMO_LOG_INFO("Run task deviceId[%d], Run config prof[%d], loop[%u], ret[%d].",
+                  static_cast<int>(deviceId), static_cast<int>(config.prof), config.loop, status);
+  }
+  return status;
+}
+
+int OnlineRunner::Execute(const ox::Graph& graph, RunnerConfig& config, const RunInfo& runInfo) {
+  if (GenerateRunInputs(graph, config) != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR("Generate inputs for all run graphs failed");
+    return STATUS_FAILED;
+  }
+  uint32_t inputIndex = 0;
+  Trace span("Run graph");
+  span.Start();
+  if (ExecuteDependGraphs(inputIndex, config) != STATUS_SUCCESS) {
+    span.Stop();
+    ORMO_LOG_ERROR("Run depend graph failed");
+    return STATUS_FAILED;
+  }
+  const int status = ExecuteTuningGraph(graph, inputIndex, config, runInfo);
+  span.Stop();
+  if (status != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR("Run tuning graph failed");
+    return STATUS_FAILED;
+  }
+  ORMO_LOG_INFO("Run all graphs end");
+  return STATUS_SUCCESS;
+}
+
+int OnlineRunner::ExecuteDependGraphs(uint32_t& inputIndex, RunnerConfig& config) {
+  for (const ox::Graph& graph : config.dependGraphs) {
+    const int status = ExecuteDependGraph(graph, inputIndex, config);
+    if (status != STATUS_SUCCESS) {
+      return status;
+    }
+  }
+  return STATUS_SUCCESS;
+}
+
+int OnlineRunner::ExecuteDependGraph(const ox::Graph& graph, uint32_t& inputIndex,
+                                     RunnerConfig& config) {
+  std::map<std::string, std::string> options = config.options;
+  for (auto& [key, value] : options) {
+    value.clear();
+  }
+  const uint32_t graphId = ++id_;
+  if (config.session->AddGraph(graphId, graph, Options::Convert(options)) != 0) {
+    ORMO_LOG_ERROR("Add graph=%u failed", graphId);
+    return STATUS_FAILED;
+  }
+  const ScopeExit remove([&] { config.session->RemoveGraph(graphId); });
+  Trace span("Run depend graph, graphId: " + std::to_string(graphId));
+  span.Start();
+  const int status = ExecuteGraph(graphId, inputIndex, config, false);
+  span.Stop();
+  if (status != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR("Run graph: %u failed", graphId);
+  }
+  ++inputIndex;
+  return status;
+}
+
+int OnlineRunner::ExecuteTuningGraph(const ox::Graph& graph, uint32_t& inputIndex,
+                                     RunnerConfig& config, const RunInfo& runInfo) {
+  const uint32_t graphId = ++id_;
+  if (config.session->AddGraph(graphId, graph, Options::Convert(config.options)) != 0) {
+    ORMO_LOG_ERROR("Add graph=%u failed", graphId);
+    return STATUS_FAILED;
+  }
+  const ScopeExit remove([&] { config.session->RemoveGraph(graphId); });
+  const int status = config.prof ? ExecuteGraphWithProf(graphId, inputIndex, config, runInfo)
+                                 : ExecuteGraph(graphId, inputIndex, config, true);
+  if (status != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR("Execute graph failed, id: %u", graphId);
+    for (const auto& [key, value] : config.options) {
+      ORMO_LOG_INFO("Compile graph option %s: %s", key.c_str(), value.c_str());
+    }
+  }
+  ++inputIndex;
+  return status;
+}
+
+int OnlineRunner::ExecuteGraphWithProf(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,
+                                       const RunInfo& runInfo) {
+  OnlineManager profiling(runInfo.profFd, graphId);
+  if (profiling.CreateConfig() != STATUS_SUCCESS) {
+    return STATUS_FAILED;
+  }
+  const ScopeExit destroyConfig([&profiling] { profiling.DestroyConfig(); });
+  if (profiling.Start() != STATUS_SUCCESS) {
+    return STATUS_FAILED;
+  }
+  ScopeExit stop([&profiling] { profiling.Stop(); });
+  Trace span("Run tuning graph, graphId : " + std::to_string(graphId));
+  span.Start();
+  const int status = ExecuteLoop(graphId, inputIndex, config);
+  span.Stop();
+  stop.Dismiss();
+  return profiling.Stop() == STATUS_SUCCESS ? status : STATUS_FAILED;
+}
+
+int OnlineRunner::ExecuteLoop(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config) {
+  for (size_t index = 0; index < config.loop; ++index) {
+    Timer timer;
+    timer.Start();
+    const bool isLast = index + 1 == config.loop;
+    const int status = ExecuteGraph(graphId, inputIndex, config, isLast);
+    if (status != STATUS_SUCCESS) {
+      ORMO_LOG_ERROR("Execute graph[%u] with loop[%zu] failed.", graphId, index);
+      return status;
+    }
+    timer.Stop();
+    if (config.runTimeBound <= timer.Elapsed()) {
+      return STATUS_OUT_OF_BOUND;
+    }
+  }
+  return STATUS_SUCCESS;
+}
+
+int OnlineRunner::ExecuteGraph(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,
+                               bool saveOutputs) {
+  const std::vector<ox::Tensor>& inputs = config.graphInputs.at(inputIndex);
+  std::future<Completion> future;
+  const uint32_t code =
+      config.session->RunGraphAsync(graphId, inputs, CompletionCallback(saveOutputs, future));
+  if (code != 0) {
+    ORMO_LOG_ERROR("Run async graph[%u] failed with ret = %d.", graphId, static_cast<int>(code));
+    return STATUS_FAILED;
+  }
+  Completion completion;
+  try {
+    completion = future.get();
+  } catch (const std::exception&) {
+    ORMO_LOG_ERROR("Run tuning graph[%u] get result exception.", graphId);
+    return STATUS_FAILED;
+  }
+  if (completion.status != 0) {
+    ORMO_LOG_ERROR("Run graph[%u] get result failed with ret=%d.", graphId,
+                   static_cast<int>(completion.status));
+    return STATUS_FAILED;
+  }
+  if (saveOutputs) {
+    const size_t count = completion.outputs.size();
+    config.graphOutputs.push_back(std::move(completion.outputs));
+    ORMO_LOG_INFO("Save graph[%u] %zu output, now has %zu outputs", graphId, count,
+                  config.graphOutputs.size());
+  }
+  return STATUS_SUCCESS;
+}
+
+}  // namespace Ormo

@@ -1,0 +1,54 @@
+/// \file
+/// The runner of online graphs.
+#ifndef ORMO_ONLINE_ONLINE_RUNNER_H
+#define ORMO_ONLINE_ONLINE_RUNNER_H
+
+#include <atomic>
+#include <cstdint>
+#include <vector>
+
+#include "common/singleton.h"
+#include "ormo/runner_types.h"
+
+namespace Ormo {
+
+/// Measures graphs in a session of the caller's: dependency graphs run once each, the tuning graph
+/// runs under graph-level profiling. Init, Finalize and Process run on the caller's thread; Init
+/// and Finalize must not overlap with anything.
+class OnlineRunner : public Singleton<OnlineRunner> {
+ public:
+  int Init(const RunnerInitConfig& config) const;
+  void Finalize() const;
+
+  /// Measures `graph` on whichever worker is free first and blocks until that is done. `results`
+  /// holds, after a status of 0, the executions that the profiling stream showed; it is empty after
+  /// any other status. Rethrows what the worker throws.
+  int Process(const ox::Graph& graph, RunnerConfig& config,
+              std::vector<RunnerRunResult>& results) const;
+
+ private:
+  friend class Singleton<OnlineRunner>;
+  OnlineRunner() = default;
+
+  // These run on the worker.
+  static int Run(const ox::Graph& graph, RunnerConfig& config, RunInfo& runInfo,
+                 const error_message::Context& context, uint32_t deviceId);
+  static int Execute(const ox::Graph& graph, RunnerConfig& config, const RunInfo& runInfo);
+  static int ExecuteDependGraphs(uint32_t& inputIndex, RunnerConfig& config);
+  static int ExecuteDependGraph(const ox::Graph& graph, uint32_t& inputIndex, RunnerConfig& config);
+  static int ExecuteTuningGraph(const ox::Graph& graph, uint32_t& inputIndex, RunnerConfig& config,
+                                const RunInfo& runInfo);
+  static int ExecuteGraphWithProf(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,
+                                  const RunInfo& runInfo);
+  static int ExecuteLoop(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config);
+  static int ExecuteGraph(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,
+                          bool saveOutputs);
+
+  static bool initFlag_;
+  /// The graph id that was given out last; never given out again, whichever session gets it.
+  static std::atomic<uint32_t> id_;
+};
+
+}  // namespace Ormo
+
+#endif  // ORMO_ONLINE_ONLINE_RUNNER_H

@@ -1,0 +1,163 @@
+// Graphs that cannot be measured, and engines that do not keep their promises.
+#include <gmock/gmock.h>
+
+#include "support/graph_text.h"
+#include "support/log_capture.h"
+#include "support/online_test.h"
+#include "support/open_descriptors.h"
+
+namespace Ormo {
+namespace {
+
+using OrmoHost::CompletionFault;
+using Test::AddGraph;
+using Test::LogCapture;
+using Test::OnlineTest;
+using Test::OpenDescriptors;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+/// Expects of a failed run its line, and that it leaves nothing behind.
+class OnlineRefusalTest : public OnlineTest {
+ protected:
+  void ExpectFailure(const ox::Graph& graph, RunnerConfig& config,
+                     const std::vector<std::string>& lines) {
+    const auto descriptors = OpenDescriptors();
+    LogCapture log(DLOG_ERROR);
+    EXPECT_EQ(OrmoOnlineRun(graph, config, results_), STATUS_FAILED);
+    for (const std::string& line : lines) {
+      EXPECT_EQ(log.Find(line).file, "online_runner.cpp") << line;
+    }
+    EXPECT_THAT(results_, IsEmpty());
+    EXPECT_EQ(OrmoHost::Alive().graphs, 0U);
+    EXPECT_EQ(OpenDescriptors(), descriptors);
+  }
+
+  const ox::Graph graph_ = LoadGraph(AddGraph(2, 1));
+  std::vector<RunnerRunResult> results_ = std::vector<RunnerRunResult>(1);  // a stale one
+};
+
+TEST_F(OnlineRefusalTest, AFailingDependencyGraphEndsTheRunBeforeTheNext) {
+  Init();
+  RunnerConfig config = MakeConfig();
+  config.dependGraphs = {graph_, LoadGraph(AddGraph(3, 1)), graph_};
+  const ox::Tensor pair(ox::TensorDesc({2}, ox::FORMAT_ND, ox::DT_FLOAT), std::vector<uint8_t>(8));
+  config.graphInputs = {{pair}, {pair}, {pair}, {pair}};
+  OrmoHost::RecordCalls();
+  ExpectFailure(graph_, config, {"get result failed with ret=", "Run graph: ", "Run depend graph"});
+  EXPECT_EQ(OrmoHost::CallCount("Session::AddGraph"), 2U);
+  EXPECT_EQ(OrmoHost::CallCount("Session::RemoveGraph"), 2U);
+}
+
+TEST_F(OnlineRefusalTest, AGraphThatCannotBeAdded) {
+  Init();
+  std::string unknown = AddGraph(2, 1);
+  unknown.replace(unknown.rfind("\"Add\""), 5, "\"Odd\"");
+  RunnerConfig config = MakeConfig();
+  ExpectFailure(LoadGraph(unknown), config, {"Add graph=", "Run tuning graph failed"});
+
+  RunnerConfig badOption = MakeConfig();
+  badOption.options = {{"ox.stepRecords", "sometimes"}};
+  ExpectFailure(graph_, badOption, {"Add graph="});
+}
+
+TEST_F(OnlineRefusalTest, AnInputWhoseSizeCannotBeComputed) {
+  Init();
+  const auto desc = std::make_shared<ox::OpDesc>();
+  desc->AddInputDesc({ox::OxShape({2}), ox::FORMAT_ND, ox::DT_UNDEFINED});
+  const std::vector<std::shared_ptr<ox::Node>> nodes = {
+      std::make_shared<ox::Node>("sizeless", "Data", desc)};
+  const ox::Graph sizeless(std::make_shared<ox::ComputeGraph>(nodes));
+  const std::string line = "op[sizeless] calc tensor size failed.";
+  RunnerConfig config = MakeConfig();
+  ExpectFailure(sizeless, config,
+                {line, "Generate inputs for tuning graph failed",
+                 "Generate inputs for all run graphs failed"});
+  RunnerConfig depending = MakeConfig();
+  depending.dependGraphs = {graph_, sizeless};
+  ExpectFailure(graph_, depending, {line, "Generate inputs for depend graphs failed"});
+  EXPECT_THAT(depending.graphInputs, SizeIs(1)) << "what was generated before stays";
+}
+
+TEST_F(OnlineRefusalTest, AGraphWithoutContent) {
+  Init();
+  RunnerConfig config = MakeConfig();
+  ExpectFailure({}, config, {"ComputeGraph is nullptr"});
+}
+
+TEST_F(OnlineRefusalTest, NoSession) {
+  Init();
+  RunnerConfig config;
+  ExpectFailure(graph_, config, {"Invalid param ox session"});
+}
+
+TEST_F(OnlineRefusalTest, NoInitialisation) {
+  RunnerConfig config = MakeConfig();
+  const std::string line = "Online runner has not been initialized";
+  ExpectFailure(graph_, config, {line});
+  Init();
+  Init();  // a repeated one changes nothing
+  EXPECT_EQ(OrmoOnlineRun(graph_, config, results_), STATUS_SUCCESS);
+  OrmoOnlineRunnerFinalize();
+  ExpectFailure(graph_, config, {line});
+}
+
+TEST_F(OnlineRefusalTest, NoDevices) {
+  LogCapture log(DLOG_ERROR);
+  EXPECT_EQ(OrmoOnlineRunnerInit({{}}), STATUS_FAILED);
+  EXPECT_EQ(log.Find("Init device manager failed").file, "online_runner.cpp");
+  EXPECT_NE(ErrorManager::GetInstance().GetErrorMessage().find("EG0013"), std::string::npos);
+  RunnerConfig config = MakeConfig();
+  ExpectFailure(graph_, config, {"Online runner has not been initialized"});
+}
+
+TEST_F(OnlineRefusalTest, AnExceptionReachesTheCallerAndTheGraphIsRemoved) {
+  Init();
+  const auto descriptors = OpenDescriptors();
+  RunnerConfig config = MakeConfig();
+  OrmoHost::OnCall("zelgrphProfGraphSubscribe", 1, [&] { config.graphInputs.clear(); });
+  EXPECT_THROW(OrmoOnlineRun(graph_, config, results_), std::out_of_range);
+  EXPECT_THAT(results_, IsEmpty());
+  EXPECT_EQ(OrmoHost::Alive().graphs + OrmoHost::Alive().subscriptions, 0U);
+  EXPECT_EQ(OpenDescriptors(), descriptors);
+}
+
+struct Misbehaviour {
+  const char* name;
+  CompletionFault fault;
+  int status;
+  const char* line;
+};
+
+void PrintTo(const Misbehaviour& misbehaviour, std::ostream* out) {
+  *out << misbehaviour.name;
+}
+
+class MisbehavingEngineTest : public OnlineRefusalTest,
+                              public testing::WithParamInterface<Misbehaviour> {};
+
+TEST_P(MisbehavingEngineTest, NeitherHangsNorTouchesWhatIsGone) {
+  Init();
+  const auto descriptors = OpenDescriptors();
+  LogCapture log(DLOG_INFO);
+  OrmoHost::FaultCompletion(2, GetParam().fault);
+  RunnerConfig config = MakeConfig(3);
+  EXPECT_EQ(OrmoOnlineRun(graph_, config, results_), GetParam().status);
+  EXPECT_THAT(results_, SizeIs(GetParam().status == STATUS_SUCCESS ? 3 : 0));
+  EXPECT_EQ(OrmoHost::Alive().graphs, 0U);
+  EXPECT_EQ(OpenDescriptors(), descriptors);
+  session_.reset();  // late calls come now
+  EXPECT_NE(log.Find(GetParam().line).text, "") << "no line: " << GetParam().line;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Engines, MisbehavingEngineTest,
+    testing::Values(
+        Misbehaviour{"Drops", CompletionFault::DESTROYED, STATUS_FAILED, "get result exception"},
+        Misbehaviour{"FailsAndCalls", CompletionFault::AFTER_FAILURE, STATUS_FAILED, "with ret = "},
+        Misbehaviour{"CallsTwice", CompletionFault::TWICE, STATUS_SUCCESS, "completed before"},
+        Misbehaviour{"Fails", CompletionFault::FAILED_STATUS, STATUS_FAILED, "with ret="}),
+    [](const auto& instance) { return instance.param.name; });
+
+}  // namespace
+}  // namespace Ormo

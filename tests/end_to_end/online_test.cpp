@@ -1,0 +1,269 @@
+// Graphs measured in a session, as a tuner does it.
+#include "support/online_test.h"
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <map>
+#include <thread>
+
+#include "support/graph_text.h"
+#include "support/log_capture.h"
+#include "support/offline_test.h"
+
+namespace Ormo {
+namespace {
+
+using OrmoHost::CallCount;
+using OrmoHost::OperatorTimes;
+using Test::AddGraph;
+using Test::AsBuffer;
+using Test::LogCapture;
+using Test::OnlineTest;
+using Test::ReadFile;
+using Test::SpinGraph;
+using ::testing::AllOf;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+constexpr char STEP_RECORDS[] = "ox.stepRecords";
+constexpr uint64_t SPIN_NS = 100000;
+constexpr uint8_t FLOAT_BYTE = 0x3F;
+
+// The session calls since RecordCalls, without the class's name.
+std::vector<std::string> SessionCalls() {
+  const std::string prefix = "Session::";
+  std::vector<std::string> calls;
+  for (const OrmoHost::Call& call : OrmoHost::Calls()) {
+    if (call.function.rfind(prefix, 0) == 0) {
+      calls.push_back(call.function.substr(prefix.size()));
+    }
+  }
+  return calls;
+}
+
+std::map<std::string, OperatorTimes> Sum(const std::vector<RunnerRunResult>& results) {
+  std::map<std::string, OperatorTimes> sums;
+  for (const RunnerRunResult& result : results) {
+    for (const RunnerOpInfo& op : result.opInfos) {
+      OperatorTimes& times = sums[op.opName];
+      ++times.executions;
+      times.duration += op.opCostTime;
+      times.core += op.aicoreCostTime;
+    }
+  }
+  return sums;
+}
+
+void ExpectSameTimes(const std::map<std::string, OperatorTimes>& sums,
+                     const std::map<std::string, OperatorTimes>& account) {
+  ASSERT_EQ(sums.size(), account.size());
+  for (const auto& [name, times] : account) {
+    SCOPED_TRACE(name);
+    ASSERT_EQ(sums.count(name), 1U);
+    EXPECT_EQ(sums.at(name).executions, times.executions);
+    EXPECT_EQ(sums.at(name).duration, times.duration);
+    EXPECT_EQ(sums.at(name).core, times.core);
+  }
+}
+
+ox::Tensor MakeFloats(const std::vector<float>& values) {
+  std::vector<uint8_t> bytes(values.size() * sizeof(float));
+  std::memcpy(bytes.data(), values.data(), bytes.size());
+  return {ox::TensorDesc({static_cast<int64_t>(values.size())}, ox::FORMAT_ND, ox::DT_FLOAT),
+          bytes};
+}
+
+std::vector<float> ReadFloats(const ox::Tensor& tensor) {
+  std::vector<float> values(tensor.GetData().size() / sizeof(float));
+  std::memcpy(values.data(), tensor.GetData().data(), tensor.GetData().size());
+  return values;
+}
+
+class OnlineMeasurementTest : public OnlineTest {
+ protected:
+  int Run(const std::string& graph, RunnerConfig& config) {
+    return OrmoOnlineRun(LoadGraph(graph), config, results_);
+  }
+
+  std::vector<RunnerRunResult> results_;
+};
+
+TEST_F(OnlineMeasurementTest, DependencyGraphsRunOnceBeforeTheLoopOfTheMeasuredOne) {
+  Init();
+  RunnerConfig config = MakeConfig(3);
+  config.dependGraphs = {LoadGraph(AddGraph(1, 1)), LoadGraph(AddGraph(2, 1))};
+  // Each fits one graph alone.
+  config.graphInputs = {{MakeFloats({1})}, {MakeFloats({1, 2})}, {MakeFloats({1, 2, 3})}};
+  OrmoHost::RecordCalls();
+  ASSERT_EQ(Run(AddGraph(3, 1), config), STATUS_SUCCESS);
+  EXPECT_THAT(SessionCalls(),
+              ElementsAre("RegisterCallBackFunc", "AddGraph", "RunGraphAsync", "RemoveGraph",
+                          "AddGraph", "RunGraphAsync", "RemoveGraph", "AddGraph", "RunGraphAsync",
+                          "RunGraphAsync", "RunGraphAsync", "RemoveGraph"));
+  EXPECT_THAT(results_, SizeIs(3));
+  ASSERT_THAT(config.graphOutputs, ElementsAre(SizeIs(1)));
+  EXPECT_THAT(ReadFloats(config.graphOutputs[0][0]), ElementsAre(2, 3, 4));
+  const uint64_t firstId = std::stoull(results_[0].opInfos.at(0).modelId);
+  EXPECT_GE(firstId, 2200000003U);
+
+  ASSERT_EQ(Run(AddGraph(3, 1), config), STATUS_SUCCESS);
+  EXPECT_EQ(std::stoull(results_[0].opInfos.at(0).modelId), firstId + 3);
+  EXPECT_THAT(config.graphOutputs, SizeIs(2));
+}
+
+class RecordStyleTest : public OnlineMeasurementTest,
+                        public testing::WithParamInterface<const char*> {};
+
+TEST_P(RecordStyleTest, EveryExecutionHasItsCostAndTheOperatorsAgreeWithTheEnginesAccount) {
+  Init();
+  OrmoHost::KeepAccount();
+  RunnerConfig config = MakeConfig(5);
+  config.options = {{STEP_RECORDS, GetParam()}};
+  config.dependGraphs = {LoadGraph(AddGraph(1, 1))};
+  ASSERT_EQ(Run(SpinGraph({SPIN_NS, 2 * SPIN_NS}), config), STATUS_SUCCESS);
+  ASSERT_THAT(results_, SizeIs(5));
+  for (const RunnerRunResult& result : results_) {
+    ASSERT_THAT(result.opInfos, SizeIs(2));
+    EXPECT_EQ(result.opInfos[0].opName, "spin0");
+    EXPECT_EQ(result.opInfos[1].opName, "spin1");
+    EXPECT_EQ(result.opInfos[0].opType, "Spin");
+    ASSERT_THAT(result.modelInfos, SizeIs(1));
+    EXPECT_EQ(result.modelInfos[0].costTime,
+              result.opInfos[1].endTime - result.opInfos[0].startTime);
+    EXPECT_GE(result.modelInfos[0].costTime, 3 * SPIN_NS);
+  }
+  ExpectSameTimes(Sum(results_), OrmoHost::Account());
+  EXPECT_EQ(OrmoHost::Account().at("spin1").executions, 5U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Styles, RecordStyleTest, testing::Values("", "off"),
+                         [](const auto& instance) {
+                           return *instance.param == '\0' ? "WithSteps" : "OperatorsOnly";
+                         });
+
+TEST_F(OnlineMeasurementTest, TheDefaultEndingGivesTheSameResults) {
+  unsetenv("ORMO_PROF_END");
+  Init();
+  OrmoHost::KeepAccount();
+  RunnerConfig config = MakeConfig(2);
+  ASSERT_EQ(Run(SpinGraph({SPIN_NS}), config), STATUS_SUCCESS);
+  EXPECT_THAT(results_, SizeIs(2));
+  ExpectSameTimes(Sum(results_), OrmoHost::Account());
+}
+
+TEST_F(OnlineMeasurementTest, UnprofiledTheGraphRunsOnceAndItsOutputsAreSaved) {
+  Init();
+  RunnerConfig config = MakeConfig(7);
+  config.prof = false;
+  OrmoHost::RecordCalls();
+  ASSERT_EQ(Run(AddGraph(2, 1), config), STATUS_SUCCESS);
+  EXPECT_EQ(CallCount("Session::RunGraphAsync"), 1U);
+  EXPECT_EQ(CallCount("zelgrphProfGraphSubscribe"), 0U);
+  EXPECT_THAT(results_, IsEmpty());
+  EXPECT_THAT(config.graphOutputs, SizeIs(1));
+}
+
+TEST_F(OnlineMeasurementTest, WithoutExecutionsThereIsNoResult) {
+  Init();
+  RunnerConfig config = MakeConfig(0);
+  OrmoHost::RecordCalls();
+  EXPECT_EQ(Run(AddGraph(2, 1), config), STATUS_SUCCESS);
+  EXPECT_EQ(CallCount("zelgrphProfGraphUnSubscribe"), 1U);
+  EXPECT_EQ(CallCount("Session::RunGraphAsync"), 0U);
+  EXPECT_THAT(results_, IsEmpty());
+  EXPECT_THAT(config.graphOutputs, IsEmpty());
+}
+
+TEST_F(OnlineMeasurementTest, ABoundEndsTheLoopAsAFailure) {
+  Init();
+  RunnerConfig config = MakeConfig(5);
+  config.runTimeBound = 0;
+  OrmoHost::RecordCalls();
+  EXPECT_EQ(Run(AddGraph(2, 1), config), STATUS_FAILED);
+  EXPECT_EQ(CallCount("Session::RunGraphAsync"), 1U);
+  EXPECT_THAT(results_, IsEmpty());
+}
+
+TEST_F(OnlineMeasurementTest, InputsAreGeneratedOnceAndCallersOwnComeFirst) {
+  Init();
+  RunnerConfig config = MakeConfig();
+  config.dependGraphs = {LoadGraph(AddGraph(2, 1))};
+  ASSERT_EQ(Run(AddGraph(3, 1), config), STATUS_SUCCESS);
+  ASSERT_THAT(config.graphInputs, ElementsAre(SizeIs(1), SizeIs(1)));
+  EXPECT_THAT(config.graphInputs[1][0].GetData(), AllOf(SizeIs(12), Each(FLOAT_BYTE)));
+  const uint8_t* content = config.graphInputs[1][0].GetData().data();
+  ASSERT_EQ(Run(AddGraph(3, 1), config), STATUS_SUCCESS);
+  ASSERT_THAT(config.graphInputs, SizeIs(2));
+  EXPECT_EQ(config.graphInputs[1][0].GetData().data(), content);
+
+  // One list of the caller's: the generated ones go behind it, and the dependency graph's own
+  // meets the measured graph, which it does not fit.
+  config.graphInputs = {{MakeFloats({5, 6})}};
+  EXPECT_EQ(Run(AddGraph(3, 1), config), STATUS_FAILED);
+  EXPECT_THAT(config.graphInputs, SizeIs(3));
+}
+
+TEST_F(OnlineMeasurementTest, OutputsEqualThoseOfTheOfflinePath) {
+  const std::string file = ORMO_EXAMPLES_DIR "/transformer/tile-16.json";
+  const std::string text = ReadFile(file);
+  Init();
+  RunnerConfig config = MakeConfig(2);
+  ASSERT_EQ(Run(text, config), STATUS_SUCCESS);
+  ASSERT_THAT(config.graphOutputs, ElementsAre(SizeIs(1)));
+  const std::vector<uint8_t>& online = config.graphOutputs[0][0].GetData();
+  OrmoOnlineRunnerFinalize();
+
+  ASSERT_EQ(OrmoOfflineRunnerInit({}), STATUS_SUCCESS);
+  std::vector<uint8_t> offline(online.size());
+  RunnerConfig offlineConfig = Ormo::Test::MakeConfig(text, false);
+  offlineConfig.inputs = {AsBuffer(config.graphInputs[0][0].GetData())};
+  offlineConfig.outputs = {AsBuffer(offline)};
+  RunnerResult result;
+  EXPECT_EQ(OrmoOfflineRun(offlineConfig, result), STATUS_SUCCESS);
+  OrmoOfflineRunnerFinalize();
+  EXPECT_EQ(online, offline);
+}
+
+TEST_F(OnlineMeasurementTest, TensorsThatTheEngineWantsSavedReachTheLibrary) {
+  Init();
+  LogCapture log(DLOG_DEBUG);
+  RunnerConfig config = MakeConfig();
+  config.options = {{"ox.save", "outputs"}};
+  config.dependGraphs = {LoadGraph(AddGraph(1, 1))};
+  ASSERT_EQ(Run(AddGraph(1, 1), config), STATUS_SUCCESS);
+  const std::string line = "Receive callback of graph id " + results_[0].opInfos[0].modelId;
+  EXPECT_EQ(log.Count(DLOG_DEBUG, "Receive callback of graph id"), 1U);
+  EXPECT_EQ(log.Find(line).file, "online_runner.cpp");
+}
+
+TEST_F(OnlineMeasurementTest, TwoCallersMeasureAtOnceInOneSessionAndInTwo) {
+  Init({0, 1});
+  ox::Session other;
+  const auto measure = [this](ox::Session* session, const ox::Graph& graph, size_t operators) {
+    for (int round = 0; round < 5; ++round) {
+      RunnerConfig config = MakeConfig(4);
+      config.session = session;
+      config.dependGraphs = {graph};
+      std::vector<RunnerRunResult> results;
+      EXPECT_EQ(OrmoOnlineRun(graph, config, results), STATUS_SUCCESS);
+      ASSERT_THAT(results, SizeIs(4));
+      for (const RunnerRunResult& result : results) {
+        ASSERT_THAT(result.opInfos, SizeIs(operators));
+        EXPECT_EQ(result.opInfos[0].modelId, results[0].opInfos[0].modelId);
+      }
+    }
+  };
+  const ox::Graph two = LoadGraph(AddGraph(4, 1, 2));
+  const ox::Graph three = LoadGraph(AddGraph(4, 1, 3));
+  for (ox::Session* session : {session_.get(), &other}) {
+    std::thread caller([&] { measure(session, three, 3); });
+    measure(session_.get(), two, 2);
+    caller.join();
+  }
+}
+
+}  // namespace
+}  // namespace Ormo

@@ -1,0 +1,40 @@
+/// \file
+/// What tests of all runners' entry points share.
+#ifndef ORMO_TESTS_SUPPORT_RUNNER_TEST_H
+#define ORMO_TESTS_SUPPORT_RUNNER_TEST_H
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "ormo_host/control.h"
+#include "support/temp_directory.h"
+
+namespace Ormo::Test {
+
+/// A fresh machine, with the library's files in a directory of the test's own. A profiled run ends
+/// with its pipe. What a test leaves behind on the platform fails it.
+class RunnerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    setenv("HOME", directory_.Path().c_str(), 1);
+    setenv("TARN_CACHE_PATH", directory_.Path().c_str(), 1);
+    setenv("ORMO_PROF_END", "close", 1);
+    OrmoHost::Reset();
+  }
+
+  void TearDown() override {
+    Finalize();
+    EXPECT_EQ(OrmoHost::Alive().ToString(), "");
+    OrmoHost::Reset();
+  }
+
+  /// Finalises the runner, whatever state it is in.
+  virtual void Finalize() = 0;
+
+  TempDirectory directory_;
+};
+
+}  // namespace Ormo::Test
+
+#endif  // ORMO_TESTS_SUPPORT_RUNNER_TEST_H
