@@ -57,10 +57,12 @@ int32_t zelrtSetDevice(uint32_t deviceId);
 /// Takes back one zelrtSetDevice, possibly of another thread; the last one releases the device.
 int32_t zelrtResetDevice(uint32_t deviceId);
 
-/// Creates a context on `deviceId`, owned by the caller, and makes it current on the calling thread.
+/// Creates a context on `deviceId`, owned by the caller, and makes it current on the calling
+/// thread.
 int32_t zelrtCreateContext(zelrtContext* context, uint32_t deviceId);
 
-/// Makes `context` current on the calling thread. A context that is gone is an error, never a crash.
+/// Makes `context` current on the calling thread. A context that is gone is an error, never a
+/// crash.
 int32_t zelrtSetCurrentContext(zelrtContext context);
 
 /// Destroys a context, on any thread.

@@ -2,8 +2,9 @@
 /// The platform's profiling stream: subscriptions, and accessors to the records that they write.
 ///
 /// A subscribed execution yields one fixed-size record for each operator, and one record of type
-/// "na" that bounds the execution, which executions of graphs may do without. Functions that return `int32_t` return 0 for success and a
-/// platform code otherwise; times are nanoseconds of one clock.
+/// "na" that bounds the execution, which executions of graphs may do without. Functions that return
+/// `int32_t` return 0 for success and a platform code otherwise; times are nanoseconds of one
+/// clock.
 #ifndef ZEL_ZEL_PROF_H
 #define ZEL_ZEL_PROF_H
 
@@ -45,7 +46,8 @@ int32_t zelprofGetOpNum(const void* buffer, size_t length, uint32_t* count);
 /// Bytes of the text with its terminating zero.
 int32_t zelprofGetOpNameLen(const void* buffer, size_t length, uint32_t index, size_t* nameLength);
 int32_t zelprofGetOpTypeLen(const void* buffer, size_t length, uint32_t index, size_t* typeLength);
-/// Writes the text, with a terminating zero, to `name` (`type`) of `nameLength` (`typeLength`) bytes.
+/// Writes the text, with a terminating zero, to `name` (`type`) of `nameLength` (`typeLength`)
+/// bytes.
 int32_t zelprofGetOpName(const void* buffer, size_t length, uint32_t index, char* name,
                          size_t nameLength);
 int32_t zelprofGetOpType(const void* buffer, size_t length, uint32_t index, char* type,
