@@ -48,19 +48,30 @@ struct Tile {
   size_t column, columnEnd;
 };
 
+/// Adds `factor` times a row of the right matrix to a row of the output.
+void AddScaledRow(float factor, const float* right, size_t step, size_t count, float* output) {
+  if (step == 1) {  // stored by rows: the compiler can use its vector instructions
+    for (size_t j = 0; j < count; ++j) {
+      output[j] += factor * right[j];
+    }
+    return;
+  }
+  for (size_t j = 0; j < count; ++j) {
+    output[j] += factor * right[j * step];
+  }
+}
+
 void MultiplyTile(const Product& p, const Tile& tile, const Operands& operands) {
   size_t leftRowStep = p.isLeftTransposed ? 1 : p.depth;
   size_t leftDepthStep = p.isLeftTransposed ? p.rows : 1;
   size_t rightDepthStep = p.isRightTransposed ? 1 : p.columns;
   size_t rightColumnStep = p.isRightTransposed ? p.depth : 1;
   for (size_t i = tile.row; i < tile.rowEnd; ++i) {
-    float* output = operands.Output() + i * p.columns;
+    float* output = operands.Output() + i * p.columns + tile.column;
     for (size_t k = tile.depth; k < tile.depthEnd; ++k) {
       float factor = operands.Input(0)[i * leftRowStep + k * leftDepthStep];
-      const float* right = operands.Input(1) + k * rightDepthStep;
-      for (size_t j = tile.column; j < tile.columnEnd; ++j) {
-        output[j] += factor * right[j * rightColumnStep];
-      }
+      const float* right = operands.Input(1) + k * rightDepthStep + tile.column * rightColumnStep;
+      AddScaledRow(factor, right, rightColumnStep, tile.columnEnd - tile.column, output);
     }
   }
 }
