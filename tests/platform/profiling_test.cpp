@@ -215,27 +215,5 @@ TEST_F(ProfilingTest, RecordsCanBeLostAndDamaged) {
   EXPECT_EQ(bytes.size(), 4 * recordSize_ + recordSize_ / 2);
 }
 
-TEST_F(ProfilingTest, WhatIsNoRecordIsRefused) {
-  std::string bytes(recordSize_, 'x');
-  size_t length = 0;
-  EXPECT_NE(zelprofGetOpNameLen(bytes.data(), bytes.size(), 0, &length), 0);
-  EXPECT_EQ(zelprofGetOpEnd(bytes.data(), bytes.size(), 0), 0U);
-  uint32_t count = 7;
-  EXPECT_EQ(zelprofGetOpNum(bytes.data(), 0, &count), 0);
-  EXPECT_EQ(count, 0U);
-}
-
-TEST_F(ProfilingTest, UnloadingEndsASubscription) {
-  OrmoHost::SetRecordWait(std::chrono::hours(1));
-  ASSERT_GT(fcntl(pipe_[1], F_SETPIPE_SZ, 4096), 0);
-  Subscribe();
-  Execute(20);
-  EXPECT_EQ(OrmoHost::Alive().subscriptions, 1U);
-  EXPECT_EQ(zelmdlUnload(id_), 0);
-  models_.clear();
-  EXPECT_EQ(OrmoHost::Alive().subscriptions, 0U);
-  EXPECT_EQ(zelprofDestroySubscribeConfig(config_), 0);
-}
-
 }  // namespace
 }  // namespace Ormo

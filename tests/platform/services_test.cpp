@@ -77,26 +77,6 @@ TEST(MmTest, DescriptorsAreClosedOnExec) {
   EXPECT_EQ(mmGetErrorCode(), ENOENT);
 }
 
-TEST(MmTest, ADirectoryIsListedInOrder) {
-  TempDirectory directory;
-  for (const char* name : {"b", "a", "other"}) {
-    ASSERT_EQ(mmMkdir((directory / name).c_str(), 0750), 0);
-  }
-  dirent** entries = nullptr;
-  int count = mmScandir(
-      directory.Path().c_str(), &entries,
-      [](const dirent* entry) {
-        return std::string(entry->d_name).size() == 1 && entry->d_name[0] != '.' ? 1 : 0;
-      },
-      [](const dirent** left, const dirent** right) {
-        return std::string((*left)->d_name).compare((*right)->d_name);
-      });
-  ASSERT_EQ(count, 2);
-  EXPECT_EQ(std::string(entries[0]->d_name) + entries[1]->d_name, "ab");
-  mmScandirFree(entries, count);
-  EXPECT_LT(mmScandir((directory / "none").c_str(), &entries, nullptr, nullptr), 0);
-}
-
 TEST(MmTest, TextsThatDoNotFitAreRefused) {
   char text[8];
   setenv("ORMO_TEST_VARIABLE", "1234567", 1);

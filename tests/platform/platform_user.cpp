@@ -1,0 +1,53 @@
+#include "platform/platform_user.h"
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <string>
+
+#include "error_manager/error_manager.h"
+#include "mm/mm.h"
+#include "ormo_host/control.h"
+#include "zel/zel.h"
+#include "zel/zel_mdl.h"
+#include "zel/zel_prof.h"
+
+bool UsePlatform() {
+  const std::string graph =
+      R"({"format": "ox-graph", "version": 1, "name": "spin", "nodes": [{"name": "spin", "type":
+      "Spin", "outputs": [{"shape": [1], "dtype": "float32"}], "attrs": {"ns": 0}}]})";
+  OrmoHost::CaptureLog(0);
+  OrmoHost::RecordCalls();
+  zelrtContext context = nullptr;
+  uint32_t id = 0;
+  int pipeEnds[2] = {};
+  void* memory = nullptr;
+  bool works = zelInit("") == 0 && zelrtSetDevice(0) == 0 && zelrtCreateContext(&context, 0) == 0 &&
+               zelmdlLoadFromMem("{}", 2, &id) != 0 &&
+               zelmdlLoadFromMem(graph.data(), graph.size(), &id) == 0 && pipe(pipeEnds) == 0 &&
+               zelrtMalloc(&memory, 4, ZEL_MEM_MALLOC_HUGE_FIRST) == 0;
+  zelprofSubscribeConfig* config =
+      zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &pipeEnds[1]);
+  works = works && zelprofModelSubscribe(id, config) == 0;
+  zelmdlDataset* input = zelmdlCreateDataset();
+  zelmdlDataset* output = zelmdlCreateDataset();
+  works = works && zelmdlAddDatasetBuffer(output, zelCreateDataBuffer(memory, 4)) == 0;
+  for (int i = 0; i < 1000; ++i) {
+    works = works && zelmdlExecute(id, input, output) == 0;
+  }
+  return works;
+}
+
+bool IsPlatformClosed() {
+  void* memory = nullptr;
+  uint32_t id = 0;
+  int32_t output = 1;
+  ErrorManager::GetInstance().SetErrorContext({});
+  ErrorManager::GetInstance().GetErrorManagerContext();
+  return zelInit("") != 0 && zelrtSetDevice(0) != 0 && zelrtResetDevice(0) != 0 &&
+         zelrtMalloc(&memory, 1, ZEL_MEM_MALLOC_HUGE_FIRST) != 0 &&
+         zelmdlLoadFromMem("{}", 2, &id) != 0 && zelmdlExecute(1, nullptr, nullptr) != 0 &&
+         zelprofModelUnSubscribe(1) != 0 && zelmdlCreateDataset() == nullptr &&
+         zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &output) == nullptr &&
+         zelFinalize() != 0 && mmGetTickCount().tv_sec > 0;
+}

@@ -1,0 +1,34 @@
+// Unloads the platform with everything on it still alive; the argument is a library that uses it.
+#include <dlfcn.h>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include "platform/platform_user.h"
+
+namespace {
+
+bool IsMapped(const std::string& name) {
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);) {
+    if (line.find(name) != std::string::npos) {
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+int main(int /*argc*/, char** argv) {
+  for (int round = 0; round < 2; ++round) {
+    void* library = dlopen(argv[1], RTLD_NOW);
+    auto* use = reinterpret_cast<decltype(&UsePlatform)>(dlsym(library, "UsePlatform"));
+    std::thread([&] { std::puts(use() ? "in use" : "not in use"); }).join();
+    dlclose(library);
+    std::puts(IsMapped("ormo_host_platform") ? "still loaded" : "unloaded");
+  }
+  return 0;
+}
