@@ -25,9 +25,10 @@ namespace Ormo {
 ///
 /// `info.profFd` names the pipe's write end while the task runs and is null again on return.
 /// On success `result` is filled; a status other than 0 leaves it reset to zeros, but for
-/// STATUS_OUT_OF_BOUND of a profiled run, which keeps what was measured. STATUS_FAILED when the
-/// offline runner is not initialised or the device has no worker; otherwise the task's status, or
-/// that of reading the records (STATUS_PROFILING_FAILED). Rethrows what the task throws.
+/// STATUS_OUT_OF_BOUND of a profiled run, which keeps what was measured, and when nothing was tried
+/// because the runner is not initialised. STATUS_FAILED when the offline runner is not initialised
+/// or the device has no worker; otherwise the task's status, or that of reading the records
+/// (STATUS_PROFILING_FAILED). Rethrows what the task throws.
 ORMO_EXPORT int OrmoOfflineRunProcess(RunnerConfig& config, RunInfo& info, RunnerResult& result,
                                       OfflineTask& task);
 

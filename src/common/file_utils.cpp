@@ -56,7 +56,7 @@ int MakeWriteable(const TPath& path) {
   }
   if (ret != 0) {
     ORMO_LOG_ERROR("Get stat failed, ret : %d", ret);
-    return ret;
+    return ret < 0 ? ret : -1;  // a positive one would pass for a descriptor
   }
   FileUtils::Chmod(path, status.st_mode | FileUtils::WRITE_ONLY_MODE);
   return 0;

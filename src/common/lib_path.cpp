@@ -62,10 +62,7 @@ TPath LibPath::GetInstallPath() {
     return path;
   }
   path.GetParentDirectory().GetParentDirectory();
-  if (path.Empty()) {
-    path = "/";
-  }
-  return path.Append("tools/ormo/");
+  return path.Empty() ? path : path.Append("tools/ormo/");
 }
 
 }  // namespace Ormo

@@ -3,6 +3,7 @@
 #ifndef ORMO_COMMON_SINGLETON_H
 #define ORMO_COMMON_SINGLETON_H
 
+#include <atomic>
 #include <typeinfo>
 
 #include "common/log.h"
@@ -35,11 +36,11 @@ class Singleton {
   Singleton() = default;
 
  private:
-  static bool destroyed_;
+  static std::atomic<bool> destroyed_;
 };
 
 template <typename T>
-bool Singleton<T>::destroyed_ = false;
+std::atomic<bool> Singleton<T>::destroyed_{false};
 
 }  // namespace Ormo
 

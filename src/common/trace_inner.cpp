@@ -1,7 +1,9 @@
 #include "common/trace_inner.h"
 
 #include <array>
+#include <cstddef>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "common/log.h"
@@ -50,14 +52,33 @@ std::string TraceFilePath(const std::string& dir, const std::string& processId) 
 }  // namespace
 
 TraceInner& TraceInner::Instance() {
-  static TraceInner instance;
-  return instance;
+  // Closed when the process ends or the library is unloaded, and never destroyed: callers' threads
+  // may record even then.
+  struct Recorder {
+    Recorder() { new (storage) TraceInner(); }
+
+    Recorder(const Recorder&) = delete;
+    Recorder& operator=(const Recorder&) = delete;
+
+    ~Recorder() { Get().Close(); }
+
+    TraceInner& Get() { return *std::launder(reinterpret_cast<TraceInner*>(storage)); }
+
+    alignas(TraceInner) std::byte storage[sizeof(TraceInner)];
+  };
+
+  static Recorder recorder;
+  return recorder.Get();
 }
 
 TraceInner::TraceInner(std::chrono::milliseconds dumpPeriod)
     : dumpPeriod_(dumpPeriod), processId_(Utils::GetPid()) {}
 
 TraceInner::~TraceInner() {
+  Close();
+}
+
+void TraceInner::Close() noexcept {
   {
     const std::lock_guard<std::mutex> lock(mutex);
     running = false;
@@ -66,6 +87,9 @@ TraceInner::~TraceInner() {
   if (dumpThread.joinable()) {
     dumpThread.join();
   }
+  const std::lock_guard<std::mutex> lock(mutex);
+  closed_ = true;
+  const TraceEvents forgotten = std::move(events);
 }
 
 void TraceInner::Begin(std::string_view name, std::string_view processId,
@@ -92,6 +116,9 @@ void TraceInner::InsertItem(const EventInfo& event) noexcept {
   bool firstDrop = false;
   try {
     const std::lock_guard<std::mutex> lock(mutex);
+    if (closed_) {
+      return;
+    }
     events.Add(event);
     firstDrop = DropBeyondLimit();
   } catch (const std::exception& e) {
@@ -179,14 +206,13 @@ void TraceInner::DumpTrace() {
 }
 
 bool TraceInner::DumpEvents(const TraceEvents& block) {
-  std::string text;
+  bool written = false;
   try {
-    text = TraceText(block, processId_);
+    written = file.Append(TraceText(block, processId_));
   } catch (const std::exception& e) {
     ORMO_TRACE_LOG_ERROR("Trace json dump failed, exception info is [%s].", e.what());
     return false;
   }
-  const bool written = file.Append(text);
   if (!written) {
     ORMO_TRACE_LOG_ERROR("Write trace file failed.");
   }

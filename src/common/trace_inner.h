@@ -35,7 +35,6 @@ class TraceInner {
   TraceInner(const TraceInner&) = delete;
   TraceInner& operator=(const TraceInner&) = delete;
 
-  /// Writes what is pending and makes the file read-only, if there is one.
   ~TraceInner();
 
   /// Record an event at this moment, or at `ts` microseconds. An empty `processId` or `threadId`
@@ -47,6 +46,10 @@ class TraceInner {
   void End(std::string_view name, std::string_view processId, std::string_view threadId,
            uint64_t ts) noexcept;
   void InsertItem(const EventInfo& event) noexcept;
+
+  /// Writes what is pending and makes the file read-only, if there is one; what is recorded later
+  /// is dropped.
+  void Close() noexcept;
 
   /// Names the directory and starts the thread that writes; only the first call counts.
   void StartDumpTrace(const std::string& dir) noexcept;
@@ -68,10 +71,11 @@ class TraceInner {
   const std::chrono::milliseconds dumpPeriod_;
   const std::string processId_;
 
-  std::mutex mutex;  ///< guards tracePath, running, events, limited_, dropReported_
+  std::mutex mutex;  ///< guards tracePath, running, closed_, events, limited_, dropReported_
   std::string tracePath;
   std::thread dumpThread;
   bool running = false;
+  bool closed_ = false;
   std::condition_variable stopped_;
   TraceEvents events;
   bool limited_ = true;

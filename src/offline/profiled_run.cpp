@@ -31,8 +31,9 @@ bool IsPending(const std::future<int>& future) {
 // Reads and discards what is in the pipe, waiting a little for more. False when nothing will come.
 bool Discard(int fd) {
   pollfd readable = {fd, POLLIN, 0};
-  if (poll(&readable, 1, DRAIN_WAIT_MS) <= 0) {
-    return true;
+  const int ready = poll(&readable, 1, DRAIN_WAIT_MS);
+  if (ready <= 0) {
+    return ready == 0 || errno == EINTR;
   }
   std::array<char, 65536> discarded;  // NOLINT(cppcoreguidelines-pro-type-member-init)
   const ssize_t count = read(fd, discarded.data(), discarded.size());

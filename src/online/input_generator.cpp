@@ -50,7 +50,7 @@ int AppendTensor(const char* nodeName, const ox::OxTensorDesc& desc,
 }
 
 int AppendNodeInputs(ox::Node& node, std::vector<ox::Tensor>& inputs, CallSite site) {
-  const auto opDesc = node.GetOpDesc();
+  const auto& opDesc = node.GetOpDesc();
   if (opDesc == nullptr) {
     return STATUS_SUCCESS;
   }

@@ -36,7 +36,7 @@ uint32_t LogSavedTensors(uint32_t graphId,
 
 // How one asynchronous execution ended.
 struct Completion {
-  uint32_t status;
+  uint32_t status = 0;
   std::vector<ox::Tensor> outputs;
 };
 

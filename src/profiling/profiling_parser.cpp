@@ -1,8 +1,9 @@
 #include "profiling/profiling_parser.h"
 
+#include <sys/ioctl.h>
+
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -19,13 +20,35 @@
 namespace Ormo {
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 // As much as a pipe holds at first.
 constexpr size_t READ_SIZE = 65536;
 
-// Records that are written whole are read many at a time. Larger ones may stand in the pipe in
-// part, with the rest on its way: those are read one by one.
 size_t BufferSize(size_t recordSize) {
-  return recordSize <= PIPE_BUF ? READ_SIZE - READ_SIZE % recordSize : recordSize;
+  return recordSize <= READ_SIZE ? READ_SIZE - READ_SIZE % recordSize : recordSize;
+}
+
+// How much to read: the whole records that the pipe holds, many at a time. One that stands there in
+// part, with the rest on its way, is left for a read of its own.
+size_t ReadableSize(int fd, size_t bufferSize, size_t recordSize) {
+  int available = 0;
+  if (ioctl(fd, FIONREAD, &available) != 0 || available < 0) {
+    return recordSize;
+  }
+  const size_t whole = static_cast<size_t>(available) / recordSize * recordSize;
+  return std::clamp(whole, recordSize, bufferSize);
+}
+
+// Waits for an event. Signals that interrupt the wait do not make it any longer.
+EpollWaiter::Event WaitThroughSignals(EpollWaiter& epoll, std::chrono::milliseconds timeout) {
+  const Clock::time_point deadline = Clock::now() + timeout;
+  EpollWaiter::Event event = epoll.Wait(timeout);
+  while (event.outcome == EpollWaiter::Outcome::INTERRUPTED) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    event = epoll.Wait(std::max(left, std::chrono::milliseconds(0)));
+  }
+  return event;
 }
 
 }  // namespace
@@ -105,7 +128,7 @@ int ProfilingParser::ReadLoop(EpollWaiter& epoll, int fd, std::future<int>& futu
 
 ProfilingParser::Next ProfilingParser::WaitForRecord(EpollWaiter& epoll, int fd,
                                                      std::future<int>& future, int& status) const {
-  const EpollWaiter::Event event = epoll.Wait(idleWait_);
+  const EpollWaiter::Event event = WaitThroughSignals(epoll, idleWait_);
   const int error = errno;
   switch (event.outcome) {
     case EpollWaiter::Outcome::INTERRUPTED:
@@ -133,7 +156,8 @@ ProfilingParser::Next ProfilingParser::ReadRecords(int fd, Buffer& buffer, Model
     ORMO_LOG_ERROR("Call memset_s failed, ret : %d", code);
   }
   buffer.used = 0;
-  const int64_t bytesRead = FileUtils::Read(fd, buffer.data, static_cast<uint32_t>(buffer.size));
+  const size_t size = ReadableSize(fd, buffer.size, buffer.recordSize);
+  const int64_t bytesRead = FileUtils::Read(fd, buffer.data, static_cast<uint32_t>(size));
   if (bytesRead < 0) {
     ORMO_LOG_ERROR("Read data failed.");
     status = STATUS_PROFILING_FAILED;

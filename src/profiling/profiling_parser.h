@@ -32,9 +32,9 @@ class ProfilingParser {
 
   /// Reads all records of the run that `future` stands for, sorted by time. 0; the run's status
   /// when it failed; STATUS_PROFILING_FAILED when waiting, reading or decoding failed;
-  /// STATUS_FAILED when the read could not be set up. What was gathered stays in `modelOpInfo`
-  /// whatever the status. The future is consumed when its status was taken; what the run threw is
-  /// rethrown then.
+  /// STATUS_FAILED when the size of a record or memory for them is not to be had. What was gathered
+  /// stays in `modelOpInfo` whatever the status. The future is consumed when its status was taken;
+  /// what the run threw is rethrown then.
   int ReadModelOpInfo(int fd, std::future<int>& future, ModelOpInfo& modelOpInfo) const;
 
  private:
