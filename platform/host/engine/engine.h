@@ -61,7 +61,7 @@ class Engine {
     std::vector<ox::Tensor> inputs;
     ox::Session::RunCallback callback;
     error_message::Context errors;
-    CompletionFault fault;
+    CompletionFault fault = CompletionFault::NONE;
   };
 
   std::shared_ptr<SessionGraph> GetGraph(uint32_t id) const;

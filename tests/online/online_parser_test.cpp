@@ -1,0 +1,121 @@
+#include "online/online_parser.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "common/file_descriptor.h"
+#include "ormo/status.h"
+#include "support/log_capture.h"
+
+namespace Ormo {
+namespace {
+
+using Test::LogCapture;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+RunnerOpInfo MakeOp(const std::string& name, uint64_t start, uint64_t end) {
+  RunnerOpInfo op;
+  op.opName = name;
+  op.startTime = start;
+  op.endTime = end;
+  return op;
+}
+
+// Operators of one letter each, 10 ns apart and 8 ns long.
+ModelOpInfo MakeOps(const std::string& names) {
+  ModelOpInfo info;
+  uint64_t start = 100;
+  for (const char name : names) {
+    info.opInfos.push_back(MakeOp(std::string(1, name), start, start + 8));
+    start += 10;
+  }
+  return info;
+}
+
+// Each execution's operators and its costs: "AB 18".
+std::vector<std::string> Describe(const std::vector<RunnerRunResult>& results) {
+  std::vector<std::string> texts;
+  for (const RunnerRunResult& result : results) {
+    std::string& text = texts.emplace_back();
+    for (const RunnerOpInfo& op : result.opInfos) {
+      text += op.opName;
+    }
+    for (const RunnerModelInfo& info : result.modelInfos) {
+      text += " " + std::to_string(info.costTime);
+    }
+  }
+  return texts;
+}
+
+struct NameCase {
+  const char* names;
+  std::vector<std::string> executions;
+};
+
+TEST(OnlineParser, WithoutStepsTheNthOfANameBelongsToTheNthExecution) {
+  const NameCase cases[] = {
+      {"A", {"A 8"}},
+      {"ABABAB", {"AB 18", "AB 18", "AB 18"}},
+      {"AAB", {"AB 28", "A 8"}},
+      {"ABBCBB", {"ABC 38", "B 8", "B 8", "B 8"}},
+      {"BAAB", {"BA 18", "AB 18"}},
+  };
+  for (const NameCase& row : cases) {
+    std::vector<RunnerRunResult> results;
+    EXPECT_EQ(OnlineParser::GetRunnerRunResult(MakeOps(row.names), results), STATUS_SUCCESS);
+    EXPECT_EQ(Describe(results), row.executions) << row.names;
+  }
+}
+
+TEST(OnlineParser, ByNameExecutionsThatAreThereAreFilledFirst) {
+  std::vector<RunnerRunResult> results(2);
+  results[0].opInfos = {MakeOp("X", 50, 60)};
+  results[1].opInfos = {MakeOp("Y", 70, 80)};
+  EXPECT_EQ(OnlineParser::GetRunnerRunResultByOpName(MakeOps("AAAB"), results), STATUS_SUCCESS);
+  EXPECT_THAT(Describe(results), ElementsAre("XAB 88", "YA 48", "A 8"));
+}
+
+TEST(OnlineParser, ByNameAnExecutionWithoutLengthFails) {
+  LogCapture log(DLOG_ERROR);
+  ModelOpInfo info;
+  info.opInfos = {MakeOp("A", 5, 5)};
+  std::vector<RunnerRunResult> results;
+  EXPECT_EQ(OnlineParser::GetRunnerRunResult(info, results), STATUS_PROFILING_FAILED);
+  EXPECT_EQ(log.Find("Get model Info failed").file, "online_parser.cpp");
+}
+
+TEST(OnlineParser, StepsGroupWhatLiesWithinThem) {
+  ModelOpInfo info = MakeOps("ABABAB");  // 100 to 158
+  info.steps = {{95, 118}, {119, 139}, {140, 158}};
+  std::vector<RunnerRunResult> results;
+  EXPECT_EQ(OnlineParser::GetRunnerRunResult(info, results), STATUS_SUCCESS);
+  EXPECT_THAT(Describe(results), ElementsAre("AB 18", "AB 18", "AB 18"));
+
+  info.steps = {{95, 128}, {129, 139}, {150, 158}};  // the fifth lies in none
+  results.clear();
+  EXPECT_EQ(OnlineParser::GetRunnerRunResult(info, results), STATUS_SUCCESS);
+  EXPECT_THAT(Describe(results), ElementsAre("ABA 28", "B 8", "B 8"));
+
+  info.steps = {{95, 158}, {300, 400}};
+  results.clear();
+  EXPECT_EQ(OnlineParser::GetRunnerRunResult(info, results), STATUS_PROFILING_FAILED);
+}
+
+TEST(OnlineParser, ResultsAreLeftAloneWhenThereIsNothingToRead) {
+  std::vector<RunnerRunResult> results(1);
+  std::promise<int> run;
+  std::future<int> future = run.get_future();
+  EXPECT_EQ(OnlineParser::Analysis(-1, future, results), STATUS_FAILED);
+
+  Pipe pipe = Pipe::Open();
+  pipe.writeEnd.Reset();
+  EXPECT_EQ(OnlineParser::Analysis(pipe.readEnd.Get(), future, results), STATUS_SUCCESS);
+  EXPECT_TRUE(future.valid());
+  EXPECT_THAT(Describe(results), ElementsAre(IsEmpty()));
+}
+
+}  // namespace
+}  // namespace Ormo

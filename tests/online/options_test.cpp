@@ -1,0 +1,56 @@
+#include "ormo/options.h"
+
+#include <gmock/gmock.h>
+
+namespace Ormo {
+namespace {
+
+using Texts = std::map<std::string, std::string>;
+
+struct MappingCase {
+  Texts options;
+  Texts nameMap;
+  Texts mapped;
+};
+
+TEST(Options, MappingKeepsListedOptionsWithAValueAndOfTwoForOneKeyTheLater) {
+  const MappingCase cases[] = {
+      {{}, {{"a", "ox.x"}}, {}},
+      {{{"a", "1"}}, {}, {}},
+      {{{"a", "1"}, {"b", ""}, {"c", "3"}}, {{"a", "ox.x"}, {"b", "ox.y"}}, {{"ox.x", "1"}}},
+      {{{"a", "1"}, {"b", "2"}}, {{"a", "k"}, {"b", "k"}}, {{"k", "2"}}},
+      {{{"a", "1"}, {"b", ""}}, {{"a", "k"}, {"b", "k"}}, {{"k", "1"}}},
+  };
+  for (const MappingCase& row : cases) {
+    EXPECT_EQ(Options::Mappping(row.options, row.nameMap), row.mapped);
+  }
+}
+
+TEST(Options, ConversionsGoBothWaysUpToTheFirstZeroByte) {
+  const std::string zeroByte("\0", 1);
+  const Texts options = {{"", "empty"},
+                         {"key", "value"},
+                         {"key" + zeroByte + "a", "of a key that is there already"},
+                         {"other", "cut" + zeroByte + "off"}};
+  const std::map<ox::TarnString, ox::TarnString> engineOptions = Options::Convert(options);
+  EXPECT_STREQ(engineOptions.at("key").GetString(), "value");
+  EXPECT_EQ(Options::Convert(engineOptions),
+            (Texts{{"", "empty"}, {"key", "value"}, {"other", "cut"}}));
+  EXPECT_TRUE(Options::Convert(Texts()).empty());
+}
+
+TEST(Options, EveryKindOfBuildHasItsOptions) {
+  const std::map<CompileType, Texts> expected = {
+      {static_cast<CompileType>(0), {{"ox.buildMode", "baseline"}}},
+      {static_cast<CompileType>(1),
+       {{"ox.buildMode", "tuning"}, {"ox.buildStep", "before_ub_match"}}},
+      {static_cast<CompileType>(2),
+       {{"ox.buildMode", "tuning"}, {"ox.buildStep", "after_ub_match"}}},
+      {static_cast<CompileType>(3), {{"ox.buildMode", "tuning"}, {"ox.buildStep", "after_merge"}}},
+      {static_cast<CompileType>(4), {{"ox.buildMode", "normal"}}},
+  };
+  EXPECT_EQ(COMPILE_OPTIONS, expected);
+}
+
+}  // namespace
+}  // namespace Ormo
