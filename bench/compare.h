@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
+#include <numeric>
 #include <vector>
 
 namespace Ormo::Bench {
@@ -43,29 +44,58 @@ inline double Quantile(std::vector<double> samples, double part) {
   return *nth;
 }
 
-/// The same for work that takes its own time: `subject` and `floor` return the nanoseconds of a
-/// round.
+/// The library's average: the mean, from ten samples on without the smallest and the largest fifth.
+inline double TrimmedMean(std::vector<double> samples) {
+  std::sort(samples.begin(), samples.end());
+  const size_t trimmed = samples.size() < 10 ? 0 : samples.size() / 5;
+  const size_t kept = samples.size() - 2 * trimmed;
+  const auto first = samples.begin() + static_cast<std::ptrdiff_t>(trimmed);
+  return std::accumulate(first, first + static_cast<std::ptrdiff_t>(kept), 0.0) /
+         static_cast<double>(kept);
+}
+
+/// What a row comes to, and what it may come to at most.
+inline void Judge(benchmark::State& state, const char* what, double value, double target) {
+  state.counters[what] = value;
+  state.counters["target"] = target;
+}
+
+/// Nanoseconds an operation.
+struct Medians {
+  double subject;
+  double floor;
+};
+
+/// Runs `subject` and `floor` in turn, one round an iteration, and takes medians: what disturbs the
+/// machine then disturbs both. Each does its work `ops` times and returns the nanoseconds it took.
 template <typename Subject, typename Floor>
-void CompareTimes(benchmark::State& state, size_t ops, Subject subject, Floor floor) {
+Medians TakeMedians(benchmark::State& state, size_t ops, Subject subject, Floor floor) {
   std::vector<double> subjectTimes;
   std::vector<double> floorTimes;
   for (auto _ : state) {
     floorTimes.push_back(floor());
     subjectTimes.push_back(subject());
   }
-  const double subjectTime = Quantile(subjectTimes, 0.5);
-  const double floorTime = Quantile(floorTimes, 0.5);
-  state.counters["ns"] = subjectTime / static_cast<double>(ops);
-  state.counters["floor_ns"] = floorTime / static_cast<double>(ops);
-  state.counters["ratio"] = subjectTime / floorTime;
+  const Medians medians{Quantile(subjectTimes, 0.5) / static_cast<double>(ops),
+                        Quantile(floorTimes, 0.5) / static_cast<double>(ops)};
+  state.counters["ns"] = medians.subject;
+  state.counters["floor_ns"] = medians.floor;
+  return medians;
 }
 
-/// Runs `subject` and `floor`, each of which does its work `ops` times, in turn, one round an
-/// iteration, and reports medians: what disturbs the machine then disturbs both.
+/// The same as a ratio.
 template <typename Subject, typename Floor>
-void Compare(benchmark::State& state, size_t ops, Subject subject, Floor floor) {
+void CompareTimes(benchmark::State& state, size_t ops, double target, Subject subject,
+                  Floor floor) {
+  const Medians medians = TakeMedians(state, ops, subject, floor);
+  Judge(state, "ratio", medians.subject / medians.floor, target);
+}
+
+/// The same for work that does not take its own time.
+template <typename Subject, typename Floor>
+void Compare(benchmark::State& state, size_t ops, double target, Subject subject, Floor floor) {
   CompareTimes(
-      state, ops, [&subject] { return NanosecondsOf(subject); },
+      state, ops, target, [&subject] { return NanosecondsOf(subject); },
       [&floor] { return NanosecondsOf(floor); });
 }
 

@@ -151,7 +151,7 @@ void CommitToResult(benchmark::State& state) {
   ThreadPool pool(1, "Bench");
   Pong pong;
   Compare(
-      state, COMMITS, [&] { CommitAndGet(pool, 1); },
+      state, COMMITS, 1.5, [&] { CommitAndGet(pool, 1); },
       [&] {
         for (uint32_t i = 0; i < COMMITS; ++i) {
           pong.Ping();
@@ -167,7 +167,8 @@ void CommitToResultOfMany(benchmark::State& state) {
   ThreadPool pool(workers, "Bench");
   PlainPool plain(workers);
   Compare(
-      state, COMMITS, [&] { CommitAndGet(pool, workers); }, [&] { CommitAndGet(plain, workers); });
+      state, COMMITS, 1.1, [&] { CommitAndGet(pool, workers); },
+      [&] { CommitAndGet(plain, workers); });
 }
 
 BENCHMARK(CommitToResultOfMany)->Arg(8)->Arg(64)->Iterations(ROUNDS)->UseRealTime();

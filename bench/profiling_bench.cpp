@@ -81,7 +81,7 @@ void ReadStream(benchmark::State& state, size_t count, Pipe timePipe) {
   SetRecordSize(size);
   const std::vector<char> records = MakeRecords(count, size);
   CompareTimes(
-      state, count,
+      state, count, 1.25,
       [&] { return timePipe(records, size, [&](int fd) { ReadWithParser(fd, count); }); },
       [&] { return timePipe(records, size, [&](int fd) { ReadPlainly(fd, size); }); });
 }
@@ -147,7 +147,7 @@ void DecodeRecord(benchmark::State& state) {
     });
   };
   CompareTimes(
-      state, count, [&] { return timeDecoding(GetModelOpInfo); },
+      state, count, 1.2, [&] { return timeDecoding(GetModelOpInfo); },
       [&] { return timeDecoding(DecodePlainly); });
 }
 
@@ -207,7 +207,7 @@ double TimeGrouping(const ModelOpInfo& info, Group group) {
 void OperatorsIntoSteps(benchmark::State& state) {
   const ModelOpInfo info = MakeRun(static_cast<size_t>(state.range(0)));
   CompareTimes(
-      state, OPERATORS, [&] { return TimeGrouping(info, GetOpInfoByStep); },
+      state, OPERATORS, 1.3, [&] { return TimeGrouping(info, GetOpInfoByStep); },
       [&] { return TimeGrouping(info, SweepPlainly); });
 }
 
@@ -218,7 +218,7 @@ void ManyStepsBesideFew(benchmark::State& state) {
   const ModelOpInfo many = MakeRun(10000);
   const ModelOpInfo few = MakeRun(100);
   CompareTimes(
-      state, OPERATORS, [&] { return TimeGrouping(many, GetOpInfoByStep); },
+      state, OPERATORS, 1.5, [&] { return TimeGrouping(many, GetOpInfoByStep); },
       [&] { return TimeGrouping(few, GetOpInfoByStep); });
 }
 

@@ -1,7 +1,7 @@
 /// \file
-/// The smallest model, loaded.
-#ifndef ORMO_BENCH_EMPTY_MODEL_H
-#define ORMO_BENCH_EMPTY_MODEL_H
+/// Models of a known cost.
+#ifndef ORMO_BENCH_SPIN_MODELS_H
+#define ORMO_BENCH_SPIN_MODELS_H
 
 #include <cstdint>
 #include <string>
@@ -11,18 +11,19 @@
 
 namespace Ormo::Bench {
 
-/// Its image: one operator that is busy for no time.
-inline std::string EmptyModelImage() {
-  return R"({"format": "ox-graph", "version": 1, "name": "empty", "nodes": [{"name": "nothing",
-      "type": "Spin", "outputs": [{"shape": [1], "dtype": "float32"}], "attrs": {"ns": 0}}]})";
+/// One operator that is busy for that long.
+inline std::string SpinModelImage(int64_t nanoseconds) {
+  return R"({"format": "ox-graph", "version": 1, "name": "spin", "nodes": [{"name": "spin",
+      "type": "Spin", "outputs": [{"shape": [1], "dtype": "float32"}], "attrs": {"ns": )" +
+         std::to_string(nanoseconds) + "}}]}";
 }
 
-/// Loads it on device 0 and unloads it, with the offline runner initialised in between.
+/// One that is busy for no time, loaded, with the offline runner initialised in between.
 class EmptyModel {
  public:
   EmptyModel() {
     Require(OrmoOfflineRunnerInit({}) == 0);
-    std::string image = EmptyModelImage();
+    std::string image = SpinModelImage(0);
     OrmoDataInfo data;
     data.data = image.data();
     data.size = image.size();
@@ -45,4 +46,4 @@ class EmptyModel {
 
 }  // namespace Ormo::Bench
 
-#endif  // ORMO_BENCH_EMPTY_MODEL_H
+#endif  // ORMO_BENCH_SPIN_MODELS_H
