@@ -1,0 +1,270 @@
+// Graphs in sessions.
+#include "ox/session.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <cstring>
+#include <future>
+#include <memory>
+#include <thread>
+
+#include "ox/graph_utils.h"
+#include "platform/platform_test.h"
+#include "support/temp_directory.h"
+#include "zel/zel_prof.h"
+
+namespace Ormo {
+namespace {
+
+using OrmoHost::CompletionFault;
+using Test::Graph;
+using Test::Node;
+using Test::PlatformTest;
+using Test::TempDirectory;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+using Floats = std::vector<float>;
+using Options = std::map<ox::TarnString, ox::TarnString>;
+using Nodes = std::vector<std::shared_ptr<ox::Node>>;
+
+ox::Graph LoadGraph(const std::string& text) {
+  TempDirectory directory;
+  Test::WriteFile(directory / "graph", text);
+  std::shared_ptr<ox::ComputeGraph> graph;
+  EXPECT_TRUE(ox::GraphUtils::LoadOXGraph((directory / "graph").c_str(), graph));
+  return ox::Graph(graph);
+}
+
+// A graph that adds what it is given to itself.
+const std::string DOUBLING =
+    Graph({Node("x", "Data", "", {-1}), Node("twice", "Add", "\"x\", \"x\"", {-1})});
+
+ox::Tensor MakeTensor(const Floats& values) {
+  std::vector<uint8_t> bytes(values.size() * sizeof(float));
+  std::memcpy(bytes.data(), values.data(), bytes.size());
+  return {ox::TensorDesc({static_cast<int64_t>(values.size())}, ox::FORMAT_ND, ox::DT_FLOAT),
+          bytes};
+}
+
+Floats ReadTensor(const ox::Tensor& tensor) {
+  Floats values(tensor.GetData().size() / sizeof(float));
+  std::memcpy(values.data(), tensor.GetData().data(), tensor.GetData().size());
+  return values;
+}
+
+struct Completion {
+  uint32_t status;
+  std::vector<ox::Tensor> outputs;
+  std::thread::id thread;
+};
+
+class SessionTest : public PlatformTest {
+ protected:
+  void TearDown() override {
+    session_.reset();
+    PlatformTest::TearDown();
+  }
+
+  // Waits for the callback; throws std::future_error when it was destroyed without a call.
+  Completion Run(uint32_t id, const std::vector<ox::Tensor>& inputs) {
+    auto promise = std::make_shared<std::promise<Completion>>();
+    std::future<Completion> future = promise->get_future();
+    auto callback = [promise](uint32_t status, std::vector<ox::Tensor>& outputs) {
+      promise->set_value({status, outputs, std::this_thread::get_id()});
+    };
+    promise = nullptr;
+    EXPECT_EQ(session_->RunGraphAsync(id, inputs, std::move(callback)), 0U);
+    return future.get();
+  }
+
+  std::unique_ptr<ox::Session> session_ = std::make_unique<ox::Session>();
+};
+
+TEST_F(SessionTest, RunsOnItsOwnThreadWithTheShapesOfItsInputs) {
+  ASSERT_EQ(session_->AddGraph(7, LoadGraph(DOUBLING), {}), 0U);
+  for (const Floats& values : {Floats{1, 2, 3}, Floats{4}}) {
+    const Completion run = Run(7, {MakeTensor(values)});
+    EXPECT_EQ(run.status, 0U);
+    EXPECT_NE(run.thread, std::this_thread::get_id());
+    ASSERT_THAT(run.outputs, SizeIs(1));
+    EXPECT_THAT(run.outputs[0].GetTensorDesc().GetShape(), ElementsAre(values.size()));
+    EXPECT_EQ(run.outputs[0].GetTensorDesc().GetDataType(), ox::DT_FLOAT);
+    EXPECT_EQ(ReadTensor(run.outputs[0]), (values.size() == 1 ? Floats{8} : Floats{2, 4, 6}));
+  }
+}
+
+TEST_F(SessionTest, AGraphBuiltInMemoryRunsLikeOneFromAFile) {
+  auto makeNode = [](const std::string& name, const std::string& type,
+                     const std::vector<std::string>& inputs) {
+    auto desc = std::make_shared<ox::OpDesc>();
+    desc->SetOutputDesc({ox::OxShape({2}), ox::FORMAT_ND, ox::DT_FLOAT});
+    if (type == "Const") {
+      desc->SetAttr("fill", 0.5);
+    }
+    return std::make_shared<ox::Node>(name, type, desc, inputs);
+  };
+  const Nodes nodes = {makeNode("x", "Data", {}), makeNode("half", "Const", {}),
+                       makeNode("sum", "Add", {"x", "half"}), makeNode("out", "Relu", {"sum"})};
+  ASSERT_EQ(session_->AddGraph(1, ox::Graph(std::make_shared<ox::ComputeGraph>(nodes)), {}), 0U);
+  EXPECT_THAT(ReadTensor(Run(1, {MakeTensor({1, -2})}).outputs.at(0)), ElementsAre(1.5F, 0));
+}
+
+TEST_F(SessionTest, IdsAreUniqueOverAllSessions) {
+  const ox::Graph graph = LoadGraph(DOUBLING);
+  ox::Session other;
+  ASSERT_EQ(session_->AddGraph(7, graph, {}), 0U);
+  EXPECT_NE(session_->AddGraph(7, graph, {}), 0U);
+  EXPECT_NE(other.AddGraph(7, graph, {}), 0U);
+  EXPECT_NE(other.RemoveGraph(7), 0U);
+  EXPECT_NE(other.RunGraphAsync(7, {}, [](uint32_t, std::vector<ox::Tensor>&) { FAIL(); }), 0U);
+  EXPECT_EQ(session_->RemoveGraph(7), 0U);
+  EXPECT_NE(session_->RemoveGraph(7), 0U);
+  EXPECT_EQ(other.AddGraph(7, graph, {}), 0U);
+}
+
+struct BadGraph {
+  const char* reason;
+  Nodes nodes;
+  Options options;
+};
+
+TEST_F(SessionTest, WhatCannotBeCompiledIsRefusedWithItsReason) {
+  auto makeDesc = [](const std::vector<int64_t>& dims, ox::DataType type) {
+    auto desc = std::make_shared<ox::OpDesc>();
+    desc->SetOutputDesc({ox::OxShape(dims), ox::FORMAT_ND, type});
+    return desc;
+  };
+  auto makeNode = [](const std::string& name, const std::shared_ptr<ox::OpDesc>& desc,
+                     const std::vector<std::string>& inputs = {}) {
+    return std::make_shared<ox::Node>(name, "Spin", desc, inputs);
+  };
+  const auto good = makeDesc({1}, ox::DT_FLOAT);
+  good->SetAttr("ns", int64_t{0});
+  const BadGraph cases[] = {
+      {"node \"a\": expected a description", {makeNode("a", nullptr)}, {}},
+      {"node \"a\", key \"name\"", {makeNode("a", good), makeNode("a", good)}, {}},
+      {"key \"name\"", {makeNode("", good)}, {}},
+      {"node \"a\", key \"inputs\"", {makeNode("a", good, {"b"}), makeNode("b", good)}, {}},
+      {"node \"a\", key \"shape\"", {makeNode("a", makeDesc({}, ox::DT_FLOAT))}, {}},
+      {"node \"a\", key \"shape\"", {makeNode("a", makeDesc({-2}, ox::DT_FLOAT))}, {}},
+      {"node \"a\", key \"dtype\"", {makeNode("a", makeDesc({1}, ox::DT_UNDEFINED))}, {}},
+      {"node \"a\", key \"ns\"", {makeNode("a", makeDesc({1}, ox::DT_FLOAT))}, {}},
+      {"at least one node", {}, {}},
+      {"key \"ox.stepRecords\"", {makeNode("a", good)}, {{"ox.stepRecords", "on"}}},
+      {"key \"ox.save\"", {makeNode("a", good)}, {{"ox.save", "all"}}},
+  };
+  for (const BadGraph& row : cases) {
+    const ox::Graph graph(std::make_shared<ox::ComputeGraph>(row.nodes));
+    EXPECT_NE(session_->AddGraph(1, graph, row.options), 0U) << row.reason;
+    EXPECT_THAT(Reason(), HasSubstr(row.reason));
+  }
+  EXPECT_NE(session_->AddGraph(1, ox::Graph(), {}), 0U);
+  EXPECT_EQ(session_->AddGraph(
+                1, ox::Graph(std::make_shared<ox::ComputeGraph>(Nodes{makeNode("a", good)})),
+                {{"ox.stepRecords", ""}, {"of another engine", "x"}}),
+            0U);
+}
+
+TEST_F(SessionTest, WhatDoesNotFitFailsTheExecutionAndTellsWhoStartedIt) {
+  ASSERT_EQ(session_->AddGraph(7, LoadGraph(DOUBLING), {}), 0U);
+  EXPECT_NE(Run(7, {}).status, 0U);
+  EXPECT_THAT(Reason(), HasSubstr("1 input buffers"));
+  const ox::Tensor shapeless(ox::TensorDesc({-1}, ox::FORMAT_ND, ox::DT_FLOAT),
+                             std::vector<uint8_t>(4));
+  EXPECT_NE(Run(7, {shapeless}).status, 0U);
+  EXPECT_THAT(Reason(), HasSubstr("graph 7: node \"x\""));
+  EXPECT_EQ(Run(7, {MakeTensor({1})}).status, 0U);
+}
+
+TEST_F(SessionTest, ItsEndWaitsForAllExecutionsAndReleasesItsGraphs) {
+  ASSERT_EQ(session_->AddGraph(
+                7, LoadGraph(Graph({Node("spin", "Spin", "", {1}, "\"ns\": 100000")})), {}),
+            0U);
+  std::atomic<int> calls{0};
+  for (int i = 0; i < 20; ++i) {
+    session_->RunGraphAsync(
+        7, {}, [&](uint32_t status, std::vector<ox::Tensor>&) { calls += status == 0 ? 1 : 100; });
+  }
+  session_->RemoveGraph(7);
+  session_.reset();
+  EXPECT_EQ(calls, 20);
+  EXPECT_EQ(OrmoHost::Alive().sessions, 0U);
+  EXPECT_EQ(OrmoHost::Alive().deviceBytes, 0U);
+}
+
+TEST_F(SessionTest, SessionsSpreadOverTheDevices) {
+  OrmoHost::SetMemorySize(1 << 20);
+  const std::string large = Graph(
+      {Node("w", "Const", "", {200000}, "\"fill\": 1"), Node("out", "Relu", "\"w\"", {200000})});
+  ox::Session second;
+  EXPECT_EQ(session_->AddGraph(1, LoadGraph(large), {}), 0U);
+  EXPECT_EQ(second.AddGraph(2, LoadGraph(large), {}), 0U);
+  ox::Session third;
+  EXPECT_EQ(third.AddGraph(3, LoadGraph(large), {}), 207001U);
+  EXPECT_THAT(Reason(), HasSubstr("room for 800000 bytes on device 0"));
+}
+
+TEST_F(SessionTest, OutputsAreSavedByNameAndAFailureToSaveIsTheExecutions) {
+  std::vector<std::string> saved;
+  uint32_t result = 0;
+  auto save = [&](uint32_t id, const std::map<ox::TarnString, ox::Tensor>& tensors) {
+    for (const auto& [name, tensor] : tensors) {
+      saved.push_back(std::to_string(id) + name.GetString() +
+                      std::to_string(ReadTensor(tensor).at(0)));
+    }
+    return result;
+  };
+  EXPECT_NE(session_->RegisterCallBackFunc("Other", save), 0U);
+  EXPECT_EQ(session_->RegisterCallBackFunc("Save", save), 0U);
+  ASSERT_EQ(session_->AddGraph(7, LoadGraph(DOUBLING), {{"ox.save", "outputs"}}), 0U);
+  ASSERT_EQ(session_->AddGraph(8, LoadGraph(DOUBLING), {{"ox.save", ""}}), 0U);
+  EXPECT_EQ(Run(8, {MakeTensor({1})}).status, 0U);
+  EXPECT_THAT(saved, IsEmpty());
+  EXPECT_EQ(Run(7, {MakeTensor({1})}).status, 0U);
+  EXPECT_THAT(saved, ElementsAre("7twice2.000000"));
+  result = 5;
+  EXPECT_EQ(Run(7, {MakeTensor({1})}).status, 5U);
+}
+
+TEST_F(SessionTest, ItMisbehavesAsItIsTold) {
+  ASSERT_EQ(session_->AddGraph(7, LoadGraph(DOUBLING), {}), 0U);
+  const std::vector<ox::Tensor> inputs = {MakeTensor({1})};
+  OrmoHost::FaultCompletion(1, CompletionFault::DESTROYED);
+  EXPECT_THROW(Run(7, inputs), std::future_error);
+  OrmoHost::FaultCompletion(1, CompletionFault::FAILED_STATUS);
+  EXPECT_NE(Run(7, inputs).status, 0U);
+
+  std::atomic<int> calls{0};
+  auto count = [&](uint32_t, std::vector<ox::Tensor>&) { ++calls; };
+  OrmoHost::FaultCompletion(2, CompletionFault::AFTER_FAILURE);
+  OrmoHost::FaultCompletion(1, CompletionFault::TWICE);
+  EXPECT_EQ(session_->RunGraphAsync(7, inputs, count), 0U);
+  EXPECT_NE(session_->RunGraphAsync(7, inputs, count), 0U);
+  EXPECT_EQ(Run(7, inputs).status, 0U);
+  EXPECT_EQ(calls, 1) << "the others come at the session's end";
+  session_.reset();
+  EXPECT_EQ(calls, 3);
+}
+
+TEST_F(SessionTest, UnknownGraphsCannotBeSubscribedAndAResetTakesGraphsAway) {
+  int32_t fd = 1;
+  zelprofSubscribeConfig* config =
+      zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &fd);
+  EXPECT_NE(zelgrphProfGraphSubscribe(7, config), 0);
+  EXPECT_NE(zelgrphProfGraphUnSubscribe(7), 0);
+  ASSERT_EQ(session_->AddGraph(7, LoadGraph(DOUBLING), {}), 0U);
+  EXPECT_NE(zelgrphProfGraphUnSubscribe(7), 0);
+  EXPECT_EQ(zelgrphProfGraphSubscribe(7, config), 0);
+  EXPECT_NE(zelgrphProfGraphSubscribe(7, config), 0);
+  EXPECT_EQ(zelgrphProfGraphUnSubscribe(7), 0);
+  EXPECT_EQ(zelprofDestroySubscribeConfig(config), 0);
+  OrmoHost::Reset();
+  EXPECT_NE(session_->RemoveGraph(7), 0U);
+  SetUp();
+}
+
+}  // namespace
+}  // namespace Ormo
