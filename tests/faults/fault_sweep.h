@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "support/offline_test.h"
+#include "support/runner_test.h"
 
 namespace Ormo::Test {
 
@@ -27,8 +27,11 @@ ExpectedStatuses Join(std::initializer_list<ExpectedStatuses> tables);
 /// A sweep makes one call of `work` go wrong in each run and expects after each that the platform
 /// holds what it held before, that no descriptor was left open, and that the next run succeeds. It
 /// prints how many calls it swept.
-class FaultSweepTest : public OfflineTest {
+class FaultSweepTest : public RunnerTest {
  protected:
+  /// Finalises the runner, makes the machine a fresh one and initialises the runner again.
+  virtual void Restart() = 0;
+
   /// Calls fail with `code`; runs must end with the statuses of the table, which must name every
   /// function.
   void SweepFailures(const Work& work, const ExpectedStatuses& expected, int32_t code = 7);
@@ -46,7 +49,6 @@ class FaultSweepTest : public OfflineTest {
     uint64_t nth;
   };
 
-  static void Restart();
   static std::vector<Call> ListCalls(const Work& work);
   template <typename FaultyRun>
   void ExpectNothingLeft(const Work& work, FaultyRun faultyRun);

@@ -1,19 +1,14 @@
 // What a tuner is told when one call of the platform fails, and that nothing is lost by it.
 #include "faults/fault_sweep.h"
+#include "faults/shared_statuses.h"
 #include "faults/works.h"
+#include "ormo/ormo_runner.h"
 #include "support/graph_text.h"
 
 namespace Ormo::Test {
 namespace {
 
 constexpr int32_t MEMORY_CODE = 207001;
-
-// A device that cannot be locked is used all the same.
-const ExpectedStatuses LOCK = {
-    {"mmAccess2", {0}},
-    {"mmOpen2", {0}},
-    {"mmClose", {0}},
-};
 
 const ExpectedStatuses LOAD_FROM_MEMORY = {
     {"zelmdlQuerySizeFromMem", {STATUS_PLATFORM_FAILED}},
@@ -67,26 +62,9 @@ const ExpectedStatuses GIVEN_BUFFERS = {
     {"zelGetDataBufferSizeV2", {0}},
 };
 
-// A record that cannot be decoded fails the stream; a figure that is missing is a figure of 0.
-const ExpectedStatuses PROFILING = {
-    {"zelprofCreateSubscribeConfig", {STATUS_FAILED}},
-    {"zelprofModelSubscribe", {STATUS_FAILED}},
-    {"zelprofModelUnSubscribe", {STATUS_FAILED}},
-    {"zelprofDestroySubscribeConfig", {0}},
-    {"zelprofGetOpDescSize", {STATUS_FAILED}},
-    {"memset_s", {0}},
-    {"mmRead", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetOpNum", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetOpNameLen", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetOpName", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetOpTypeLen", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetOpType", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetOpStart", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetOpEnd", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetModelId", {0}},
-    {"zelprofGetOpDuration", {0}},
-    {"ProfGetOpExecutionTime", {0}},
-};
+const ExpectedStatuses PROFILING = Join(
+    {RECORDS,
+     {{"zelprofModelSubscribe", {STATUS_FAILED}}, {"zelprofModelUnSubscribe", {STATUS_FAILED}}}});
 
 // Whatever fails with memory of the library's own, the platform's is the way out; and without huge
 // pages ordinary ones do.
@@ -95,23 +73,18 @@ const ExpectedStatuses OWN_MEMORY = {
     {"zelmdlLoadFromMemWithMem", {0}},
 };
 
-// Lock files have a second place, a worker needs no name, and an unknown chip has no time-out.
-const ExpectedStatuses INITIALISATION_AND_FINALISATION = {
-    {"zelInit", {STATUS_FAILED}},
-    {"zelrtGetDeviceCount", {STATUS_FAILED}},
-    {"mmSetCurrentThreadName", {0}},
-    {"mmGetEnv", {0}},
-    {"mmRealPath", {0}},
-    {"mmMkdir", {0}},
-    {"mmIsDir", {0}},
-    {"zelrtSetDevice", {STATUS_FAILED}},
-    {"zelrtCreateContext", {STATUS_FAILED}},
-    {"zelrtGetSocName", {0}},
-    {"zelrtSetOpExecuteTimeOut", {STATUS_FAILED}},
-    {"zelrtDestroyContext", {0}},
-    {"zelrtResetDevice", {0}},
-    {"zelFinalize", {0}},
-};
+// An unknown chip has no time-out.
+const ExpectedStatuses INITIALISATION_AND_FINALISATION =
+    Join({CLAIMING,
+          {{"zelInit", {STATUS_FAILED}},
+           {"zelrtGetDeviceCount", {STATUS_FAILED}},
+           {"zelrtSetDevice", {STATUS_FAILED}},
+           {"zelrtCreateContext", {STATUS_FAILED}},
+           {"zelrtGetSocName", {0}},
+           {"zelrtSetOpExecuteTimeOut", {STATUS_FAILED}},
+           {"zelrtDestroyContext", {0}},
+           {"zelrtResetDevice", {0}},
+           {"zelFinalize", {0}}}});
 
 // The tables of the paths; later rows go before earlier ones.
 const ExpectedStatuses LOADED_FILE =
@@ -142,6 +115,16 @@ class OfflineFaultsTest : public FaultSweepTest {
     FaultSweepTest::SetUp();
     WriteFile(file_, AddGraph(8, 1, 2));
   }
+
+  void Finalize() override { OrmoOfflineRunnerFinalize(); }
+
+  void Restart() override {
+    OrmoOfflineRunnerFinalize();
+    OrmoHost::Reset();
+    Init();
+  }
+
+  static void Init() { ASSERT_EQ(OrmoOfflineRunnerInit({}), STATUS_SUCCESS); }
 
   const std::string file_ = directory_ / "model.json";
   const Work runLoadedFile_ = [this] { return RunLoadedFile(file_); };

@@ -113,10 +113,14 @@ int RunOnceWithBatch() {
   return RunOnce(std::move(config));
 }
 
-int LiveOnce(const std::string& lockDirectory) {
+void RemoveLocks(const std::string& lockDirectory) {
   for (const char* made : {"/Tarn/.ormo_dev_0.lock", "/Tarn", ""}) {
     std::remove((lockDirectory + made).c_str());
   }
+}
+
+int LiveOnce(const std::string& lockDirectory) {
+  RemoveLocks(lockDirectory);
   const int status = OrmoOfflineRunnerInit({{0}});
   if (status != STATUS_SUCCESS) {
     return status;

@@ -20,6 +20,9 @@ int RunOnceWithBatch();
 /// Initialises, runs once by wall clock and finalises. The lock files' directory is new each time.
 int LiveOnce(const std::string& lockDirectory);
 
+/// Removes what lock files of device 0 there are, with their directory.
+void RemoveLocks(const std::string& lockDirectory);
+
 }  // namespace Ormo::Test
 
 #endif  // ORMO_TESTS_FAULTS_WORKS_H

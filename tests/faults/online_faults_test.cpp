@@ -1,0 +1,133 @@
+// The same for graphs in a session.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "faults/fault_sweep.h"
+#include "faults/shared_statuses.h"
+#include "faults/works.h"
+#include "ormo/ormo_runner.h"
+#include "ox/graph_utils.h"
+#include "ox/session.h"
+#include "support/graph_text.h"
+
+namespace Ormo::Test {
+namespace {
+
+constexpr uint32_t LOOP = 2;
+
+// Records are looked for whether there are any or not.
+const ExpectedStatuses RUN = Join({LOCK,
+                                   RECORDS,
+                                   {{"Session::RegisterCallBackFunc", {STATUS_FAILED}},
+                                    {"GraphUtilsEx::GetComputeGraph", {STATUS_FAILED}},
+                                    {"GetSizeInBytes", {STATUS_FAILED}},
+                                    {"Session::AddGraph", {STATUS_FAILED}},
+                                    {"zelgrphProfGraphSubscribe", {STATUS_FAILED}},
+                                    {"Session::RunGraphAsync", {STATUS_FAILED}},
+                                    {"zelgrphProfGraphUnSubscribe", {STATUS_FAILED}},
+                                    {"Session::RemoveGraph", {0}}}});
+const ExpectedStatuses LIFE = Join({RUN, CLAIMING});
+
+class OnlineFaultsTest : public FaultSweepTest {
+ protected:
+  void SetUp() override {
+    FaultSweepTest::SetUp();
+    session_ = std::make_unique<ox::Session>();
+    const std::string file = directory_ / "graph.json";
+    WriteFile(file, AddGraph(2, 1));
+    std::shared_ptr<ox::ComputeGraph> graph;
+    ASSERT_TRUE(ox::GraphUtils::LoadOXGraph(file.c_str(), graph));
+    graph_ = ox::Graph(graph);
+  }
+
+  void Finalize() override {
+    OrmoOnlineRunnerFinalize();
+    session_.reset();
+  }
+
+  void Restart() override {
+    OrmoOnlineRunnerFinalize();
+    OrmoHost::Reset();
+    Init();
+  }
+
+  static void Init() { ASSERT_EQ(OrmoOnlineRunnerInit({{0}}), STATUS_SUCCESS); }
+
+  // Measures a graph that depends on another; results are whole or empty.
+  int Run(bool prof) const {
+    RunnerConfig config;
+    config.session = session_.get();
+    config.prof = prof;
+    config.loop = LOOP;
+    config.options = {{"ox.buildMode", "normal"}};
+    config.dependGraphs = {graph_};
+    std::vector<RunnerRunResult> results;
+    const int status = OrmoOnlineRun(graph_, config, results);
+    EXPECT_EQ(results.size(), prof && status == STATUS_SUCCESS ? LOOP : 0);
+    return status;
+  }
+
+  std::unique_ptr<ox::Session> session_;
+  ox::Graph graph_;
+  const Work run_ = [this] { return Run(false); };
+  const Work runProfiled_ = [this] { return Run(true); };
+  const Work live_ = [this] {
+    RemoveLocks(directory_ / "ormo_data");
+    const int status = OrmoOnlineRunnerInit({{0}});
+    if (status != STATUS_SUCCESS) {
+      return status;
+    }
+    try {
+      const int runStatus = Run(false);
+      OrmoOnlineRunnerFinalize();
+      return runStatus;
+    } catch (...) {
+      OrmoOnlineRunnerFinalize();
+      throw;
+    }
+  };
+};
+
+TEST_F(OnlineFaultsTest, CallsOfRunsFail) {
+  Init();
+  SweepFailures(run_, RUN);
+  SweepFailures(runProfiled_, RUN);
+}
+
+TEST_F(OnlineFaultsTest, CallsFromInitialisationToFinalisationFail) {
+  SweepFailures(live_, LIFE);
+}
+
+TEST_F(OnlineFaultsTest, CallsThrow) {
+  Init();
+  SweepExceptions(run_);
+  SweepExceptions(runProfiled_);
+  OrmoOnlineRunnerFinalize();
+  SweepExceptions(live_);
+}
+
+TEST_F(OnlineFaultsTest, AllocationsFail) {
+  Init();
+  SweepAllocations(run_);
+  SweepAllocations(runProfiled_);
+  OrmoOnlineRunnerFinalize();
+  SweepAllocations(live_);
+}
+
+TEST_F(OnlineFaultsTest, RecordsAreDamaged) {
+  Init();
+  for (const auto fault :
+       {OrmoHost::RecordFault::TRUNCATED, OrmoHost::RecordFault::WITHOUT_START}) {
+    for (uint64_t nth = 1; nth <= 2 * LOOP; ++nth) {
+      SCOPED_TRACE(nth);
+      OrmoHost::FaultRecord(nth, fault);
+      EXPECT_EQ(runProfiled_(), STATUS_PROFILING_FAILED);
+      EXPECT_EQ(OrmoHost::Alive().graphs, 0U);
+      EXPECT_EQ(runProfiled_(), STATUS_SUCCESS);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace Ormo::Test
