@@ -54,7 +54,8 @@ struct ModelInfo {
 
 /// Initialisation of a runner that works on devices.
 struct RunnerInitConfig {
-  /// Devices to use, one worker thread each. Empty means device 0.
+  /// Devices to use, one worker thread each. Empty means device 0; the online runner, which asks no
+  /// platform for its devices, refuses an empty list.
   std::vector<uint32_t> deviceIds;
 };
 
@@ -63,7 +64,7 @@ struct RunnerConfig {
   /// True: figures come from the platform's profiling records. False: from the wall clock around
   /// each execution.
   bool prof = false;
-  /// Executions per measurement; 0 executes nothing.
+  /// Executions per measurement; 0 executes nothing. An online run without `prof` is one execution.
   uint32_t loop = 1;
   /// The loop ends with STATUS_OUT_OF_BOUND at the first execution that takes this long or longer.
   uint64_t runTimeBound = std::numeric_limits<uint64_t>::max();
@@ -76,7 +77,7 @@ struct RunnerConfig {
   OrmoDataInfo modelData;  ///< model image of OrmoOfflineRun, used when `modelPath` is empty
   uint64_t unused = 0;     ///< keeps the layout of callers built against the full record
   ox::Session* session = nullptr;              ///< online graphs: the session, not owned
-  std::map<std::string, std::string> options;  ///< online graphs: compile options of every graph
+  std::map<std::string, std::string> options;  ///< online graphs: compile options
   /// Online graphs: inputs by graph, dependency graphs first; generated once and used again.
   std::vector<std::vector<ox::Tensor>> graphInputs;
   /// Online graphs: outputs saved from executions, appended.

@@ -50,8 +50,8 @@ class FileDescriptor {
 
 /// Both ends of a pipe.
 struct Pipe {
-  FileDescriptor readEnd;
   FileDescriptor writeEnd;
+  FileDescriptor readEnd;  // closed first
 
   /// A new pipe that is closed on exec; without ends, and with the reason in errno, on failure.
   static Pipe Open() noexcept {
@@ -59,7 +59,7 @@ struct Pipe {
     if (pipe2(ends, O_CLOEXEC) != 0) {
       return {};
     }
-    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+    return {FileDescriptor(ends[1]), FileDescriptor(ends[0])};
   }
 
   explicit operator bool() const noexcept { return static_cast<bool>(readEnd); }

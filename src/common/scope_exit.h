@@ -5,10 +5,12 @@
 
 #include <utility>
 
+#include "common/log.h"
+
 namespace Ormo {
 
-/// Calls `action` when the scope ends, unless it was dismissed. What the action throws is
-/// swallowed: a scope may end because of an exception.
+/// Calls `action` when the scope ends, unless it was dismissed. What the action throws is only
+/// logged: a scope may end because of an exception.
 template <typename Action>
 class ScopeExit {
  public:
@@ -23,7 +25,8 @@ class ScopeExit {
     }
     try {
       action_();
-    } catch (...) {  // NOLINT(bugprone-empty-catch)
+    } catch (...) {
+      ORMO_LOG_ERROR("Release at the end of a scope threw an exception");
     }
   }
 

@@ -1,10 +1,11 @@
 #include "simulator/pelt_runner.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <limits>
-#include <map>
 #include <memory>
+#include <utility>
 
 #include "common/log.h"
 #include "common/scope_exit.h"
@@ -19,7 +20,8 @@ namespace {
 
 constexpr char SOC_VERSION_VARIABLE[] = "PELT_SOC_VERSION";
 /// Chips that can be simulated, and what the simulator calls their cores.
-const std::map<std::string, std::string> CHIP_INFO = {{"TarnLake1", "tarn_lake_core"}};
+constexpr std::array<std::pair<std::string_view, std::string_view>, 1> CHIP_INFO = {
+    {{"TarnLake1", "tarn_lake_core"}}};
 
 constexpr char KERNEL_ATTRIBUTE[] = "json_file_path";
 constexpr char DESCRIPTION_SUFFIX[] = ".json";
@@ -77,7 +79,9 @@ int PeltRunner::Init() {
     ORMO_LOG_WARNING("Pelt runner is already initialized");
     return STATUS_SUCCESS;
   }
-  const auto chip = CHIP_INFO.find(Utils::FindEnv(SOC_VERSION_VARIABLE).value_or(""));
+  const std::string socVersion = Utils::FindEnv(SOC_VERSION_VARIABLE).value_or("");
+  const auto* const chip = std::find_if(CHIP_INFO.begin(), CHIP_INFO.end(),
+                                        [&](const auto& row) { return row.first == socVersion; });
   if (chip == CHIP_INFO.end()) {
     ORMO_LOG_ERROR("CHIP_INFO does not exist.");
     return STATUS_FAILED;
@@ -133,8 +137,9 @@ int PeltRunner::Simulate(const OpDuxInfo& kernel, RunnerResult& result) const {
   result.opCostTimes[kernel.opName] = 0;
   ORMO_LOG_DEBUG("Dux info: dux file path is %s; dux function is %s; op name is %s.",
                  kernel.duxFilePath.c_str(), kernel.duxFunction.c_str(), kernel.opName.c_str());
-  void* core = funcInfo.createPeltCore(kernel.duxFilePath, kernel.duxFunction,
-                                       std::vector<uint64_t>(ARGUMENT_COUNT), coreName, {});
+  void* core =
+      funcInfo.createPeltCore(kernel.duxFilePath, kernel.duxFunction,
+                              std::vector<uint64_t>(ARGUMENT_COUNT), std::string(coreName), {});
   if (core == nullptr) {
     ORMO_LOG_ERROR("Pelt CreatePeltCore return null ptr.");
     return STATUS_FAILED;

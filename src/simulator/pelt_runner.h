@@ -4,6 +4,7 @@
 #define ORMO_SIMULATOR_PELT_RUNNER_H
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "common/singleton.h"
@@ -28,6 +29,13 @@ int GetDuxInfos(const std::string& graphFile, std::vector<OpDuxInfo>& infos);
 /// overlap as far as the simulator's own functions may.
 class PeltRunner : public Singleton<PeltRunner> {
  public:
+  /// Leaves a simulator loaded that nobody finalised: the process ends, and somebody may still be
+  /// in it.
+  ~PeltRunner() override { static_cast<void>(funcInfo.handle.Detach()); }
+
+  PeltRunner(const PeltRunner&) = delete;
+  PeltRunner& operator=(const PeltRunner&) = delete;
+
   /// Loads the simulator. STATUS_FAILED when it does not know the chip that the environment
   /// variable PELT_SOC_VERSION names, else a status of LoadPeltLibrary.
   int Init();
@@ -47,7 +55,7 @@ class PeltRunner : public Singleton<PeltRunner> {
 
   bool initFlag = false;
   PeltFuncInfo funcInfo;
-  std::string coreName;  ///< what the simulator calls the chip's cores
+  std::string_view coreName;  ///< what the simulator calls the chip's cores
 };
 
 }  // namespace Ormo
