@@ -1,0 +1,102 @@
+// Graphs of kernels, from the command line to the ranking.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "driver/driver_process.h"
+#include "support/temp_directory.h"
+
+namespace Ormo::Test {
+namespace {
+
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class DriverSim : public testing::Test {
+ protected:
+  DriverSim() { std::filesystem::current_path(ORMO_EXAMPLES_PATH "/.."); }
+
+  static std::string Example(int tile) {
+    return "examples/simulator/tile-" + std::to_string(tile) + ".json";
+  }
+
+  /// A graph of one kernel with that text, or without any when it is empty.
+  std::string Graph(const std::string& name, const std::string& kernel) const {
+    const std::string attrs =
+        kernel.empty() ? "" : R"(, "attrs": {"json_file_path": ")" + directory_ / name + R"("})";
+    WriteFile(directory_ / name, R"({"format": "ox-graph", "version": 1, "name": "g", "nodes": [)"
+                                 R"({"name": "only", "type": "Kernel", )"
+                                 R"("outputs": [{"shape": [1], "dtype": "float32"}])" +
+                                     attrs + "}]}");
+    const std::string stem = name.substr(0, name.find('.'));
+    WriteFile(directory_ / stem + ".dux",
+              "dux 1\nkernel " + stem + "__kernel0\n" + kernel + "\nend\n");
+    return directory_ / name;
+  }
+
+  TempDirectory directory_;
+};
+
+// examples/simulator/README.md computes them by hand.
+TEST_F(DriverSim, TheExamplesRankAsComputedByHand) {
+  const DriverRun run =
+      RunDriver({"sim", "--format", "json", Example(16), Example(32), Example(64), Example(128)});
+  EXPECT_EQ(run.exitStatus, 0) << run.errors;
+  const json document = run.Json();
+  EXPECT_EQ(document["soc"], "TarnLake1");
+  EXPECT_THAT(document["simulator"].get<std::string>(), HasSubstr("/pelt"));
+  std::vector<std::pair<std::string, uint64_t>> ranking;
+  for (const json& candidate : document["candidates"]) {
+    ranking.emplace_back(candidate["model"], candidate["totalCostTime"]);
+    EXPECT_EQ(candidate["runCostTime"], candidate["totalCostTime"]);
+  }
+  using Entry = std::pair<std::string, uint64_t>;
+  EXPECT_THAT(ranking, ElementsAre(Entry(Example(64), 45461), Entry(Example(128), 47781),
+                                   Entry(Example(32), 118413), Entry(Example(16), 402557)));
+  std::vector<std::pair<std::string, uint64_t>> kernels;
+  for (const json& kernel : document["candidates"][1]["operators"]) {
+    kernels.emplace_back(kernel["name"], kernel["costTime"]);
+  }
+  EXPECT_THAT(kernels, ElementsAre(Entry("hidden/matmul", 27756), Entry("logits/matmul", 13928),
+                                   Entry("softmax", 2480), Entry("hidden/add", 1829),
+                                   Entry("hidden/relu", 1788)));
+}
+
+TEST_F(DriverSim, TheTableShowsTicksAndWhatFailed) {
+  const std::string good = Graph("good.json", "scalar 1234467");
+  const std::string endless = Graph("endless.json", "loop 18446744073709551615\nend");
+  const std::string broken = Graph("broken.json", "sleep 1");
+  const std::string bare = Graph("bare.json", "");
+  const DriverRun run = RunDriver({"sim", broken, bare, endless, good});
+  EXPECT_EQ(run.exitStatus, 1);
+  const std::vector<std::string> lines = run.Lines();
+  ASSERT_EQ(lines.size(), 15U) << run.output;
+  EXPECT_THAT(lines[0], testing::MatchesRegex("TarnLake1, simulated by /.*/pelt"));
+  EXPECT_THAT(lines[3], testing::MatchesRegex(" +1  " + good + " +1,234,567 +1.000x"));
+  EXPECT_THAT(lines[4], testing::MatchesRegex(" +2  " + endless + " +maximum +-"));
+  EXPECT_THAT(lines[5], testing::MatchesRegex(" +-  " + broken +
+                                              " +- +-  failed \\(-1\\): "
+                                              "EH0010: .*broken.dux: line 3: expected one of .*"));
+  EXPECT_THAT(lines[6], testing::EndsWith("the graph names no kernels"));
+  EXPECT_THAT(lines[10], testing::MatchesRegex(" +1,234,567 +100.0 %  only +#+"));
+}
+
+TEST_F(DriverSim, TheUsersSimulatorAndChipStand) {
+  for (const char* variable : {"PELTV2=/no/such/directory", "PELT_SOC_VERSION=TarnLake2"}) {
+    const DriverRun run = RunDriver({"sim", Example(16)}, {variable});
+    EXPECT_EQ(run.exitStatus, 1);
+    EXPECT_THAT(run.output, IsEmpty());
+    EXPECT_EQ(run.errors,
+              "ormo-measure: the simulator cannot be used: PELTV2 must name its directory, and "
+              "PELT_SOC_VERSION a chip that it knows\n");
+  }
+  EXPECT_THAT(RunDriver({"sim", Example(16)}, {"PELTV2=/"}).errors,
+              HasSubstr("its library cannot be loaded"));
+  EXPECT_EQ(RunDriver({"sim"}).exitStatus, 2);
+}
+
+}  // namespace
+}  // namespace Ormo::Test

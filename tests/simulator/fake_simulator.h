@@ -1,0 +1,39 @@
+/// \file
+/// A simulator that does what a test says. The test program holds it; the libraries that are built
+/// from fake_simulator_library.cpp find it there when they are loaded.
+#ifndef ORMO_TESTS_SIMULATOR_FAKE_SIMULATOR_H
+#define ORMO_TESTS_SIMULATOR_FAKE_SIMULATOR_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Ormo::Test {
+
+/// One call of CreatePeltCore.
+struct CreateCall {
+  std::string file;
+  std::string function;
+  std::vector<uint64_t> arguments;
+  std::string core;
+  size_t dataCount;
+};
+
+struct FakeSimulator {
+  std::map<std::string, uint64_t> ticks;  ///< by function; for any other there is no core
+  /// By name of the simulator's function, run in its calls; may throw.
+  std::map<std::string, std::function<void()>> actions;
+  std::vector<std::string> interpreters;  ///< of the calls of PeltInit
+  std::vector<CreateCall> creations;
+  int liveCores = 0;
+};
+
+/// The one of the test program.
+FakeSimulator& TheFakeSimulator();
+
+}  // namespace Ormo::Test
+
+#endif  // ORMO_TESTS_SIMULATOR_FAKE_SIMULATOR_H

@@ -1,0 +1,181 @@
+// The simulator's library: from Init to Finalize, and every way in which it is refused.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "ormo/ormo_runner.h"
+#include "ormo_host/control.h"
+#include "simulator/simulator_test.h"
+#include "support/log_capture.h"
+
+namespace Ormo::Test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+class SimulatorLoad : public SimulatorTest {};
+
+TEST_F(SimulatorLoad, TheLibraryStaysLoadedFromInitToFinalize) {
+  const LogCapture log;
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(OrmoPeltRunnerInit(), STATUS_SUCCESS);
+    EXPECT_TRUE(IsLoaded("whole"));
+    OrmoPeltRunnerFinalize();
+    EXPECT_FALSE(IsLoaded("whole"));
+  }
+  EXPECT_THAT(fake_.interpreters, ElementsAre("python3", "python3"));
+  std::vector<std::string> messages = log.Messages();
+  EXPECT_EQ(messages.size(), 10U);
+  messages.resize(5);
+  EXPECT_THAT(messages, ElementsAre("Start to invoke dlopen on lib: libpelt_api.so.",
+                                    "Lib: libpelt_api.so has been loaded.",
+                                    "Lib: libpelt_api.so has been initialized.", "Zel finalize",
+                                    "Finalize running finished."));
+  for (const LogLine& line : log.Lines()) {
+    EXPECT_EQ(line.level, DLOG_INFO);
+    EXPECT_EQ(line.file, "pelt_runner.cpp");
+  }
+}
+
+TEST_F(SimulatorLoad, ARepeatedInitLoadsNothingAndAFinalizeWithoutInitOnlyLogs) {
+  EXPECT_EQ(OrmoPeltRunnerInit(), STATUS_SUCCESS);
+  SetVariable("PELTV2", "/no/such/directory");
+  const LogCapture log(DLOG_WARN);
+  EXPECT_EQ(OrmoPeltRunnerInit(), STATUS_SUCCESS);
+  EXPECT_THAT(fake_.interpreters, ElementsAre("python3"));
+  OrmoPeltRunnerFinalize();
+  OrmoPeltRunnerFinalize();
+  EXPECT_THAT(log.Messages(), ElementsAre("Pelt runner is already initialized",
+                                          "Pelt runner has not been initialized."));
+}
+
+TEST_F(SimulatorLoad, AProcessMayEndWithoutFinalizing) {
+  EXPECT_EXIT(
+      {
+        const int status = OrmoPeltRunnerInit();
+        std::exit(status);  // NOLINT(concurrency-mt-unsafe)
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+struct Refusal {
+  const char* name;
+  const char* directory;  ///< PELTV2: a variant's name, or a path; null unsets it
+  int status;
+  const char* error;  ///< how its line begins
+};
+
+void PrintTo(const Refusal& refusal, std::ostream* out) {
+  *out << refusal.name;
+}
+
+class SimulatorRefusal : public SimulatorTest, public testing::WithParamInterface<Refusal> {
+ protected:
+  void UseIt() const {
+    const char* directory = GetParam().directory;
+    if (directory != nullptr && std::filesystem::exists(LibraryDirectory(directory) + "/bin")) {
+      UseLibrary(directory);
+    } else {
+      SetVariable("PELTV2", directory);
+    }
+  }
+};
+
+TEST_P(SimulatorRefusal, LeavesTheLibraryClosedAndInitRepeatable) {
+  UseIt();
+  LogCapture log(DLOG_WARN);
+  EXPECT_EQ(OrmoPeltRunnerInit(), GetParam().status);
+  EXPECT_THAT(log.Messages(),
+              ElementsAre(StartsWith(GetParam().error), "Init Pelt module for tuning failed."));
+  EXPECT_EQ(log.Lines().front().file, "pelt_runner.cpp");
+  if (GetParam().directory != nullptr) {
+    EXPECT_FALSE(IsLoaded(GetParam().directory));
+  }
+  log.Clear();
+  EXPECT_EQ(OrmoPeltRun(WriteGraph({{"a", "a.json"}}), result_), STATUS_FAILED);
+  OrmoPeltRunnerFinalize();
+  EXPECT_THAT(log.Messages(), ElementsAre("Pelt runner has not been initialized.",
+                                          "Pelt runner has not been initialized."));
+  EXPECT_THAT(fake_.creations, IsEmpty());
+
+  UseLibrary("whole");
+  EXPECT_EQ(OrmoPeltRunnerInit(), STATUS_SUCCESS);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Refusals, SimulatorRefusal,
+    testing::Values(
+        Refusal{"NoVariable", nullptr, -1, "PELTV2 does not exist."},
+        Refusal{"EmptyVariable", "", -1, "realpath"},
+        Refusal{"NoDirectory", "/no/such/directory", -1, "realpath"},
+        Refusal{"NoLibrary", "/", 12, "Failed to invoke dlopen. path = libpelt_api.so, error = /"},
+        Refusal{"NoInit", "without_init", 13, "Failed to get PeltInit from pelt runner lib."},
+        Refusal{"NoCreate", "without_create", 13, "Failed to get PeltFunc from pelt runner lib."},
+        Refusal{"NoTick", "without_tick", 13, "Failed to get PeltFunc from pelt runner lib."},
+        Refusal{"NoDestroy", "without_destroy", 13, "Failed to get PeltFunc from pelt runner lib."},
+        Refusal{"ThrowingInit", "throwing_init", -1, "PeltInit has thrown: an error of its own."}),
+    [](const auto& instance) { return instance.param.name; });
+
+TEST_F(SimulatorLoad, OnlyAChipThatCanBeSimulatedIsTaken) {
+  LogCapture log(DLOG_WARN);
+  for (const char* chip : {"", "TarnLake2", "tarnlake1", "TarnLake1 "}) {
+    SetVariable("PELT_SOC_VERSION", chip);
+    EXPECT_EQ(OrmoPeltRunnerInit(), STATUS_FAILED) << chip;
+  }
+  SetVariable("PELT_SOC_VERSION", nullptr);
+  EXPECT_EQ(OrmoPeltRunnerInit(), STATUS_FAILED);
+  EXPECT_EQ(log.Count(DLOG_ERROR, "CHIP_INFO does not exist."), 5U);
+  EXPECT_EQ(log.Lines().size(), 5U);
+  EXPECT_THAT(fake_.interpreters, IsEmpty());
+}
+
+TEST_F(SimulatorLoad, AnAnonymousExceptionOfTheLibraryIsRefusedToo) {
+  fake_.actions["PeltInit"] = [] { throw 1; };
+  const LogCapture log(DLOG_ERROR);
+  EXPECT_EQ(OrmoPeltRunnerInit(), STATUS_FAILED);
+  EXPECT_FALSE(IsLoaded("whole"));
+  EXPECT_TRUE(log.Contains(DLOG_ERROR, "PeltInit has thrown."));
+}
+
+TEST_F(SimulatorLoad, APlatformThatFailsOrThrowsLeavesNothingLoaded) {
+  fake_.ticks["a__kernel0"] = 5;
+  const std::string graph = WriteGraph({{"a", "a.json"}});
+  auto run = [&] {
+    result_ = {};
+    const int status = OrmoPeltRunnerInit();
+    return status == STATUS_SUCCESS ? OrmoPeltRun(graph, result_) : status;
+  };
+  OrmoHost::RecordCalls();
+  EXPECT_EQ(run(), STATUS_SUCCESS);
+  OrmoPeltRunnerFinalize();
+  const std::vector<OrmoHost::Call> calls = OrmoHost::Calls();
+  ASSERT_EQ(calls.size(), 4U);
+  for (size_t nth = 1; nth <= calls.size(); ++nth) {
+    const std::string& function = calls[nth - 1].function;
+    SCOPED_TRACE(function);
+    OrmoHost::FailCall(nth, 4711);
+    const int status = run();
+    OrmoPeltRunnerFinalize();
+    EXPECT_FALSE(IsLoaded("whole"));
+    EXPECT_EQ(status, function == "mmDlclose" ? 0 : function == "mmDlopen" ? 12 : -1);
+
+    OrmoHost::Reset();
+    OrmoHost::Throw(function, 1);
+    if (function == "mmDlclose") {
+      EXPECT_EQ(run(), STATUS_SUCCESS);
+    } else {
+      EXPECT_THROW(run(), std::runtime_error);
+    }
+    OrmoPeltRunnerFinalize();
+    EXPECT_FALSE(IsLoaded("whole"));
+    EXPECT_EQ(run(), STATUS_SUCCESS);
+    OrmoPeltRunnerFinalize();
+  }
+}
+
+}  // namespace
+}  // namespace Ormo::Test

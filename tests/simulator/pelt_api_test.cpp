@@ -1,0 +1,202 @@
+// The host platform's cycle simulator, through its own functions.
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <limits>
+#include <optional>
+
+#include "error_manager/error_manager.h"
+#include "pelt/pelt.h"
+#include "support/temp_directory.h"
+
+namespace Ormo::Test {
+namespace {
+
+using testing::EndsWith;
+using testing::IsEmpty;
+
+constexpr uint64_t MAX = std::numeric_limits<uint64_t>::max();
+constexpr size_t MAX_FILE_SIZE = 1048576;
+constexpr char EMPTY_KERNEL[] = "dux 1\nkernel k\nend\n";
+
+class Simulator : public testing::Test {
+ protected:
+  Simulator() {
+    Find("PeltInit", init_);
+    Find("CreatePeltCore", create_);
+    Find("GetTotalTick", ticks_);
+    Find("DestroyPeltCore", destroy_);
+    init_("python3");
+  }
+
+  void TearDown() override { EXPECT_EQ(dlclose(handle_), 0); }
+
+  /// Without a value when there is no core.
+  std::optional<uint64_t> Simulate(const std::string& file, const std::string& function = "k",
+                                   const std::string& core = "tarn_lake_core") const {
+    void* simulated = create_(file, function, std::vector<uint64_t>(21), core, {});
+    if (simulated == nullptr) {
+      return std::nullopt;
+    }
+    const uint64_t ticks = ticks_(simulated);
+    destroy_(simulated);
+    return ticks;
+  }
+
+  std::optional<uint64_t> SimulateText(const std::string& text) const {
+    WriteFile(file_, text);
+    return Simulate(file_);
+  }
+
+  /// What stands in the kernel "k".
+  std::optional<uint64_t> SimulateBody(const std::string& body) const {
+    return SimulateText("dux 1\nkernel k\n" + body + "\nend");
+  }
+
+  static std::string TakeReason() { return ErrorManager::GetInstance().GetErrorMessage(); }
+
+  TempDirectory directory_;
+  std::string file_ = directory_ / "kernel.dux";
+
+ private:
+  template <typename Function>
+  void Find(const char* name, Function& function) {
+    function = reinterpret_cast<Function>(dlsym(handle_, name));
+  }
+
+  void* handle_ = dlopen(PELT_API, RTLD_NOW);
+  PeltInitFunc init_ = nullptr;
+  CreatePeltCoreFunc create_ = nullptr;
+  GetTotalTickFunc ticks_ = nullptr;
+  DestroyPeltCoreFunc destroy_ = nullptr;
+};
+
+std::string Loops(size_t depth, const std::string& count) {
+  std::string text;
+  for (size_t i = 0; i < depth; ++i) {
+    text += "loop " + count + "\n";
+  }
+  for (size_t i = 0; i < depth; ++i) {
+    text += "end\n";
+  }
+  return text;
+}
+
+TEST_F(Simulator, TicksAreTheSumOfDocumentedCosts) {
+  struct Row {
+    std::string body;
+    uint64_t ticks;
+  };
+
+  const Row table[] = {
+      {"", 100},
+      {"scalar 5", 105},
+      {"vector 5", 109},
+      {"cube 5", 126},
+      {"load 5", 145},
+      {"store 5", 135},
+      {"load 1\nload 1 # again\n\n  # alone\n\tstore\t2\r\n", 100 + 41 + 41 + 32},
+      {"load 1\nloop 16\nload 64\nvector 256\nstore 64\nend", 7501},
+      {"loop 3\nscalar 4\nend", 100 + 3 * (2 + 4)},
+      {"loop 3\nscalar 4\nloop 5\ncube 1\nend\nend\nscalar 1",
+       100 + 3 * (2 + 4 + 5 * (2 + 18)) + 1},
+      {Loops(64, "1"), 100 + 64 * 2},
+      // Up to the maximum, and not beyond.
+      {"scalar 18446744073709551514", MAX - 1},
+      {"scalar 18446744073709551515", MAX},
+      {"scalar 18446744073709551515\nload 7", MAX},
+      {"cube 9223372036854775808", MAX},
+      {"loop 18446744073709551615\nend", MAX},
+      {Loops(64, "18446744073709551615"), MAX},
+      {"loop 1000000000000\nloop 1000000\nscalar 1\nend\nend", 100 + 1000000000000 * (2 + 3000000)},
+  };
+  for (const Row& row : table) {
+    EXPECT_EQ(SimulateBody(row.body), row.ticks) << row.body;
+  }
+}
+
+TEST_F(Simulator, AFileHoldsSeveralKernels) {
+  WriteFile(file_, "# two\n\ndux 1\nkernel k\nend\nkernel other\nscalar 7\nend\n");
+  EXPECT_EQ(Simulate(file_), 100U);
+  EXPECT_EQ(Simulate(file_, "other"), 107U);
+  EXPECT_EQ(Simulate(file_, "third"), std::nullopt);
+  EXPECT_EQ(TakeReason(), "EH0010: " + file_ + ": expected a kernel of the name third");
+  EXPECT_EQ(Simulate(file_, "k", "other_core"), std::nullopt);
+  EXPECT_THAT(TakeReason(), EndsWith(": expected the core tarn_lake_core"));
+}
+
+TEST_F(Simulator, ADamagedKernelGivesNoCoreAndTheLineAtFault) {
+  struct Row {
+    std::string text;
+    std::string reason;
+  };
+
+  const std::string count = "expected one count from 1 to 18446744073709551615";
+  const std::string head = "dux 1\nkernel k\n";
+  const Row table[] = {
+      {"", "line 0: expected \"dux 1\""},
+      {"# nothing\n", "line 1: expected \"dux 1\""},
+      {"dux 2\nkernel k\nend", "line 1: expected \"dux 1\""},
+      {std::string("\0\xff\x7f"
+                   "ELF",
+                   6),
+       "line 1: expected \"dux 1\""},
+      {"dux 1\nscalar 1", "line 2: expected \"kernel\" and a name"},
+      {"dux 1\nkernel", "line 2: expected \"kernel\" and a name"},
+      {"dux 1\nkernel a b", "line 2: expected \"kernel\" and a name"},
+      {head + "end\nkernel k\nend", "line 4: expected a name that no other kernel has"},
+      {head + "end\nend", "line 4: expected \"kernel\" and a name"},
+      {head + "loop 2\nend", "line 4: expected \"end\" for each loop and kernel"},
+      {head + "end 1", "line 3: expected nothing behind \"end\""},
+      {head + "sleep 1\nend",
+       "line 3: expected one of loop, end, scalar, vector, cube, load, store"},
+      {head + "load\nend", "line 3: " + count},
+      {head + "load 1 2\nend", "line 3: " + count},
+      {head + "load 0\nend", "line 3: " + count},
+      {head + "load -1\nend", "line 3: " + count},
+      {head + "load +1\nend", "line 3: " + count},
+      {head + "load 1e3\nend", "line 3: " + count},
+      {head + "loop 18446744073709551616\nend\nend", "line 3: " + count},
+      {head + Loops(65, "1") + "end", "line 67: expected at most 64 loops inside each other"},
+  };
+  for (const Row& row : table) {
+    SCOPED_TRACE(row.text);
+    EXPECT_EQ(SimulateText(row.text), std::nullopt);
+    EXPECT_EQ(TakeReason(), "EH0010: " + file_ + ": " + row.reason);
+  }
+}
+
+TEST_F(Simulator, OnlyAnOrdinaryFileOfBoundedSizeIsRead) {
+  EXPECT_EQ(Simulate(directory_ / "missing.dux"), std::nullopt);
+  EXPECT_THAT(TakeReason(), EndsWith("missing.dux: expected a file"));
+  EXPECT_EQ(Simulate(directory_.Path()), std::nullopt);
+  EXPECT_EQ(Simulate("/dev/zero"), std::nullopt);
+  const std::string pipe = directory_ / "pipe.dux";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_EQ(Simulate(pipe), std::nullopt);
+  TakeReason();
+
+  std::string text = EMPTY_KERNEL;
+  text.resize(MAX_FILE_SIZE, '#');
+  EXPECT_EQ(SimulateText(text), 100U);
+  EXPECT_THAT(TakeReason(), IsEmpty());
+  for (const size_t size : {MAX_FILE_SIZE + 1, MAX_FILE_SIZE * 100}) {
+    std::filesystem::resize_file(file_, size);
+    EXPECT_EQ(Simulate(file_), std::nullopt);
+    EXPECT_THAT(TakeReason(), EndsWith("kernel.dux: expected at most 1048576 bytes"));
+  }
+}
+
+TEST_F(Simulator, TheLongestFileOfTheMostStatementsIsRead) {
+  std::string body;
+  while (body.size() < MAX_FILE_SIZE - 100) {
+    body += "loop 1\nend\n";
+  }
+  EXPECT_EQ(SimulateBody(body), 100 + 2 * (body.size() / 11));
+}
+
+}  // namespace
+}  // namespace Ormo::Test

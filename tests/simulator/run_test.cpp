@@ -1,0 +1,218 @@
+// Runs on a simulator that says what the test wants.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <limits>
+#include <stdexcept>
+#include <thread>
+
+#include "ormo/ormo_runner.h"
+#include "ox/graph_utils.h"
+#include "simulator/pelt_runner.h"
+#include "simulator/simulator_test.h"
+#include "support/log_capture.h"
+
+namespace Ormo::Test {
+namespace {
+
+using testing::AllOf;
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+using testing::SizeIs;
+
+constexpr uint64_t MAX = std::numeric_limits<uint64_t>::max();
+
+class SimulatorRun : public SimulatorTest {
+ protected:
+  void SetUp() override {
+    SimulatorTest::SetUp();
+    ASSERT_EQ(OrmoPeltRunnerInit(), STATUS_SUCCESS);
+  }
+
+  void TearDown() override {
+    graphInsteadOfFile = nullptr;
+    SimulatorTest::TearDown();
+  }
+
+  /// Runs kernels "k0", "k1" and so on that take that many ticks.
+  int RunKernels(const std::vector<uint64_t>& ticks) {
+    KernelNodes nodes;
+    for (size_t i = 0; i < ticks.size(); ++i) {
+      const std::string name = "k" + std::to_string(i);
+      nodes.emplace_back(name, name + ".json");
+      fake_.ticks[name + "__kernel0"] = ticks[i];
+    }
+    return OrmoPeltRun(WriteGraph(nodes), result_);
+  }
+};
+
+TEST_F(SimulatorRun, KernelsAreFoundBesideTheirDescriptions) {
+  const std::string graph = WriteGraph({{"plain", "/k/out/add_abc.json"},
+                                        {"none", ""},
+                                        {"no slash", "mul.json"},
+                                        {"first suffix", "/k.json/a.json"},
+                                        {"other suffix", "/k/b.txt"}});
+  std::vector<OpDuxInfo> infos(1);
+  EXPECT_EQ(GetDuxInfos(graph, infos), STATUS_SUCCESS);
+  std::vector<std::vector<std::string>> found;
+  found.reserve(infos.size());
+  for (const OpDuxInfo& info : infos) {
+    found.push_back({info.opName, info.duxFilePath, info.duxFunction});
+  }
+  EXPECT_THAT(found, ElementsAre(ElementsAre("", "", ""),
+                                 ElementsAre("plain", "/k/out/add_abc.dux", "add_abc__kernel0"),
+                                 ElementsAre("no slash", "mul.dux", "mul__kernel0"),
+                                 ElementsAre("first suffix", "/k/a.json.dux", "a.json__kernel0"),
+                                 ElementsAre("other suffix", "/k/b.txt.dux", "b.txt__kernel0")));
+}
+
+TEST_F(SimulatorRun, KernelsAreSimulatedInOrderWithArgumentsOfZero) {
+  fake_.ticks = {{"a__kernel0", 3}, {"b__kernel0", 4}};
+  result_.totalCostTime = 100;
+  result_.runCostTime = 50;
+  result_.opCostTimes["other"] = 7;
+  const LogCapture log;
+  EXPECT_EQ(OrmoPeltRun(WriteGraph({{"two", "/k/b.json"}, {"one", "/k/a.json"}}), result_),
+            STATUS_SUCCESS);
+  EXPECT_EQ(result_.totalCostTime, 107U);
+  EXPECT_EQ(result_.runCostTime, 57U);
+  EXPECT_THAT(result_.opCostTimes, ElementsAre(Pair("one", 3), Pair("other", 7), Pair("two", 4)));
+  EXPECT_THAT(result_.aicoreCostTimes, ElementsAre(Pair("one", 3), Pair("two", 4)));
+  ASSERT_THAT(fake_.creations, SizeIs(2));
+  EXPECT_EQ(fake_.creations[0].file, "/k/b.dux");
+  EXPECT_EQ(fake_.creations[1].function, "a__kernel0");
+  for (const CreateCall& creation : fake_.creations) {
+    EXPECT_THAT(creation.arguments, AllOf(SizeIs(21), Each(0)));
+    EXPECT_EQ(creation.core, "tarn_lake_core");
+    EXPECT_EQ(creation.dataCount, 0U);
+  }
+  EXPECT_THAT(log.Messages(DLOG_DEBUG),
+              ElementsAre("Dux info: dux file path is /k/b.dux; dux function is b__kernel0; op "
+                          "name is two.",
+                          "Pelt cost time is 4.",
+                          "Dux info: dux file path is /k/a.dux; dux function is a__kernel0; op "
+                          "name is one.",
+                          "Pelt cost time is 3."));
+}
+
+TEST_F(SimulatorRun, TotalsStayAtTheMaximum) {
+  struct Row {
+    std::vector<uint64_t> ticks;
+    uint64_t totalBefore;
+    uint64_t runBefore;
+    uint64_t total;
+    uint64_t run;
+    size_t warnings;
+  };
+
+  const Row table[] = {
+      {{MAX - 3, 2}, 0, 0, MAX - 1, MAX - 1, 0},
+      {{4, MAX, 5}, 10, 20, MAX, MAX, 2},
+      {{MAX, MAX}, 0, 0, MAX, MAX, 2},
+      {{5}, MAX, 7, MAX, 7, 1},  // nothing is added any more
+      {{MAX}, MAX, 7, MAX, MAX, 1},
+      {{MAX - 1, 5, 6}, 0, 0, MAX, MAX, 2},  // the sum does not fit
+      {{5}, 3, MAX, 8, MAX, 0},
+  };
+  for (const Row& row : table) {
+    SCOPED_TRACE(testing::PrintToString(row.ticks) + " on " + std::to_string(row.totalBefore));
+    result_ = {};
+    result_.totalCostTime = row.totalBefore;
+    result_.runCostTime = row.runBefore;
+    const LogCapture log(DLOG_WARN);
+    EXPECT_EQ(RunKernels(row.ticks), STATUS_SUCCESS);
+    EXPECT_EQ(result_.totalCostTime, row.total);
+    EXPECT_EQ(result_.runCostTime, row.run);
+    EXPECT_EQ(log.Count(DLOG_WARN, "Pelt time is max value."), row.warnings);
+    EXPECT_EQ(result_.opCostTimes["k0"], row.ticks[0]);
+  }
+}
+
+TEST_F(SimulatorRun, AKernelWithoutACoreEndsTheRunAndKeepsWhatWasStored) {
+  fake_.ticks = {{"a__kernel0", 3}, {"c__kernel0", 4}};
+  result_.opCostTimes["b"] = 9;
+  const LogCapture log(DLOG_WARN);
+  EXPECT_EQ(OrmoPeltRun(WriteGraph({{"a", "a.json"}, {"b", "b.json"}, {"c", "c.json"}}), result_),
+            STATUS_FAILED);
+  EXPECT_THAT(log.Messages(), ElementsAre("Pelt CreatePeltCore return null ptr."));
+  EXPECT_EQ(result_.totalCostTime, 3U);
+  EXPECT_EQ(result_.runCostTime, 3U);
+  EXPECT_THAT(result_.opCostTimes, ElementsAre(Pair("a", 3), Pair("b", 0)));
+  EXPECT_THAT(result_.aicoreCostTimes, ElementsAre(Pair("a", 3), Pair("b", 0)));
+}
+
+TEST_F(SimulatorRun, AGraphWithoutKernelsOrThatCannotBeLoadedLeavesTheResultAlone) {
+  const LogCapture log(DLOG_WARN);
+  EXPECT_EQ(OrmoPeltRun(WriteGraph({{"a", ""}, {"b", ""}}), result_), STATUS_SUCCESS);
+  EXPECT_THAT(log.Messages(), IsEmpty());
+  const std::string damaged = directory_ / "damaged.json";
+  WriteFile(damaged, R"({"format": "ox-graph", "version": 1, "name": "x", "nodes": [{}]})");
+  for (const std::string& file : {damaged, directory_ / "missing.json"}) {
+    EXPECT_EQ(OrmoPeltRun(file, result_), STATUS_FAILED);
+    EXPECT_THAT(log.Messages(), Contains("Graph load from File " + file + " failed."));
+  }
+  EXPECT_EQ(result_.totalCostTime, 0U);
+  EXPECT_THAT(result_.opCostTimes, IsEmpty());
+}
+
+TEST_F(SimulatorRun, NodesMayHaveNoDescriptionAndShareAName) {
+  std::shared_ptr<ox::ComputeGraph> read;
+  const std::string file = WriteGraph({{"a", "a.json"}, {"b", "b.json"}});
+  ASSERT_TRUE(ox::GraphUtils::LoadOXGraph(file.c_str(), read));
+  std::vector<std::shared_ptr<ox::Node>> nodes = {
+      std::make_shared<ox::Node>("bare", "Kernel", nullptr)};
+  for (const auto& node : read->GetDirectNode()) {
+    nodes.push_back(std::make_shared<ox::Node>("twin", "Kernel", node->GetOpDesc()));
+  }
+  graphInsteadOfFile = std::make_shared<ox::ComputeGraph>(nodes);
+  fake_.ticks = {{"a__kernel0", 3}, {"b__kernel0", 4}};
+  EXPECT_EQ(OrmoPeltRun("no file", result_), STATUS_SUCCESS);
+  EXPECT_EQ(result_.totalCostTime, 7U);
+  EXPECT_THAT(result_.opCostTimes, ElementsAre(Pair("twin", 4)));
+}
+
+TEST_F(SimulatorRun, WhatTheSimulatorThrowsComesOutAndLeavesNoCore) {
+  for (const char* function : {"CreatePeltCore", "GetTotalTick"}) {
+    SCOPED_TRACE(function);
+    fake_.actions = {{function, [] { throw std::runtime_error("broken"); }}};
+    EXPECT_THROW(RunKernels({3}), std::runtime_error);
+    EXPECT_EQ(fake_.liveCores, 0);
+    EXPECT_EQ(result_.totalCostTime, 0U);
+    EXPECT_THAT(result_.opCostTimes, ElementsAre(Pair("k0", 0)));
+  }
+  // The figure is there by then.
+  fake_.actions = {{"DestroyPeltCore", [] { throw std::runtime_error("broken"); }}};
+  EXPECT_EQ(RunKernels({3}), STATUS_SUCCESS);
+  EXPECT_EQ(result_.totalCostTime, 3U);
+}
+
+TEST_F(SimulatorTest, SeveralThreadsSimulateAtATimeOnTheHostsSimulator) {
+  SetVariable("PELTV2", PELT_DIRECTORY);
+  std::filesystem::current_path(ORMO_EXAMPLES_PATH "/..");
+  ASSERT_EQ(OrmoPeltRunnerInit(), STATUS_SUCCESS);
+  constexpr size_t THREADS = 4;
+  std::vector<RunnerResult> results(THREADS);
+  std::vector<std::thread> threads;
+  threads.reserve(THREADS);
+  for (RunnerResult& result : results) {
+    threads.emplace_back([&result] {
+      for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(OrmoPeltRun("examples/simulator/tile-64.json", result), STATUS_SUCCESS);
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  for (const RunnerResult& result : results) {
+    EXPECT_EQ(result.totalCostTime, 10 * 45461U);
+    EXPECT_THAT(result.opCostTimes, Contains(Pair("softmax", 2556)));
+  }
+}
+
+}  // namespace
+}  // namespace Ormo::Test

@@ -1,0 +1,86 @@
+#include "simulator/simulator_test.h"
+
+#include <dlfcn.h>
+
+#include <cstdlib>
+
+#include "ormo/ormo_runner.h"
+#include "ormo_host/control.h"
+#include "ox/graph_utils.h"
+
+// Stands in front of the platform's.
+bool ox::GraphUtils::LoadOXGraph(const char* file, std::shared_ptr<ComputeGraph>& graph) {
+  if (Ormo::Test::graphInsteadOfFile != nullptr) {
+    graph = Ormo::Test::graphInsteadOfFile;
+    return true;
+  }
+  constexpr char NAME[] = "_ZN2ox10GraphUtils11LoadOXGraphEPKcRSt10shared_ptrINS_12ComputeGraphEE";
+  static const auto load =
+      reinterpret_cast<decltype(&ox::GraphUtils::LoadOXGraph)>(dlsym(RTLD_NEXT, NAME));
+  return load(file, graph);
+}
+
+namespace Ormo::Test {
+
+FakeSimulator& TheFakeSimulator() {
+  static FakeSimulator fake;
+  return fake;
+}
+
+std::shared_ptr<ox::ComputeGraph> graphInsteadOfFile;
+
+void SetVariable(const char* name, const char* value) {
+  // No test reads the environment while it is changed.
+  // NOLINTBEGIN(concurrency-mt-unsafe)
+  if (value == nullptr) {
+    unsetenv(name);
+  } else {
+    setenv(name, value, 1);
+  }
+  // NOLINTEND(concurrency-mt-unsafe)
+}
+
+void SimulatorTest::SetUp() {
+  OrmoHost::Reset();
+  SetVariable("PELT_SOC_VERSION", "TarnLake1");
+  UseLibrary("whole");
+}
+
+void SimulatorTest::TearDown() {
+  OrmoPeltRunnerFinalize();
+  EXPECT_FALSE(IsLoaded("whole"));
+  EXPECT_EQ(fake_.liveCores, 0);
+}
+
+std::string SimulatorTest::LibraryDirectory(const std::string& variant) {
+  return FAKE_SIMULATORS "/" + variant;
+}
+
+void SimulatorTest::UseLibrary(const std::string& variant) {
+  SetVariable("PELTV2", LibraryDirectory(variant).c_str());
+}
+
+bool SimulatorTest::IsLoaded(const std::string& variant) {
+  const std::string path = LibraryDirectory(variant) + "/bin/libpelt_api.so";
+  void* handle = dlopen(path.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+  if (handle != nullptr) {
+    dlclose(handle);
+  }
+  return handle != nullptr;
+}
+
+std::string SimulatorTest::WriteGraph(const KernelNodes& nodes) const {
+  std::string text = R"({"format": "ox-graph", "version": 1, "name": "kernels", "nodes": [)";
+  const char* separator = "";
+  for (const auto& [name, path] : nodes) {
+    text += separator;
+    text += R"({"name": ")" + name + R"(", "type": "Kernel", )" +
+            R"("outputs": [{"shape": [1], "dtype": "float32"}])";
+    text += path.empty() ? "}" : R"(, "attrs": {"json_file_path": ")" + path + R"("}})";
+    separator = ",\n";
+  }
+  WriteFile(directory_ / "graph.json", text + "]}");
+  return directory_ / "graph.json";
+}
+
+}  // namespace Ormo::Test
