@@ -1,5 +1,5 @@
 /// \file
-/// What a kernel's instructions cost. docs/simulator.md has the table for people.
+/// What a kernel's instructions cost. docs/host-platform.md has the table for people.
 #ifndef ORMO_HOST_SIMULATOR_DUX_COSTS_H
 #define ORMO_HOST_SIMULATOR_DUX_COSTS_H
 

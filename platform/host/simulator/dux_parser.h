@@ -1,5 +1,5 @@
 /// \file
-/// From the text of a kernel file to ticks. docs/simulator.md describes the language.
+/// From the text of a kernel file to ticks. docs/host-platform.md describes the language.
 #ifndef ORMO_HOST_SIMULATOR_DUX_PARSER_H
 #define ORMO_HOST_SIMULATOR_DUX_PARSER_H
 
