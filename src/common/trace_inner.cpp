@@ -64,7 +64,7 @@ TraceInner& TraceInner::Instance() {
 
     TraceInner& Get() { return *std::launder(reinterpret_cast<TraceInner*>(storage)); }
 
-    alignas(TraceInner) std::byte storage[sizeof(TraceInner)];
+    alignas(TraceInner) std::byte storage[sizeof(TraceInner)] = {};
   };
 
   static Recorder recorder;
