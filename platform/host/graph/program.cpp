@@ -170,6 +170,7 @@ void Program::CheckDynamic() const {
 
 std::vector<std::string> Program::Names(const std::vector<size_t>& nodes) const {
   std::vector<std::string> names;
+  names.reserve(nodes.size());
   for (size_t index : nodes) {
     names.push_back(graph_.nodes[index].name);
   }
