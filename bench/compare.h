@@ -58,6 +58,7 @@ inline double TrimmedMean(std::vector<double> samples) {
 inline void Judge(benchmark::State& state, const char* what, double value, double target) {
   state.counters[what] = value;
   state.counters["target"] = target;
+  state.SetLabel(value <= target ? "" : "MISSED");
 }
 
 /// Nanoseconds an operation.

@@ -22,7 +22,7 @@ namespace {
 class Runner {
  public:
   Runner() {
-    setenv("ORMO_PROF_END", "close", 1);
+    setenv("ORMO_PROF_END", "close", 1);  // NOLINT(concurrency-mt-unsafe): the only thread
     Require(OrmoOfflineRunnerInit({}) == 0);
   }
 

@@ -8,8 +8,8 @@
 
 namespace Ormo::Bench {
 
-/// For each execution since the last call, in order: the nanoseconds from its first reading of the
-/// raw clock to its last. To be called while nothing executes.
+/// For each execution since the last call: the nanoseconds from its first reading of the raw clock
+/// to its last; of the latest 64 when there were more. To be called while nothing executes.
 std::vector<double> TakeExecutionTimes();
 
 }  // namespace Ormo::Bench

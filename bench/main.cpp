@@ -59,7 +59,7 @@ class TableReporter : public benchmark::BenchmarkReporter {
     if (target != run.counters.end()) {
       out << " (at most " << target->second.value << ")";
     }
-    out << run.report_label << "\n";
+    out << " " << run.report_label << "\n";
   }
 };
 

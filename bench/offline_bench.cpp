@@ -50,6 +50,10 @@ class Flag {
 /// A thread that answers.
 class Pong {
  public:
+  Pong() = default;
+  Pong(const Pong&) = delete;
+  Pong& operator=(const Pong&) = delete;
+
   ~Pong() {
     ended_ = true;
     ping_.Raise();
@@ -87,6 +91,9 @@ class PlainPool {
           [this, &own = queues_[id], &shared = queues_[count], id] { Work(own, shared, id); });
     }
   }
+
+  PlainPool(const PlainPool&) = delete;
+  PlainPool& operator=(const PlainPool&) = delete;
 
   ~PlainPool() {
     {

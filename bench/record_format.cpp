@@ -23,7 +23,7 @@ struct Head {
 size_t recordSize = 0;
 
 Head HeadOf(const void* buffer, uint32_t index) {
-  Head head;
+  Head head = {};
   std::memcpy(&head, static_cast<const char*>(buffer) + index * recordSize, sizeof(head));
   return head;
 }
@@ -74,25 +74,27 @@ int32_t zelprofGetOpNum(const void* /*buffer*/, size_t length, uint32_t* count) 
   return length % recordSize == 0 ? 0 : 1;
 }
 
-int32_t zelprofGetOpNameLen(const void* buffer, size_t /*length*/, uint32_t index, size_t* size) {
-  *size = HeadOf(buffer, index).nameSize;
+int32_t zelprofGetOpNameLen(const void* buffer, size_t /*length*/, uint32_t index,
+                            size_t* nameLength) {
+  *nameLength = HeadOf(buffer, index).nameSize;
   return 0;
 }
 
-int32_t zelprofGetOpTypeLen(const void* buffer, size_t /*length*/, uint32_t index, size_t* size) {
-  *size = HeadOf(buffer, index).typeSize;
+int32_t zelprofGetOpTypeLen(const void* buffer, size_t /*length*/, uint32_t index,
+                            size_t* typeLength) {
+  *typeLength = HeadOf(buffer, index).typeSize;
   return 0;
 }
 
 int32_t zelprofGetOpName(const void* buffer, size_t /*length*/, uint32_t index, char* name,
-                         size_t size) {
-  std::memcpy(name, TextsOf(buffer, index), size);
+                         size_t nameLength) {
+  std::memcpy(name, TextsOf(buffer, index), nameLength);
   return 0;
 }
 
 int32_t zelprofGetOpType(const void* buffer, size_t /*length*/, uint32_t index, char* type,
-                         size_t size) {
-  std::memcpy(type, TextsOf(buffer, index) + HeadOf(buffer, index).nameSize, size);
+                         size_t typeLength) {
+  std::memcpy(type, TextsOf(buffer, index) + HeadOf(buffer, index).nameSize, typeLength);
   return 0;
 }
 

@@ -87,14 +87,16 @@ int32_t zelmdlUnload(uint32_t /*modelId*/) {
 }
 
 // The page cache of the machine that runs the tests stays as it is.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the system's are reserved
 FILE* popen(const char* command, const char* /*mode*/) {
   if (Answer(std::string("popen ") + command) != 0) {
     return nullptr;
   }
   Device().freeMemory += Device().cachedMemory;
-  return fopen("/dev/null", "r");
+  return fopen("/dev/null", "re");
 }
 
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the system's are reserved
 int pclose(FILE* stream) {
   return fclose(stream);
 }

@@ -85,25 +85,27 @@ int32_t zelprofGetOpNum(const void* /*buffer*/, size_t length, uint32_t* count) 
   return length % sizeof(FakeRecord) == 0 ? Answer("zelprofGetOpNum") : 1;
 }
 
-int32_t zelprofGetOpNameLen(const void* buffer, size_t /*length*/, uint32_t index, size_t* size) {
-  *size = strlen(At(buffer, index).name) + 1;
+int32_t zelprofGetOpNameLen(const void* buffer, size_t /*length*/, uint32_t index,
+                            size_t* nameLength) {
+  *nameLength = strlen(At(buffer, index).name) + 1;
   return Answer("zelprofGetOpNameLen");
 }
 
-int32_t zelprofGetOpTypeLen(const void* buffer, size_t /*length*/, uint32_t index, size_t* size) {
-  *size = strlen(At(buffer, index).type) + 1;
+int32_t zelprofGetOpTypeLen(const void* buffer, size_t /*length*/, uint32_t index,
+                            size_t* typeLength) {
+  *typeLength = strlen(At(buffer, index).type) + 1;
   return Answer("zelprofGetOpTypeLen");
 }
 
 int32_t zelprofGetOpName(const void* buffer, size_t /*length*/, uint32_t index, char* name,
-                         size_t size) {
-  memcpy(name, At(buffer, index).name, size);
+                         size_t nameLength) {
+  memcpy(name, At(buffer, index).name, nameLength);
   return Answer("zelprofGetOpName");
 }
 
 int32_t zelprofGetOpType(const void* buffer, size_t /*length*/, uint32_t index, char* type,
-                         size_t size) {
-  memcpy(type, At(buffer, index).type, size);
+                         size_t typeLength) {
+  memcpy(type, At(buffer, index).type, typeLength);
   return Answer("zelprofGetOpType");
 }
 
