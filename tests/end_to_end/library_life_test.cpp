@@ -20,8 +20,11 @@ using Test::TempDirectory;
 class LibraryLifeTest : public ::testing::Test {
  protected:
   void SetUp() override {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv("HOME", directory_.Path().c_str(), 1);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv("TARN_CACHE_PATH", directory_.Path().c_str(), 1);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv("ORMO_PROF_END", "close", 1);
   }
 

@@ -10,7 +10,6 @@
 namespace Ormo {
 namespace {
 
-using Test::AsBuffer;
 using Test::LogCapture;
 using Test::MakeConfig;
 using Test::OfflineTest;
@@ -74,6 +73,7 @@ TEST_F(MeasurementTest, ProfiledEveryOperatorHasItsCost) {
 }
 
 TEST_F(MeasurementTest, TheDefaultEndingGivesTheSameFigures) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
   unsetenv("ORMO_PROF_END");
   Init();
   RunnerConfig config = MakeConfig(graph_, true, 5);
@@ -147,6 +147,7 @@ TEST_F(BoundTest, ProfiledTheFiguresSoFarAreKept) {
 }
 
 TEST_F(BoundTest, TheDefaultEndingKeepsTheFiguresAndForgetsTheBound) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
   unsetenv("ORMO_PROF_END");
   EXPECT_EQ(RunToTheBound(true), STATUS_SUCCESS);
   ExpectProfiledFigures(result_);

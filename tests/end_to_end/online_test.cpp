@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
+#include <limits>
 #include <map>
 #include <thread>
 
@@ -25,7 +26,6 @@ using Test::SpinGraph;
 using ::testing::AllOf;
 using ::testing::Each;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
 constexpr char STEP_RECORDS[] = "ox.stepRecords";
@@ -145,6 +145,7 @@ INSTANTIATE_TEST_SUITE_P(Styles, RecordStyleTest, testing::Values("", "off"),
                          });
 
 TEST_F(OnlineMeasurementTest, TheDefaultEndingGivesTheSameResults) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
   unsetenv("ORMO_PROF_END");
   Init();
   OrmoHost::KeepAccount();
@@ -154,37 +155,36 @@ TEST_F(OnlineMeasurementTest, TheDefaultEndingGivesTheSameResults) {
   ExpectSameTimes(Sum(results_), OrmoHost::Account());
 }
 
-TEST_F(OnlineMeasurementTest, UnprofiledTheGraphRunsOnceAndItsOutputsAreSaved) {
-  Init();
-  RunnerConfig config = MakeConfig(7);
-  config.prof = false;
-  OrmoHost::RecordCalls();
-  ASSERT_EQ(Run(AddGraph(2, 1), config), STATUS_SUCCESS);
-  EXPECT_EQ(CallCount("Session::RunGraphAsync"), 1U);
-  EXPECT_EQ(CallCount("zelgrphProfGraphSubscribe"), 0U);
-  EXPECT_THAT(results_, IsEmpty());
-  EXPECT_THAT(config.graphOutputs, SizeIs(1));
-}
+struct LoopCase {
+  bool prof;
+  uint32_t loop;
+  uint64_t bound;
+  int status;
+  uint64_t executions;
+  size_t results;
+  size_t savedOutputs;
+};
 
-TEST_F(OnlineMeasurementTest, WithoutExecutionsThereIsNoResult) {
+TEST_F(OnlineMeasurementTest, ProfilingLoopAndBoundSayHowOftenTheGraphRuns) {
+  constexpr uint64_t NO_BOUND = std::numeric_limits<uint64_t>::max();
+  const LoopCase cases[] = {
+      {true, 3, NO_BOUND, STATUS_SUCCESS, 3, 3, 1},
+      {true, 0, NO_BOUND, STATUS_SUCCESS, 0, 0, 0},
+      {false, 7, NO_BOUND, STATUS_SUCCESS, 1, 0, 1},
+      {true, 5, 0, STATUS_FAILED, 1, 0, 0},
+  };
   Init();
-  RunnerConfig config = MakeConfig(0);
-  OrmoHost::RecordCalls();
-  EXPECT_EQ(Run(AddGraph(2, 1), config), STATUS_SUCCESS);
-  EXPECT_EQ(CallCount("zelgrphProfGraphUnSubscribe"), 1U);
-  EXPECT_EQ(CallCount("Session::RunGraphAsync"), 0U);
-  EXPECT_THAT(results_, IsEmpty());
-  EXPECT_THAT(config.graphOutputs, IsEmpty());
-}
-
-TEST_F(OnlineMeasurementTest, ABoundEndsTheLoopAsAFailure) {
-  Init();
-  RunnerConfig config = MakeConfig(5);
-  config.runTimeBound = 0;
-  OrmoHost::RecordCalls();
-  EXPECT_EQ(Run(AddGraph(2, 1), config), STATUS_FAILED);
-  EXPECT_EQ(CallCount("Session::RunGraphAsync"), 1U);
-  EXPECT_THAT(results_, IsEmpty());
+  for (const LoopCase& row : cases) {
+    RunnerConfig config = MakeConfig(row.loop);
+    config.prof = row.prof;
+    config.runTimeBound = row.bound;
+    OrmoHost::RecordCalls();
+    EXPECT_EQ(Run(AddGraph(2, 1), config), row.status);
+    EXPECT_EQ(CallCount("Session::RunGraphAsync"), row.executions);
+    EXPECT_EQ(CallCount("zelgrphProfGraphSubscribe"), row.prof ? 1U : 0U);
+    EXPECT_THAT(results_, SizeIs(row.results));
+    EXPECT_THAT(config.graphOutputs, SizeIs(row.savedOutputs));
+  }
 }
 
 TEST_F(OnlineMeasurementTest, InputsAreGeneratedOnceAndCallersOwnComeFirst) {

@@ -79,6 +79,7 @@ TEST_F(OwnTaskTest, TheDescriptorForRecordsIsThereWhileItRuns) {
 TEST_F(OwnTaskTest, ItsStatusAndItsExceptionReachTheCaller) {
   Init();
   for (const char* ending : {"", "close"}) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv("ORMO_PROF_END", ending, 1);
     for (const bool prof : {false, true}) {
       const auto descriptors = OpenDescriptors();
@@ -141,6 +142,7 @@ TEST_F(BrokenRunTest, AnExceptionFromTheDeviceLeavesNothingBehind) {
 TEST_F(BrokenRunTest, AReaderThatFailsInTheMiddleDoesNotBlockTheWorker) {
   constexpr uint32_t LOOP = 500;
   for (const char* ending : {"", "close"}) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv("ORMO_PROF_END", ending, 1);
     RunnerConfig config = MakeConfig("", true, LOOP);
     OrmoHost::RecordCalls();

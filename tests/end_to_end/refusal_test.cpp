@@ -124,9 +124,11 @@ TEST_F(RefusalTest, OutsideInitialisationEverythingIsRefused) {
 TEST_F(RefusalTest, TheChipOfTheSimulatorGoesBeforeThatOfTheDevice) {
   LogCapture log(DLOG_ERROR);
   OrmoHost::RecordCalls();
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
   setenv("PELT_SOC_VERSION", "TarnRiver9", 1);
   EXPECT_EQ(OrmoGetSocVersion(), "TarnRiver9");
   EXPECT_EQ(OrmoHost::CallCount("zelrtGetSocName"), 0U);
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
   unsetenv("PELT_SOC_VERSION");
   EXPECT_EQ(OrmoGetSocVersion(), "TarnLake1");
   OrmoHost::SetSocName("");

@@ -14,7 +14,7 @@ template <typename Function>
 Function* Find(void* library, const char* name) {
   void* symbol = dlsym(library, name);
   if (symbol == nullptr) {
-    std::puts(dlerror());
+    std::puts(dlerror());  // NOLINT(concurrency-mt-unsafe)
   }
   return reinterpret_cast<Function*>(symbol);
 }
@@ -64,7 +64,7 @@ bool IsLoaded(const char* path) {
 int main(int /*argc*/, char** argv) {
   void* library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
-    std::puts(dlerror());
+    std::puts(dlerror());  // NOLINT(concurrency-mt-unsafe)
     return 1;
   }
   const bool isSeen = IsLoaded(argv[1]) && IsLoaded(argv[2]) && IsMapped("libormo");

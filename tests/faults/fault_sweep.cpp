@@ -140,7 +140,7 @@ void FaultSweepTest::SweepAllocations(const Work& work) {
       hasFailed = fault.HasFailed();
     });
   }
-  PrintCount(nth - 1, "allocations");
+  PrintCount(static_cast<size_t>(nth - 1), "allocations");
 }
 
 }  // namespace Ormo::Test

@@ -119,7 +119,7 @@ TEST_F(OnlineFaultsTest, RecordsAreDamaged) {
   Init();
   for (const auto fault :
        {OrmoHost::RecordFault::TRUNCATED, OrmoHost::RecordFault::WITHOUT_START}) {
-    for (uint64_t nth = 1; nth <= 2 * LOOP; ++nth) {
+    for (uint64_t nth = 1; nth <= uint64_t{2} * LOOP; ++nth) {
       SCOPED_TRACE(nth);
       OrmoHost::FaultRecord(nth, fault);
       EXPECT_EQ(runProfiled_(), STATUS_PROFILING_FAILED);

@@ -30,7 +30,9 @@ std::string DescribeDescriptor(int fd) {
 class DeviceManagerTest : public ::testing::Test {
  protected:
   void SetUp() override {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv("HOME", (directory_.Path()).c_str(), 1);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv("TARN_CACHE_PATH", (directory_ / "cache").c_str(), 1);
   }
 
@@ -53,6 +55,7 @@ TEST_F(DeviceManagerTest, TheLockFileStandsInTheCacheDirectory) {
 
 TEST_F(DeviceManagerTest, WithoutACacheDirectoryItStandsInTheHome) {
   LogCapture log(DLOG_INFO);
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
   unsetenv("TARN_CACHE_PATH");
   ASSERT_EQ(DeviceManager::Init({0}), STATUS_SUCCESS);
   int fd = DeviceManager::Lock(0);

@@ -43,7 +43,9 @@ int WriteMuch(const int32_t* fd, uint32_t /*deviceId*/) {
 class ProfiledRunTest : public ::testing::TestWithParam<const char*> {
  protected:
   void SetUp() override {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv("TARN_CACHE_PATH", directory_.Path().c_str(), 1);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv("ORMO_PROF_END", GetParam(), 1);
     ASSERT_EQ(DeviceManager::Init({0}), STATUS_SUCCESS);
     descriptors_ = CountDescriptors();

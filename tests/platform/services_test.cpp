@@ -39,11 +39,14 @@ TEST(LogTest, ALineIsTakenApart) {
 TEST(LogTest, LinesGoToTheFileThatTheEnvironmentNames) {
   TempDirectory directory;
   EXPECT_EQ(CheckLogLevel(60, DLOG_ERROR), 0);
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
   setenv("ORMO_HOST_LOG", (directory / "log").c_str(), 1);
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
   setenv("ORMO_HOST_LOG_LEVEL", "warning", 1);
   OrmoHost::Reset();
   EXPECT_EQ(CheckLogLevel(60, DLOG_INFO), 0);
   DlogInner(60, DLOG_WARN, LINE, "a.cpp", 1, "TAG", 2, 3U);
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
   unsetenv("ORMO_HOST_LOG");
   OrmoHost::Reset();
   EXPECT_EQ(CheckLogLevel(60, DLOG_ERROR), 0);
@@ -79,6 +82,7 @@ TEST(MmTest, DescriptorsAreClosedOnExec) {
 
 TEST(MmTest, TextsThatDoNotFitAreRefused) {
   char text[8];
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
   setenv("ORMO_TEST_VARIABLE", "1234567", 1);
   EXPECT_EQ(mmGetEnv("ORMO_TEST_VARIABLE", text, 8), 0);
   EXPECT_STREQ(text, "1234567");

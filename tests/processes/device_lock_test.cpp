@@ -18,7 +18,9 @@ class DeviceLockTest : public ::testing::Test {
  protected:
   DeviceLockTest() {
     signal(SIGPIPE, SIG_IGN);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv("HOME", directory_.Path().c_str(), 1);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv("TARN_CACHE_PATH", directory_.Path().c_str(), 1);
   }
 

@@ -33,8 +33,10 @@ void SetVariable(const char* name, const char* value) {
   // No test reads the environment while it is changed.
   // NOLINTBEGIN(concurrency-mt-unsafe)
   if (value == nullptr) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     unsetenv(name);
   } else {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv(name, value, 1);
   }
   // NOLINTEND(concurrency-mt-unsafe)
