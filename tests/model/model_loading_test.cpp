@@ -134,7 +134,7 @@ TEST_F(ModelLoadingTest, PlatformCodesBecomeTheStatusOfTheirOperation) {
 }
 
 TEST_F(ModelLoadingTest, AllocationsFallBackFromHugePagesInTheirRange) {
-  for (const size_t size : {4095, 4096, 1048576, 1048577}) {
+  for (const size_t size : {size_t{4095}, size_t{4096}, size_t{1048576}, size_t{1048577}}) {
     Device() = {};
     Device().failingCalls = "malloc huge-only " + std::to_string(size);
     Device().code = 5;

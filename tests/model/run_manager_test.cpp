@@ -29,7 +29,7 @@ constexpr char BATCH_GRAPH[] = R"({"format": "ox-graph", "version": 1, "name": "
    "outputs": [{"shape": [-1, 4], "dtype": "float32", "format": "ND"}]},
   {"name": "y", "type": "Relu", "inputs": ["x"],
    "outputs": [{"shape": [-1, 4], "dtype": "float32", "format": "ND"}]}]})";
-constexpr size_t FIXED_SIZE = 2 * 4 * sizeof(float);
+constexpr size_t FIXED_SIZE = 8 * sizeof(float);
 
 class RunManagerTest : public ::testing::Test {
  protected:

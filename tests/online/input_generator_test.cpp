@@ -16,7 +16,6 @@ namespace Ormo {
 namespace {
 
 using Test::LogCapture;
-using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
 using Bytes = std::vector<uint8_t>;

@@ -137,6 +137,7 @@ class Device {
 }  // namespace
 
 // Stands before the system's.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the system's are reserved
 extern "C" int fcntl(int fd, int command, ...) {
   va_list arguments;
   va_start(arguments, command);

@@ -25,6 +25,7 @@ RunnerOpInfo MakeOp(const std::string& name, uint64_t start, uint64_t end) {
 
 std::vector<std::string> Names(const std::vector<RunnerOpInfo>& ops) {
   std::vector<std::string> names;
+  names.reserve(ops.size());
   for (const RunnerOpInfo& op : ops) {
     names.push_back(op.opName);
   }
