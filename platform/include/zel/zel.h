@@ -91,6 +91,9 @@ int32_t zelrtMemcpy(void* dst, size_t destMax, const void* src, size_t count, ze
 /// does not have.
 int32_t zelrtGetMemInfo(zelrtMemAttr attr, size_t* free, size_t* total);
 
+/// Waits until all that was started on `stream` has ended. Needs a current context.
+int32_t zelrtSynchronizeStream(zelrtStream stream);
+
 }  // extern "C"
 
 #endif  // ZEL_ZEL_H

@@ -37,6 +37,11 @@ int32_t zelprofModelUnSubscribe(uint32_t modelId);
 int32_t zelgrphProfGraphSubscribe(uint32_t graphId, zelprofSubscribeConfig* config);
 int32_t zelgrphProfGraphUnSubscribe(uint32_t graphId);
 
+/// The same for all single operators that execute on the calling thread's current device.
+/// `reserved` is 0.
+int32_t ProfOpSubscribe(uint32_t reserved, zelprofSubscribeConfig* config);
+int32_t ProfOpUnSubscribe(uint32_t reserved);
+
 /// Bytes of one record.
 int32_t zelprofGetOpDescSize(size_t* size);
 
