@@ -4,6 +4,7 @@
 
 #include "platform/platform_user.h"
 
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the runtime's own
 extern "C" int __cxa_atexit(void (*handler)(void*), void* argument, void* library);
 
 namespace {

@@ -99,7 +99,7 @@ class ProfilingTest : public PlatformTest {
         std::string value(length, 'x');
         EXPECT_EQ(arguments(textFunction, value.data(), length), 0);
         EXPECT_NE(arguments(textFunction, value.data(), length - 1), 0);
-        return std::string(value.c_str());
+        return value.substr(0, value.find('\0'));
       };
       records.push_back(
           {text(zelprofGetOpNameLen, zelprofGetOpName), text(zelprofGetOpTypeLen, zelprofGetOpType),
