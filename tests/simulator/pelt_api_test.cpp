@@ -137,7 +137,7 @@ TEST_F(Simulator, ADamagedKernelGivesNoCoreAndTheLineAtFault) {
   const std::string count = "expected one count from 1 to 18446744073709551615";
   const std::string head = "dux 1\nkernel k\n";
   const Row table[] = {
-      {"", "line 0: expected \"dux 1\""},
+      {"", "line 1: expected \"dux 1\""},
       {"# nothing\n", "line 1: expected \"dux 1\""},
       {"dux 2\nkernel k\nend", "line 1: expected \"dux 1\""},
       {std::string("\0\xff\x7f"
@@ -188,14 +188,6 @@ TEST_F(Simulator, OnlyAnOrdinaryFileOfBoundedSizeIsRead) {
     EXPECT_EQ(Simulate(file_), std::nullopt);
     EXPECT_THAT(TakeReason(), EndsWith("kernel.dux: expected at most 1048576 bytes"));
   }
-}
-
-TEST_F(Simulator, TheLongestFileOfTheMostStatementsIsRead) {
-  std::string body;
-  while (body.size() < MAX_FILE_SIZE - 100) {
-    body += "loop 1\nend\n";
-  }
-  EXPECT_EQ(SimulateBody(body), 100 + 2 * (body.size() / 11));
 }
 
 }  // namespace

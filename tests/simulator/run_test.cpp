@@ -9,7 +9,6 @@
 
 #include "ormo/ormo_runner.h"
 #include "ox/graph_utils.h"
-#include "simulator/pelt_runner.h"
 #include "simulator/simulator_test.h"
 #include "support/log_capture.h"
 
@@ -21,6 +20,7 @@ using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
 using testing::Pair;
 using testing::SizeIs;
 
@@ -50,53 +50,40 @@ class SimulatorRun : public SimulatorTest {
   }
 };
 
-TEST_F(SimulatorRun, KernelsAreFoundBesideTheirDescriptions) {
+TEST_F(SimulatorRun, KernelsStandBesideTheirDescriptionsAndRunInTheGraphsOrder) {
   const std::string graph = WriteGraph({{"plain", "/k/out/add_abc.json"},
                                         {"none", ""},
                                         {"no slash", "mul.json"},
-                                        {"first suffix", "/k.json/a.json"},
-                                        {"other suffix", "/k/b.txt"}});
-  std::vector<OpDuxInfo> infos(1);
-  EXPECT_EQ(GetDuxInfos(graph, infos), STATUS_SUCCESS);
-  std::vector<std::vector<std::string>> found;
-  found.reserve(infos.size());
-  for (const OpDuxInfo& info : infos) {
-    found.push_back({info.opName, info.duxFilePath, info.duxFunction});
-  }
-  EXPECT_THAT(found, ElementsAre(ElementsAre("", "", ""),
-                                 ElementsAre("plain", "/k/out/add_abc.dux", "add_abc__kernel0"),
-                                 ElementsAre("no slash", "mul.dux", "mul__kernel0"),
-                                 ElementsAre("first suffix", "/k/a.json.dux", "a.json__kernel0"),
-                                 ElementsAre("other suffix", "/k/b.txt.dux", "b.txt__kernel0")));
-}
-
-TEST_F(SimulatorRun, KernelsAreSimulatedInOrderWithArgumentsOfZero) {
-  fake_.ticks = {{"a__kernel0", 3}, {"b__kernel0", 4}};
+                                        {"first suffix", "/k.json/a.json"}});
+  fake_.ticks = {{"add_abc__kernel0", 3}, {"mul__kernel0", 4}, {"a.json__kernel0", 5}};
   result_.totalCostTime = 100;
   result_.runCostTime = 50;
   result_.opCostTimes["other"] = 7;
   const LogCapture log;
-  EXPECT_EQ(OrmoPeltRun(WriteGraph({{"two", "/k/b.json"}, {"one", "/k/a.json"}}), result_),
-            STATUS_SUCCESS);
-  EXPECT_EQ(result_.totalCostTime, 107U);
-  EXPECT_EQ(result_.runCostTime, 57U);
-  EXPECT_THAT(result_.opCostTimes, ElementsAre(Pair("one", 3), Pair("other", 7), Pair("two", 4)));
-  EXPECT_THAT(result_.aicoreCostTimes, ElementsAre(Pair("one", 3), Pair("two", 4)));
-  ASSERT_THAT(fake_.creations, SizeIs(2));
-  EXPECT_EQ(fake_.creations[0].file, "/k/b.dux");
-  EXPECT_EQ(fake_.creations[1].function, "a__kernel0");
+  EXPECT_EQ(OrmoPeltRun(graph, result_), STATUS_SUCCESS);
+  EXPECT_EQ(result_.totalCostTime, 112U);
+  EXPECT_EQ(result_.runCostTime, 62U);
+  EXPECT_THAT(result_.aicoreCostTimes,
+              ElementsAre(Pair("first suffix", 5), Pair("no slash", 4), Pair("plain", 3)));
+  EXPECT_THAT(result_.opCostTimes, AllOf(SizeIs(4), IsSupersetOf(result_.aicoreCostTimes)));
   for (const CreateCall& creation : fake_.creations) {
     EXPECT_THAT(creation.arguments, AllOf(SizeIs(21), Each(0)));
     EXPECT_EQ(creation.core, "tarn_lake_core");
     EXPECT_EQ(creation.dataCount, 0U);
   }
   EXPECT_THAT(log.Messages(DLOG_DEBUG),
-              ElementsAre("Dux info: dux file path is /k/b.dux; dux function is b__kernel0; op "
-                          "name is two.",
+              ElementsAre("Dux info: dux file path is /k/out/add_abc.dux; dux function is "
+                          "add_abc__kernel0; op name is plain.",
+                          "Pelt cost time is 3.",
+                          "Dux info: dux file path is mul.dux; dux function is mul__kernel0; op "
+                          "name is no slash.",
                           "Pelt cost time is 4.",
-                          "Dux info: dux file path is /k/a.dux; dux function is a__kernel0; op "
-                          "name is one.",
-                          "Pelt cost time is 3."));
+                          "Dux info: dux file path is /k/a.json.dux; dux function is "
+                          "a.json__kernel0; op name is first suffix.",
+                          "Pelt cost time is 5."));
+  ASSERT_THAT(fake_.creations, SizeIs(3));
+  EXPECT_EQ(fake_.creations[0].file, "/k/out/add_abc.dux");
+  EXPECT_EQ(fake_.creations[2].function, "a.json__kernel0");
 }
 
 TEST_F(SimulatorRun, TotalsStayAtTheMaximum) {

@@ -37,7 +37,7 @@ void DuxParser::Require(bool condition, const char* expected) const {
 }
 
 KernelTicks DuxParser::Parse(std::string_view text) {
-  while (!text.empty()) {
+  do {
     ++line_;
     const size_t end = text.find('\n');
     const Words words = SplitWords(text.substr(0, end));
@@ -45,7 +45,7 @@ KernelTicks DuxParser::Parse(std::string_view text) {
       ReadStatement(words);
     }
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-  }
+  } while (!text.empty());
   Require(hasHeader_, "\"dux 1\"");
   Require(blocks_.empty(), "\"end\" for each loop and kernel");
   return std::move(kernels_);
