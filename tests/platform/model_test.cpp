@@ -1,6 +1,7 @@
 // Loaded models: sizes, memory, shapes and settings.
 #include <gmock/gmock.h>
 
+#include <functional>
 #include <limits>
 
 #include "platform/platform_test.h"
@@ -212,6 +213,39 @@ TEST_F(ModelTest, BuffersThatDoNotFitAreRefused) {
   EXPECT_EQ(zelGetDataBufferAddr(zelmdlGetDatasetBuffer(stale, 0)), nullptr);
   ASSERT_EQ(zelmdlDestroyDataset(stale), 0);
   EXPECT_EQ(zelmdlGetDatasetNumBuffers(stale), 0U);
+}
+
+TEST_F(ModelTest, AnExecutionThatIsRepeatedNoticesWhatHasChanged) {
+  uint32_t id = Load(AddRelu({1, 2}));
+  const FloatDataset* input = nullptr;
+  void* memory = nullptr;
+  zelDataBuffer* buffer = nullptr;
+  zelmdlDataset* output = nullptr;
+  const std::vector<std::function<int32_t()>> changes = {
+      [&] { return zelrtFree(memory); },
+      [&] { return zelDestroyDataBuffer(buffer); },
+      [&] { return zelmdlDestroyDataset(output); },
+      [&] { return zelmdlAddDatasetBuffer(output, buffer); },
+      [&] {
+        return SetShape(*input, 0, {2, 2}), 0;
+      },
+  };
+  for (const auto& change : changes) {
+    FloatDataset floats({{1, 2}});
+    input = &floats;
+    ASSERT_EQ(zelrtMalloc(&memory, 8, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+    buffer = zelCreateDataBuffer(memory, 8);
+    output = zelmdlCreateDataset();
+    ASSERT_EQ(zelmdlAddDatasetBuffer(output, buffer), 0);
+    for (int repetition = 0; repetition < 3; ++repetition) {
+      EXPECT_EQ(zelmdlExecute(id, input->Get(), output), 0);
+    }
+    ASSERT_EQ(change(), 0);
+    EXPECT_NE(zelmdlExecute(id, input->Get(), output), 0) << "change " << &change - &changes[0];
+    zelrtFree(memory);
+    zelDestroyDataBuffer(buffer);
+    zelmdlDestroyDataset(output);
+  }
 }
 
 TEST_F(ModelTest, RunsOnlyOnItsDevice) {

@@ -39,6 +39,21 @@ struct Execution {
   Setting setting;                 ///< empty: none
 };
 
+/// The datasets of an execution at a count of changes: the same pair names the same memory.
+struct DatasetPair {
+  const void* input = nullptr;
+  const void* output = nullptr;
+  uint64_t changes = 0;
+};
+
+/// An execution that can be repeated without looking anything up.
+struct Repetition {
+  DatasetPair datasets;
+  const Plan* plan = nullptr;
+  Areas areas;
+  std::vector<std::weak_ptr<Block>> blocks;  ///< where the areas lie, as long as it is there
+};
+
 class LoadedModel {
  public:
   /// Writes the weights.
@@ -56,8 +71,11 @@ class LoadedModel {
   std::vector<TensorSpec> Outputs(const Execution& execution) const;
 
   /// Waits for an execution that is under way. Throws a GraphError when a buffer, a shape or the
-  /// setting does not fit.
-  void Execute(const Execution& execution);
+  /// setting does not fit. What was made of the execution is remembered for `datasets`, if any.
+  void Execute(const Execution& execution, const DatasetPair* datasets = nullptr);
+  /// Executes again what was executed last. False, and nothing happens, when that was not on these
+  /// datasets: only what is measured over and over is worth remembering.
+  bool Repeat(const DatasetPair& datasets);
 
   void Subscribe(std::shared_ptr<RecordOutput> output, RecordStyle style);
   /// Returns when the last record is written.
@@ -67,7 +85,10 @@ class LoadedModel {
   void CheckInputCount(const Execution& execution) const;
   void CheckOutputCount(const Execution& execution) const;
   std::vector<Shape> InputShapes(const Execution& execution) const;
-  void RunPlan(const Plan& plan, const Execution& execution, std::byte* work);
+  Areas MakeAreas(const Plan& plan, const Execution& execution, std::byte* work) const;
+  void Run(const Plan& plan, const Areas& areas);
+  void Remember(const DatasetPair& datasets, const Execution& execution, const Plan& plan,
+                const Areas& areas);
 
   const uint32_t id_;
   const uint32_t device_;
@@ -78,6 +99,7 @@ class LoadedModel {
 
   std::mutex mutex_;  ///< held during an execution
   std::unique_ptr<Subscription> subscription_;
+  Repetition last_;
 };
 
 /// The models of all devices by id.

@@ -19,6 +19,7 @@ int32_t zelmdlAddDatasetBuffer(zelmdlDataset* dataset, zelDataBuffer* buffer) {
   return Attempt("zelmdlAddDatasetBuffer", [&] {
     Single<DataBuffers>().Get(buffer);
     Single<Datasets>().Get(dataset)->buffers.push_back(buffer);
+    ++changeCount;
   });
 }
 
@@ -73,5 +74,6 @@ int32_t zelmdlSetDatasetTensorDesc(zelmdlDataset* dataset, zelTensorDesc* desc, 
     std::shared_ptr<Dataset> found = Single<Datasets>().Get(dataset);
     Require(index < found->buffers.size(), NO_SUCH_INPUT);
     found->shapes[index] = *Single<TensorDescs>().Get(desc);
+    ++changeCount;
   });
 }

@@ -27,12 +27,16 @@ void Execute(uint32_t modelId, const zelmdlDataset* input, const zelmdlDataset* 
   uint32_t device = GetCurrentContext()->device;
   std::shared_ptr<LoadedModel> model = GetModel(modelId);
   Require(model->Device() == device, WRONG_DEVICE);
+  DatasetPair datasets{input, output, changeCount};
+  if (model->Repeat(datasets)) {
+    return;
+  }
   std::shared_ptr<Dataset> inputs = Single<Datasets>().Get(input);
   // A setting holds for one execution.
   Execution execution{GetSpans(*inputs), GetSpans(*Single<Datasets>().Get(output)), inputs->shapes,
                       std::exchange(inputs->setting, {})};
   Reporting(EXECUTION_REFUSED, model->Origin(), EXECUTION_FAILED,
-            [&] { model->Execute(execution); });
+            [&] { model->Execute(execution, &datasets); });
 }
 
 void RequireSetting(const Model& model, const Setting& setting) {

@@ -3,6 +3,7 @@
 #ifndef ORMO_HOST_RUNTIME_TABLE_H
 #define ORMO_HOST_RUNTIME_TABLE_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -16,6 +17,10 @@
 #include "control/lifetime.h"
 
 namespace OrmoHost {
+
+/// Counts what may make a look-up of before come out differently: objects that leave their tables,
+/// datasets that change.
+inline std::atomic<uint64_t> changeCount{0};
 
 /// Objects by a number. An object that leaves the table lives on as long as somebody uses it, and
 /// is never destroyed under the table's lock.
@@ -48,6 +53,7 @@ class Table {
   /// What was taken out, or null.
   Pointer Take(uintptr_t key) {
     std::lock_guard<std::mutex> lock(mutex_);
+    ++changeCount;
     auto found = objects_.find(key);
     return found == objects_.end() ? nullptr : std::move(objects_.extract(found).mapped());
   }
@@ -57,6 +63,7 @@ class Table {
   std::vector<Pointer> TakeIf(Predicate predicate) {
     std::vector<Pointer> taken;
     std::lock_guard<std::mutex> lock(mutex_);
+    ++changeCount;
     for (auto entry = objects_.begin(); entry != objects_.end();) {
       auto current = entry++;
       if (predicate(*current->second)) {
