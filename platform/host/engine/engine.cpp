@@ -103,12 +103,14 @@ void Engine::Start(uint32_t id, const std::vector<ox::Tensor>& inputs,
   std::shared_ptr<SessionGraph> graph = GetGraph(id);
   CompletionFault fault = Single<CompletionScript>().Meet();
   error_message::Context errors = Single<ErrorStore>().ThreadContext();
-  std::lock_guard<std::mutex> lock(mutex_);
-  if (fault == CompletionFault::AFTER_FAILURE) {
-    lateCallbacks_.push_back(std::move(callback));
-    throw Refusal(EXECUTION_FAILED);
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (fault == CompletionFault::AFTER_FAILURE) {
+      lateCallbacks_.push_back(std::move(callback));
+      throw Refusal(EXECUTION_FAILED);
+    }
+    queue_.push_back({std::move(graph), inputs, std::move(callback), std::move(errors), fault});
   }
-  queue_.push_back({std::move(graph), inputs, std::move(callback), std::move(errors), fault});
   wake_.notify_one();
 }
 
