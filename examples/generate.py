@@ -186,7 +186,22 @@ def simulated_layers(tile):
     graph.write(f"{directory}.json")
 
 
+def session_graphs():
+    """One step of a text generator in four builds, and the two graphs that come before it."""
+    graph = Graph("embed")
+    graph.dense("embedding", graph.data("tokens", [32, 256]), 64)
+    graph.write("online/embed.json")
+    graph = Graph("prefill")
+    transformer_block(graph, length=32, width=64, heads=1, hidden=128)
+    graph.write("online/prefill.json")
+    for tile in TILES:
+        graph = Graph(f"step-tile-{tile}", tile)
+        transformer_block(graph, length=16, width=128, heads=2, hidden=256)
+        graph.write(f"online/step-tile-{tile}.json")
+
+
 def main():
+    session_graphs()
     for tile in (1, 2, 4, 8):
         simulated_layers(tile)
     for tile in TILES:

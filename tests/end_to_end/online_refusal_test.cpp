@@ -49,16 +49,20 @@ TEST_F(OnlineRefusalTest, AFailingDependencyGraphEndsTheRunBeforeTheNext) {
   EXPECT_EQ(OrmoHost::CallCount("Session::RemoveGraph"), 2U);
 }
 
-TEST_F(OnlineRefusalTest, AGraphThatCannotBeAdded) {
+TEST_F(OnlineRefusalTest, GraphsThatCannotBeAddedHaveTheirLines) {
   Init();
   std::string unknown = AddGraph(2, 1);
   unknown.replace(unknown.rfind("\"Add\""), 5, "\"Odd\"");
   RunnerConfig config = MakeConfig();
   ExpectFailure(LoadGraph(unknown), config, {"Add graph=", "Run tuning graph failed"});
-
-  RunnerConfig badOption = MakeConfig();
-  badOption.options = {{"ox.stepRecords", "sometimes"}};
-  ExpectFailure(graph_, badOption, {"Add graph="});
+  config = MakeConfig();
+  ExpectFailure({}, config, {"ComputeGraph is nullptr"});
+  config = MakeConfig();
+  config.options = {{"ox.stepRecords", "sometimes"}};
+  ExpectFailure(graph_, config, {"Add graph="});
+  config = MakeConfig();
+  config.session = nullptr;
+  ExpectFailure(graph_, config, {"Invalid param ox session"});
 }
 
 TEST_F(OnlineRefusalTest, AnInputWhoseSizeCannotBeComputed) {
@@ -77,18 +81,6 @@ TEST_F(OnlineRefusalTest, AnInputWhoseSizeCannotBeComputed) {
   depending.dependGraphs = {graph_, sizeless};
   ExpectFailure(graph_, depending, {line, "Generate inputs for depend graphs failed"});
   EXPECT_THAT(depending.graphInputs, SizeIs(1)) << "what was generated before stays";
-}
-
-TEST_F(OnlineRefusalTest, AGraphWithoutContent) {
-  Init();
-  RunnerConfig config = MakeConfig();
-  ExpectFailure({}, config, {"ComputeGraph is nullptr"});
-}
-
-TEST_F(OnlineRefusalTest, NoSession) {
-  Init();
-  RunnerConfig config;
-  ExpectFailure(graph_, config, {"Invalid param ox session"});
 }
 
 TEST_F(OnlineRefusalTest, NoInitialisation) {

@@ -27,6 +27,22 @@ constexpr char OFFLINE_FOOTER[] =
     "  ormo-measure offline --devices 0,1 --loop 50 --bound 20ms --format json candidates/*\n"
     "  ormo-measure offline --input x.bin --output y.bin:2560 model.json\n";
 
+constexpr char ONLINE_FOOTER[] =
+    "Each GRAPH is a candidate: it is added to a session of the graph engine and executed there "
+    "under\n"
+    "profiling, after the graphs that it depends on. The report shows what each execution cost, "
+    "and\n"
+    "what each operator contributed.\n\n"
+    "Exit status:\n"
+    "  0  every candidate was measured, or checked\n"
+    "  1  a candidate failed; one that reaches --bound counts as one\n"
+    "  2  the arguments cannot be used\n\n"
+    "Examples:\n"
+    "  ormo-measure online build-a.json build-b.json build-c.json\n"
+    "  ormo-measure online --depend prepare.json --option ox.buildMode=normal --loop 50 "
+    "graph.json\n"
+    "  ormo-measure online --check --save outputs graph.json\n";
+
 constexpr char SIM_FOOTER[] =
     "Each GRAPH is a candidate: the simulator says how many ticks each of its kernels takes. No\n"
     "device is needed.\n\n"
@@ -63,34 +79,41 @@ CLI::Option* AddOnce(CLI::App& app, const std::string& name, const std::string& 
   return AddRepeated(app, name, valueName, parse, description)->expected(1);
 }
 
-void AddMeasuringOptions(CLI::App& app, OfflineOptions& options) {
-  constexpr char GROUP[] = "Measuring";
+constexpr char MEASURING_GROUP[] = "Measuring";
+
+/// What all paths on devices have in common.
+template <typename Options>
+void AddLoopOptions(CLI::App& app, Options& options) {
   AddOnce(
       app, "--loop", "COUNT",
       [&options](const std::string& text) { options.loop = ParseCount(text); },
       "Executions of each candidate (default " + std::to_string(options.loop) + ")")
-      ->group(GROUP);
+      ->group(MEASURING_GROUP);
+  AddOnce(
+      app, "--bound", "TIME",
+      [&options](const std::string& text) { options.runTimeBound = ParseDuration(text); },
+      "Stop a candidate at the first execution that takes this long, such as 500us, 5ms, 2s")
+      ->group(MEASURING_GROUP);
+  AddOnce(
+      app, "--devices", "IDS",
+      [&options](const std::string& text) { options.devices = ParseDevices(text); },
+      "Devices to measure on, such as 0,1 (default 0)")
+      ->group(MEASURING_GROUP);
+}
+
+void AddMeasuringOptions(CLI::App& app, OfflineOptions& options) {
+  AddLoopOptions(app, options);
   CLI::Option* prof = app.add_flag_callback(
       "--prof", [&options] { options.prof = true; },
       "Figures from the platform's profiling records, with those of each operator (default)");
   CLI::Option* wall = app.add_flag_callback(
       "--wall", [&options] { options.prof = false; },
       "Figures by wall clock around each execution, no operators");
-  prof->group(GROUP);
-  wall->excludes(prof)->group(GROUP);
-  AddOnce(
-      app, "--bound", "TIME",
-      [&options](const std::string& text) { options.runTimeBound = ParseDuration(text); },
-      "Stop a candidate at the first execution that takes this long, such as 500us, 5ms, 2s")
-      ->group(GROUP);
-  AddOnce(
-      app, "--devices", "IDS",
-      [&options](const std::string& text) { options.devices = ParseDevices(text); },
-      "Devices to measure on, such as 0,1 (default 0)")
-      ->group(GROUP);
+  prof->group(MEASURING_GROUP);
+  wall->excludes(prof)->group(MEASURING_GROUP);
   app.add_option("--key", options.buildRunKey, "Name of this build in log lines and the trace")
       ->type_name("TEXT")
-      ->group(GROUP);
+      ->group(MEASURING_GROUP);
 }
 
 void AddLoadingOptions(CLI::App& app, OfflineOptions& options) {
@@ -164,9 +187,8 @@ void AddFormatOption(CLI::App& app, ReportFormat& format) {
       ->group(REPORT_GROUP);
 }
 
-void AddTraceOption(CLI::App& app, OfflineOptions& options) {
-  app.add_option("--trace", options.traceDirectory,
-                 "Write a timeline of the library's work into this directory")
+void AddTraceOption(CLI::App& app, std::string& directory) {
+  app.add_option("--trace", directory, "Write a timeline of the library's work into this directory")
       ->check(CLI::ExistingDirectory.description(""))
       ->type_name("DIR")
       ->group(REPORT_GROUP);
@@ -184,7 +206,7 @@ CLI::App* AddOffline(CLI::App& app, OfflineOptions& options) {
   AddDynamicOptions(*offline, options);
   AddDataOptions(*offline, options);
   AddFormatOption(*offline, options.format);
-  AddTraceOption(*offline, options);
+  AddTraceOption(*offline, options.traceDirectory);
   offline->footer(OFFLINE_FOOTER);
   offline->callback([&options] {
     if (!options.outputs.empty() && options.models.size() > 1) {
@@ -192,6 +214,51 @@ CLI::App* AddOffline(CLI::App& app, OfflineOptions& options) {
     }
   });
   return offline;
+}
+
+void AddGraphOptions(CLI::App& app, OnlineOptions& options) {
+  constexpr char GROUP[] = "Graphs";
+  app.add_option("--depend", options.dependGraphs,
+                 "A graph that is executed once in the same session before each candidate; the\n"
+                 "option may be repeated, and the order counts")
+      ->check(CLI::ExistingFile.description(""))
+      ->allow_extra_args(false)
+      ->type_name("GRAPH")
+      ->group(GROUP);
+  AddRepeated(
+      app, "--option", "KEY=VALUE",
+      [&options](const std::string& text) { options.options.insert(ParseKeyValue(text)); },
+      "A compile option of the candidates; may be repeated with other keys")
+      ->group(GROUP);
+}
+
+void AddCheckOptions(CLI::App& app, OnlineOptions& options) {
+  constexpr char GROUP[] = "Checking";
+  CLI::Option* check = app.add_flag("--check", options.check,
+                                    "Run each candidate once, unprofiled, instead of measuring it");
+  check->group(GROUP);
+  app.add_option("--save", options.saveDirectory,
+                 "Directory for the outputs of a check: NUMBER-NAME-OUTPUT")
+      ->check(CLI::ExistingDirectory.description(""))
+      ->type_name("DIR")
+      ->needs(check)
+      ->group(GROUP);
+}
+
+CLI::App* AddOnline(CLI::App& app, OnlineOptions& options) {
+  CLI::App* online = app.add_subcommand(
+      "online", "Measures graphs in a session of the graph engine and ranks them.");
+  online->add_option("GRAPH", options.graphs, "Graph files, one for each candidate")
+      ->required()
+      ->check(CLI::ExistingFile.description(""))
+      ->type_name("");
+  AddLoopOptions(*online, options);
+  AddGraphOptions(*online, options);
+  AddCheckOptions(*online, options);
+  AddFormatOption(*online, options.format);
+  AddTraceOption(*online, options.traceDirectory);
+  online->footer(ONLINE_FOOTER);
+  return online;
 }
 
 CLI::App* AddSim(CLI::App& app, SimOptions& options) {
@@ -214,6 +281,8 @@ Command ParseCommandLine(int argc, const char* const* argv) {
   app.require_subcommand(1);
   OfflineOptions options;
   const CLI::App* offline = AddOffline(app, options);
+  OnlineOptions onlineOptions;
+  const CLI::App* online = AddOnline(app, onlineOptions);
   SimOptions simOptions;
   const CLI::App* sim = AddSim(app, simOptions);
   app.add_subcommand("soc", "Prints the chip's name.");
@@ -224,6 +293,9 @@ Command ParseCommandLine(int argc, const char* const* argv) {
   }
   if (offline->parsed()) {
     return options;
+  }
+  if (online->parsed()) {
+    return onlineOptions;
   }
   if (sim->parsed()) {
     return simOptions;

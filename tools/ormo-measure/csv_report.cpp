@@ -20,8 +20,9 @@ std::string CandidateFields(const Measurement& measurement) {
   std::string fields = Quote(measurement.model) + ',' + OutcomeName(measurement.outcome) + ',' +
                        std::to_string(measurement.status) + ',';
   if (measurement.HasFigures()) {
+    const uint64_t wall = measurement.result.runCostTime;
     fields += std::to_string(measurement.result.totalCostTime) + ',' +
-              std::to_string(measurement.result.runCostTime);
+              (wall == 0 ? "" : std::to_string(wall));
   } else {
     fields += ',';
   }

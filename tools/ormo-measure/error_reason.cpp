@@ -61,12 +61,16 @@ ErrorContext::~ErrorContext() {
 }
 
 std::string ErrorContext::TakeReason(int status) {
+  return TakeReason(status, DescribeStatus(status));
+}
+
+std::string ErrorContext::TakeReason(int status, const std::string& unreported) {
   if (status == Ormo::STATUS_SUCCESS) {
     return "";
   }
   const std::string reported =
       JoinLines(Ormo::OrmoErrorManager::GetInstance().OrmoGetErrorMessage());
-  return reported.empty() ? DescribeStatus(status) : reported;
+  return reported.empty() ? unreported : reported;
 }
 
 }  // namespace OrmoMeasure

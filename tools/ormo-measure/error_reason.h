@@ -19,6 +19,8 @@ class ErrorContext {
 
   /// Takes what was reported; without reports, what the status means. Empty for success.
   std::string TakeReason(int status);
+  /// The same with `unreported` in place of the meaning.
+  std::string TakeReason(int status, const std::string& unreported);
 };
 
 }  // namespace OrmoMeasure

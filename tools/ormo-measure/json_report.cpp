@@ -46,6 +46,14 @@ Json OptionsJson(const OfflineOptions& options) {
           {"outputs", outputs}};
 }
 
+Json OptionsJson(const OnlineOptions& options) {
+  return {{"loop", options.loop},
+          {"runTimeBound", BoundJson(options.runTimeBound)},
+          {"check", options.check},
+          {"compileOptions", Json(options.options)},
+          {"dependGraphs", options.dependGraphs}};
+}
+
 Json OperatorsJson(const Ormo::RunnerResult& result) {
   Json operators = Json::array();
   for (const OperatorCost& op : OperatorsByCost(result)) {
@@ -53,6 +61,31 @@ Json OperatorsJson(const Ormo::RunnerResult& result) {
         {{"name", op.name}, {"costTime", op.cost}, {"aicoreCostTime", op.aicoreCost}});
   }
   return operators;
+}
+
+Json ExecutionsJson(const std::vector<Ormo::RunnerRunResult>& executions) {
+  Json list = Json::array();
+  for (const Ormo::RunnerRunResult& execution : executions) {
+    Json operators = Json::array();
+    for (const Ormo::RunnerOpInfo& op : execution.opInfos) {
+      operators.push_back({{"name", op.opName},
+                           {"type", op.opType},
+                           {"costTime", op.opCostTime},
+                           {"aicoreCostTime", op.aicoreCostTime},
+                           {"startTime", op.startTime},
+                           {"endTime", op.endTime}});
+    }
+    list.push_back({{"costTime", CostOf(execution)}, {"operators", operators}});
+  }
+  return list;
+}
+
+Json OutputsJson(const std::vector<Output>& outputs) {
+  Json list = Json::array();
+  for (const Output& output : outputs) {
+    list.push_back({{"size", output.size}, {"file", output.file}});
+  }
+  return list;
 }
 
 Json CandidateJson(const std::vector<Measurement>& ranking, const Measurement& measurement) {
@@ -64,8 +97,16 @@ Json CandidateJson(const std::vector<Measurement>& ranking, const Measurement& m
   }
   if (measurement.HasFigures()) {
     candidate["totalCostTime"] = measurement.result.totalCostTime;
-    candidate["runCostTime"] = measurement.result.runCostTime;
+    if (measurement.result.runCostTime > 0) {
+      candidate["runCostTime"] = measurement.result.runCostTime;
+    }
     candidate["operators"] = OperatorsJson(measurement.result);
+  }
+  if (!measurement.executions.empty()) {
+    candidate["executions"] = ExecutionsJson(measurement.executions);
+  }
+  if (measurement.outcome == Outcome::CHECKED) {
+    candidate["outputs"] = OutputsJson(measurement.outputs);
   }
   if (const std::optional<double> ratio = RatioToBest(ranking, measurement)) {
     candidate["ratioToBest"] = *ratio;
@@ -86,15 +127,25 @@ void PrintDocument(std::ostream& out, const Json& document) {
   out << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
 }
 
-}  // namespace
-
-void PrintJson(std::ostream& out, const OfflineReport& report) {
+/// Of a path that runs on devices.
+template <typename Report>
+void PrintDeviceReport(std::ostream& out, const Report& report) {
   PrintDocument(out, {{"schemaVersion", 1},
                       {"libraryVersion", ORMO_MEASURE_VERSION},
                       {"soc", report.soc},
                       {"devices", report.options.devices},
                       {"options", OptionsJson(report.options)},
                       {"candidates", CandidatesJson(report.ranking)}});
+}
+
+}  // namespace
+
+void PrintJson(std::ostream& out, const OfflineReport& report) {
+  PrintDeviceReport(out, report);
+}
+
+void PrintJson(std::ostream& out, const OnlineReport& report) {
+  PrintDeviceReport(out, report);
 }
 
 void PrintJson(std::ostream& out, const SimReport& report) {

@@ -6,6 +6,7 @@
 
 #include "command_line.h"
 #include "offline_command.h"
+#include "online_command.h"
 #include "ormo/ormo_runner.h"
 #include "sim_command.h"
 
@@ -25,12 +26,22 @@ int Run(SocQuery /*query*/) {
   return EXIT_ALL_MEASURED;
 }
 
-int Run(const OfflineOptions& options) {
+/// What the user has set stands.
+void ChooseEnding() {
 #ifdef ORMO_MEASURE_PROF_END
   // No thread but this one exists yet.
   setenv("ORMO_PROF_END", ORMO_MEASURE_PROF_END, 0);  // NOLINT(concurrency-mt-unsafe)
 #endif
+}
+
+int Run(const OfflineOptions& options) {
+  ChooseEnding();
   return RunOffline(options);
+}
+
+int Run(const OnlineOptions& options) {
+  ChooseEnding();
+  return RunOnline(options);
 }
 
 int Run(const SimOptions& options) {

@@ -5,6 +5,7 @@
 
 #include <limits>
 #include <string>
+#include <vector>
 
 #include "ormo/runner_types.h"
 #include "ormo/status.h"
@@ -13,9 +14,16 @@ namespace OrmoMeasure {
 
 enum class Outcome {
   MEASURED,
+  CHECKED,  ///< it ran, and was not to be measured
   BOUND,    ///< an execution reached the time bound; profiled runs still have figures
   SKIPPED,  ///< it does not fit into device memory
   FAILED,
+};
+
+/// An output of a check.
+struct Output {
+  uint64_t size = 0;
+  std::string file;  ///< empty: it was not saved
 };
 
 struct Measurement {
@@ -24,6 +32,9 @@ struct Measurement {
   int status = Ormo::STATUS_FAILED;
   std::string reason;  ///< for people; empty when the candidate was measured
   Ormo::RunnerResult result;
+  std::vector<Ormo::RunnerRunResult>
+      executions;  ///< of a graph in a session; `result` averages them
+  std::vector<Output> outputs;
 
   bool HasFigures() const { return result.totalCostTime > 0; }
 

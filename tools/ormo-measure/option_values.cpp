@@ -147,6 +147,14 @@ InputFile ParseInput(const std::string& text) {
   return {text, {}};
 }
 
+std::pair<std::string, std::string> ParseKeyValue(const std::string& text) {
+  const size_t separator = text.find('=');
+  if (separator == 0 || separator == std::string::npos) {
+    throw std::invalid_argument("'" + text + "' is not KEY=VALUE");
+  }
+  return {text.substr(0, separator), text.substr(separator + 1)};
+}
+
 OutputFile ParseOutput(const std::string& text) {
   const size_t colon = text.rfind(':');
   uint64_t size = 0;

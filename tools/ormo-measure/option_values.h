@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "options.h"
@@ -33,6 +34,9 @@ ReportFormat ParseFormat(const std::string& text);
 
 /// "FILE" or "FILE:2x784"
 InputFile ParseInput(const std::string& text);
+
+/// "key=value"; the value may be empty.
+std::pair<std::string, std::string> ParseKeyValue(const std::string& text);
 
 /// "FILE:BYTES"
 OutputFile ParseOutput(const std::string& text);

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,20 @@ struct OfflineOptions {
   std::vector<InputFile> inputs;
   std::vector<OutputFile> outputs;
   std::string traceDirectory;  ///< empty: no trace
+  ReportFormat format = ReportFormat::TABLE;
+};
+
+/// Graphs to measure in sessions, and how; the names are those of RunnerConfig.
+struct OnlineOptions {
+  std::vector<std::string> graphs;
+  std::vector<std::string> dependGraphs;
+  std::map<std::string, std::string> options;  ///< compile options
+  std::vector<uint32_t> devices = {0};
+  uint32_t loop = 10;
+  uint64_t runTimeBound = std::numeric_limits<uint64_t>::max();
+  bool check = false;         ///< run once, unprofiled, instead of measuring
+  std::string saveDirectory;  ///< of the outputs of a check; empty: they are not saved
+  std::string traceDirectory;
   ReportFormat format = ReportFormat::TABLE;
 };
 

@@ -10,7 +10,7 @@
 
 namespace OrmoMeasure {
 
-/// Sorts the fastest first; after what was measured come bound stops, skips and failures.
+/// Sorts the fastest first; after what was measured come checks, bound stops, skips and failures.
 void Rank(std::vector<Measurement>& measurements);
 
 /// Cost relative to the best candidate of a ranking, when both have figures that could be counted.

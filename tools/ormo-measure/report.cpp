@@ -8,6 +8,8 @@ const char* OutcomeName(Outcome outcome) {
   switch (outcome) {
     case Outcome::MEASURED:
       return "measured";
+    case Outcome::CHECKED:
+      return "checked";
     case Outcome::BOUND:
       return "bound";
     case Outcome::SKIPPED:
@@ -16,6 +18,10 @@ const char* OutcomeName(Outcome outcome) {
       break;
   }
   return "failed";
+}
+
+uint64_t CostOf(const Ormo::RunnerRunResult& execution) {
+  return execution.modelInfos.empty() ? 0 : execution.modelInfos.front().costTime;
 }
 
 std::vector<OperatorCost> OperatorsByCost(const Ormo::RunnerResult& result) {

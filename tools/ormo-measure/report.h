@@ -21,6 +21,12 @@ struct OfflineReport {
   std::vector<Measurement> ranking;
 };
 
+struct OnlineReport {
+  const OnlineOptions& options;
+  std::string soc;
+  std::vector<Measurement> ranking;
+};
+
 struct SimReport {
   const SimOptions& options;
   std::string soc;
@@ -30,9 +36,11 @@ struct SimReport {
 
 /// A table for people.
 void PrintTable(std::ostream& out, const OfflineReport& report);
+void PrintTable(std::ostream& out, const OnlineReport& report);
 void PrintTable(std::ostream& out, const SimReport& report);
 /// One JSON document; its schema stands in docs/driver.md.
 void PrintJson(std::ostream& out, const OfflineReport& report);
+void PrintJson(std::ostream& out, const OnlineReport& report);
 void PrintJson(std::ostream& out, const SimReport& report);
 /// A line for each operator of each candidate, under a line of titles.
 void PrintCsv(std::ostream& out, const std::vector<Measurement>& ranking);
@@ -57,8 +65,11 @@ void Print(const Report& report) {
   }
 }
 
-/// "measured", "bound", "skipped" or "failed"
+/// "measured", "checked", "bound", "skipped" or "failed"
 const char* OutcomeName(Outcome outcome);
+
+/// What an execution cost; 0 when the records do not tell.
+uint64_t CostOf(const Ormo::RunnerRunResult& execution);
 
 struct OperatorCost {
   std::string name;

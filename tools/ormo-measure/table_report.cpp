@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <iterator>
 #include <sstream>
 
 #include "ranking.h"
@@ -9,15 +10,17 @@
 namespace OrmoMeasure {
 namespace {
 
-std::string ConditionsLine(const OfflineReport& report) {
-  const OfflineOptions& options = report.options;
+/// "TarnLake1, devices 0, 1; from profiling records, 10 executions each"
+template <typename Report>
+std::string ConditionsLine(const Report& report, const std::string& method, uint32_t executions) {
+  const std::vector<uint32_t>& devices = report.options.devices;
   std::ostringstream line;
-  line << report.soc << (options.devices.size() == 1 ? ", device " : ", devices ");
-  for (size_t i = 0; i < options.devices.size(); ++i) {
-    line << (i == 0 ? "" : ", ") << options.devices[i];
+  line << report.soc << (devices.size() == 1 ? ", device " : ", devices ");
+  for (size_t i = 0; i < devices.size(); ++i) {
+    line << (i == 0 ? "" : ", ") << devices[i];
   }
-  line << (options.prof ? "; from profiling records" : "; by wall clock") << ", " << options.loop
-       << (options.loop == 1 ? " execution" : " executions") << " each";
+  line << "; " << method << ", " << executions << (executions == 1 ? " execution" : " executions")
+       << " each";
   return line.str();
 }
 
@@ -25,6 +28,10 @@ std::string Remark(const Measurement& measurement) {
   std::ostringstream remark;
   switch (measurement.outcome) {
     case Outcome::MEASURED:
+      break;
+    case Outcome::CHECKED:
+      remark << "checked: " << measurement.outputs.size()
+             << (measurement.outputs.size() == 1 ? " output" : " outputs");
       break;
     case Outcome::BOUND:
     case Outcome::SKIPPED:
@@ -78,6 +85,84 @@ void PrintOperators(std::ostream& out, const Measurement& measurement) {
   table.Print(out);
 }
 
+void PrintRanking(std::ostream& out, const OnlineReport& report) {
+  TextTable table({{"rank", Align::RIGHT},
+                   {"candidate", Align::LEFT},
+                   {"total", Align::RIGHT},
+                   {"to best", Align::RIGHT},
+                   {"fastest", Align::RIGHT},
+                   {"slowest", Align::RIGHT},
+                   {"", Align::LEFT}});
+  size_t rank = 0;
+  for (const Measurement& measurement : report.ranking) {
+    const bool ranked = measurement.outcome == Outcome::MEASURED;
+    std::vector<uint64_t> costs;
+    std::transform(measurement.executions.begin(), measurement.executions.end(),
+                   std::back_inserter(costs), CostOf);
+    const auto [fastest, slowest] = std::minmax_element(costs.begin(), costs.end());
+    const std::optional<double> ratio = RatioToBest(report.ranking, measurement);
+    table.AddRow({ranked ? std::to_string(++rank) : "-", measurement.model,
+                  ranked ? FormatDuration(measurement.result.totalCostTime) : "-",
+                  ratio ? FormatRatio(*ratio) : "-", ranked ? FormatDuration(*fastest) : "-",
+                  ranked ? FormatDuration(*slowest) : "-", Remark(measurement)});
+  }
+  table.Print(out);
+}
+
+/// What the operators of one name took in an execution; "-" where there were none.
+std::string OperatorCell(const Ormo::RunnerRunResult& execution, const std::string& name) {
+  uint64_t cost = 0;
+  bool isThere = false;
+  for (const Ormo::RunnerOpInfo& op : execution.opInfos) {
+    isThere = isThere || op.opName == name;
+    cost += op.opName == name ? op.opCostTime : 0;
+  }
+  return isThere ? FormatDuration(cost) : "-";
+}
+
+/// A column for each execution from `first` to before `last`, a row for each operator.
+void PrintExecutions(std::ostream& out, const Measurement& measurement, size_t first, size_t last) {
+  const std::vector<Ormo::RunnerRunResult>& executions = measurement.executions;
+  std::vector<Column> columns;
+  std::vector<std::string> totals;
+  for (size_t i = first; i < last; ++i) {
+    columns.push_back({"#" + std::to_string(i + 1), Align::RIGHT});
+    totals.push_back(FormatDuration(CostOf(executions[i])));
+  }
+  columns.push_back({"", Align::LEFT});
+  totals.emplace_back("total");
+  TextTable table(columns);
+  table.AddRow(totals);
+  for (const OperatorCost& op : OperatorsByCost(measurement.result)) {
+    std::vector<std::string> cells;
+    for (size_t i = first; i < last; ++i) {
+      cells.push_back(OperatorCell(executions[i], op.name));
+    }
+    cells.push_back(op.name);
+    table.AddRow(cells);
+  }
+  table.Print(out);
+}
+
+void PrintExecutions(std::ostream& out, const Measurement& measurement) {
+  constexpr size_t COLUMNS = 8;  // leaves the names room on a line of 120 characters
+  const size_t count = measurement.executions.size();
+  if (count > 0) {
+    out << '\n' << measurement.model << ", by execution\n";
+  }
+  for (size_t first = 0; first < count; first += COLUMNS) {
+    PrintExecutions(out, measurement, first, std::min(first + COLUMNS, count));
+  }
+}
+
+void PrintOutputs(std::ostream& out, const Measurement& measurement) {
+  for (const Output& output : measurement.outputs) {
+    if (!output.file.empty()) {
+      out << output.file << ": " << output.size << " bytes\n";
+    }
+  }
+}
+
 void PrintRanking(std::ostream& out, const SimReport& report) {
   TextTable table({{"rank", Align::RIGHT},
                    {"candidate", Align::LEFT},
@@ -116,10 +201,25 @@ void PrintKernels(std::ostream& out, const Measurement& measurement) {
 }  // namespace
 
 void PrintTable(std::ostream& out, const OfflineReport& report) {
-  out << ConditionsLine(report) << "\n\n";
+  const OfflineOptions& options = report.options;
+  const char* method = options.prof ? "from profiling records" : "by wall clock";
+  out << ConditionsLine(report, method, options.loop) << "\n\n";
   PrintRanking(out, report);
   for (const Measurement& measurement : report.ranking) {
     PrintOperators(out, measurement);
+  }
+}
+
+void PrintTable(std::ostream& out, const OnlineReport& report) {
+  const bool checks = report.options.check;
+  out << ConditionsLine(report, checks ? "checked without figures" : "from profiling records",
+                        checks ? 1 : report.options.loop)
+      << "\n\n";
+  PrintRanking(out, report);
+  for (const Measurement& measurement : report.ranking) {
+    PrintOperators(out, measurement);
+    PrintExecutions(out, measurement);
+    PrintOutputs(out, measurement);
   }
 }
 

@@ -1,0 +1,33 @@
+#include "all_candidates.h"
+
+#include <algorithm>
+#include <atomic>
+#include <future>
+
+#include "progress.h"
+
+namespace OrmoMeasure {
+
+std::vector<Measurement> MeasureAll(const std::vector<std::string>& candidates, size_t callers,
+                                    const Measure& measure) {
+  std::vector<Measurement> measurements(candidates.size());
+  Progress progress(candidates.size());
+  std::atomic<size_t> next = 0;
+  auto takeCandidates = [&](size_t caller) {
+    for (size_t i = next++; i < candidates.size(); i = next++) {
+      measurements[i] = measure(caller, candidates[i]);
+      progress.Advance(candidates[i]);
+    }
+  };
+  // A future of std::async waits when it is destroyed: no thread outlives what it works on.
+  std::vector<std::future<void>> futures;
+  for (size_t caller = 0; caller < std::min(callers, candidates.size()); ++caller) {
+    futures.push_back(std::async(std::launch::async, takeCandidates, caller));
+  }
+  for (std::future<void>& future : futures) {
+    future.get();
+  }
+  return measurements;
+}
+
+}  // namespace OrmoMeasure

@@ -1,0 +1,106 @@
+#include "graph_candidate.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+
+#include "execution_averages.h"
+#include "files.h"
+#include "ormo/ormo_runner.h"
+#include "ox/graph_utils.h"
+#include "ox/session.h"
+
+namespace OrmoMeasure {
+namespace {
+
+Ormo::RunnerConfig MakeConfig(const OnlineOptions& options, ox::Session& session,
+                              const std::vector<ox::Graph>& dependGraphs) {
+  Ormo::RunnerConfig config;
+  config.prof = !options.check;
+  config.loop = options.loop;
+  config.runTimeBound = options.runTimeBound;
+  config.session = &session;
+  config.options = options.options;
+  config.dependGraphs = dependGraphs;
+  return config;
+}
+
+/// "DIR/2-tile-16-0": the candidate's number on the command line, its name, the output's number.
+std::string OutputFileName(const OnlineOptions& options, const std::string& graph, size_t output) {
+  const auto place = std::find(options.graphs.begin(), options.graphs.end(), graph);
+  const std::string name = std::to_string(place - options.graphs.begin() + 1) + "-" +
+                           std::filesystem::path(graph).stem().string() + "-" +
+                           std::to_string(output);
+  return (std::filesystem::path(options.saveDirectory) / name).string();
+}
+
+void TakeOutputs(const OnlineOptions& options, const std::vector<ox::Tensor>& outputs,
+                 Measurement& measurement) {
+  for (const ox::Tensor& tensor : outputs) {
+    const std::vector<uint8_t>& bytes = tensor.GetData();
+    Output output{bytes.size(), {}};
+    if (!options.saveDirectory.empty()) {
+      output.file = OutputFileName(options, measurement.model, measurement.outputs.size());
+      WriteFile(output.file, std::vector<char>(bytes.begin(), bytes.end()));
+    }
+    measurement.outputs.push_back(output);
+  }
+}
+
+/// The library does not tell a bound from a failure here.
+std::string ReasonOf(const OnlineOptions& options, int status, ErrorContext& errors) {
+  const bool isBounded = options.runTimeBound != OnlineOptions().runTimeBound;
+  return status == Ormo::STATUS_FAILED && isBounded
+             ? errors.TakeReason(status, "an execution failed or reached the time bound")
+             : errors.TakeReason(status);
+}
+
+void Run(const OnlineOptions& options, ox::Session& session,
+         const std::vector<ox::Graph>& dependGraphs, Measurement& measurement) {
+  ErrorContext errors;
+  const ox::Graph graph = LoadGraph(measurement.model, errors);
+  Ormo::RunnerConfig config = MakeConfig(options, session, dependGraphs);
+  measurement.status = OrmoOnlineRun(graph, config, measurement.executions);
+  if (measurement.status != Ormo::STATUS_SUCCESS) {
+    measurement.reason = ReasonOf(options, measurement.status, errors);
+    return;
+  }
+  if (options.check) {
+    TakeOutputs(options, config.graphOutputs.at(0), measurement);
+    measurement.outcome = Outcome::CHECKED;
+    return;
+  }
+  measurement.result = AverageExecutions(measurement.executions);
+  if (!measurement.HasFigures()) {
+    // No execution takes no time: ranked, it would be the best.
+    measurement.reason = "the platform delivered no profiling records";
+    return;
+  }
+  measurement.outcome = Outcome::MEASURED;
+}
+
+}  // namespace
+
+ox::Graph LoadGraph(const std::string& file, ErrorContext& errors) {
+  std::shared_ptr<ox::ComputeGraph> graph;
+  if (!ox::GraphUtils::LoadOXGraph(file.c_str(), graph)) {
+    throw std::runtime_error(errors.TakeReason(Ormo::STATUS_FAILED));
+  }
+  return ox::Graph(graph);
+}
+
+Measurement MeasureGraph(const OnlineOptions& options, ox::Session& session,
+                         const std::vector<ox::Graph>& dependGraphs, const std::string& file) {
+  Measurement measurement;
+  measurement.model = file;
+  try {
+    Run(options, session, dependGraphs, measurement);
+  } catch (const std::exception& e) {
+    measurement.outcome = Outcome::FAILED;
+    measurement.reason = e.what();
+  }
+  return measurement;
+}
+
+}  // namespace OrmoMeasure

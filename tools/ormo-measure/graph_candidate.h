@@ -1,0 +1,30 @@
+/// \file
+/// The measurement of one graph in a session.
+#ifndef ORMO_MEASURE_GRAPH_CANDIDATE_H
+#define ORMO_MEASURE_GRAPH_CANDIDATE_H
+
+#include <string>
+#include <vector>
+
+#include "error_reason.h"
+#include "measurement.h"
+#include "options.h"
+#include "ox/graph.h"
+
+namespace ox {
+class Session;
+}  // namespace ox
+
+namespace OrmoMeasure {
+
+/// Reads a graph file. Throws std::runtime_error with the reason, from `errors`.
+ox::Graph LoadGraph(const std::string& file, ErrorContext& errors);
+
+/// Measures the graph of a file on whichever device is free, or checks it and saves its outputs.
+/// Whatever goes wrong becomes part of the measurement.
+Measurement MeasureGraph(const OnlineOptions& options, ox::Session& session,
+                         const std::vector<ox::Graph>& dependGraphs, const std::string& file);
+
+}  // namespace OrmoMeasure
+
+#endif  // ORMO_MEASURE_GRAPH_CANDIDATE_H
