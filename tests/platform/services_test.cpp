@@ -91,6 +91,7 @@ TEST(MmTest, TextsThatDoNotFitAreRefused) {
   EXPECT_LT(snprintf_s(text, 8, 7, "%d", 12345678), 0);
   EXPECT_LT(snprintf_s(text, 8, 9, "%d", 12345678), 0);
   EXPECT_NE(memset_s(text, 8, 0, 9), 0);
+  EXPECT_NE(memcpy_s(text, 8, "123456789", 9), 0);
   EXPECT_NE(mmSetCurrentThreadName("a name of 16 chr"), 0);
 }
 

@@ -14,6 +14,14 @@ int memset_s(void* dest, size_t destMax, int value, size_t count) {
   });
 }
 
+int memcpy_s(void* dest, size_t destMax, const void* source, size_t count) {
+  return OrmoHost::Attempt("memcpy_s", [&] {
+    OrmoHost::Require(dest != nullptr && source != nullptr && count <= destMax,
+                      OrmoHost::OUT_OF_RANGE);
+    std::memcpy(dest, source, count);
+  });
+}
+
 int snprintf_s(char* dest, size_t destMax, size_t count, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
