@@ -92,7 +92,9 @@ struct IdleCase {
   size_t furtherWaits;  ///< idle waits after which the reader goes on waiting
 };
 
-void PrintTo(const IdleCase& idle, std::ostream* out) { *out << idle.name; }
+void PrintTo(const IdleCase& idle, std::ostream* out) {
+  *out << idle.name;
+}
 
 class IdleEndingTest : public ProfilingParserTest,
                        public ::testing::WithParamInterface<IdleCase> {};
