@@ -44,6 +44,7 @@ int CreateDeviceContext(uint32_t deviceId, zelrtContext& context, CallSite site)
   code = zelrtCreateContext(&context, deviceId);
   if (code != 0) {
     ORMO_LOG_ERROR_AT(site, "Create context failed, ret : %d", code);
+    context = nullptr;
     return TranslateStatus(code);
   }
   reset.Dismiss();

@@ -11,7 +11,8 @@
 namespace Ormo {
 
 /// Makes `deviceId` the calling thread's device and creates `context` on it, which becomes current.
-/// 0, or the translated code after an error line of `site`'s file, with the device reset.
+/// 0, or the translated code after an error line of `site`'s file, with the device reset and no
+/// context.
 int CreateDeviceContext(uint32_t deviceId, zelrtContext& context, CallSite site = CallSite::Here());
 
 /// Destroys `context` (null: none), sets it to null and resets the device. Any thread; every step

@@ -213,27 +213,20 @@ int RunManager::Execute(const ModelManager& modelManager, RunInfo& runInfo,
 int RunManager::ExecuteWithProf(const ModelManager& modelManager, RunInfo& runInfo,
                                 const RunnerConfig& config) const {
   OfflineManager profiling(runInfo.profFd, modelManager.GetModelId());
-  if (profiling.CreateConfig() != STATUS_SUCCESS) {
-    return STATUS_FAILED;
-  }
-  const ScopeExit destroyConfig([&profiling] { profiling.DestroyConfig(); });
-  if (profiling.Start() != STATUS_SUCCESS) {
-    return STATUS_FAILED;
-  }
-  ScopeExit stop([&profiling] { profiling.Stop(); });
-  Times times;
-  for (size_t index = 0; index < config.loop; ++index) {
-    const int status = ExecuteOnce(modelManager, runInfo, config, index, times);
-    if (status != STATUS_SUCCESS) {
-      return status;
+  return RunSubscribed(profiling, [&] {
+    Times times;
+    for (size_t index = 0; index < config.loop; ++index) {
+      const int status = ExecuteOnce(modelManager, runInfo, config, index, times);
+      if (status != STATUS_SUCCESS) {
+        return status;
+      }
+      if (config.runTimeBound <= runInfo.runCostTime) {
+        return STATUS_OUT_OF_BOUND;
+      }
     }
-    if (config.runTimeBound <= runInfo.runCostTime) {
-      return STATUS_OUT_OF_BOUND;
-    }
-  }
-  runInfo.runCostTime = Utils::CalcAvgExecuteTime(times);
-  stop.Dismiss();
-  return profiling.Stop() == STATUS_SUCCESS ? STATUS_SUCCESS : STATUS_FAILED;
+    runInfo.runCostTime = Utils::CalcAvgExecuteTime(times);
+    return STATUS_SUCCESS;
+  });
 }
 
 bool RunManager::IsProcessResult(const std::vector<OrmoDataInfo>& outputs) const {

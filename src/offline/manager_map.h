@@ -18,12 +18,20 @@
 
 namespace Ormo {
 
+/// What becomes of a manager that could not be initialised.
+enum class FailedManager {
+  KEPT,     ///< it stays, and refuses to work until the devices are set again
+  DROPPED,  ///< the next Prepare makes another
+};
+
 /// One `Manager` for each device, made on the device's worker when it is first used. The devices
 /// are set on the initialising thread before any worker asks; managers are made under a lock, since
 /// a device may have two workers.
 template <typename Manager>
 class ManagerMap {
  public:
+  explicit ManagerMap(FailedManager failedManager) : failedManager_(failedManager) {}
+
   /// Gives every device an entry without a manager; one that was there is destroyed.
   void SetDevices(const std::vector<uint32_t>& deviceIds) {
     for (const uint32_t id : deviceIds) {
@@ -32,8 +40,7 @@ class ManagerMap {
   }
 
   /// Makes and initialises the device's manager unless there is one. 0, or STATUS_FAILED after an
-  /// error line of `site`'s file: an unknown device, no memory, or the manager's failure, after
-  /// which it stays and refuses to work.
+  /// error line of `site`'s file: an unknown device, no memory, or the manager's failure.
   int Prepare(uint32_t deviceId, CallSite site = CallSite::Here()) {
     const auto entry = devices_.find(deviceId);
     if (entry == devices_.end()) {
@@ -51,7 +58,9 @@ class ManagerMap {
       return STATUS_FAILED;
     }
     const int status = manager->Init(deviceId);
-    device.manager = std::move(manager);
+    if (status == STATUS_SUCCESS || failedManager_ == FailedManager::KEPT) {
+      device.manager = std::move(manager);
+    }
     if (status != STATUS_SUCCESS) {
       ORMO_LOG_ERROR_AT(site, "Init run manager failed");
       return STATUS_FAILED;
@@ -59,7 +68,7 @@ class ManagerMap {
     return STATUS_SUCCESS;
   }
 
-  /// The manager of a device that was prepared.
+  /// The manager of a device whose preparation succeeded.
   const Manager& Get(uint32_t deviceId) const { return *devices_.at(deviceId).manager; }
 
   /// Finalises every manager, in device order, and forgets all devices. Workers are idle.
@@ -78,6 +87,7 @@ class ManagerMap {
     std::unique_ptr<Manager> manager;
   };
 
+  FailedManager failedManager_;
   std::map<uint32_t, Device> devices_;
 };
 

@@ -3,6 +3,7 @@
 #include "common/log.h"
 #include "common/quiet_release.h"
 #include "common/scope_exit.h"
+#include "common/status_translation.h"
 #include "model/model_manager.h"
 #include "offline/device_manager.h"
 #include "ormo/ormo_error_manager.h"
@@ -11,12 +12,6 @@
 
 namespace Ormo {
 namespace {
-
-// A model that does not fit and a bound that is hit are outcomes, not failures.
-bool IsFailure(int status) {
-  return status != STATUS_SUCCESS && status != STATUS_NOT_ENOUGH_MEMORY &&
-         status != STATUS_OUT_OF_BOUND;
-}
 
 int ProcessLocked(const RunManager& manager, const RunnerConfig& config, RunInfo& info,
                   uint32_t deviceId) {
@@ -30,7 +25,7 @@ int ProcessLocked(const RunManager& manager, const RunnerConfig& config, RunInfo
 
 }  // namespace
 
-ManagerMap<RunManager> RunTask::runManagers_;
+ManagerMap<RunManager> RunTask::runManagers_(FailedManager::KEPT);
 
 void RunTask::Init(const std::vector<uint32_t>& deviceIds) {
   runManagers_.SetDevices(deviceIds);

@@ -243,20 +243,11 @@ int OnlineRunner::ExecuteTuningGraph(const ox::Graph& graph, uint32_t& inputInde
 int OnlineRunner::ExecuteGraphWithProf(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,
                                        const RunInfo& runInfo) {
   OnlineManager profiling(runInfo.profFd, graphId);
-  if (profiling.CreateConfig() != STATUS_SUCCESS) {
-    return STATUS_FAILED;
-  }
-  const ScopeExit destroyConfig([&profiling] { profiling.DestroyConfig(); });
-  if (profiling.Start() != STATUS_SUCCESS) {
-    return STATUS_FAILED;
-  }
-  ScopeExit stop([&profiling] { profiling.Stop(); });
-  Trace span("Run tuning graph, graphId : " + std::to_string(graphId));
-  span.Start();
-  const int status = ExecuteLoop(graphId, inputIndex, config);
-  span.Stop();
-  stop.Dismiss();
-  return profiling.Stop() == STATUS_SUCCESS ? status : STATUS_FAILED;
+  return RunSubscribed(profiling, [&] {
+    Trace span("Run tuning graph, graphId : " + std::to_string(graphId));
+    span.Start();
+    return ExecuteLoop(graphId, inputIndex, config);
+  });
 }
 
 int OnlineRunner::ExecuteLoop(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config) {

@@ -1,13 +1,12 @@
 #include "profiling/offline_parser.h"
 
-#include <vector>
+#include <set>
 
 #include "common/log.h"
 #include "common/utils.h"
 #include "ormo/status.h"
 #include "ormo/trace.h"
 #include "profiling/op_averages.h"
-#include "profiling/step_grouping.h"
 
 namespace Ormo {
 
@@ -48,22 +47,6 @@ int OfflineParser::GetRunnerResult(const ModelOpInfo& modelOpInfo, RunnerResult&
   ORMO_LOG_INFO("Get runner result success, totalCostTime %llu (ns), aicore size %zu, op size %zu",
                 static_cast<unsigned long long>(result.totalCostTime),
                 result.aicoreCostTimes.size(), result.opCostTimes.size());
-  return STATUS_SUCCESS;
-}
-
-int OfflineParser::CalcTotalCostTimeByStep(const ModelOpInfo& modelOpInfo,
-                                           std::multiset<uint64_t>& totals) {
-  std::vector<RunnerRunResult> results;
-  const int status = GetRunnerRunResultByStep(modelOpInfo, results);
-  if (status != STATUS_SUCCESS) {
-    ORMO_LOG_ERROR("Get running result by step failed");
-    return status;
-  }
-  for (const RunnerRunResult& result : results) {
-    if (!result.modelInfos.empty()) {
-      totals.insert(result.modelInfos.front().costTime);
-    }
-  }
   return STATUS_SUCCESS;
 }
 

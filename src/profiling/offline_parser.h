@@ -3,9 +3,7 @@
 #ifndef ORMO_PROFILING_OFFLINE_PARSER_H
 #define ORMO_PROFILING_OFFLINE_PARSER_H
 
-#include <cstdint>
 #include <future>
-#include <set>
 
 #include "ormo/runner_types.h"
 #include "profiling/profiling_parser.h"
@@ -27,9 +25,6 @@ class OfflineParser {
   static int GetRunnerResult(const ModelOpInfo& modelOpInfo, RunnerResult& result);
 
  private:
-  static int CalcTotalCostTimeByStep(const ModelOpInfo& modelOpInfo,
-                                     std::multiset<uint64_t>& totals);
-
   ProfilingParser reader_;
 };
 

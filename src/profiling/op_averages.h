@@ -1,5 +1,5 @@
 /// \file
-/// Operator times into averages.
+/// Records into averages.
 #ifndef ORMO_PROFILING_OP_AVERAGES_H
 #define ORMO_PROFILING_OP_AVERAGES_H
 
@@ -9,9 +9,16 @@
 #include <string>
 #include <vector>
 
+#include "common/call_site.h"
 #include "ormo/runner_types.h"
+#include "profiling/model_op_info.h"
 
 namespace Ormo {
+
+/// Adds the cost of each execution that the records bound to `totals`. 0, or
+/// STATUS_PROFILING_FAILED after an error line of `site`'s file.
+int CalcTotalCostTimeByStep(const ModelOpInfo& modelOpInfo, std::multiset<uint64_t>& totals,
+                            CallSite site = CallSite::Here());
 
 /// Stores in `averages`, under each name of `times`, the average of its times (the rule of
 /// Utils::CalcAvgExecuteTime). Names that are not in `times` keep their values.

@@ -1,6 +1,7 @@
 #include "profiling/profiling_manager.h"
 
 #include "common/log.h"
+#include "common/scope_exit.h"
 #include "ormo/status.h"
 #include "ormo/trace.h"
 
@@ -55,6 +56,21 @@ int ProfilingManager::ProfDestroyConfig() const {
     return STATUS_FAILED;
   }
   return STATUS_SUCCESS;
+}
+
+int RunSubscribed(ProfilingManager& profiling, const std::function<int()>& work) {
+  if (profiling.CreateConfig() != STATUS_SUCCESS) {
+    return STATUS_FAILED;
+  }
+  const ScopeExit destroyConfig([&profiling] { profiling.DestroyConfig(); });
+  if (profiling.Start() != STATUS_SUCCESS) {
+    return STATUS_FAILED;
+  }
+  ScopeExit stop([&profiling] { profiling.Stop(); });
+  const int status = work();
+  stop.Dismiss();
+  const int stopStatus = profiling.Stop();
+  return status != STATUS_SUCCESS ? status : stopStatus;
 }
 
 }  // namespace Ormo

@@ -4,6 +4,7 @@
 #define ORMO_PROFILING_PROFILING_MANAGER_H
 
 #include <cstdint>
+#include <functional>
 
 #include "zel/zel_prof.h"
 
@@ -16,9 +17,10 @@ namespace Ormo {
 class ProfilingManager {
  public:
   /// `fd` names the descriptor that records are written to; it is read by CreateConfig.
-  /// `id` is the platform's id of what is profiled, for those that have no name of their own for
-  /// it.
-  explicit ProfilingManager(int32_t* fd, uint32_t id = 0) : profConfig_{nullptr, fd}, profId_(id) {}
+  /// The ids are for those that have no names of their own for what is profiled: a graph, or a
+  /// device and the id that operators are subscribed by.
+  explicit ProfilingManager(int32_t* fd, uint32_t id = 0, uint32_t secondId = 0)
+      : profConfig_{nullptr, fd}, profId_(id), profSecondId_(secondId) {}
 
   virtual ~ProfilingManager() = default;
 
@@ -43,11 +45,17 @@ class ProfilingManager {
 
   ProfConfig profConfig_;
   uint32_t profId_;
+  uint32_t profSecondId_;
 
  private:
   int ProfCreateConfig();
   int ProfDestroyConfig() const;
 };
+
+/// Does `work` between Start and Stop, CreateConfig and DestroyConfig around them; these end on
+/// every way out. The status of `work`, or STATUS_FAILED when it could not be done or when it
+/// succeeded and Stop did not. Rethrows what `work` throws.
+int RunSubscribed(ProfilingManager& profiling, const std::function<int()>& work);
 
 }  // namespace Ormo
 
