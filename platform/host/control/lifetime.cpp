@@ -11,6 +11,10 @@
 #include "engine/session_graph.h"
 #include "models/datasets.h"
 #include "models/loaded_model.h"
+#include "operators/executor.h"
+#include "operators/profiling.h"
+#include "operators/script.h"
+#include "operators/tensors.h"
 #include "ormo_host/control.h"
 #include "profiling/account.h"
 #include "profiling/record_script.h"
@@ -36,6 +40,10 @@ void ReleaseDevices(std::optional<uint32_t> wanted) {
   abandoned +=
       Single<Contexts>().RemoveIf([&](const Context& context) { return isWanted(context.device); });
   abandoned +=
+      Single<OperatorProfiles>()
+          .TakeIf([&](const OperatorProfile& profile) { return isWanted(profile.Device()); })
+          .size();
+  abandoned +=
       UserBlocks().TakeIf([&](const Block& block) { return isWanted(block.Device()); }).size();
 }
 
@@ -45,6 +53,7 @@ void ReleaseEverything() {
   abandoned = 0;
   ClearRecordScript();
   ClearCompletionScript();
+  ClearOperatorScript();
   CloseAccount();
   ClearScript();
   CloseLog();
@@ -58,6 +67,7 @@ __attribute__((destructor)) void CloseHost() {
   isClosed = true;
   ReleaseEverything();
   Single<ErrorStore>().Close();
+  CloseExecutors();
   CloseMachine();
 }
 
@@ -69,9 +79,11 @@ void ReleaseDevice(uint32_t device) {
 
 void ReleasePlatform() {
   ReleaseDevices(std::nullopt);
+  Single<Executors>().Clear();  // the platform's own: no function destroys one
   abandoned += Single<Descs>().Clear() + Single<Datasets>().Clear() +
                Single<DataBuffers>().Clear() + Single<TensorDescs>().Clear() +
-               Single<SubscribeConfigs>().Clear() + Single<Runtime>().Clear();
+               Single<Tensors>().Clear() + ClearArrays() + Single<SubscribeConfigs>().Clear() +
+               Single<Runtime>().Clear();
 }
 
 bool IsHostClosed() {
@@ -93,6 +105,9 @@ AliveObjects Alive() {
   alive.datasets = Single<Datasets>().Size();
   alive.dataBuffers = Single<DataBuffers>().Size();
   alive.tensorDescs = Single<TensorDescs>().Size();
+  alive.tensors = Single<Tensors>().Size();
+  alive.arrays = CountArrays();
+  alive.executors = Single<Executors>().Size();
   alive.subscribeConfigs = Single<SubscribeConfigs>().Size();
   alive.subscriptions = Subscription::Count();
   alive.sessions = DeviceSeat::Count();
@@ -115,6 +130,9 @@ std::string AliveObjects::ToString() const {
                                                       {"datasets", datasets},
                                                       {"dataBuffers", dataBuffers},
                                                       {"tensorDescs", tensorDescs},
+                                                      {"tensors", tensors},
+                                                      {"arrays", arrays},
+                                                      {"executors", executors},
                                                       {"subscribeConfigs", subscribeConfigs},
                                                       {"subscriptions", subscriptions},
                                                       {"sessions", sessions},

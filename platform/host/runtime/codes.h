@@ -31,6 +31,7 @@ enum Code : int32_t {
   RECORDS_LOST = 420003,
   INVALID_RECORD = 420004,
   NO_THREAD = 420005,
+  OPERATOR_CALL_REFUSED = 430001,
 };
 
 }  // namespace OrmoHost

@@ -19,6 +19,15 @@ std::shared_ptr<Context> GetCurrentContext() {
   return context;
 }
 
+uint32_t GetCurrentDevice() {
+  if (std::shared_ptr<Context> context = Single<Contexts>().Find(current.context)) {
+    return context->device;
+  }
+  Require(current.hasDevice, DEVICE_NOT_SET);
+  Single<Runtime>().RequireSet(current.device);
+  return current.device;
+}
+
 void Runtime::Init() {
   std::lock_guard<std::mutex> lock(mutex_);
   Require(!IsHostClosed(), NOT_INITIALIZED);

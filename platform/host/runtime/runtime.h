@@ -36,6 +36,10 @@ extern thread_local Current current;
 /// The calling thread's context; refuses when there is none or it is gone.
 std::shared_ptr<Context> GetCurrentContext();
 
+/// The device of the thread's context, else the one that the thread has set; refuses when there is
+/// neither.
+uint32_t GetCurrentDevice();
+
 /// What is set up for the process. Operations refuse what does not fit.
 class Runtime {
  public:

@@ -8,23 +8,6 @@
 #include "runtime/runtime.h"
 #include "zel/zel.h"
 
-namespace OrmoHost {
-namespace {
-
-/// The device of the thread's context, else the one that the thread has set.
-uint32_t GetCurrentDevice() {
-  if (std::shared_ptr<Context> context = Single<Contexts>().Find(current.context)) {
-    return context->device;
-  }
-  Require(current.hasDevice, DEVICE_NOT_SET);
-  Single<Runtime>().RequireSet(current.device);
-  return current.device;
-}
-
-}  // namespace
-
-}  // namespace OrmoHost
-
 using namespace OrmoHost;  // NOLINT(google-build-using-namespace): the functions below are its face
 
 int32_t zelInit(const char* /*configPath*/) {
@@ -134,5 +117,12 @@ int32_t zelrtGetMemInfo(zelrtMemAttr attr, size_t* free, size_t* total) {
     Require(attr == machine.memoryKind, NO_SUCH_MEMORY);
     *total = machine.memorySize;
     *free = machine.memorySize > used ? machine.memorySize - used : 0;
+  });
+}
+
+int32_t zelrtSynchronizeStream(zelrtStream stream) {
+  return Attempt("zelrtSynchronizeStream", [&] {
+    GetCurrentContext();
+    Require(stream == nullptr, UNKNOWN_HANDLE);  // nothing makes any other
   });
 }

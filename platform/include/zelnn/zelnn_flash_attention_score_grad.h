@@ -8,9 +8,10 @@
 /// | 0 | query | layout, S = Sq | T | needed |
 /// | 1 | key | layout, S = Sk | T | needed |
 /// | 2 | value | layout, S = Sk | T | needed |
-/// | 3 | attentionOutGrad | that of query | T | needed: the gradient that comes back to
-/// attentionOut | | 4, 5, 6 | reserved | | | null | | 7 | mask | [Sq, Sk], [B, 1, Sq, Sk] or
-/// [B, N, Sq, Sk] | bool or uint8 | optional | | 8 | softmaxMax | [B, N, Sq] | float32 | needed |
+/// | 3 | attentionOutGrad | that of query | T | needed |
+/// | 4, 5, 6 | reserved | | | null |
+/// | 7 | mask | [Sq, Sk], [B, 1, Sq, Sk] or [B, N, Sq, Sk] | bool or uint8 | optional |
+/// | 8 | softmaxMax | [B, N, Sq] | float32 | needed |
 /// | 9 | softmaxSum | [B, N, Sq] | float32 | needed |
 /// | 10 | reserved | | | null |
 /// | 11 | attentionOut | that of query | T | needed |
@@ -30,8 +31,8 @@
 /// | 25 | workspaceSize | | pointer to a 64-bit number | needed |
 /// | 26 | executor | | pointer to a pointer | needed |
 ///
-/// A query whose softmaxSum is not positive counts as one that no key was left for: it adds nothing
-/// to any gradient.
+/// attentionOutGrad is the gradient that comes back to attentionOut. A query whose softmaxSum is not
+/// positive counts as one that no key was left for: it adds nothing to any gradient.
 #ifndef ZELNN_ZELNN_FLASH_ATTENTION_SCORE_GRAD_H
 #define ZELNN_ZELNN_FLASH_ATTENTION_SCORE_GRAD_H
 

@@ -80,6 +80,20 @@ enum class CompletionFault {
 /// What becomes of the callback of the `nth` execution that is started from now on.
 void FaultCompletion(uint64_t nth, CompletionFault fault);
 
+// ---- Executions of single operators ----
+//
+// A tensor is named by its position in the operator's workspace query.
+
+/// Every execution from now on that has a tensor at `position` finds these bytes in it; one whose
+/// tensor has another size is refused. No bytes: tensors there are left as they are.
+void SetOperatorTensor(size_t position, std::vector<uint8_t> bytes);
+
+/// Starts to keep what executions write, the latest in place of the one before.
+void KeepOperatorOutputs();
+
+/// What the latest execution wrote there; empty when nothing was kept.
+std::vector<uint8_t> OperatorOutput(size_t position);
+
 // ---- The platform's own account ----
 
 /// Sums over the executions of an operator.
@@ -152,6 +166,9 @@ struct AliveObjects {
   size_t datasets = 0;
   size_t dataBuffers = 0;
   size_t tensorDescs = 0;
+  size_t tensors = 0;
+  size_t arrays = 0;
+  size_t executors = 0;  ///< of single operators, neither executed nor ended by their thread
   size_t subscribeConfigs = 0;
   size_t subscriptions = 0;
   size_t sessions = 0;

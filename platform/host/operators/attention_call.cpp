@@ -1,0 +1,261 @@
+#include "operators/attention_call.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "control/single.h"
+#include "operators/attention.h"
+#include "operators/tensors.h"
+#include "runtime/runtime.h"
+
+namespace OrmoHost {
+namespace {
+
+/// Types that a tensor may have, and what messages call them.
+struct Types {
+  const char* name;
+  std::vector<ox::DataType> types;
+
+  bool Contain(ox::DataType type) const {
+    return std::count(types.begin(), types.end(), type) != 0;
+  }
+};
+
+std::string Place(const char* name, size_t position) {
+  return std::string(name) + " (position " + std::to_string(position) + ")";
+}
+
+std::string Place(const TensorArgument& argument) {
+  return Place(argument.name, argument.position);
+}
+
+void Expect(bool condition, const std::string& place, const std::string& expected) {
+  if (!condition) {
+    throw CallError(place, expected);
+  }
+}
+
+void CheckReservedArray(const AttentionAttributes& attributes) {
+  if (attributes.reserved == nullptr) {
+    return;
+  }
+  auto array = Single<Arrays<int64_t>>().Find(reinterpret_cast<uintptr_t>(attributes.reserved));
+  Expect(array != nullptr && array->values.empty(), Place("reserved", attributes.position),
+         "an integer array without elements");
+}
+
+/// What needs no tensor to be checked.
+void CheckAttributes(const AttentionAttributes& attributes) {
+  size_t first = attributes.position;
+  CheckReservedArray(attributes);
+  bool isScale = attributes.scale >= std::numeric_limits<float>::min() &&
+                 attributes.scale <= std::numeric_limits<float>::max();
+  Expect(isScale, Place("scale", first + 1), "a positive number that float32 can hold");
+  Expect(attributes.keepProbability == 1, Place("keepProbability", first + 2), "1");
+  Expect(attributes.headCount > 0, Place("headCount", first + 5), "a positive number");
+  Expect(attributes.precisionMode == 0, Place("precisionMode", first + 7), "0");
+  Expect(attributes.maskMode == 0, Place("maskMode", first + 8), "0");
+}
+
+AttentionLayout GetLayout(const AttentionAttributes& attributes) {
+  // Reads no further than the first difference: what comes here may be no text at all.
+  auto is = [&](const char* name) { return std::strcmp(attributes.layout, name) == 0; };
+  Expect(attributes.layout != nullptr && (is("BSH") || is("BNSD")),
+         Place("layout", attributes.position + 6), "\"BSH\" or \"BNSD\"");
+  return is("BSH") ? AttentionLayout::BSH : AttentionLayout::BNSD;
+}
+
+/// Refuses a tensor that is not alive, has no shape, or another one than its memory.
+std::shared_ptr<const Tensor> FindTensor(const TensorArgument& argument) {
+  std::shared_ptr<const Tensor> tensor = Single<Tensors>().Find(argument.tensor);
+  Expect(tensor != nullptr, Place(argument), "a tensor");
+  Expect(tensor->view.has_value(), Place(argument), "a shape");
+  Expect(tensor->storage.value_or(*tensor->view) == *tensor->view, Place(argument),
+         "a storage shape that is the shape");
+  return tensor;
+}
+
+size_t CountTensorBytes(const TensorArgument& argument, const Tensor& tensor) {
+  try {
+    return CountBytes({*tensor.view, tensor.dataType}, "");
+  } catch (const GraphError&) {
+    throw CallError(Place(argument), "fewer elements than " + ToText(*tensor.view));
+  }
+}
+
+/// From arguments to what the arithmetic works on.
+class AttentionBuilder {
+ public:
+  /// Checks and binds what both operators have. `hasResults`: the forward call's results come in.
+  AttentionBuilder(const AttentionArguments& arguments, bool hasResults);
+
+  void* BindLikeQuery(const TensorArgument& argument, bool isOutput) {
+    return Bind(argument, queryShape_, elementTypes_, isOutput);
+  }
+
+  void* BindLikeKey(const TensorArgument& argument, bool isOutput) {
+    return Bind(argument, keyShape_, elementTypes_, isOutput);
+  }
+
+  const Attention& Get() const { return attention_; }
+
+  Executor MakeExecutor(OperatorKind kind, size_t workspaceBytes,
+                        std::function<void(void*)> kernel) {
+    return {kind, device_, std::move(operands_), workspaceBytes, std::move(kernel)};
+  }
+
+ private:
+  void TakeQuery();
+  void TakeHeads();
+  void TakeKeys();
+  void CheckWindow() const;
+  void BindMask();
+  /// Checks a tensor and its memory, which becomes an operand.
+  void* Bind(const TensorArgument& argument, const Shape& shape, const Types& types, bool isOutput);
+
+  bool IsByHead() const { return attention_.layout == AttentionLayout::BNSD; }
+
+  /// Where a shape has its queries or keys.
+  size_t SequenceIndex() const { return IsByHead() ? 2 : 1; }
+
+  const AttentionArguments& arguments_;
+  const uint32_t device_;
+  Types elementTypes_;  ///< the query's, which all but mask and softmax share
+  Shape queryShape_;
+  Shape keyShape_;
+  Attention attention_{};
+  std::vector<Operand> operands_;
+};
+
+AttentionBuilder::AttentionBuilder(const AttentionArguments& arguments, bool hasResults)
+    : arguments_(arguments), device_(GetCurrentContext()->device) {
+  CheckAttributes(arguments.attributes);
+  for (const TensorArgument& argument : arguments.reserved) {
+    Expect(argument.tensor == nullptr, Place(argument), "no tensor");
+  }
+  attention_.scale = static_cast<float>(arguments.attributes.scale);
+  attention_.layout = GetLayout(arguments.attributes);
+  TakeQuery();
+  TakeHeads();
+  TakeKeys();
+  CheckWindow();
+  attention_.query = BindLikeQuery(arguments.query, false);
+  attention_.key = BindLikeKey(arguments.key, false);
+  attention_.value = BindLikeKey(arguments.value, false);
+  BindMask();
+  Shape softmaxShape = {queryShape_[0], arguments.attributes.headCount,
+                        queryShape_[SequenceIndex()]};
+  for (auto [argument, target] : {std::pair(&arguments.softmaxMax, &attention_.softmaxMax),
+                                  std::pair(&arguments.softmaxSum, &attention_.softmaxSum)}) {
+    *target = static_cast<float*>(
+        Bind(*argument, softmaxShape, Types{"float32", {ox::DT_FLOAT}}, !hasResults));
+  }
+  attention_.out = BindLikeQuery(arguments.out, !hasResults);
+}
+
+void AttentionBuilder::TakeQuery() {
+  std::shared_ptr<const Tensor> query = FindTensor(arguments_.query);
+  queryShape_ = *query->view;
+  size_t rank = IsByHead() ? 4 : 3;
+  bool hasSizes = queryShape_.size() == rank && std::all_of(queryShape_.begin(), queryShape_.end(),
+                                                            [](int64_t dim) { return dim > 0; });
+  Expect(hasSizes, Place(arguments_.query),
+         std::to_string(rank) + " positive dimensions, not " + ToText(queryShape_));
+  attention_.isHalf = query->dataType == ox::DT_FLOAT16;
+  elementTypes_ = {attention_.isHalf ? "float16" : "float32", {query->dataType}};
+  Expect(attention_.isHalf || query->dataType == ox::DT_FLOAT, Place(arguments_.query),
+         "float32 or float16");
+  attention_.batches = static_cast<size_t>(queryShape_[0]);
+  attention_.queries = static_cast<size_t>(queryShape_[SequenceIndex()]);
+}
+
+void AttentionBuilder::TakeHeads() {
+  int64_t heads = arguments_.attributes.headCount;
+  int64_t width = queryShape_.back();
+  bool isFitting = IsByHead() ? queryShape_[1] == heads : width % heads == 0;
+  Expect(isFitting, Place("headCount", arguments_.attributes.position + 5),
+         "the heads of " + ToText(queryShape_) + ", not " + std::to_string(heads));
+  attention_.heads = static_cast<size_t>(heads);
+  attention_.depth = static_cast<size_t>(IsByHead() ? width : width / heads);
+}
+
+/// The number of keys is the key's own; all else is the query's.
+void AttentionBuilder::TakeKeys() {
+  const Shape& shape = *FindTensor(arguments_.key)->view;
+  keyShape_ = queryShape_;
+  if (shape.size() == queryShape_.size()) {
+    keyShape_[SequenceIndex()] = std::max<int64_t>(1, shape[SequenceIndex()]);
+  }
+  attention_.keys = static_cast<size_t>(keyShape_[SequenceIndex()]);
+}
+
+void AttentionBuilder::CheckWindow() const {
+  auto longest = static_cast<int64_t>(std::max(attention_.queries, attention_.keys));
+  const AttentionAttributes& attributes = arguments_.attributes;
+  std::string expected = "at least " + std::to_string(longest) + ", which leaves no key out";
+  Expect(attributes.keysBefore >= longest, Place("keysBefore", attributes.position + 3), expected);
+  Expect(attributes.keysAfter >= longest, Place("keysAfter", attributes.position + 4), expected);
+}
+
+void AttentionBuilder::BindMask() {
+  const TensorArgument& argument = arguments_.mask;
+  if (argument.tensor == nullptr) {
+    return;
+  }
+  Shape shape = *FindTensor(argument)->view;
+  Shape whole = {queryShape_[0], arguments_.attributes.headCount, queryShape_[SequenceIndex()],
+                 keyShape_[SequenceIndex()]};
+  size_t matrix = attention_.queries * attention_.keys;
+  if (shape.size() == whole.size()) {
+    whole[1] = shape[1] == 1 ? 1 : whole[1];
+    attention_.maskHeadStep = whole[1] == 1 ? 0 : matrix;
+    attention_.maskBatchStep = static_cast<size_t>(whole[1]) * matrix;
+  } else {
+    whole.erase(whole.begin(), whole.begin() + 2);
+  }
+  attention_.mask = static_cast<uint8_t*>(
+      Bind(argument, whole, Types{"bool or uint8", {ox::DT_BOOL, ox::DT_UINT8}}, false));
+}
+
+void* AttentionBuilder::Bind(const TensorArgument& argument, const Shape& shape, const Types& types,
+                             bool isOutput) {
+  std::shared_ptr<const Tensor> tensor = FindTensor(argument);
+  Expect(*tensor->view == shape, Place(argument),
+         "the shape " + ToText(shape) + ", not " + ToText(*tensor->view));
+  Expect(types.Contain(tensor->dataType), Place(argument), types.name);
+  operands_.push_back({Place(argument), argument.position, tensor->data,
+                       CountTensorBytes(argument, *tensor), ElementSize(tensor->dataType),
+                       isOutput});
+  GetOperandBlock(operands_.back(), device_);
+  return tensor->data;
+}
+
+}  // namespace
+
+Executor PrepareAttention(const AttentionArguments& arguments) {
+  AttentionBuilder builder(arguments, false);
+  Attention attention = builder.Get();
+  return builder.MakeExecutor(
+      OperatorKind::ATTENTION, AttentionWorkBytes(attention),
+      [=](void* work) { ComputeAttention(attention, static_cast<float*>(work)); });
+}
+
+Executor PrepareAttentionGradients(const AttentionGradientArguments& arguments) {
+  AttentionBuilder builder(arguments.forward, true);
+  AttentionGradients gradients{builder.BindLikeQuery(arguments.outGrad, false),
+                               builder.BindLikeQuery(arguments.queryGrad, true),
+                               builder.BindLikeKey(arguments.keyGrad, true),
+                               builder.BindLikeKey(arguments.valueGrad, true)};
+  Attention attention = builder.Get();
+  return builder.MakeExecutor(
+      OperatorKind::ATTENTION_GRADIENT, AttentionGradientWorkBytes(attention), [=](void* work) {
+        ComputeAttentionGradients(attention, gradients, static_cast<float*>(work));
+      });
+}
+
+}  // namespace OrmoHost

@@ -1,0 +1,118 @@
+#include "operators/executor.h"
+
+#include <pthread.h>
+
+#include <utility>
+
+#include "control/single.h"
+#include "operators/profiling.h"
+#include "operators/script.h"
+#include "runtime/runtime.h"
+
+namespace OrmoHost {
+namespace {
+
+void EndExecutor(void* handle) {
+  Guarded([&] { Single<Executors>().Remove(handle); });
+}
+
+/// The executor that each thread has left over. A thread_local with a destructor would keep this
+/// library loaded.
+class LeftOver {
+ public:
+  LeftOver() { Require(pthread_key_create(&key_, EndExecutor) == 0, NO_THREAD); }
+
+  void Set(zelOpExecutor* executor) const { pthread_setspecific(key_, executor); }
+
+  void End() const {
+    if (void* executor = pthread_getspecific(key_)) {
+      Set(nullptr);
+      EndExecutor(executor);
+    }
+  }
+
+  /// Once the thread's executor is executed, nothing is left over.
+  void Forget(const zelOpExecutor* executor) const {
+    if (pthread_getspecific(key_) == executor) {
+      Set(nullptr);
+    }
+  }
+
+  void Close() const { pthread_key_delete(key_); }
+
+ private:
+  pthread_key_t key_ = 0;
+};
+
+/// Runs `work`. A CallError in it is reported and becomes a refusal.
+template <typename Work>
+auto ReportingCall(OperatorKind kind, Work&& work) {
+  try {
+    return work();
+  } catch (const CallError& error) {
+    Report(OPERATOR_REFUSED, OperatorName(kind), error.what());
+    throw Refusal(OPERATOR_CALL_REFUSED);
+  }
+}
+
+void Run(const Executor& executor, void* workspace, size_t workspaceSize) {
+  Operand work{"workspace", 0, workspace, executor.workspaceBytes, alignof(float), true};
+  if (workspaceSize < work.bytes) {
+    throw CallError(work.name, std::to_string(work.bytes) + " bytes");
+  }
+  // Kept until the kernel has ended.
+  std::vector<std::shared_ptr<Block>> blocks{GetOperandBlock(work, executor.device)};
+  for (const Operand& operand : executor.operands) {
+    blocks.push_back(GetOperandBlock(operand, executor.device));
+  }
+  FillScriptedOperands(executor);
+  RunProfiled(executor, workspace);
+  KeepScriptedOutputs(executor);
+}
+
+}  // namespace
+
+const char* OperatorName(OperatorKind kind) {
+  return kind == OperatorKind::ATTENTION ? "FlashAttentionScore" : "FlashAttentionScoreGrad";
+}
+
+std::shared_ptr<Block> GetOperandBlock(const Operand& operand, uint32_t device) {
+  auto address = reinterpret_cast<uintptr_t>(operand.data);
+  std::shared_ptr<Block> block = UserBlocks().FindUpTo(address);
+  bool isThere =
+      block != nullptr && block->Device() == device && block->Contains(operand.data, operand.bytes);
+  if (!isThere || address % operand.alignment != 0) {
+    throw CallError(operand.name, std::to_string(operand.bytes) + " bytes of memory of device " +
+                                      std::to_string(device) + " at a multiple of " +
+                                      std::to_string(operand.alignment));
+  }
+  return block;
+}
+
+void QueryOperator(OperatorKind kind, const std::function<Executor()>& prepare,
+                   uint64_t* workspaceSize, zelOpExecutor** executor) {
+  Require(!IsHostClosed(), NOT_INITIALIZED);
+  Single<LeftOver>().End();
+  Require(workspaceSize != nullptr && executor != nullptr, INVALID_ARGUMENT);
+  Executor prepared = ReportingCall(kind, prepare);
+  uint64_t size = prepared.workspaceBytes;
+  *executor = Single<Executors>().Make(std::move(prepared));
+  *workspaceSize = size;
+  Single<LeftOver>().Set(*executor);
+}
+
+void ExecuteOperator(OperatorKind kind, void* workspace, uint64_t workspaceSize,
+                     zelOpExecutor* executor, zelrtStream stream) {
+  std::shared_ptr<const Executor> call = Single<Executors>().Get(executor);
+  Single<Executors>().Remove(executor);
+  Single<LeftOver>().Forget(executor);
+  Require(call->kind == kind && stream == nullptr, UNKNOWN_HANDLE);
+  Require(call->device == GetCurrentContext()->device, WRONG_DEVICE);
+  ReportingCall(kind, [&] { Run(*call, workspace, workspaceSize); });
+}
+
+void CloseExecutors() {
+  Guarded([] { Single<LeftOver>().Close(); });
+}
+
+}  // namespace OrmoHost

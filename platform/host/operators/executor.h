@@ -1,0 +1,77 @@
+/// \file
+/// Calls of single operators between their query and their execution.
+#ifndef ORMO_HOST_OPERATORS_EXECUTOR_H
+#define ORMO_HOST_OPERATORS_EXECUTOR_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "models/report.h"
+#include "runtime/device_memory.h"
+#include "runtime/table.h"
+#include "zel/zel.h"
+#include "zel/zel_tensor.h"
+
+namespace OrmoHost {
+
+/// Code of the error manager's message.
+constexpr char OPERATOR_REFUSED[] = "EH0003";
+
+/// The operators, also the number of their records' labels.
+enum class OperatorKind : uint32_t { ATTENTION, ATTENTION_GRADIENT };
+
+/// Name and type of its records, and what messages call it.
+const char* OperatorName(OperatorKind kind);
+
+/// Why a call is refused: the parameter at fault, and what was expected of it.
+class CallError : public std::runtime_error {
+ public:
+  CallError(const std::string& parameter, const std::string& expected)
+      : std::runtime_error(parameter + ": expected " + expected) {}
+};
+
+/// Device memory that a call reads or writes.
+struct Operand {
+  std::string name;
+  size_t position;  ///< of its tensor in the query
+  void* data;
+  size_t bytes;
+  size_t alignment;
+  bool isOutput;
+};
+
+/// The block that holds the operand's memory. Throws a CallError when there is none on the device.
+std::shared_ptr<Block> GetOperandBlock(const Operand& operand, uint32_t device);
+
+/// A call whose every check is done, but for what may change until it is executed.
+struct Executor {
+  OperatorKind kind;
+  uint32_t device;
+  std::vector<Operand> operands;
+  size_t workspaceBytes;
+  /// The arithmetic, on operands that are there.
+  std::function<void(void* workspace)> kernel;
+};
+
+using Executors = HandleTable<zelOpExecutor*, const Executor>;
+
+/// Runs a query: the executor that `prepare` makes is known until it is executed, the thread ends
+/// or asks again. A CallError in it is reported and refused.
+void QueryOperator(OperatorKind kind, const std::function<Executor()>& prepare,
+                   uint64_t* workspaceSize, zelOpExecutor** executor);
+
+/// Ends the executor and runs its kernel on the calling thread.
+void ExecuteOperator(OperatorKind kind, void* workspace, uint64_t workspaceSize,
+                     zelOpExecutor* executor, zelrtStream stream);
+
+/// Forgets what threads have left over; no later thread's end is looked at.
+void CloseExecutors();
+
+}  // namespace OrmoHost
+
+#endif  // ORMO_HOST_OPERATORS_EXECUTOR_H

@@ -1,0 +1,81 @@
+#include "operators/profiling.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "control/host_call.h"
+#include "control/single.h"
+#include "profiling/account.h"
+#include "runtime/runtime.h"
+#include "services/raw_clock.h"
+#include "zel/zel_prof.h"
+
+namespace OrmoHost {
+namespace {
+
+/// By kind of operator.
+std::vector<StepLabel> OperatorLabels() {
+  std::vector<StepLabel> labels;
+  for (OperatorKind kind : {OperatorKind::ATTENTION, OperatorKind::ATTENTION_GRADIENT}) {
+    labels.push_back({OperatorName(kind), OperatorName(kind)});
+  }
+  return labels;
+}
+
+}  // namespace
+
+OperatorProfile::OperatorProfile(uint32_t device, std::shared_ptr<RecordOutput> output)
+    : device_(device),
+      subscription_(device, OperatorLabels(), std::move(output), RecordStyle::WITH_STEPS) {}
+
+void OperatorProfile::Add(const StepTiming& timing, uint64_t start, uint64_t end) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  subscription_.Timings().push_back(timing);
+  AddToAccount(OperatorLabels(), subscription_.Timings());
+  subscription_.EndExecution(start, end);
+}
+
+bool OperatorProfile::Finish() {
+  return subscription_.Finish();
+}
+
+void RunProfiled(const Executor& executor, void* workspace) {
+  std::shared_ptr<OperatorProfile> profile = Single<OperatorProfiles>().Find(executor.device);
+  if (profile == nullptr) {
+    executor.kernel(workspace);
+    return;
+  }
+  // One operator is the whole execution; what is around its arithmetic is what bounds it.
+  uint64_t start = ReadRawClock();
+  uint64_t coreStart = ReadRawClock();
+  executor.kernel(workspace);
+  uint64_t coreEnd = ReadRawClock();
+  uint64_t end = std::max(ReadRawClock(), start + 1);
+  uint64_t core = std::max<uint64_t>(coreEnd - coreStart, 1);
+  profile->Add({static_cast<uint32_t>(executor.kind), start, end, core}, start, end);
+}
+
+}  // namespace OrmoHost
+
+using namespace OrmoHost;  // NOLINT(google-build-using-namespace): the functions below are its face
+
+int32_t ProfOpSubscribe(uint32_t reserved, zelprofSubscribeConfig* config) {
+  return Attempt("ProfOpSubscribe", [&] {
+    Require(reserved == 0, INVALID_ARGUMENT);
+    uint32_t device = GetCurrentDevice();
+    std::shared_ptr<RecordOutput> output = Single<SubscribeConfigs>().Get(config);
+    auto& profiles = Single<OperatorProfiles>();
+    Require(profiles.Find(device) == nullptr, ALREADY_SUBSCRIBED);
+    bool isAdded = profiles.Add(device, std::make_shared<OperatorProfile>(device, output));
+    Require(isAdded, ALREADY_SUBSCRIBED);
+  });
+}
+
+int32_t ProfOpUnSubscribe(uint32_t reserved) {
+  return Release("ProfOpUnSubscribe", [&] {
+    Require(reserved == 0, INVALID_ARGUMENT);
+    std::shared_ptr<OperatorProfile> ended = Single<OperatorProfiles>().Take(GetCurrentDevice());
+    Require(ended != nullptr, NOT_SUBSCRIBED);
+    Require(ended->Finish(), RECORDS_LOST);
+  });
+}
