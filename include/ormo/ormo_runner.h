@@ -16,6 +16,7 @@
 #include "ormo/export.h"
 #include "ormo/runner_types.h"
 #include "ormo/status.h"
+#include "ormo/zelnn_run_config.h"
 
 namespace Ormo {
 
@@ -139,6 +140,37 @@ ORMO_EXPORT void OrmoPeltRunnerFinalize();
 /// alone; or a kernel cannot be simulated, with the kernels before it in `result` and an entry of 0
 /// for it. Rethrows what the simulator throws, with `result` in the same state.
 ORMO_EXPORT int OrmoPeltRun(const std::string& graphFile, Ormo::RunnerResult& result);
+
+/// Initialises the platform, checks the requested devices (none: device 0) and starts a worker
+/// thread for each. Devices and workers are shared as OrmoOnlineRunnerInit says; a measurement that
+/// then meets a worker of a device that was not requested here fails. A repeated call returns 0 and
+/// changes nothing. Blocks for the platform's initialisation.
+/// STATUS_FAILED when the platform cannot be initialised or a device does not exist (EG0013 with
+/// the error manager).
+ORMO_EXPORT int OrmoZelnnRunnerInit(const Ormo::RunnerInitConfig& config);
+
+/// Releases contexts and workers, and the platform when this runner's initialisation was its first.
+/// After another runner has finalised the platform, measurements fail until this one is finalised
+/// and initialised again.
+ORMO_EXPORT void OrmoZelnnRunnerFinalize();
+
+/// Measures one operator of the platform's operator interface: calls it `config.loop` times on
+/// whichever device is free first, with its profiling records read; blocks until then. While it
+/// runs, the device is locked against other processes. A device that cannot be set up fails the
+/// measurement, and the next one tries again.
+///
+/// On success `result` is filled: `totalCostTime` with the average cost of an execution by its
+/// records, both maps with the averages of each operator that the records name; `runCostTime` is 0.
+/// A success without records, for instance with a `loop` of 0, leaves `result` as it is. After a
+/// failure it is reset to zeros, unless the runner is not initialised: then it is left alone.
+/// STATUS_PROFILING_FAILED: the records could not be read. STATUS_FAILED: the runner is not
+/// initialised, the device could not be set up, the request cannot be read or names an unknown
+/// operator, or the operator refused it or failed; the first execution that fails ends the loop.
+/// The reason of an operator that refuses is with the error manager.
+///
+/// Returns 1 to 2 seconds after the last record, unless ORMO_PROF_END is "close": see
+/// OrmoOfflineRun.
+ORMO_EXPORT int OrmoZelnnRun(const Ormo::ZelnnRunConfig& config, Ormo::RunnerResult& result);
 
 #ifdef __clang__
 #pragma clang diagnostic push

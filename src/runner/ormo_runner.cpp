@@ -9,6 +9,7 @@
 #include "offline/run_task.h"
 #include "online/online_runner.h"
 #include "simulator/pelt_runner.h"
+#include "single_op/zelnn_runner.h"
 #include "zel/zel.h"
 
 using Ormo::ModelInfo;
@@ -23,6 +24,8 @@ using Ormo::RunnerInitConfig;
 using Ormo::RunnerResult;
 using Ormo::RunnerRunResult;
 using Ormo::RunTask;
+using Ormo::ZelnnRunConfig;
+using Ormo::ZelnnRunner;
 
 namespace {
 
@@ -117,6 +120,19 @@ void OrmoPeltRunnerFinalize() {
 
 int OrmoPeltRun(const std::string& graphFile, RunnerResult& result) {
   return PeltRunner::Instance()->Process(graphFile, result);
+}
+
+int OrmoZelnnRunnerInit(const RunnerInitConfig& config) {
+  return ZelnnRunner::Instance()->Init(config);
+}
+
+void OrmoZelnnRunnerFinalize() {
+  ZelnnRunner::Instance()->Finalize();
+}
+
+int OrmoZelnnRun(const ZelnnRunConfig& config, RunnerResult& result) {
+  RunInfo info;
+  return ZelnnRunner::Instance()->Process(config, info, result);
 }
 
 #ifdef __clang__

@@ -1,0 +1,94 @@
+#include "single_op/zelnn_run_manager.h"
+
+#include <cstddef>
+#include <set>
+
+#include "common/log.h"
+#include "common/scope_exit.h"
+#include "common/utils.h"
+#include "model/device_context.h"
+#include "ormo/status.h"
+#include "single_op/zelnn_prof_manager.h"
+
+namespace Ormo {
+namespace {
+
+constexpr uint32_t SECOND_PROFILING_ID = 0;
+
+}  // namespace
+
+int ZelnnRunManager::Init(uint32_t id) {
+  if (initFlag) {
+    ORMO_LOG_WARNING("Run manager has been initialized");
+    return STATUS_SUCCESS;
+  }
+  deviceId = id;
+  // Only what throws meets a context here.
+  ScopeExit release([this] {
+    if (context != nullptr) {
+      DestroyResource();
+    }
+  });
+  const int status = InitResource();
+  if (status != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR("Init run manager resource failed");
+    return status;
+  }
+  const char* socName = zelrtGetSocName();
+  if (socName != nullptr) {
+    socVersion = socName;
+  }
+  release.Dismiss();
+  initFlag = true;
+  return STATUS_SUCCESS;
+}
+
+int ZelnnRunManager::InitResource() {
+  const int status = CreateDeviceContext(deviceId, context);
+  if (status != STATUS_SUCCESS) {
+    return status;
+  }
+  // No failure yet: it is made current again before it is used.
+  static_cast<void>(MakeContextCurrent(context));
+  return STATUS_SUCCESS;
+}
+
+void ZelnnRunManager::Finalize() {
+  if (!initFlag) {
+    ORMO_LOG_WARNING("Run manager has not been initialized");
+    return;
+  }
+  DestroyResource();
+  initFlag = false;
+}
+
+void ZelnnRunManager::DestroyResource() {
+  DestroyDeviceContext(deviceId, context);
+}
+
+int ZelnnRunManager::Process(const ZelnnRunConfig& config, RunInfo& runInfo) const {
+  if (MakeContextCurrent(context) != STATUS_SUCCESS) {
+    return STATUS_FAILED;
+  }
+  return ExecuteWithProf(ZelnnManager(), runInfo, config);
+}
+
+int ZelnnRunManager::ExecuteWithProf(const ZelnnManager& manager, RunInfo& runInfo,
+                                     const ZelnnRunConfig& config) const {
+  ZelnnProfManager profiling(runInfo.profFd, deviceId, SECOND_PROFILING_ID);
+  return RunSubscribed(profiling, [&] {
+    std::multiset<uint64_t> times;
+    for (size_t index = 0; index < config.loop; ++index) {
+      const int status = manager.Execute(runInfo.runCostTime, config);
+      if (status != STATUS_SUCCESS) {
+        ORMO_LOG_ERROR("Execute zelnn failed, index = %zu", index);
+        return status;
+      }
+      times.insert(runInfo.runCostTime);
+    }
+    runInfo.runCostTime = Utils::CalcAvgExecuteTime(times);
+    return STATUS_SUCCESS;
+  });
+}
+
+}  // namespace Ormo

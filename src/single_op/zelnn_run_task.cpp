@@ -1,0 +1,52 @@
+#include "single_op/zelnn_run_task.h"
+
+#include "common/log.h"
+#include "common/status_translation.h"
+#include "offline/device_manager.h"
+#include "ormo/ormo_error_manager.h"
+#include "ormo/status.h"
+#include "ormo/trace.h"
+
+namespace Ormo {
+namespace {
+
+int ProcessLocked(const ZelnnRunManager& manager, const ZelnnRunConfig& config, RunInfo& runInfo,
+                  uint32_t deviceId) {
+  Trace span("run model");
+  span.Start();
+  const DeviceLockHolder lock(deviceId);
+  return manager.Process(config, runInfo);
+}
+
+}  // namespace
+
+ManagerMap<ZelnnRunManager> ZelnnRunTask::zelnnRunManagers_(FailedManager::DROPPED);
+
+void ZelnnRunTask::Init(const std::vector<uint32_t>& deviceIds) {
+  zelnnRunManagers_.SetDevices(deviceIds);
+}
+
+void ZelnnRunTask::Finalize() {
+  zelnnRunManagers_.Finalize();
+}
+
+int ZelnnRunTask::InitZelnnRunManager(uint32_t deviceId) {
+  return zelnnRunManagers_.Prepare(deviceId);
+}
+
+int ZelnnRunTask::Run(const ZelnnRunConfig& config, RunInfo& runInfo,
+                      const error_message::Context& context, uint32_t deviceId) {
+  OrmoErrorManager::GetInstance().OrmoSetErrorContext(context);
+  if (InitZelnnRunManager(deviceId) != STATUS_SUCCESS) {
+    return STATUS_FAILED;
+  }
+  const int status = ProcessLocked(zelnnRunManagers_.Get(deviceId), config, runInfo, deviceId);
+  if (IsFailure(status)) {
+    ORMO_LOG_ERROR("Run model on device [%u] failed. modelId[%u], ret : %d", deviceId,
+                   runInfo.modelId, status);
+  }
+  ORMO_LOG_INFO("Run task on device [%u] end.", deviceId);
+  return status;
+}
+
+}  // namespace Ormo

@@ -1,0 +1,105 @@
+#include "single_op/zelnn_runner.h"
+
+#include <future>
+#include <utility>
+
+#include "common/log.h"
+#include "common/scope_exit.h"
+#include "offline/device_manager.h"
+#include "offline/platform_session.h"
+#include "offline/profiled_run.h"
+#include "ormo/ormo_error_manager.h"
+#include "ormo/status.h"
+#include "single_op/zelnn_parser.h"
+#include "single_op/zelnn_run_task.h"
+#include "zel/zel.h"
+
+namespace Ormo {
+
+bool ZelnnRunner::initFlag_ = false;
+bool ZelnnRunner::zelInitFlag_ = false;
+
+int ZelnnRunner::InitZel() const {
+  return InitPlatform(zelInitFlag_) == 0 ? STATUS_SUCCESS : STATUS_FAILED;
+}
+
+std::vector<uint32_t> ZelnnRunner::GetDeviceList(const std::vector<uint32_t>& deviceIds) const {
+  return ChooseDevices(deviceIds);
+}
+
+int ZelnnRunner::Init(const RunnerInitConfig& config) const {
+  if (initFlag_) {
+    ORMO_LOG_WARNING("Runner is already initialized");
+    return STATUS_SUCCESS;
+  }
+  const int status = InitZel();
+  if (status != STATUS_SUCCESS) {
+    return status;
+  }
+  ScopeExit finalize([] { zelFinalize(); });
+  const std::vector<uint32_t> devices = GetDeviceList(config.deviceIds);
+  if (devices.empty()) {
+    return STATUS_FAILED;
+  }
+  ZelnnRunTask::Init(devices);
+  if (DeviceManager::Init(devices) != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR("Init device manager failed");
+    return STATUS_FAILED;
+  }
+  finalize.Dismiss();
+  initFlag_ = true;
+  return STATUS_SUCCESS;
+}
+
+void ZelnnRunner::Finalize() {
+  if (!initFlag_) {
+    ORMO_LOG_ERROR("ZelnnRunner runner has not been initialized");
+    return;
+  }
+  ZelnnRunTask::Finalize();
+  FinalizePlatform(zelInitFlag_);
+  DeviceManager::Finalize();
+  initFlag_ = false;
+  ORMO_LOG_INFO("Finalize running finished");
+}
+
+void ZelnnRunner::ResetRunnerResult(RunnerResult& result) const {
+  result = RunnerResult();
+}
+
+int ZelnnRunner::Process(const ZelnnRunConfig& config, RunInfo& runInfo,
+                         RunnerResult& result) const {
+  if (!initFlag_) {
+    ORMO_LOG_ERROR("ZelnnRunner runner has not been initialized");
+    return STATUS_FAILED;
+  }
+  // Also when the task turns out to have thrown: its figures are those of a run that failed.
+  ScopeExit reset([this, &result] { ResetRunnerResult(result); });
+  RunnerResult measured;
+  ProfiledRun run;
+  if (run.Open() != STATUS_SUCCESS) {
+    return STATUS_FAILED;
+  }
+  runInfo.profFd = run.WriteEnd();
+  if (!run.Commit(ZelnnRunTask::Run, ANY_THREAD_ID, config, runInfo,
+                  OrmoErrorManager::GetInstance().OrmoGetErrorContext())) {
+    ORMO_LOG_ERROR("Run model failed");
+    return STATUS_FAILED;
+  }
+  const int analysis = run.Read(
+      [&measured](int fd, std::future<int>& future) {
+        return ZelnnParser::Analysis(fd, future, measured);
+      },
+      {STATUS_NOT_ENOUGH_MEMORY, STATUS_OUT_OF_BOUND});
+  const int status = run.TakeStatus(analysis);
+  if (status == STATUS_SUCCESS || status == STATUS_OUT_OF_BOUND) {
+    reset.Dismiss();
+    if (!measured.opCostTimes.empty()) {
+      result = std::move(measured);
+    }
+    ORMO_LOG_INFO("Process running finished");
+  }
+  return status;
+}
+
+}  // namespace Ormo

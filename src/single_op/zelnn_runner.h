@@ -1,0 +1,44 @@
+/// \file
+/// The runner of single operators.
+#ifndef ORMO_SINGLE_OP_ZELNN_RUNNER_H
+#define ORMO_SINGLE_OP_ZELNN_RUNNER_H
+
+#include <cstdint>
+#include <vector>
+
+#include "common/singleton.h"
+#include "ormo/runner_types.h"
+#include "ormo/zelnn_run_config.h"
+
+namespace Ormo {
+
+/// Claims devices and turns measurements of operators into tasks of their workers. All operations
+/// run on the caller's thread; Init and Finalize must not overlap with others. Outside Init and
+/// Finalize measurements fail with STATUS_FAILED and an error line.
+class ZelnnRunner : public Singleton<ZelnnRunner> {
+ public:
+  int Init(const RunnerInitConfig& config) const;
+  void Finalize();
+
+  /// Measures on whichever device is free first, from profiling records, and blocks until the task
+  /// has ended. `result` is the run's when it succeeded (or reached a bound) and its records showed
+  /// an operator, is left alone when they showed none, and is reset after any other status. What
+  /// the task throws is rethrown. The worker has its own copy of `config` and `runInfo`.
+  int Process(const ZelnnRunConfig& config, RunInfo& runInfo, RunnerResult& result) const;
+
+ private:
+  friend class Singleton<ZelnnRunner>;
+  ZelnnRunner() = default;
+
+  int InitZel() const;
+  std::vector<uint32_t> GetDeviceList(const std::vector<uint32_t>& deviceIds) const;
+  void ResetRunnerResult(RunnerResult& result) const;
+
+  static bool initFlag_;
+  /// This runner's initialisation of the platform was the process's first.
+  static bool zelInitFlag_;
+};
+
+}  // namespace Ormo
+
+#endif  // ORMO_SINGLE_OP_ZELNN_RUNNER_H
