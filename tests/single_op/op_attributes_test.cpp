@@ -1,0 +1,86 @@
+// Attributes, and what becomes of a request when one cannot be made. A program of its own: it
+// replaces malloc.
+#include <gmock/gmock.h>
+
+#include <cstddef>
+#include <string>
+
+#include "ormo/status.h"
+#include "single_op/op_request.h"
+#include "single_op/platform_context.h"
+#include "single_op/request_text.h"
+#include "support/log_capture.h"
+
+namespace {
+
+/// Blocks of this size are refused; 0: none.
+size_t refusedSize = 0;
+
+}  // namespace
+
+extern "C" void* __real_malloc(size_t size);  // NOLINT(bugprone-reserved-identifier): the linker's
+
+/// What stands in for malloc in the sources of this program.
+extern "C" void* __wrap_malloc(size_t size) {  // NOLINT(bugprone-reserved-identifier): the linker's
+  return size == refusedSize ? nullptr : __real_malloc(size);
+}
+
+namespace Ormo {
+namespace {
+
+using Test::Attr;
+using Test::LogCapture;
+using Test::ONE_FLOAT;
+using Test::Repeat;
+using Test::Request;
+
+class OpAttributes : public Test::PlatformContext {};
+
+struct AttrFault {
+  std::string function;  ///< of the platform; empty: malloc of `size` bytes
+  size_t size;
+  std::string type;
+  std::string value;
+  std::string line;
+};
+
+TEST_F(OpAttributes, AnAttributeThatCannotBeMadeFailsTheRequest) {
+  const std::string text = "\"" + std::string(40, 't') + "\"";
+  const AttrFault faults[] = {
+      {"", 16, "bool", "true", "malloc for bool attr failed!"},
+      {"", 16, "int", "7", "malloc for int64_t attr failed!"},
+      {"", 16, "float", "0.5", "malloc for float attr failed!"},
+      {"", 41, "string", text, "malloc for str attr failed!"},
+      {"", 6008, "list_int", "[1" + Repeat(",1", 750) + "]", "] is malloc failed!"},
+      {"memcpy_s", 0, "bool", "true", "memcpy_s for bool attr failed!"},
+      {"memcpy_s", 0, "int", "7", "memcpy_s for int64_t attr failed!"},
+      {"memcpy_s", 0, "float", "0.5", "memcpy_s for float attr failed!"},
+      {"memcpy_s", 0, "string", text, "memset_s or memcpy_s for str attr failed!"},
+      {"memset_s", 0, "string", text, "memset_s or memcpy_s for str attr failed!"},
+      {"memcpy_s", 0, "list_int", "[1]", "memcpy_s for int attr failed!"},
+      {"memcpy_s", 0, "list_float", "[1]", "memcpy_s for float attr failed!"},
+      {"memcpy_s", 0, "list_bool", "[true]", "memcpy_s for bool attr failed!"},
+      {"zelCreateIntArray", 0, "list_int", "[1]", "zelCreateIntArray failed!"},
+      {"zelCreateFloatArray", 0, "list_float", "[1]", "zelCreateFloatArray failed!"},
+      {"zelCreateBoolArray", 0, "list_bool", "[true]", "zelCreateBoolArray failed!"},
+  };
+  for (const AttrFault& fault : faults) {
+    SCOPED_TRACE(fault.line);
+    const std::string request = Request(ONE_FLOAT, "", Attr(fault.type, fault.value));
+    const LogCapture log(DLOG_ERROR);
+    ZelnnParamterInner inner;
+    if (!fault.function.empty()) {
+      OrmoHost::Fail(fault.function, 1, 9);
+    }
+    refusedSize = fault.size;
+    EXPECT_EQ(ZelnnParamterConstructor(request, inner), STATUS_FAILED);
+    refusedSize = 0;
+    EXPECT_TRUE(log.Contains(DLOG_ERROR, fault.line)) << ::testing::PrintToString(log.Messages());
+    EXPECT_TRUE(log.Contains(DLOG_ERROR, "Parse attr[a][" + fault.type + "] failed!"));
+    EXPECT_TRUE(log.Contains(DLOG_ERROR, "ZelnnParamter construct failed!"));
+    EXPECT_EQ(Left(), "");
+  }
+}
+
+}  // namespace
+}  // namespace Ormo

@@ -1,0 +1,234 @@
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+#include "ormo/status.h"
+#include "single_op/op_arguments.h"
+#include "single_op/op_registry.h"
+#include "single_op/platform_context.h"
+#include "single_op/request_text.h"
+#include "support/log_capture.h"
+
+namespace Ormo {
+namespace {
+
+using Test::AttentionRequest;
+using Test::Attr;
+using Test::LogCapture;
+using Test::ONE_FLOAT;
+using Test::Repeat;
+using Test::Request;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+constexpr char SCORE[] = "FlashAttentionScore";
+constexpr char QUERY[] = "zelnnFlashAttentionScoreGetWorkspaceSize";
+
+/// A request with an owner.
+class BuiltRequest {
+ public:
+  explicit BuiltRequest(const std::string& text) {
+    EXPECT_EQ(ZelnnParamterConstructor(text, inner), STATUS_SUCCESS) << text;
+  }
+
+  ~BuiltRequest() { ZelnnParamterDestructor(inner); }
+
+  BuiltRequest(const BuiltRequest&) = delete;
+  BuiltRequest& operator=(const BuiltRequest&) = delete;
+
+  int Launch() {
+    const std::unique_ptr<ReflectBase> launcher(CreateReflectedObjByName(inner.opType));
+    return launcher == nullptr ? 0 : launcher->Run(inner, nullptr, "the tiling");
+  }
+
+  ZelnnParamterInner inner;
+};
+
+class OpLauncher : public Test::PlatformContext {};
+
+TEST_F(OpLauncher, LaunchersAreFoundByTheirExactName) {
+  for (const char* name : {"flashattentionscore", "FlashAttentionScore ", "OrmoZelnn", ""}) {
+    EXPECT_EQ(CreateReflectedObjByName(name), nullptr) << name;
+  }
+  // The first of a name stays.
+  EXPECT_FALSE(RegisterReflectedObj(SCORE, nullptr));
+  EXPECT_NE(std::unique_ptr<ReflectBase>(CreateReflectedObjByName(SCORE)), nullptr);
+}
+
+TEST_F(OpLauncher, ArgumentsAreTakenByPositionAndType) {
+  BuiltRequest request(
+      Request(std::string("{},") + ONE_FLOAT, ONE_FLOAT,
+              Attr("float", "0.1") + "," + Attr("bool", "true") + "," + Attr("int", "-7.9") + "," +
+                  Attr("string", R"("tex\u00e9")") + "," + Attr("list_int", "[1]") + "," +
+                  Attr("list_float", "[1]") + "," + Attr("list_bool", "[true]") + "," +
+                  Attr("list_int", "[]") + "," + Attr("int", "1e300") + "," +
+                  Attr("int", "18446744073709551615") + "," + Attr("float", "1e300")));
+  ZelnnParamterInner& inner = request.inner;
+  EXPECT_THAT(inner.attrTypes, ElementsAre(0, 0, 0, 0, 1, 3, 2, 1, 0, 0, 0));
+  std::tuple<const zelTensor*, const zelTensor*, double, bool, int64_t, char*, const zelIntArray*,
+             zelFloatArray*, zelBoolArray*, zelIntArray*, int64_t, int64_t, double,
+             const zelTensor*, uint64_t*, zelOpExecutor**>
+      arguments;
+  const auto indices = std::make_index_sequence<std::tuple_size_v<decltype(arguments)>>();
+  ASSERT_TRUE(SetParamHelper(inner, indices, arguments));
+  const std::tuple expected(inner.inputs[0], inner.inputs[1], static_cast<double>(0.1F), true,
+                            int64_t{-7}, static_cast<char*>(inner.attrs[3]), inner.attrs[4],
+                            inner.attrs[5], inner.attrs[6], inner.attrs[7], INT64_MAX, INT64_MAX,
+                            HUGE_VAL, inner.outputs[0], &inner.workspaceSize, &inner.executor);
+  EXPECT_TRUE(arguments == expected);
+  EXPECT_STREQ(std::get<5>(arguments), "tex\u00e9");
+  EXPECT_EQ(
+      FuncExector([](const auto&... all) { return static_cast<int>(sizeof...(all)); }, arguments),
+      16);
+}
+
+/// The element's type is what decides: stores nothing, false and one line beyond the range.
+template <typename Argument>
+void ExpectOutOfRange(ZelnnParamterInner& inner, size_t index, const std::string& line) {
+  const LogCapture log(DLOG_ERROR);
+  Argument argument{};
+  EXPECT_FALSE(SetParamByZelnnRunParam(inner, index, &argument));
+  EXPECT_EQ(argument, Argument{});
+  EXPECT_THAT(log.Messages(), ElementsAre(line));
+}
+
+TEST_F(OpLauncher, IndicesOutOfRangeAreRefusedWithALine) {
+  BuiltRequest request(Request(ONE_FLOAT, ONE_FLOAT, Attr("int", "1")));
+  for (const size_t index : {size_t{1}, size_t{3}, SIZE_MAX}) {
+    ExpectOutOfRange<const zelTensor*>(request.inner, index,
+                                       "Tensor idx[" + std::to_string(index) + "] out of bounds!");
+  }
+  for (const size_t index : {size_t{0}, size_t{2}, SIZE_MAX}) {
+    const std::string line = "SetParamByZelnnRunParam attrs idx[" + std::to_string(index) +
+                             "];input size[1];attrs size[1]!";
+    ExpectOutOfRange<double>(request.inner, index, line);
+    ExpectOutOfRange<char*>(request.inner, index, line);
+  }
+}
+
+TEST_F(OpLauncher, AnExecutionIsToldStepByStep) {
+  BuiltRequest request(AttentionRequest());
+  const size_t blocks = OrmoHost::Alive().deviceBlocks;
+  const LogCapture log;
+  OrmoHost::Fail("zelrtSynchronizeStream", 1, 9);
+  OrmoHost::Fail("zelrtFree", 1, 9);
+  EXPECT_EQ(request.Launch(), STATUS_SUCCESS);
+  EXPECT_EQ(OrmoHost::PendingFaults(), 0U);
+  EXPECT_EQ(OrmoHost::Alive().deviceBlocks, blocks);
+  const std::string name = "OrmoZelnnFlashAttentionScore";
+  const std::string size = std::to_string(request.inner.workspaceSize);
+  EXPECT_THAT(
+      log.Messages(DLOG_DEBUG),
+      ElementsAre(
+          name + " run entry. inputs[7] attrs[9] outputs[4] total[22]",
+          name + ": zelnnFlashAttentionScoreGetWorkspaceSize with tiling[the tiling]",
+          StartsWith(name + " run: zelrtMalloc[" + size + "] for workspace["),
+          ::testing::AllOf(
+              StartsWith(name + ": zelnnFlashAttentionScoreRunWithWorkspace with workspace["),
+              HasSubstr("] workspaceLen[" + size + "]"))));
+  EXPECT_THAT(log.Messages(DLOG_INFO), ElementsAre(name + " run success."));
+}
+
+struct LaunchFault {
+  std::string function;
+  int status;
+  std::string line;
+};
+
+TEST_F(OpLauncher, EveryFailureHasItsStatusAndFreesTheWorkspace) {
+  const LaunchFault faults[] = {
+      {QUERY, STATUS_FAILED, "OrmoZelnnFlashAttentionScoreGetWorkspaceSize failed."},
+      {"zelrtMalloc", STATUS_FAILED, "OrmoZelnnFlashAttentionScore run: zelrtMalloc["},
+      {"zelnnFlashAttentionScore", 4711,
+       "OrmoZelnnFlashAttentionScore: zelnnFlashAttentionScore Failed."},
+  };
+  for (const LaunchFault& fault : faults) {
+    SCOPED_TRACE(fault.function);
+    BuiltRequest request(AttentionRequest());
+    const size_t blocks = OrmoHost::Alive().deviceBlocks;
+    const LogCapture log(DLOG_ERROR);
+    OrmoHost::Fail(fault.function, 1, 4711);
+    EXPECT_EQ(request.Launch(), fault.status);
+    EXPECT_TRUE(log.Contains(DLOG_ERROR, fault.line));
+    EXPECT_EQ(OrmoHost::Alive().deviceBlocks, blocks);
+    // The class's mutex is free again.
+    EXPECT_EQ(request.Launch(), STATUS_SUCCESS);
+    OrmoHost::Throw(fault.function, 1);
+    EXPECT_THROW(request.Launch(), std::runtime_error);
+    EXPECT_EQ(OrmoHost::Alive().deviceBlocks, blocks);
+    EXPECT_EQ(request.Launch(), STATUS_SUCCESS);
+  }
+}
+
+TEST_F(OpLauncher, CountsThatDoNotFitAreRefusedBeforeAnythingIsCalled) {
+  std::string text = AttentionRequest();
+  text.erase(text.find(",null"), 5);  // six inputs: position 6 is an attribute, 16 an output
+  BuiltRequest request(text);
+  OrmoHost::RecordCalls();
+  const LogCapture log(DLOG_ERROR);
+  EXPECT_EQ(request.Launch(), STATUS_FAILED);
+  EXPECT_THAT(log.Messages(),
+              ElementsAre("Tensor idx[6] out of bounds!",
+                          "SetParamByZelnnRunParam attrs idx[15];input size[6];attrs size[9]!",
+                          "Tensor idx[19] out of bounds!",
+                          "OrmoZelnnFlashAttentionScore run SetParam failed!"));
+  EXPECT_THAT(OrmoHost::Calls(), ::testing::IsEmpty());
+
+  request.inner.opType = "FlashAttentionScoreGrad";
+  const LogCapture gradLog;
+  EXPECT_EQ(request.Launch(), STATUS_FAILED);
+  EXPECT_TRUE(gradLog.Contains(DLOG_DEBUG,
+                               "OrmoZelnnFlashAttentionScoreGrad run entry. inputs[6] attrs[9] "
+                               "outputs[4] total[27]"));
+  EXPECT_TRUE(
+      gradLog.Contains(DLOG_ERROR, "OrmoZelnnFlashAttentionScoreGrad run SetParam failed!"));
+}
+
+TEST_F(OpLauncher, MisorderedAttributesEndInAStatus) {
+  const std::string kinds[] = {Attr("bool", "true"),         Attr("int", "-1"),
+                               Attr("float", "1"),           Attr("string", "\"\""),
+                               Attr("string", "\"BSH\""),    Attr("list_int", "[]"),
+                               Attr("list_float", "[1, 2]"), Attr("list_bool", "[true]")};
+  const std::string text = AttentionRequest();
+  const size_t attrsAt = text.find("\"attrs\":[") + 9;
+  for (const std::string& kind : kinds) {
+    const std::string attrs = kind + Repeat("," + kind, 8);
+    BuiltRequest request(text.substr(0, attrsAt) + attrs + "]}");
+    EXPECT_EQ(request.Launch(), STATUS_FAILED) << kind;
+  }
+}
+
+TEST_F(OpLauncher, QueriesOfOneOperatorWaitForEachOther) {
+  std::atomic<int> within{0};
+  std::atomic<int> most{0};
+  OrmoHost::OnCall(QUERY, OrmoHost::EVERY_CALL, [&within, &most] {
+    most = std::max<int>(most, ++within);
+    std::this_thread::yield();
+    --within;
+  });
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([this] {
+      ASSERT_EQ(zelrtSetCurrentContext(Context()), 0);
+      for (int run = 0; run < 50; ++run) {
+        BuiltRequest request(AttentionRequest());
+        EXPECT_EQ(request.Launch(), STATUS_SUCCESS);
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(most, 1);
+}
+
+}  // namespace
+}  // namespace Ormo

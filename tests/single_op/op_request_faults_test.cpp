@@ -1,0 +1,117 @@
+// Whatever fails while a request is built, all of it is released.
+#include <gmock/gmock.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <stdexcept>
+#include <string>
+
+#include "faults/failing_allocation.h"
+#include "ormo/status.h"
+#include "single_op/op_request.h"
+#include "single_op/platform_context.h"
+#include "single_op/request_text.h"
+#include "support/log_capture.h"
+
+namespace Ormo {
+namespace {
+
+using Test::Attr;
+using Test::FailingAllocation;
+using Test::LogCapture;
+using Test::ONE_FLOAT;
+using Test::Request;
+
+class OpRequestFaults : public Test::PlatformContext {};
+
+TEST_F(OpRequestFaults, ATensorThatCannotBeMadeLeavesANullSlot) {
+  struct TensorFault {
+    std::string function;
+    std::string line;
+    size_t buffers;
+  };
+
+  const TensorFault faults[] = {{"zelrtMalloc", "zelrtMalloc[6] failed!", 1},
+                                {"zelrtMemset", "zelrtMemset[6] failed!", 2},
+                                {"zelCreateTensor", "", 2}};
+  const std::string tensor = R"({"dtype":"float","origin_shape":[2,3]})";
+  for (const TensorFault& fault : faults) {
+    SCOPED_TRACE(fault.function);
+    const LogCapture log(DLOG_ERROR);
+    ZelnnParamterInner inner;
+    OrmoHost::Fail(fault.function, 1, 9);
+    ASSERT_EQ(ZelnnParamterConstructor(Request(tensor, tensor, ""), inner), STATUS_SUCCESS);
+    EXPECT_EQ(inner.inputs[0], nullptr);
+    EXPECT_NE(inner.outputs[0], nullptr);
+    EXPECT_EQ(inner.deviceBuffers.size(), fault.buffers);
+    EXPECT_EQ(log.Messages().size(), fault.line.empty() ? 0U : 1U);
+    EXPECT_TRUE(fault.line.empty() || log.Contains(DLOG_ERROR, fault.line));
+    ZelnnParamterDestructor(inner);
+    EXPECT_EQ(Left(), "");
+  }
+}
+
+/// A tensor each way and an attribute of every type.
+std::string FullRequest() {
+  return Request(ONE_FLOAT, ONE_FLOAT,
+                 Attr("int", "1") + "," + Attr("float", "1") + "," + Attr("bool", "true") + "," +
+                     Attr("string", "\"a text too long to be kept in place\"") + "," +
+                     Attr("list_int", "[1,2]") + "," + Attr("list_float", "[1,2]") + "," +
+                     Attr("list_bool", "[true,false]"));
+}
+
+TEST_F(OpRequestFaults, FailingReleasesDoNotKeepTheOthersFromHappening) {
+  for (const char* function : {"zelDestroyTensor", "zelrtFree", "zelDestroyIntArray",
+                               "zelDestroyFloatArray", "zelDestroyBoolArray"}) {
+    SCOPED_TRACE(function);
+    ZelnnParamterInner inner;
+    ASSERT_EQ(ZelnnParamterConstructor(FullRequest(), inner), STATUS_SUCCESS);
+    OrmoHost::Fail(function, 1, 9);
+    EXPECT_EQ(ZelnnParamterDestructor(inner), STATUS_SUCCESS);
+    EXPECT_EQ(OrmoHost::PendingFaults(), 0U);
+    EXPECT_EQ(Left(), "");
+  }
+}
+
+TEST_F(OpRequestFaults, OtherExceptionsComeOutWithEverythingReleased) {
+  const std::string requests[] = {
+      FullRequest(),
+      // Levels that the JSON library would need memory to destroy.
+      R"({"op_type":"a","op_type":[[[1],[2]],{"b":{"c":[]}}],"inputs":[[[[1]],{"d":[2]}]]})",
+      "[[[[[{\"a\":[[[",
+      Request("", "", Attr("list_int", R"({"a":[[1],2],"b":{}})")),
+  };
+  for (const std::string& request : requests) {
+    SCOPED_TRACE(request);
+    ZelnnParamterInner plain;
+    const int expected = ZelnnParamterConstructor(request, plain);
+    ZelnnParamterDestructor(plain);
+    int64_t nth = 0;
+    bool hasFailed = true;
+    while (hasFailed) {
+      ZelnnParamterInner inner;
+      bool hasThrown = false;
+      {
+        const FailingAllocation failing(++nth);
+        try {
+          EXPECT_EQ(ZelnnParamterConstructor(request, inner), expected);
+        } catch (const std::bad_alloc&) {
+          hasThrown = true;
+        }
+        hasFailed = failing.HasFailed();
+      }
+      EXPECT_EQ(hasThrown, hasFailed) << nth;
+      EXPECT_TRUE(!hasThrown || (inner.inputs.empty() && inner.attrs.empty())) << nth;
+      ZelnnParamterDestructor(inner);
+      EXPECT_EQ(Left(), "") << nth;
+    }
+    EXPECT_GT(nth, 5);
+  }
+  OrmoHost::Throw("zelCreateFloatArray", 1);
+  ZelnnParamterInner inner;
+  EXPECT_THROW(ZelnnParamterConstructor(FullRequest(), inner), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace Ormo

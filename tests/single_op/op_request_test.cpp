@@ -1,0 +1,339 @@
+#include "single_op/op_request.h"
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "ormo/status.h"
+#include "single_op/platform_context.h"
+#include "single_op/request_text.h"
+#include "support/log_capture.h"
+
+namespace Ormo {
+namespace {
+
+using Test::Attr;
+using Test::LogCapture;
+using Test::ONE_FLOAT;
+using Test::Repeat;
+using Test::Request;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::IsNull;
+using ::testing::NotNull;
+
+constexpr char BAD_TEXT[] = "ZelnnParamter construct failed, json str: ";
+constexpr char BAD_TYPE[] = "ZelnnParamter construct failed, errMsg: [json.exception.type_error.";
+constexpr char NO_OP_TYPE[] = "Can not find op_type in json or op_type is not str!";
+constexpr char REFUSED[] = "ZelnnParamter construct failed!";
+
+class OpRequest : public Test::PlatformContext {
+ protected:
+  /// Refused with -1 and that error line, and nothing to release.
+  void ExpectRefusal(const std::string& text, const std::string& line) {
+    SCOPED_TRACE(text.substr(0, 200));
+    const LogCapture log(DLOG_ERROR);
+    ZelnnParamterInner inner;
+    EXPECT_EQ(ZelnnParamterConstructor(text, inner), STATUS_FAILED);
+    EXPECT_TRUE(log.Contains(DLOG_ERROR, line)) << ::testing::PrintToString(log.Messages());
+    EXPECT_THAT(inner.inputs, IsEmpty());
+    EXPECT_THAT(inner.outputs, IsEmpty());
+    EXPECT_THAT(inner.attrs, IsEmpty());
+    EXPECT_THAT(inner.attrTypes, IsEmpty());
+    EXPECT_THAT(inner.deviceBuffers, IsEmpty());
+    EXPECT_EQ(Left(), "");
+  }
+};
+
+struct Refusal {
+  std::string text;
+  std::string line;
+};
+
+TEST_F(OpRequest, TextThatIsNoJsonIsRefused) {
+  const std::string texts[] = {
+      "",
+      " \n",
+      "{} x",
+      "{}{}",
+      "{\"op_type\":\"a\",}",
+      "{op_type:\"a\"}",
+      "{'op_type':'a'}",
+      "{\"op_type\" \"a\"}",
+      "{} // a comment",
+      "[1,]",
+      "[01]",
+      "[+1]",
+      "[.5]",
+      "[1.]",
+      "[0x10]",
+      "[-]",
+      "[1e999]",
+      "[NaN]",
+      "[Infinity]",
+      "nul",
+      "\"\\ud800\"",
+      "\"\\x41\"",
+      "\"a\nb\"",
+      "\"\xff\"",
+      "\"\xc0\x80\"",
+      "\"\xed\xa0\x80\"",
+      "\"\xf4\x90\x80\x80\"",
+      "\"\xe2\x82\"",
+      "\xef\xbb",
+      Repeat("[", 10000),
+      Repeat("{\"a\":", 10000),
+      Repeat("[", 10000) + Repeat("]", 9999),
+  };
+  for (const std::string& text : texts) {
+    ExpectRefusal(text, BAD_TEXT + text);
+  }
+  const std::string request = Request(ONE_FLOAT, "{}", Attr("list_int", "[1, -2]"));
+  for (size_t length = 0; length < request.size(); ++length) {
+    ExpectRefusal(request.substr(0, length), BAD_TEXT);
+  }
+}
+
+TEST_F(OpRequest, MissingAndWrongTopLevelKeysAreRefused) {
+  const std::string noInputs = "Can not find inputs in json or inputs is not array!";
+  const std::string noOutputs = "Can not find outputs in json or inputs is not array!";
+  const Refusal refusals[] = {
+      {"null", NO_OP_TYPE},
+      {"true", NO_OP_TYPE},
+      {"-12.5e3", NO_OP_TYPE},
+      {"\"op_type\"", NO_OP_TYPE},
+      {"[]", NO_OP_TYPE},
+      {"[{\"op_type\":\"a\"}]", NO_OP_TYPE},
+      {"{}", NO_OP_TYPE},
+      {"{\"op_type\":null}", NO_OP_TYPE},
+      {"{\"op_type\":1}", NO_OP_TYPE},
+      {"{\"op_type\":[\"a\"]}", NO_OP_TYPE},
+      {"{\"OP_TYPE\":\"a\"}", NO_OP_TYPE},
+      {"\xef\xbb\xbf{}", NO_OP_TYPE},
+      {Repeat("[", 10000) + Repeat("]", 10000), NO_OP_TYPE},
+      {Repeat("{\"a\":[", 10000) + Repeat("]}", 10000), NO_OP_TYPE},
+      {Repeat("{\"a\":", 10000) + "0" + Repeat("}", 10000), NO_OP_TYPE},
+      {R"({"op_type":"a"})", noInputs},
+      {R"({"op_type":"a","inputs":null})", noInputs},
+      {R"({"op_type":"a","inputs":{}})", noInputs},
+      {R"({"op_type":"a","inputs":"[]"})", noInputs},
+      {R"({"op_type":"a","inputs":[null]})", noOutputs},
+      {R"({"op_type":"a","inputs":[],"outputs":7})", noOutputs},
+      {R"({"op_type":"a","inputs":[],"outputs":[]})", REFUSED},
+      {R"({"op_type":"a","inputs":[],"outputs":[],"attrs":null})", REFUSED},
+      {R"({"op_type":"a","inputs":[],"outputs":[],"attrs":{}})", REFUSED},
+      {R"({"op_type":"a","op_type":[[1],{"b":[2]}],"inputs":[]})", NO_OP_TYPE},
+      // What was built of the inputs is released again.
+      {std::string(R"({"op_type":"a","inputs":[)") + ONE_FLOAT + "]}", noOutputs},
+      {std::string(R"({"op_type":"a","outputs":[)") + ONE_FLOAT + R"(],"inputs":[)" + ONE_FLOAT +
+           "]}",
+       REFUSED},
+  };
+  for (const Refusal& refusal : refusals) {
+    ExpectRefusal(refusal.text, refusal.line);
+  }
+}
+
+TEST_F(OpRequest, WrongAttributesAreRefused) {
+  const std::string failed = "Parse attr[a]";
+  const std::string deepArray = Repeat("[", 100000) + Repeat("]", 100000);
+  const std::string deepObject = Repeat("{\"\\u0001k\":[0,", 50000) + "1.50" + Repeat("]}", 50000);
+  const Refusal refusals[] = {
+      {"null", BAD_TYPE},
+      {"5", BAD_TYPE},
+      {"\"int\"", BAD_TYPE},
+      {"[]", BAD_TYPE},
+      {"{}", "Can not find name in attr[3]!"},
+      {R"({"dtype":"int","value":1})", "Can not find name in attr[3]!"},
+      {R"({"name":"a","value":1})", "Can not find dtype in attr[3]!"},
+      {R"({"name":"a","dtype":"int"})", "Can not find value in attr[3]!"},
+      {R"({"name":"a","dtype":5,"value":1})", BAD_TYPE},
+      {R"({"name":5,"dtype":"list_int","value":1})", BAD_TYPE},
+      {Attr("double", "1"), "Can not find support type[double] to attr!"},
+      {Attr("Int", "1"), "Can not find support type[Int] to attr!"},
+      {Attr("", "1"), "Can not find support type[] to attr!"},
+      {Attr("bool", "1"), BAD_TYPE},
+      {Attr("bool", "\"true\""), BAD_TYPE},
+      {Attr("int", "\"1\""), BAD_TYPE},
+      {Attr("int", "true"), BAD_TYPE},
+      {Attr("int", "null"), BAD_TYPE},
+      {Attr("int", "[1]"), BAD_TYPE},
+      {Attr("int", deepArray), BAD_TYPE},
+      {Attr("float", "\"1\""), BAD_TYPE},
+      {Attr("float", "false"), BAD_TYPE},
+      {Attr("string", "1"), BAD_TYPE},
+      {Attr("string", "null"), BAD_TYPE},
+      {Attr("list_int", "5"), "attrValue[5] is not int array!"},
+      {Attr("list_int", R"({"b": [1, 2.0], "a" : {"c": null}})"),
+       R"(attrValue[{"a":{"c":null},"b":[1,2.0]}] is not int array!)"},
+      {Attr("list_int", "\"\u00fc\\n\""), "attrValue[\"\u00fc\\n\"] is not int array!"},
+      {Attr("list_int", "null"), failed + "[list_int] failed!"},
+      {Attr("list_float", "\"1\""), "attrValue[\"1\"] is not float array!"},
+      {Attr("list_bool", "{}"), "attrValue[{}] is not bool array!"},
+      {Attr("list_bool", deepObject),
+       "attrValue[" + Repeat("{\"\\u0001k\":[0,", 50000) + "1.5" + Repeat("]}", 50000) + "]"},
+      {Attr("list_int", "[1,\"2\"]"), BAD_TYPE},
+      {Attr("list_int", "[true]"), BAD_TYPE},
+      {Attr("list_int", "[[1]]"), BAD_TYPE},
+      {Attr("list_float", "[1,null]"), BAD_TYPE},
+      {Attr("list_float", "[true]"), BAD_TYPE},
+      {Attr("list_bool", "[true,1]"), BAD_TYPE},
+      {Attr("list_bool", deepArray), BAD_TYPE},
+  };
+  // Something of every kind stands before it, and is released.
+  const std::string before =
+      Attr("list_bool", "[true]") + "," + Attr("list_float", "[1]") + "," + Attr("string", "\"\"");
+  for (const Refusal& refusal : refusals) {
+    ExpectRefusal(Request(ONE_FLOAT, ONE_FLOAT, before + "," + refusal.text), refusal.line);
+  }
+}
+
+TEST_F(OpRequest, WrongShapesAreRefused) {
+  const std::string manyOnes = "[1" + Repeat(",1", 25) + "]";
+  const Refusal refusals[] = {
+      {"\"origin_shape\":" + manyOnes, "origin_shape has 26 dimensions, more than 25!"},
+      {"\"shape\":" + manyOnes, "shape has 26 dimensions, more than 25!"},
+      {"\"origin_shape\":[\"1\"]", BAD_TYPE},
+      {"\"origin_shape\":[1,null]", BAD_TYPE},
+      {"\"origin_shape\":[true]", BAD_TYPE},
+      {"\"shape\":[[1]]", BAD_TYPE},
+  };
+  for (const Refusal& refusal : refusals) {
+    const std::string tensor = R"({"dtype":"float",)" + refusal.text + "}";
+    ExpectRefusal(Request(ONE_FLOAT, tensor, ""), refusal.line);
+  }
+}
+
+// ---- Tensors ----
+
+struct TensorCase {
+  std::string element;
+  std::string created;  ///< arguments of the creation; empty: a null slot
+  uint64_t bytes;       ///< accounted on the device
+  std::string line;     ///< the only error line; empty: none
+};
+
+/// What the platform was asked for, in this program.
+std::string lastTensor;
+
+std::string ShapeText(const int64_t* dims, int64_t count) {
+  std::string text = std::to_string(count) + ":";
+  for (int64_t i = 0; i < count; ++i) {
+    text += " " + std::to_string(dims[i]);
+  }
+  return text;
+}
+
+TEST_F(OpRequest, TensorsTakeDefaultsForWhatIsMissingOrWrong) {
+  const std::string large = "9223372036854775807";
+  const std::string noType = "TensorSize[1]GetSizeInBytes[28] failed!";
+  const TensorCase cases[] = {
+      {"null", "", 0, ""},
+      {"{}", "", 0, ""},
+      {"[]", "", 0, ""},
+      {"5", "", 0, noType},
+      {"\"dtype\"", "", 0, noType},
+      {"[1]", "", 0, noType},
+      {R"({"name":"x"})", "", 0, noType},
+      {R"({"dtype":0})", "", 0, noType},
+      {R"({"dtype":"floaty"})", "", 0, noType},
+      {R"({"dtype":"DT_FLOAT"})", "", 0, noType},
+      {R"({"origin_shape":[2,3]})", "", 0, "TensorSize[6]GetSizeInBytes[28] failed!"},
+      {R"({"dtype":"float16"})", "1 48 view -1: storage -1: data", 512, ""},
+      {R"({"dtype":"fLoat16","origin_shape":[]})", "1 48 view 0: storage -1: data", 512, ""},
+      {R"({"dtype":"float","origin_shape":{}})", "0 48 view -1: storage -1: data", 512, ""},
+      {R"({"dtype":"float","origin_shape":[2,3],"shape":[6,1],"origin_format":"ND"})",
+       "0 2 view 2: 2 3 storage 2: 6 1 data", 512, ""},
+      {R"({"dtype":"float","origin_format":"nd","shape":"6"})", "0 48 view -1: storage -1: data",
+       512, ""},
+      {R"({"dtype":"float","origin_shape":[128],"dtype":"double","origin_format":2})",
+       "11 48 view 1: 128 storage -1: data", 1024, ""},
+      {R"({"dtype":"float","origin_shape":[4611686018427387904,0,4]})",
+       "0 48 view 3: 4611686018427387904 0 4 storage -1: null", 0, ""},
+      {R"({"origin_shape":[0]})", "28 48 view 1: 0 storage -1: null", 0, ""},
+      {R"({"dtype":"int8","origin_shape":[2.9,3e0,-1e-3]})", "2 48 view 3: 2 3 0 storage -1: null",
+       0, ""},
+      {R"({"dtype":"int8","origin_shape":[2],"shape":[1e300,-1e300,18446744073709551615]})",
+       "2 48 view 1: 2 storage 3: " + large + " -9223372036854775808 " + large + " data", 512, ""},
+      {R"({"dtype":"int8","origin_shape":[1)" + Repeat(",1", 24) + "]}",
+       "2 48 view 25:" + Repeat(" 1", 25) + " storage -1: data", 512, ""},
+      {R"({"dtype":"float","origin_shape":[-2]})", "", 0,
+       "TensorSize[18446744073709551614]GetSizeInBytes[0] failed!"},
+      {R"({"dtype":"int8","origin_shape":[4294967296,4294967296]})", "", 0,
+       "TensorSize[18446744073709551615]GetSizeInBytes[2] failed!"},
+      {R"({"dtype":"float","origin_shape":[)" + large + "]}", "", 0,
+       "TensorSize[" + large + "]GetSizeInBytes[0] failed!"},
+      {R"({"dtype":"float","origin_shape":[1099511627776]})", "", 0,
+       "zelrtMalloc[1099511627776] failed!"},
+  };
+  for (const TensorCase& row : cases) {
+    SCOPED_TRACE(row.element);
+    const LogCapture log(DLOG_ERROR);
+    const uint64_t before = OrmoHost::Alive().deviceBytes;
+    ZelnnParamterInner inner;
+    lastTensor.clear();
+    ASSERT_EQ(ZelnnParamterConstructor(Request(row.element, "", ""), inner), STATUS_SUCCESS);
+    EXPECT_EQ(lastTensor, row.created);
+    ASSERT_EQ(inner.inputs.size(), 1U);
+    EXPECT_EQ(inner.deviceBuffers.size(), row.created.empty() ? 0U : 1U);
+    EXPECT_EQ(OrmoHost::Alive().deviceBytes - before, row.bytes);
+    const std::vector<std::string> lines =
+        row.line.empty() ? std::vector<std::string>() : std::vector<std::string>{row.line};
+    EXPECT_EQ(log.Messages(), lines);
+    EXPECT_EQ(ZelnnParamterDestructor(inner), STATUS_SUCCESS);
+    EXPECT_EQ(Left(), "");
+  }
+}
+
+TEST_F(OpRequest, DeviceMemoryBeginsAsZeros) {
+  ZelnnParamterInner inner;
+  const std::string tensor = R"({"dtype":"int8","origin_shape":[3,100]})";
+  ASSERT_EQ(ZelnnParamterConstructor(Request("{}," + tensor, tensor, ""), inner), STATUS_SUCCESS);
+  EXPECT_THAT(inner.inputs, ElementsAre(IsNull(), NotNull()));
+  EXPECT_THAT(inner.outputs, ElementsAre(NotNull()));
+  ASSERT_THAT(inner.deviceBuffers, ElementsAre(NotNull(), NotNull()));
+  for (void* buffer : inner.deviceBuffers) {
+    std::vector<char> bytes(300, 'x');
+    ASSERT_EQ(zelrtMemcpy(bytes.data(), 300, buffer, 300, ZEL_MEMCPY_DEVICE_TO_HOST), 0);
+    EXPECT_EQ(bytes, std::vector<char>(300, '\0'));
+  }
+  inner.stream = &inner;
+  ZelnnParamterDestructor(inner);
+  EXPECT_EQ(inner.opType, "Any");
+  EXPECT_EQ(inner.stream, nullptr);
+}
+
+TEST_F(OpRequest, LargeTextsEndInTime) {
+  const std::string large(64U << 20U, 'x');
+  ZelnnParamterInner inner;
+  const std::string attr = Attr("string", "\"" + large + "\"");
+  ASSERT_EQ(ZelnnParamterConstructor(Request("", "", attr, large), inner), STATUS_SUCCESS);
+  EXPECT_EQ(inner.opType, large);
+  EXPECT_EQ(std::strlen(static_cast<char*>(inner.attrs[0])), large.size());
+  ZelnnParamterDestructor(inner);
+  ExpectRefusal(Request("", "", Attr(large, "1")), "Can not find support type[x");
+  ExpectRefusal("\"" + large, BAD_TEXT);
+}
+
+}  // namespace
+}  // namespace Ormo
+
+/// The platform's, with its arguments written down.
+extern "C" zelTensor* zelCreateTensor(const int64_t* viewDims, int64_t viewDimCount,
+                                      int32_t dataType, const int64_t* strides, int64_t offset,
+                                      int32_t format, const int64_t* storageDims,
+                                      int64_t storageDimCount, void* deviceData) {
+  static const auto create =
+      reinterpret_cast<decltype(&zelCreateTensor)>(dlsym(RTLD_NEXT, "zelCreateTensor"));
+  EXPECT_EQ(strides, nullptr);
+  EXPECT_EQ(offset, 0);
+  Ormo::lastTensor = std::to_string(dataType) + " " + std::to_string(format) + " view " +
+                     Ormo::ShapeText(viewDims, viewDimCount) + " storage " +
+                     Ormo::ShapeText(storageDims, storageDimCount) +
+                     (deviceData == nullptr ? " null" : " data");
+  return create(viewDims, viewDimCount, dataType, strides, offset, format, storageDims,
+                storageDimCount, deviceData);
+}
