@@ -60,6 +60,7 @@ double MeasureLoop(ox::Session& session, const ox::Graph& graph) {
   std::vector<RunnerRunResult> results;
   Require(OrmoOnlineRun(graph, config, results) == 0 && results.size() == LOOP);
   std::vector<uint64_t> starts;
+  starts.reserve(results.size());
   for (const RunnerRunResult& result : results) {
     starts.push_back(result.opInfos.at(0).startTime);
   }
@@ -121,7 +122,7 @@ double RunBareLoop(ox::Session& session, const ox::Graph& graph) {
 
 /// Target: at most 10 us more than a bare loop of round trips.
 void LoopOverEmptyGraph(benchmark::State& state) {
-  setenv("ORMO_PROF_END", "close", 1);
+  setenv("ORMO_PROF_END", "close", 1);  // NOLINT(concurrency-mt-unsafe): the only thread
   Require(OrmoOnlineRunnerInit({{0}}) == 0);
   {
     ox::Session session;

@@ -12,8 +12,6 @@ namespace Ormo::Test {
 namespace {
 
 using nlohmann::json;
-using testing::Each;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::SizeIs;
