@@ -67,6 +67,7 @@ void ZelnnRunManager::DestroyResource() {
 }
 
 int ZelnnRunManager::Process(const ZelnnRunConfig& config, RunInfo& runInfo) const {
+  const std::lock_guard<std::mutex> lock(runMutex_);
   if (MakeContextCurrent(context) != STATUS_SUCCESS) {
     return STATUS_FAILED;
   }

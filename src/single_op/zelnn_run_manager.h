@@ -4,6 +4,7 @@
 #define ORMO_SINGLE_OP_ZELNN_RUN_MANAGER_H
 
 #include <cstdint>
+#include <mutex>
 #include <string>
 
 #include "ormo/runner_types.h"
@@ -13,8 +14,8 @@
 
 namespace Ormo {
 
-/// Owns a device and its context from Init to Finalize and runs measuring requests on it. Used by
-/// the device's worker thread, but for Finalize; the destructor releases nothing.
+/// Owns a device and its context from Init to Finalize and runs measuring requests on it, one at a
+/// time. Used by the device's workers, but for Finalize; the destructor releases nothing.
 class ZelnnRunManager {
  public:
   ZelnnRunManager() = default;
@@ -47,6 +48,9 @@ class ZelnnRunManager {
   uint32_t deviceId = 0;
   zelrtContext context = nullptr;
   std::string socVersion;
+  /// Held by a run: a subscription takes in all operators of the device, so that a second worker of
+  /// it has to wait.
+  mutable std::mutex runMutex_;
 };
 
 }  // namespace Ormo

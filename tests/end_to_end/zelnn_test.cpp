@@ -1,0 +1,201 @@
+// Single operators measured as a tuner does it.
+#include "support/zelnn_test.h"
+
+#include <gmock/gmock.h>
+
+#include <map>
+#include <thread>
+
+#include "ormo/ormo_error_manager.h"
+#include "support/log_capture.h"
+
+namespace Ormo {
+namespace {
+
+using OrmoHost::CallCount;
+using Test::AttentionGradRequest;
+using Test::AttentionRequest;
+using Test::LogCapture;
+using Test::MakeOpConfig;
+using Test::Request;
+using Test::ZelnnTest;
+using ::testing::AllOf;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Key;
+using ::testing::Pair;
+
+// A result that no measurement gives.
+RunnerResult MakeStaleResult() {
+  return {1, 2, {{"stale", 3}}, {{"stale", 4}}};
+}
+
+void ExpectReset(const RunnerResult& result) {
+  EXPECT_EQ(result.totalCostTime + result.runCostTime, 0U);
+  EXPECT_THAT(result.opCostTimes, IsEmpty());
+  EXPECT_THAT(result.aicoreCostTimes, IsEmpty());
+}
+
+void ExpectStale(const RunnerResult& result) {
+  EXPECT_EQ(result.totalCostTime, 1U);
+  EXPECT_EQ(result.runCostTime, 2U);
+  EXPECT_THAT(result.opCostTimes, ElementsAre(Pair("stale", 3)));
+  EXPECT_THAT(result.aicoreCostTimes, ElementsAre(Pair("stale", 4)));
+}
+
+class ZelnnMeasurementTest : public ZelnnTest {
+ protected:
+  int Run(const std::string& request, uint32_t loop = 1) {
+    return OrmoZelnnRun(MakeOpConfig(request, loop), result_);
+  }
+
+  static std::string Reason() { return OrmoErrorManager::GetInstance().OrmoGetErrorMessage(); }
+
+  RunnerResult result_ = MakeStaleResult();
+};
+
+TEST_F(ZelnnMeasurementTest, FiguresAreThoseOfThePlatformsOwnAccount) {
+  Init();
+  for (const auto& [name, request] : {std::pair("FlashAttentionScore", AttentionRequest()),
+                                      {"FlashAttentionScoreGrad", AttentionGradRequest()}}) {
+    SCOPED_TRACE(name);
+    OrmoHost::KeepAccount();
+    ASSERT_EQ(Run(request, 5), STATUS_SUCCESS);
+    const auto account = OrmoHost::Account();
+    ASSERT_THAT(account, ElementsAre(Key(name)));
+    EXPECT_EQ(account.at(name).executions, 5U);
+    EXPECT_THAT(result_.opCostTimes, ElementsAre(Pair(name, account.at(name).duration / 5)));
+    EXPECT_THAT(result_.aicoreCostTimes, ElementsAre(Pair(name, account.at(name).core / 5)));
+    EXPECT_EQ(result_.totalCostTime, result_.opCostTimes.at(name))
+        << "one operator is all there is";
+    EXPECT_EQ(result_.runCostTime, 0U);
+  }
+}
+
+TEST_F(ZelnnMeasurementTest, TheDefaultEndingGivesTheSameFigures) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
+  unsetenv("ORMO_PROF_END");
+  Init();
+  OrmoHost::KeepAccount();
+  ASSERT_EQ(Run(AttentionRequest()), STATUS_SUCCESS);
+  EXPECT_EQ(result_.totalCostTime, OrmoHost::Account().at("FlashAttentionScore").duration);
+}
+
+TEST_F(ZelnnMeasurementTest, WithoutRecordsTheResultStaysAndAfterAFailureItIsReset) {
+  Init();
+  EXPECT_EQ(Run(AttentionRequest(), 0), STATUS_SUCCESS);
+  ExpectStale(result_);
+  for (const char* request :
+       {"{", R"({"op_type":"Unknown","inputs":[],"outputs":[],"attrs":[]})"}) {
+    result_ = MakeStaleResult();
+    EXPECT_EQ(Run(request), STATUS_FAILED);
+    ExpectReset(result_);
+  }
+  result_ = MakeStaleResult();
+  OrmoHost::Fail("zelnnFlashAttentionScore", 3, 207001);
+  EXPECT_EQ(Run(AttentionRequest(), 5), STATUS_FAILED) << "some records came";
+  ExpectReset(result_);
+}
+
+TEST_F(ZelnnMeasurementTest, AnOperatorThatRefusesSaysWhyToItsCaller) {
+  Init();
+  OrmoErrorManager::GetInstance().OrmoGenWorkStreamIdDefault();
+  std::string request = AttentionRequest();
+  request.replace(request.find("BSH"), 3, "SHB");
+  EXPECT_EQ(Run(request), STATUS_FAILED);
+  EXPECT_THAT(Reason(), HasSubstr("FlashAttentionScore: layout"));
+}
+
+TEST_F(ZelnnMeasurementTest, LinesNameTheirSourcesAndADeviceThatCouldNotBeSetUpIsTriedAgain) {
+  Init();
+  OrmoHost::Fail("zelrtCreateContext", 1, 207001);
+  LogCapture log(DLOG_INFO);
+  EXPECT_EQ(Run(AttentionRequest()), STATUS_FAILED);
+  EXPECT_EQ(Run(AttentionRequest()), STATUS_SUCCESS);
+  OrmoZelnnRunnerFinalize();
+  for (const auto& [file, text] : std::multimap<std::string, std::string>{
+           {"zelnn_run_manager.cpp", "Create context failed, ret : 207001"},
+           {"zelnn_run_manager.cpp", "Init run manager resource failed"},
+           {"zelnn_run_task.cpp", "Init run manager failed"},
+           {"zelnn_run_manager.cpp", "Set device 0"},
+           {"zelnn_run_task.cpp", "Run task on device [0] end."},
+           {"zelnn_runner.cpp", "Process running finished"},
+           {"zelnn_run_manager.cpp", "Reset device 0"},
+           {"zelnn_runner.cpp", "Zel finalize"},
+           {"zelnn_runner.cpp", "Finalize running finished"}}) {
+    EXPECT_EQ(log.Find(text).file, file) << text;
+  }
+}
+
+TEST_F(ZelnnMeasurementTest, DevicesThatDoNotExistAreReported) {
+  struct Case {
+    uint32_t devices;
+    std::vector<uint32_t> requested;
+    const char* reason;
+  };
+
+  for (const Case& test : {Case{2, {0, 5}, "Device [5] does not exist"},
+                           {0, {}, "No available device. Please check the device status"}}) {
+    OrmoHost::SetDeviceCount(test.devices);
+    OrmoErrorManager::GetInstance().OrmoGenWorkStreamIdDefault();
+    LogCapture log(DLOG_ERROR);
+    OrmoHost::RecordCalls();
+    EXPECT_EQ(OrmoZelnnRunnerInit({test.requested}), STATUS_FAILED);
+    EXPECT_EQ(CallCount("zelFinalize"), 1U);
+    EXPECT_EQ(log.Find(test.reason).file, "zelnn_runner.cpp");
+    EXPECT_THAT(Reason(), AllOf(HasSubstr("EG0013"), HasSubstr(test.reason)));
+  }
+}
+
+TEST_F(ZelnnMeasurementTest, AnEnvironmentThatIsNotDeployedIsOnlyLogged) {
+  OrmoErrorManager::GetInstance().OrmoGenWorkStreamIdDefault();
+  LogCapture log(DLOG_ERROR);
+  OrmoHost::Fail("zelInit", 1, 507008);
+  EXPECT_EQ(OrmoZelnnRunnerInit({}), STATUS_FAILED);
+  EXPECT_THAT(log.Messages(), ElementsAre("Init zel failed, ret : 507008"));
+  EXPECT_EQ(Reason(), "");
+}
+
+TEST_F(ZelnnMeasurementTest, OutsideInitialisationNothingIsTouched) {
+  for (const bool wasInitialised : {false, true}) {
+    SCOPED_TRACE(wasInitialised);
+    if (wasInitialised) {
+      Init();
+      Init();
+      OrmoZelnnRunnerFinalize();
+    }
+    LogCapture log(DLOG_ERROR);
+    EXPECT_EQ(Run(AttentionRequest()), STATUS_FAILED);
+    ExpectStale(result_);
+    OrmoZelnnRunnerFinalize();
+    EXPECT_EQ(log.Messages().size(), 2U);
+    EXPECT_THAT(log.Messages(), Each("ZelnnRunner runner has not been initialized"));
+  }
+}
+
+TEST_F(ZelnnMeasurementTest, SeveralCallersMeasureAtOnceOnTwoDevicesAndWithTwoWorkersOfOne) {
+  for (const std::vector<uint32_t>& devices : {std::vector<uint32_t>{0, 1}, {0, 0}}) {
+    Init(devices);
+    std::vector<std::thread> callers;
+    for (const bool isGradient : {false, true, false, true}) {
+      callers.emplace_back([isGradient] {
+        const std::string request = isGradient ? AttentionGradRequest() : AttentionRequest();
+        const char* name = isGradient ? "FlashAttentionScoreGrad" : "FlashAttentionScore";
+        for (int round = 0; round < 10; ++round) {
+          RunnerResult result = MakeStaleResult();
+          EXPECT_EQ(OrmoZelnnRun(MakeOpConfig(request, 3), result), STATUS_SUCCESS);
+          EXPECT_THAT(result.opCostTimes, ElementsAre(Pair(name, result.totalCostTime)));
+        }
+      });
+    }
+    for (std::thread& caller : callers) {
+      caller.join();
+    }
+    OrmoZelnnRunnerFinalize();
+  }
+}
+
+}  // namespace
+}  // namespace Ormo
