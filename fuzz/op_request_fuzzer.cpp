@@ -1,0 +1,80 @@
+// Reads any text as an operator request, launches what it describes on the host platform, and holds
+// the reader against the JSON library's own.
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "dlog/dlog.h"
+#include "error_manager/error_manager.h"
+#include "ormo/status.h"
+#include "ormo_host/control.h"
+#include "single_op/op_registry.h"
+#include "single_op/op_request.h"
+#include "single_op/request_json.h"
+#include "zel/zel.h"
+
+namespace {
+
+/// So that no operator has much to do.
+constexpr size_t DEVICE_MEMORY = size_t{32} << 10U;
+
+void Require(bool condition, const char* what) {
+  if (!condition) {
+    std::fprintf(stderr, "This does not hold: %s\n", what);
+    std::abort();
+  }
+}
+
+/// What is alive when no request is.
+std::string PreparePlatform() {
+  OrmoHost::SetMemorySize(DEVICE_MEMORY);
+  OrmoHost::CaptureLog(DLOG_DEBUG);  // so that every line is made
+  zelrtContext context = nullptr;
+  Require(zelInit("") == 0 && zelrtSetDevice(0) == 0 && zelrtCreateContext(&context, 0) == 0,
+          "the platform is ready");
+  return OrmoHost::Alive().ToString();
+}
+
+void CompareReaders(const std::string& text) {
+  const Ormo::RequestJson request(text);
+  const auto reference = nlohmann::json::parse(text, nullptr, false);
+  Require(request.IsValid() != reference.is_discarded(), "both take the same texts");
+  if (request.IsValid()) {
+    Require(request.Root() == reference, "both read the same");
+    Require(Ormo::CompactText(request.Root()) == reference.dump(), "both print the same");
+  }
+}
+
+void Launch(const std::string& text) {
+  Ormo::ZelnnParamterInner inner;
+  if (Ormo::ZelnnParamterConstructor(text, inner) == Ormo::STATUS_SUCCESS) {
+    Require(inner.attrs.size() == inner.attrTypes.size(), "every attribute has its type");
+    const std::unique_ptr<Ormo::ReflectBase> launcher(Ormo::CreateReflectedObjByName(inner.opType));
+    if (launcher != nullptr) {
+      launcher->Run(inner, nullptr, "");
+    }
+  } else {
+    Require(inner.inputs.empty() && inner.outputs.empty() && inner.deviceBuffers.empty() &&
+                inner.attrs.empty() && inner.attrTypes.empty(),
+            "a refused request leaves nothing");
+  }
+  Ormo::ZelnnParamterDestructor(inner);
+}
+
+}  // namespace
+
+// NOLINTNEXTLINE(readability-identifier-naming): the fuzzing library's
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  static const std::string atRest = PreparePlatform();
+  const std::string text(reinterpret_cast<const char*>(data), size);
+  CompareReaders(text);
+  Launch(text);
+  Require(OrmoHost::Alive().ToString() == atRest, "nothing is left on the platform");
+  OrmoHost::ClearCapturedLog();
+  ErrorManager::GetInstance().GetErrorMessage();
+  return 0;
+}
