@@ -21,6 +21,10 @@ using Work = std::function<int()>;
 /// second and so on. The last one stands for all further calls.
 using ExpectedStatuses = std::map<std::string, std::vector<int>>;
 
+/// In place of a status: STATUS_FAILED or none, as it falls. For a function that the worker and the
+/// reader of its records both call.
+constexpr int FAILED_OR_NOT = 1;
+
 /// All rows of the tables; those of a later table replace those of an earlier one.
 ExpectedStatuses Join(std::initializer_list<ExpectedStatuses> tables);
 

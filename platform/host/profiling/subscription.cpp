@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -115,10 +116,15 @@ Record Subscription::MakeRecord(const StepTiming& timing) const {
   record.start = timing.start;
   record.end = timing.end;
   record.core = timing.core;
-  bool isStep = timing.step != WHOLE_EXECUTION;
-  StepLabel label = isStep ? labels_[timing.step] : StepLabel{STEP_TYPE, STEP_TYPE};
-  label.name.copy(record.name, sizeof(record.name) - 1);
-  label.type.copy(record.type, sizeof(record.type) - 1);
+  // Views: nobody could be told of an exception on this thread.
+  std::string_view name = STEP_TYPE;
+  std::string_view type = STEP_TYPE;
+  if (timing.step != WHOLE_EXECUTION) {
+    name = labels_[timing.step].name;
+    type = labels_[timing.step].type;
+  }
+  name.copy(record.name, sizeof(record.name) - 1);
+  type.copy(record.type, sizeof(record.type) - 1);
   return record;
 }
 

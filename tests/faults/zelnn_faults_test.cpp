@@ -1,0 +1,132 @@
+// The same for single operators.
+#include "faults/fault_sweep.h"
+#include "faults/shared_statuses.h"
+#include "faults/works.h"
+#include "support/zelnn_test.h"
+
+namespace Ormo::Test {
+namespace {
+
+constexpr uint32_t LOOP = 2;
+
+// A tensor that cannot be made is one that the operator lacks.
+const ExpectedStatuses RUN = Join({LOCK,
+                                   RECORDS,
+                                   {{"zelrtSetCurrentContext", {STATUS_FAILED}},
+                                    {"ProfOpSubscribe", {STATUS_FAILED}},
+                                    {"ProfOpUnSubscribe", {STATUS_FAILED}},
+                                    {"TypeUtils::SerialStringToDataType", {STATUS_FAILED}},
+                                    {"GetSizeInBytes", {STATUS_FAILED}},
+                                    {"memset_s", {FAILED_OR_NOT}},
+                                    {"memcpy_s", {STATUS_FAILED}},
+                                    {"zelrtMalloc", {STATUS_FAILED}},
+                                    {"zelrtMemset", {STATUS_FAILED}},
+                                    {"zelrtFree", {0}},
+                                    {"zelrtSynchronizeStream", {0}},
+                                    {"zelCreateTensor", {STATUS_FAILED}},
+                                    {"zelCreateIntArray", {STATUS_FAILED}},
+                                    {"zelDestroyTensor", {0}},
+                                    {"zelDestroyIntArray", {0}},
+                                    {"zelnnFlashAttentionScoreGetWorkspaceSize", {STATUS_FAILED}},
+                                    {"zelnnFlashAttentionScore", {STATUS_FAILED}}}});
+const ExpectedStatuses LIFE = Join({RUN,
+                                    CLAIMING,
+                                    {{"zelInit", {STATUS_FAILED}},
+                                     {"zelrtGetDeviceCount", {STATUS_FAILED}},
+                                     {"zelrtSetDevice", {STATUS_FAILED}},
+                                     {"zelrtCreateContext", {STATUS_FAILED}},
+                                     // It is set for the set-up, the run and the release.
+                                     {"zelrtSetCurrentContext", {0, STATUS_FAILED, 0}},
+                                     {"zelrtGetSocName", {0}},
+                                     {"zelrtDestroyContext", {0}},
+                                     {"zelrtResetDevice", {0}},
+                                     {"zelFinalize", {0}}}});
+
+class ZelnnFaultsTest : public FaultSweepTest {
+ protected:
+  void Finalize() override { OrmoZelnnRunnerFinalize(); }
+
+  void Restart() override {
+    OrmoZelnnRunnerFinalize();
+    OrmoHost::Reset();
+    Init();
+  }
+
+  static void Init() { ASSERT_EQ(OrmoZelnnRunnerInit({}), STATUS_SUCCESS); }
+
+  const Work run_ = [] {
+    RunnerResult result;
+    const int status = OrmoZelnnRun(MakeOpConfig(AttentionRequest(), LOOP), result);
+    EXPECT_EQ(result.opCostTimes.size(), status == STATUS_SUCCESS ? 1U : 0U);
+    EXPECT_EQ(result.aicoreCostTimes.size(), result.opCostTimes.size());
+    return status;
+  };
+  const Work live_ = [this] {
+    RemoveLocks(directory_ / "ormo_data");
+    const int status = OrmoZelnnRunnerInit({});
+    if (status != STATUS_SUCCESS) {
+      return status;
+    }
+    try {
+      const int runStatus = run_();
+      OrmoZelnnRunnerFinalize();
+      return runStatus;
+    } catch (...) {
+      OrmoZelnnRunnerFinalize();
+      throw;
+    }
+  };
+};
+
+TEST_F(ZelnnFaultsTest, CallsOfRunsFail) {
+  Init();
+  SweepFailures(run_, RUN);
+}
+
+TEST_F(ZelnnFaultsTest, CallsFromInitialisationToFinalisationFail) {
+  SweepFailures(live_, LIFE);
+}
+
+TEST_F(ZelnnFaultsTest, CallsThrow) {
+  Init();
+  SweepExceptions(run_);
+  OrmoZelnnRunnerFinalize();
+  SweepExceptions(live_);
+}
+
+TEST_F(ZelnnFaultsTest, AllocationsFail) {
+  Init();
+  SweepAllocations(run_);
+  OrmoZelnnRunnerFinalize();
+  SweepAllocations(live_);
+}
+
+TEST_F(ZelnnFaultsTest, RecordsAreDamaged) {
+  Init();
+  for (const auto fault :
+       {OrmoHost::RecordFault::TRUNCATED, OrmoHost::RecordFault::WITHOUT_START}) {
+    for (uint64_t nth = 1; nth <= uint64_t{2} * LOOP; ++nth) {
+      SCOPED_TRACE(nth);
+      OrmoHost::FaultRecord(nth, fault);
+      EXPECT_EQ(run_(), STATUS_PROFILING_FAILED);
+      EXPECT_EQ(OrmoHost::Alive().subscriptions, 0U);
+      EXPECT_EQ(run_(), STATUS_SUCCESS);
+    }
+  }
+}
+
+TEST_F(ZelnnFaultsTest, ADeviceThatCouldNotBeSetUpIsTriedAgain) {
+  Init();
+  for (const char* function : {"zelrtSetDevice", "zelrtCreateContext"}) {
+    SCOPED_TRACE(function);
+    OrmoHost::Fail(function, 1, 7);
+    EXPECT_EQ(run_(), STATUS_FAILED);
+    EXPECT_EQ(OrmoHost::Alive().ToString(), "");
+    EXPECT_EQ(run_(), STATUS_SUCCESS);
+    OrmoZelnnRunnerFinalize();
+    Init();
+  }
+}
+
+}  // namespace
+}  // namespace Ormo::Test
