@@ -1,0 +1,151 @@
+// Offline, online and single-operator runners in one process: they share its devices and workers.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <set>
+
+#include "support/graph_text.h"
+#include "support/log_capture.h"
+#include "support/offline_test.h"
+#include "support/online_test.h"
+#include "support/open_descriptors.h"
+#include "support/zelnn_test.h"
+
+namespace Ormo {
+namespace {
+
+using Test::AddGraph;
+using Test::AttentionRequest;
+using Test::LogCapture;
+using Test::MakeOpConfig;
+using Test::OnlineTest;
+using Test::OpenDescriptors;
+
+struct Runner {
+  const char* file;
+  std::function<int(const RunnerInitConfig&)> init;
+  std::function<int()> measure;
+  std::function<void()> finalize;
+};
+
+class RunnersTest : public OnlineTest {
+ protected:
+  void Finalize() override {
+    for (const Runner& runner : runners_) {
+      runner.finalize();
+    }
+    session_.reset();
+    // A platform that is finalised under another runner takes that one's context along.
+    OrmoHost::AliveObjects alive = OrmoHost::Alive();
+    alive.abandoned = 0;
+    EXPECT_EQ(alive.ToString(), "");
+    OrmoHost::Reset();
+  }
+
+  int MeasureOffline() const {
+    RunnerConfig config = Ormo::Test::MakeConfig(text_, true);
+    RunnerResult result;
+    return OrmoOfflineRun(config, result);
+  }
+
+  int MeasureOnline() {
+    RunnerConfig config = MakeConfig();
+    std::vector<RunnerRunResult> results;
+    return OrmoOnlineRun(LoadGraph(text_), config, results);
+  }
+
+  static int MeasureOperator() {
+    RunnerResult result;
+    return OrmoZelnnRun(MakeOpConfig(AttentionRequest()), result);
+  }
+
+  // Every runner measures: those in `working` succeed, the others end with STATUS_FAILED.
+  void MeasureAll(const std::set<size_t>& working) const {
+    for (size_t i = 0; i < runners_.size(); ++i) {
+      EXPECT_EQ(runners_[i].measure(), working.count(i) == 0 ? STATUS_FAILED : STATUS_SUCCESS)
+          << runners_[i].file;
+    }
+  }
+
+  // Calls `action` with every order of the runners.
+  template <typename Action>
+  static void ForEachOrder(Action action) {
+    std::array<size_t, 3> order = {0, 1, 2};
+    do {
+      SCOPED_TRACE(::testing::PrintToString(order));
+      action(order);
+    } while (std::next_permutation(order.begin(), order.end()));
+  }
+
+  const std::string text_ = AddGraph(4, 1);
+  const std::vector<Runner> runners_ = {
+      {"offline_runner.cpp", OrmoOfflineRunnerInit, [this] { return MeasureOffline(); },
+       OrmoOfflineRunnerFinalize},
+      {"online_runner.cpp", OrmoOnlineRunnerInit, [this] { return MeasureOnline(); },
+       OrmoOnlineRunnerFinalize},
+      {"zelnn_runner.cpp", OrmoZelnnRunnerInit, MeasureOperator, OrmoZelnnRunnerFinalize},
+  };
+};
+
+TEST_F(RunnersTest, InEveryOrderTheFirstToBeFinalisedEndsTheWorkersOfAll) {
+  ForEachOrder([this](const auto& initOrder) {
+    ForEachOrder([&](const auto& finalizeOrder) {
+      const auto descriptors = OpenDescriptors();
+      std::set<size_t> initialised;
+      for (const size_t i : initOrder) {
+        EXPECT_EQ(runners_[i].init({{0}}), STATUS_SUCCESS);
+        initialised.insert(i);
+        MeasureAll(initialised);
+      }
+      for (const size_t i : finalizeOrder) {
+        runners_[i].finalize();
+        LogCapture log(DLOG_ERROR);
+        MeasureAll({});
+        for (const Runner& runner : runners_) {
+          const auto lines = log.Lines();
+          EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const auto& line) {
+            return line.file == runner.file;
+          })) << runner.file;
+        }
+      }
+      EXPECT_EQ(OpenDescriptors(), descriptors);
+    });
+  });
+}
+
+// Those that were not initialised again may hold contexts of a platform that was finalised.
+TEST_F(RunnersTest, OneThatIsInitialisedAgainWorksBesideThoseThatWereNot) {
+  ForEachOrder([this](const auto& order) {
+    for (const Runner& runner : runners_) {
+      for (const size_t i : order) {
+        EXPECT_EQ(runners_[i].init({{0}}), STATUS_SUCCESS);
+      }
+      MeasureAll({0, 1, 2});
+      runner.finalize();
+      EXPECT_EQ(runner.init({{0}}), STATUS_SUCCESS);
+      EXPECT_EQ(runner.measure(), STATUS_SUCCESS) << runner.file;
+      for (const size_t i : order) {
+        for (const Runner& measured : runners_) {
+          const int status = measured.measure();
+          EXPECT_TRUE(status == STATUS_SUCCESS || status == STATUS_FAILED) << status;
+        }
+        runners_[i].finalize();
+      }
+    }
+  });
+}
+
+TEST_F(RunnersTest, AWorkerOfADeviceThatARunnerDidNotAskForIsRefused) {
+  ASSERT_EQ(OrmoOnlineRunnerInit({{0}}), STATUS_SUCCESS);
+  for (const Runner* runner : {&runners_[0], &runners_[2]}) {
+    ASSERT_EQ(runner->init({{1}}), STATUS_SUCCESS);
+    LogCapture log(DLOG_ERROR);
+    EXPECT_EQ(runner->measure(), STATUS_FAILED);
+    EXPECT_TRUE(log.Contains(DLOG_ERROR, "Device [0] does not exist"));
+  }
+}
+
+}  // namespace
+}  // namespace Ormo
