@@ -216,8 +216,8 @@ struct TensorCase {
   std::string line;     ///< the only error line; empty: none
 };
 
-/// What the platform was asked for, in this program.
-std::string lastTensor;
+/// What this thread asked the platform for, in this program.
+thread_local std::string lastTensor;
 
 std::string ShapeText(const int64_t* dims, int64_t count) {
   std::string text = std::to_string(count) + ":";
