@@ -200,8 +200,48 @@ def session_graphs():
         graph.write(f"online/step-tile-{tile}.json")
 
 
+def attention_requests(text, batch, heads, length, width):
+    """Attention and its gradients: one operator each, `width` elements a head, in half precision."""
+    def tensor(shape, dtype="float16"):
+        return {"dtype": dtype, "origin_shape": shape, "shape": shape, "origin_format": "ND"}
+
+    def attribute(name, dtype, value):
+        return {"name": name, "dtype": dtype, "value": value}
+
+    tokens = tensor([batch, length, heads * width])
+    sums = tensor([batch, heads, length], "float32")
+    absent = {}
+    attributes = [attribute("reserved", "list_int", []),
+                  attribute("scale", "float", round(width**-0.5, 6)),
+                  attribute("keep_probability", "float", 1.0),
+                  attribute("keys_before", "int", 2**31 - 1),
+                  attribute("keys_after", "int", 2**31 - 1),
+                  attribute("head_count", "int", heads),
+                  attribute("layout", "string", "BSH"),
+                  attribute("precision_mode", "int", 0),
+                  attribute("mask_mode", "int", 0)]
+    requests = {
+        "attention": ("FlashAttentionScore", [tokens] * 3 + [absent] * 4,
+                      [sums, sums, absent, tokens]),
+        "attention-grad": ("FlashAttentionScoreGrad",
+                           [tokens] * 4 + [absent] * 4 + [sums, sums, absent, tokens],
+                           [tokens] * 3 + [absent]),
+    }
+    for name, (op_type, inputs, outputs) in requests.items():
+        file = DIRECTORY / f"operators/{name}-{text}.json"
+        file.parent.mkdir(parents=True, exist_ok=True)
+        rows = [f'  "op_type": {json.dumps(op_type)}']
+        for key, elements in (("inputs", inputs), ("attrs", attributes), ("outputs", outputs)):
+            lines = ",\n    ".join(json.dumps(element) for element in elements)
+            rows.append(f'  "{key}": [\n    {lines}\n  ]')
+        file.write_text("{\n" + ",\n".join(rows) + "\n}\n")
+
+
 def main():
     session_graphs()
+    for text, batch, heads, length in (("small", 1, 2, 64), ("medium", 1, 4, 128),
+                                       ("large", 2, 8, 256)):
+        attention_requests(text, batch, heads, length, 64)
     for tile in (1, 2, 4, 8):
         simulated_layers(tile)
     for tile in TILES:

@@ -2,11 +2,24 @@
 
 #include <algorithm>
 #include <atomic>
+#include <exception>
 #include <future>
 
 #include "progress.h"
 
 namespace OrmoMeasure {
+namespace {
+
+void MeasureOne(const Measure& measure, size_t caller, Measurement& measurement) {
+  try {
+    measure(caller, measurement);
+  } catch (const std::exception& e) {
+    measurement.outcome = Outcome::FAILED;
+    measurement.reason = e.what();
+  }
+}
+
+}  // namespace
 
 std::vector<Measurement> MeasureAll(const std::vector<std::string>& candidates, size_t callers,
                                     const Measure& measure) {
@@ -15,7 +28,8 @@ std::vector<Measurement> MeasureAll(const std::vector<std::string>& candidates, 
   std::atomic<size_t> next = 0;
   auto takeCandidates = [&](size_t caller) {
     for (size_t i = next++; i < candidates.size(); i = next++) {
-      measurements[i] = measure(caller, candidates[i]);
+      measurements[i].model = candidates[i];
+      MeasureOne(measure, caller, measurements[i]);
       progress.Advance(candidates[i]);
     }
   };

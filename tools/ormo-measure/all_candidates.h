@@ -12,11 +12,12 @@
 
 namespace OrmoMeasure {
 
-/// Gets the number of the calling thread, from 0, and the candidate's name.
-using Measure = std::function<Measurement(size_t caller, const std::string& candidate)>;
+/// Gets the number of the calling thread, from 0, and a measurement that knows its candidate.
+using Measure = std::function<void(size_t caller, Measurement& measurement)>;
 
 /// Measures every candidate once, with up to `callers` threads that take them from one list, and
-/// returns the measurements in the order of the candidates. Shows the progress.
+/// returns the measurements in the order of the candidates. One that throws has failed, with what
+/// was thrown as its reason. Shows the progress.
 std::vector<Measurement> MeasureAll(const std::vector<std::string>& candidates, size_t callers,
                                     const Measure& measure);
 

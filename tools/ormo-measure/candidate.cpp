@@ -1,7 +1,5 @@
 #include "candidate.h"
 
-#include <exception>
-
 #include "error_reason.h"
 #include "files.h"
 #include "ormo/ormo_runner.h"
@@ -97,27 +95,6 @@ Outcome OutcomeOf(int status) {
   }
 }
 
-void Run(const OfflineOptions& options, const std::vector<Ormo::OrmoDataInfo>& inputs,
-         Measurement& measurement) {
-  ErrorContext errors;
-  OutputData outputs(options.outputs);
-  Ormo::RunnerConfig config = MakeConfig(options);
-  config.inputs = inputs;
-  config.outputs = outputs.Infos();
-  measurement.status = options.fromFile ? RunFile(measurement.model, config, measurement.result)
-                                        : RunImage(measurement.model, config, measurement.result);
-  measurement.reason = errors.TakeReason(measurement.status);
-  if (measurement.status == Ormo::STATUS_SUCCESS) {
-    outputs.Write();
-  }
-  measurement.outcome = OutcomeOf(measurement.status);
-  if (measurement.outcome == Outcome::MEASURED && !measurement.HasFigures()) {
-    // No execution takes no time: ranked, it would be the best.
-    measurement.outcome = Outcome::FAILED;
-    measurement.reason = "the platform delivered no profiling records";
-  }
-}
-
 }  // namespace
 
 InputData::InputData(const std::vector<InputFile>& files) {
@@ -138,17 +115,23 @@ std::vector<Ormo::OrmoDataInfo> InputData::Infos() {
   return infos;
 }
 
-Measurement MeasureCandidate(const OfflineOptions& options, const std::string& model,
-                             const std::vector<Ormo::OrmoDataInfo>& inputs) {
-  Measurement measurement;
-  measurement.model = model;
-  try {
-    Run(options, inputs, measurement);
-  } catch (const std::exception& e) {
-    measurement.outcome = Outcome::FAILED;
-    measurement.reason = e.what();
+void MeasureCandidate(const OfflineOptions& options, const std::vector<Ormo::OrmoDataInfo>& inputs,
+                      Measurement& measurement) {
+  ErrorContext errors;
+  OutputData outputs(options.outputs);
+  Ormo::RunnerConfig config = MakeConfig(options);
+  config.inputs = inputs;
+  config.outputs = outputs.Infos();
+  measurement.status = options.fromFile ? RunFile(measurement.model, config, measurement.result)
+                                        : RunImage(measurement.model, config, measurement.result);
+  measurement.reason = errors.TakeReason(measurement.status);
+  if (measurement.status == Ormo::STATUS_SUCCESS) {
+    outputs.Write();
   }
-  return measurement;
+  measurement.outcome = OutcomeOf(measurement.status);
+  if (measurement.outcome == Outcome::MEASURED) {
+    measurement.SettleByFigures();
+  }
 }
 
 }  // namespace OrmoMeasure

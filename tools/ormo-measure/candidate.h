@@ -3,7 +3,6 @@
 #ifndef ORMO_MEASURE_CANDIDATE_H
 #define ORMO_MEASURE_CANDIDATE_H
 
-#include <string>
 #include <vector>
 
 #include "measurement.h"
@@ -29,10 +28,10 @@ class InputData {
   std::vector<Content> contents_;
 };
 
-/// Measures one candidate on whichever device is free, and writes its outputs. Whatever goes wrong
-/// becomes part of the measurement.
-Measurement MeasureCandidate(const OfflineOptions& options, const std::string& model,
-                             const std::vector<Ormo::OrmoDataInfo>& inputs);
+/// Measures one candidate on whichever device is free, and writes its outputs. Throws
+/// std::runtime_error when a file cannot be read or written.
+void MeasureCandidate(const OfflineOptions& options, const std::vector<Ormo::OrmoDataInfo>& inputs,
+                      Measurement& measurement);
 
 }  // namespace OrmoMeasure
 

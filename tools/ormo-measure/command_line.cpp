@@ -43,6 +43,17 @@ constexpr char ONLINE_FOOTER[] =
     "graph.json\n"
     "  ormo-measure online --check --save outputs graph.json\n";
 
+constexpr char OP_FOOTER[] =
+    "Each REQUEST is a candidate: a JSON text with an operator's type, its tensors and its\n"
+    "attributes. Tensors hold zeros.\n\n"
+    "Exit status:\n"
+    "  0  every candidate was measured\n"
+    "  1  a candidate failed\n"
+    "  2  the arguments cannot be used\n\n"
+    "Examples:\n"
+    "  ormo-measure op small.json medium.json large.json\n"
+    "  ormo-measure op --devices 0,1 --loop 50 --format json requests/*\n";
+
 constexpr char SIM_FOOTER[] =
     "Each GRAPH is a candidate: the simulator says how many ticks each of its kernels takes. No\n"
     "device is needed.\n\n"
@@ -83,16 +94,11 @@ constexpr char MEASURING_GROUP[] = "Measuring";
 
 /// What all paths on devices have in common.
 template <typename Options>
-void AddLoopOptions(CLI::App& app, Options& options) {
+void AddDeviceOptions(CLI::App& app, Options& options) {
   AddOnce(
       app, "--loop", "COUNT",
       [&options](const std::string& text) { options.loop = ParseCount(text); },
       "Executions of each candidate (default " + std::to_string(options.loop) + ")")
-      ->group(MEASURING_GROUP);
-  AddOnce(
-      app, "--bound", "TIME",
-      [&options](const std::string& text) { options.runTimeBound = ParseDuration(text); },
-      "Stop a candidate at the first execution that takes this long, such as 500us, 5ms, 2s")
       ->group(MEASURING_GROUP);
   AddOnce(
       app, "--devices", "IDS",
@@ -101,8 +107,18 @@ void AddLoopOptions(CLI::App& app, Options& options) {
       ->group(MEASURING_GROUP);
 }
 
+template <typename Options>
+void AddBoundOption(CLI::App& app, Options& options) {
+  AddOnce(
+      app, "--bound", "TIME",
+      [&options](const std::string& text) { options.runTimeBound = ParseDuration(text); },
+      "Stop a candidate at the first execution that takes this long, such as 500us, 5ms, 2s")
+      ->group(MEASURING_GROUP);
+}
+
 void AddMeasuringOptions(CLI::App& app, OfflineOptions& options) {
-  AddLoopOptions(app, options);
+  AddDeviceOptions(app, options);
+  AddBoundOption(app, options);
   CLI::Option* prof = app.add_flag_callback(
       "--prof", [&options] { options.prof = true; },
       "Figures from the platform's profiling records, with those of each operator (default)");
@@ -252,13 +268,31 @@ CLI::App* AddOnline(CLI::App& app, OnlineOptions& options) {
       ->required()
       ->check(CLI::ExistingFile.description(""))
       ->type_name("");
-  AddLoopOptions(*online, options);
+  AddDeviceOptions(*online, options);
+  AddBoundOption(*online, options);
   AddGraphOptions(*online, options);
   AddCheckOptions(*online, options);
   AddFormatOption(*online, options.format);
   AddTraceOption(*online, options.traceDirectory);
   online->footer(ONLINE_FOOTER);
   return online;
+}
+
+CLI::App* AddOp(CLI::App& app, OpOptions& options) {
+  CLI::App* op =
+      app.add_subcommand("op", "Measures single operators from requests and ranks them.");
+  op->add_option("REQUEST", options.requests, "Files with requests, one for each candidate")
+      ->required()
+      ->check(CLI::ExistingFile.description(""))
+      ->type_name("");
+  AddDeviceOptions(*op, options);
+  op->add_option("--tiling", options.tiling, "Tiling text that is handed to the operator")
+      ->type_name("TEXT")
+      ->group(MEASURING_GROUP);
+  AddFormatOption(*op, options.format);
+  AddTraceOption(*op, options.traceDirectory);
+  op->footer(OP_FOOTER);
+  return op;
 }
 
 CLI::App* AddSim(CLI::App& app, SimOptions& options) {
@@ -283,6 +317,8 @@ Command ParseCommandLine(int argc, const char* const* argv) {
   const CLI::App* offline = AddOffline(app, options);
   OnlineOptions onlineOptions;
   const CLI::App* online = AddOnline(app, onlineOptions);
+  OpOptions opOptions;
+  const CLI::App* op = AddOp(app, opOptions);
   SimOptions simOptions;
   const CLI::App* sim = AddSim(app, simOptions);
   app.add_subcommand("soc", "Prints the chip's name.");
@@ -296,6 +332,9 @@ Command ParseCommandLine(int argc, const char* const* argv) {
   }
   if (online->parsed()) {
     return onlineOptions;
+  }
+  if (op->parsed()) {
+    return opOptions;
   }
   if (sim->parsed()) {
     return simOptions;

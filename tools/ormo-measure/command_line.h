@@ -21,7 +21,7 @@ struct Done {
   int exitStatus;
 };
 
-using Command = std::variant<Done, SocQuery, OfflineOptions, OnlineOptions, SimOptions>;
+using Command = std::variant<Done, SocQuery, OfflineOptions, OnlineOptions, OpOptions, SimOptions>;
 
 Command ParseCommandLine(int argc, const char* const* argv);
 

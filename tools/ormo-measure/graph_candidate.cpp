@@ -56,8 +56,18 @@ std::string ReasonOf(const OnlineOptions& options, int status, ErrorContext& err
              : errors.TakeReason(status);
 }
 
-void Run(const OnlineOptions& options, ox::Session& session,
-         const std::vector<ox::Graph>& dependGraphs, Measurement& measurement) {
+}  // namespace
+
+ox::Graph LoadGraph(const std::string& file, ErrorContext& errors) {
+  std::shared_ptr<ox::ComputeGraph> graph;
+  if (!ox::GraphUtils::LoadOXGraph(file.c_str(), graph)) {
+    throw std::runtime_error(errors.TakeReason(Ormo::STATUS_FAILED));
+  }
+  return ox::Graph(graph);
+}
+
+void MeasureGraph(const OnlineOptions& options, ox::Session& session,
+                  const std::vector<ox::Graph>& dependGraphs, Measurement& measurement) {
   ErrorContext errors;
   const ox::Graph graph = LoadGraph(measurement.model, errors);
   Ormo::RunnerConfig config = MakeConfig(options, session, dependGraphs);
@@ -72,35 +82,7 @@ void Run(const OnlineOptions& options, ox::Session& session,
     return;
   }
   measurement.result = AverageExecutions(measurement.executions);
-  if (!measurement.HasFigures()) {
-    // No execution takes no time: ranked, it would be the best.
-    measurement.reason = "the platform delivered no profiling records";
-    return;
-  }
-  measurement.outcome = Outcome::MEASURED;
-}
-
-}  // namespace
-
-ox::Graph LoadGraph(const std::string& file, ErrorContext& errors) {
-  std::shared_ptr<ox::ComputeGraph> graph;
-  if (!ox::GraphUtils::LoadOXGraph(file.c_str(), graph)) {
-    throw std::runtime_error(errors.TakeReason(Ormo::STATUS_FAILED));
-  }
-  return ox::Graph(graph);
-}
-
-Measurement MeasureGraph(const OnlineOptions& options, ox::Session& session,
-                         const std::vector<ox::Graph>& dependGraphs, const std::string& file) {
-  Measurement measurement;
-  measurement.model = file;
-  try {
-    Run(options, session, dependGraphs, measurement);
-  } catch (const std::exception& e) {
-    measurement.outcome = Outcome::FAILED;
-    measurement.reason = e.what();
-  }
-  return measurement;
+  measurement.SettleByFigures();
 }
 
 }  // namespace OrmoMeasure

@@ -21,9 +21,9 @@ namespace OrmoMeasure {
 ox::Graph LoadGraph(const std::string& file, ErrorContext& errors);
 
 /// Measures the graph of a file on whichever device is free, or checks it and saves its outputs.
-/// Whatever goes wrong becomes part of the measurement.
-Measurement MeasureGraph(const OnlineOptions& options, ox::Session& session,
-                         const std::vector<ox::Graph>& dependGraphs, const std::string& file);
+/// Throws std::runtime_error when a file cannot be read or written.
+void MeasureGraph(const OnlineOptions& options, ox::Session& session,
+                  const std::vector<ox::Graph>& dependGraphs, Measurement& measurement);
 
 }  // namespace OrmoMeasure
 

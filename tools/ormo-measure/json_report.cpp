@@ -54,6 +54,10 @@ Json OptionsJson(const OnlineOptions& options) {
           {"dependGraphs", options.dependGraphs}};
 }
 
+Json OptionsJson(const OpOptions& options) {
+  return {{"loop", options.loop}, {"tiling", options.tiling}};
+}
+
 Json OperatorsJson(const Ormo::RunnerResult& result) {
   Json operators = Json::array();
   for (const OperatorCost& op : OperatorsByCost(result)) {
@@ -145,6 +149,10 @@ void PrintJson(std::ostream& out, const OfflineReport& report) {
 }
 
 void PrintJson(std::ostream& out, const OnlineReport& report) {
+  PrintDeviceReport(out, report);
+}
+
+void PrintJson(std::ostream& out, const OpReport& report) {
   PrintDeviceReport(out, report);
 }
 

@@ -7,6 +7,7 @@
 #include "command_line.h"
 #include "offline_command.h"
 #include "online_command.h"
+#include "op_command.h"
 #include "ormo/ormo_runner.h"
 #include "sim_command.h"
 
@@ -42,6 +43,11 @@ int Run(const OfflineOptions& options) {
 int Run(const OnlineOptions& options) {
   ChooseEnding();
   return RunOnline(options);
+}
+
+int Run(const OpOptions& options) {
+  ChooseEnding();
+  return RunOp(options);
 }
 
 int Run(const SimOptions& options) {

@@ -38,6 +38,13 @@ struct Measurement {
 
   bool HasFigures() const { return result.totalCostTime > 0; }
 
+  /// After a run that succeeded.
+  void SettleByFigures() {
+    outcome = HasFigures() ? Outcome::MEASURED : Outcome::FAILED;
+    // No execution takes no time: ranked, it would be the best.
+    reason = HasFigures() ? "" : "the platform delivered no profiling records";
+  }
+
   /// More than a simulator can count.
   bool IsMaximum() const { return result.totalCostTime == std::numeric_limits<uint64_t>::max(); }
 };

@@ -2,6 +2,7 @@
 
 #include "all_candidates.h"
 #include "candidate.h"
+#include "ormo/ormo_runner.h"
 #include "runner_session.h"
 
 namespace OrmoMeasure {
@@ -9,9 +10,9 @@ namespace OrmoMeasure {
 std::vector<Measurement> MeasureCandidates(const OfflineOptions& options) {
   InputData inputData(options.inputs);
   const std::vector<Ormo::OrmoDataInfo> inputs = inputData.Infos();
-  const RunnerSession session(options.devices);
-  return MeasureAll(options.models, options.devices.size(), [&](size_t, const std::string& model) {
-    return MeasureCandidate(options, model, inputs);
+  const RunnerSession session(OrmoOfflineRunnerInit, OrmoOfflineRunnerFinalize, options.devices);
+  return MeasureAll(options.models, options.devices.size(), [&](size_t, Measurement& measurement) {
+    MeasureCandidate(options, inputs, measurement);
   });
 }
 

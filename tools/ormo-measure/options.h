@@ -59,6 +59,16 @@ struct OnlineOptions {
   ReportFormat format = ReportFormat::TABLE;
 };
 
+/// Requests of single operators to measure, and how; the names are those of ZelnnRunConfig.
+struct OpOptions {
+  std::vector<std::string> requests;
+  std::vector<uint32_t> devices = {0};
+  uint32_t loop = 10;
+  std::string tiling;
+  std::string traceDirectory;
+  ReportFormat format = ReportFormat::TABLE;
+};
+
 /// Graphs of kernels to simulate.
 struct SimOptions {
   std::vector<std::string> graphs;

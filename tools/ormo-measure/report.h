@@ -27,6 +27,12 @@ struct OnlineReport {
   std::vector<Measurement> ranking;
 };
 
+struct OpReport {
+  const OpOptions& options;
+  std::string soc;
+  std::vector<Measurement> ranking;
+};
+
 struct SimReport {
   const SimOptions& options;
   std::string soc;
@@ -37,10 +43,12 @@ struct SimReport {
 /// A table for people.
 void PrintTable(std::ostream& out, const OfflineReport& report);
 void PrintTable(std::ostream& out, const OnlineReport& report);
+void PrintTable(std::ostream& out, const OpReport& report);
 void PrintTable(std::ostream& out, const SimReport& report);
 /// One JSON document; its schema stands in docs/driver.md.
 void PrintJson(std::ostream& out, const OfflineReport& report);
 void PrintJson(std::ostream& out, const OnlineReport& report);
+void PrintJson(std::ostream& out, const OpReport& report);
 void PrintJson(std::ostream& out, const SimReport& report);
 /// A line for each operator of each candidate, under a line of titles.
 void PrintCsv(std::ostream& out, const std::vector<Measurement>& ranking);

@@ -3,22 +3,24 @@
 #include <stdexcept>
 
 #include "error_reason.h"
-#include "ormo/ormo_runner.h"
+#include "ormo/status.h"
 
 namespace OrmoMeasure {
 
-RunnerSession::RunnerSession(const std::vector<uint32_t>& devices) {
+RunnerSession::RunnerSession(Initialize initialize, Finalize finalize,
+                             const std::vector<uint32_t>& devices)
+    : finalize_(finalize) {
   ErrorContext errors;
   Ormo::RunnerInitConfig config;
   config.deviceIds = devices;
-  const int status = OrmoOfflineRunnerInit(config);
+  const int status = initialize(config);
   if (status != Ormo::STATUS_SUCCESS) {
     throw std::runtime_error("the devices cannot be used: " + errors.TakeReason(status));
   }
 }
 
 RunnerSession::~RunnerSession() {
-  OrmoOfflineRunnerFinalize();
+  finalize_();
 }
 
 }  // namespace OrmoMeasure

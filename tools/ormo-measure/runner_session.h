@@ -1,21 +1,29 @@
 /// \file
-/// The library's offline runner, initialised.
+/// A runner of the library, initialised.
 #ifndef ORMO_MEASURE_RUNNER_SESSION_H
 #define ORMO_MEASURE_RUNNER_SESSION_H
 
 #include <cstdint>
 #include <vector>
 
+#include "ormo/runner_types.h"
+
 namespace OrmoMeasure {
 
-/// Initialises the offline runner, and finalises it at the end of its life.
+/// Initialises a runner on devices, and finalises it at the end of its life.
 class RunnerSession {
  public:
+  using Initialize = int (*)(const Ormo::RunnerInitConfig&);
+  using Finalize = void (*)();
+
   /// Throws std::runtime_error with the reason when the devices cannot be used.
-  explicit RunnerSession(const std::vector<uint32_t>& devices);
+  RunnerSession(Initialize initialize, Finalize finalize, const std::vector<uint32_t>& devices);
   ~RunnerSession();
   RunnerSession(const RunnerSession&) = delete;
   RunnerSession& operator=(const RunnerSession&) = delete;
+
+ private:
+  Finalize finalize_;
 };
 
 }  // namespace OrmoMeasure

@@ -163,18 +163,20 @@ void PrintOutputs(std::ostream& out, const Measurement& measurement) {
   }
 }
 
-void PrintRanking(std::ostream& out, const SimReport& report) {
+/// Candidates that have nothing but a total.
+void PrintRanking(std::ostream& out, const std::vector<Measurement>& ranking, const char* total,
+                  std::string (*format)(uint64_t)) {
   TextTable table({{"rank", Align::RIGHT},
                    {"candidate", Align::LEFT},
-                   {"total ticks", Align::RIGHT},
+                   {total, Align::RIGHT},
                    {"to best", Align::RIGHT},
                    {"", Align::LEFT}});
   size_t rank = 0;
-  for (const Measurement& measurement : report.ranking) {
+  for (const Measurement& measurement : ranking) {
     const bool ranked = measurement.outcome == Outcome::MEASURED;
-    const std::optional<double> ratio = RatioToBest(report.ranking, measurement);
+    const std::optional<double> ratio = RatioToBest(ranking, measurement);
     table.AddRow({ranked ? std::to_string(++rank) : "-", measurement.model,
-                  ranked ? FormatTicks(measurement.result.totalCostTime) : "-",
+                  ranked ? format(measurement.result.totalCostTime) : "-",
                   ratio ? FormatRatio(*ratio) : "-", Remark(measurement)});
   }
   table.Print(out);
@@ -223,9 +225,17 @@ void PrintTable(std::ostream& out, const OnlineReport& report) {
   }
 }
 
+void PrintTable(std::ostream& out, const OpReport& report) {
+  out << ConditionsLine(report, "from profiling records", report.options.loop) << "\n\n";
+  PrintRanking(out, report.ranking, "total", FormatDuration);
+  for (const Measurement& measurement : report.ranking) {
+    PrintOperators(out, measurement);
+  }
+}
+
 void PrintTable(std::ostream& out, const SimReport& report) {
   out << report.soc << ", simulated by " << report.simulator << "\n\n";
-  PrintRanking(out, report);
+  PrintRanking(out, report.ranking, "total ticks", FormatTicks);
   for (const Measurement& measurement : report.ranking) {
     PrintKernels(out, measurement);
   }

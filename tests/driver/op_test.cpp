@@ -1,0 +1,108 @@
+// Single operators, from the command line to the ranking.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "driver/driver_process.h"
+#include "support/temp_directory.h"
+
+namespace Ormo::Test {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::SizeIs;
+
+const std::string EXAMPLES = ORMO_EXAMPLES_PATH "/operators/";
+
+class DriverOp : public testing::Test {
+ protected:
+  /// A request that differs from an example in one place.
+  std::string Request(const std::string& place, const json& value) const {
+    json request = json::parse(ReadFile(EXAMPLES + "attention-small.json"));
+    request[json::json_pointer(place)] = value;
+    WriteFile(directory_ / "request.json", request.dump());
+    return directory_ / "request.json";
+  }
+
+  static std::string ReasonFor(const std::string& file) {
+    const DriverRun run = RunDriver({"op", "--format", "json", file});
+    EXPECT_EQ(run.exitStatus, 1);
+    return run.Json()["candidates"][0]["reason"];
+  }
+
+  TempDirectory directory_;
+};
+
+TEST_F(DriverOp, TheExamplesAreRanked) {
+  std::vector<std::string> arguments = {"op",       "--loop", "2",        "--devices", "0,1",
+                                        "--tiling", "t",      "--format", "json"};
+  for (const char* size : {"small", "medium", "large"}) {
+    arguments.push_back(EXAMPLES + "attention-" + size + ".json");
+    arguments.push_back(EXAMPLES + "attention-grad-" + size + ".json");
+  }
+  const DriverRun run = RunDriver(arguments);
+  EXPECT_EQ(run.exitStatus, 0) << run.output << run.errors;
+  const json document = run.Json();
+  EXPECT_EQ(document["options"], json({{"loop", 2}, {"tiling", "t"}}));
+  ASSERT_THAT(document["candidates"], SizeIs(6));
+  for (const json& candidate : document["candidates"]) {
+    EXPECT_EQ(candidate["outcome"], "measured");
+    ASSERT_THAT(candidate["operators"], SizeIs(1));
+    const bool isGradient = candidate["model"].get<std::string>().find("grad") != std::string::npos;
+    EXPECT_EQ(candidate["operators"][0]["name"],
+              isGradient ? "FlashAttentionScoreGrad" : "FlashAttentionScore");
+    EXPECT_EQ(candidate["totalCostTime"], candidate["operators"][0]["costTime"]);
+  }
+}
+
+TEST_F(DriverOp, TheTableHasTotalsAndOperators) {
+  const DriverRun run = RunDriver({"op", EXAMPLES + "attention-small.json"});
+  const std::vector<std::string> lines = run.Lines();
+  ASSERT_THAT(lines, SizeIs(7)) << run.output << run.errors;
+  EXPECT_EQ(lines[0], "TarnLake1, device 0; from profiling records, 10 executions each");
+  EXPECT_THAT(lines[3], MatchesRegex(" +1 .*attention-small\\.json +[0-9.]+ [mun]s +1\\.000x *"));
+  EXPECT_THAT(lines[6], MatchesRegex(".* 100\\.0 % .* FlashAttentionScore +#+"));
+}
+
+TEST_F(DriverOp, AWrongRequestIsRefusedWithItsPlace) {
+  struct Row {
+    const char* place;
+    json value;
+    const char* reason;
+  };
+
+  const Row table[] = {
+      {"/typ", "x", "the request: expected no key but \"attrs\", \"inputs\", \"op_type\", "},
+      {"/op_type", 1, "op_type: expected a string"},
+      {"/inputs", {{"a", 1}}, "inputs: expected an array"},
+      {"/inputs/1", 1, "inputs[1]: expected an object"},
+      {"/inputs/3", {{"dtype", "float"}}, "inputs[3]: expected the key \"origin_shape\""},
+      {"/inputs/2/dtype", "float17", "inputs[2].dtype: expected the name of a data type"},
+      {"/outputs/0/origin_format", "XY", "outputs[0].origin_format: expected the name of a format"},
+      {"/inputs/0/origin_shape/1", -1, "inputs[0].origin_shape[1]: expected an integer above 0"},
+      {"/inputs/0/shape/2", 2.5, "inputs[0].shape[2]: expected an integer above 0"},
+      {"/inputs/0/shape/2", 1ULL << 60, "inputs[0].shape[2]: expected a product that 64 bits can"},
+      {"/inputs/0/shape", json(26, 1), "inputs[0].shape: expected an array of at most 25"},
+      {"/attrs/4/dtype", "double", "attrs[4].dtype: expected \"bool\", \"int\", \"float\","},
+      {"/attrs/4/value", 1.5, "attrs[4].value: expected an integer of 64 bits"},
+      {"/attrs/4/value", ~0ULL, "attrs[4].value: expected an integer of 64 bits"},
+      {"/attrs/0/value", {1, "2"}, "attrs[0].value[1]: expected an integer of 64 bits"},
+      {"/attrs/6",
+       {{"dtype", "string"}, {"name", "layout"}},
+       "attrs[6]: expected the key \"value\""},
+  };
+  for (const Row& row : table) {
+    EXPECT_THAT(ReasonFor(Request(row.place, row.value)), testing::StartsWith(row.reason));
+  }
+  WriteFile(directory_ / "no.json", "{} x");
+  EXPECT_THAT(ReasonFor(directory_ / "no.json"), HasSubstr("this is no JSON text: "));
+}
+
+TEST_F(DriverOp, WhatTheOperatorRefusesHasThePlatformsReason) {
+  EXPECT_THAT(ReasonFor(Request("/attrs/6/value", "SBH")), HasSubstr("\"BSH\" or \"BNSD\""));
+  EXPECT_THAT(ReasonFor(Request("/op_type", "Unheard")), HasSubstr("the operator is not known"));
+}
+
+}  // namespace
+}  // namespace Ormo::Test
