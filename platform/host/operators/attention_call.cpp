@@ -19,24 +19,31 @@ namespace {
 /// Types that a tensor may have, and what messages call them.
 struct Types {
   const char* name;
-  std::vector<ox::DataType> types;
-
-  bool Contain(ox::DataType type) const {
-    return std::count(types.begin(), types.end(), type) != 0;
-  }
+  ox::DataType one;
+  ox::DataType other;
 };
 
-std::string Place(const char* name, size_t position) {
-  return std::string(name) + " (position " + std::to_string(position) + ")";
+constexpr Types FLOAT32{"float32", ox::DT_FLOAT, ox::DT_FLOAT};
+constexpr Types FLOAT16{"float16", ox::DT_FLOAT16, ox::DT_FLOAT16};
+constexpr Types BYTES{"bool or uint8", ox::DT_BOOL, ox::DT_UINT8};
+
+std::string AsText(const char* text) {
+  return text;
 }
 
-std::string Place(const TensorArgument& argument) {
-  return Place(argument.name, argument.position);
+std::string AsText(int64_t number) {
+  return std::to_string(number);
 }
 
-void Expect(bool condition, const std::string& place, const std::string& expected) {
+std::string AsText(const Shape& shape) {
+  return ToText(shape);
+}
+
+/// The parts of what is expected become a text only when it is needed.
+template <typename... Parts>
+void Expect(bool condition, const Parameter& parameter, const Parts&... parts) {
   if (!condition) {
-    throw CallError(place, expected);
+    throw CallError(parameter, (AsText(parts) + ...));
   }
 }
 
@@ -45,7 +52,7 @@ void CheckReservedArray(const AttentionAttributes& attributes) {
     return;
   }
   auto array = Single<Arrays<int64_t>>().Find(reinterpret_cast<uintptr_t>(attributes.reserved));
-  Expect(array != nullptr && array->values.empty(), Place("reserved", attributes.position),
+  Expect(array != nullptr && array->values.empty(), {"reserved", attributes.position},
          "an integer array without elements");
 }
 
@@ -55,27 +62,27 @@ void CheckAttributes(const AttentionAttributes& attributes) {
   CheckReservedArray(attributes);
   bool isScale = attributes.scale >= std::numeric_limits<float>::min() &&
                  attributes.scale <= std::numeric_limits<float>::max();
-  Expect(isScale, Place("scale", first + 1), "a positive number that float32 can hold");
-  Expect(attributes.keepProbability == 1, Place("keepProbability", first + 2), "1");
-  Expect(attributes.headCount > 0, Place("headCount", first + 5), "a positive number");
-  Expect(attributes.precisionMode == 0, Place("precisionMode", first + 7), "0");
-  Expect(attributes.maskMode == 0, Place("maskMode", first + 8), "0");
+  Expect(isScale, {"scale", first + 1}, "a positive number that float32 can hold");
+  Expect(attributes.keepProbability == 1, {"keepProbability", first + 2}, "1");
+  Expect(attributes.headCount > 0, {"headCount", first + 5}, "a positive number");
+  Expect(attributes.precisionMode == 0, {"precisionMode", first + 7}, "0");
+  Expect(attributes.maskMode == 0, {"maskMode", first + 8}, "0");
 }
 
 AttentionLayout GetLayout(const AttentionAttributes& attributes) {
   // Reads no further than the first difference: what comes here may be no text at all.
   auto is = [&](const char* name) { return std::strcmp(attributes.layout, name) == 0; };
   Expect(attributes.layout != nullptr && (is("BSH") || is("BNSD")),
-         Place("layout", attributes.position + 6), "\"BSH\" or \"BNSD\"");
+         {"layout", attributes.position + 6}, "\"BSH\" or \"BNSD\"");
   return is("BSH") ? AttentionLayout::BSH : AttentionLayout::BNSD;
 }
 
 /// Refuses a tensor that is not alive, has no shape, or another one than its memory.
 std::shared_ptr<const Tensor> FindTensor(const TensorArgument& argument) {
   std::shared_ptr<const Tensor> tensor = Single<Tensors>().Find(argument.tensor);
-  Expect(tensor != nullptr, Place(argument), "a tensor");
-  Expect(tensor->view.has_value(), Place(argument), "a shape");
-  Expect(tensor->storage.value_or(*tensor->view) == *tensor->view, Place(argument),
+  Expect(tensor != nullptr, argument.parameter, "a tensor");
+  Expect(tensor->view.has_value(), argument.parameter, "a shape");
+  Expect(tensor->storage.value_or(*tensor->view) == *tensor->view, argument.parameter,
          "a storage shape that is the shape");
   return tensor;
 }
@@ -84,7 +91,7 @@ size_t CountTensorBytes(const TensorArgument& argument, const Tensor& tensor) {
   try {
     return CountBytes({*tensor.view, tensor.dataType}, "");
   } catch (const GraphError&) {
-    throw CallError(Place(argument), "fewer elements than " + ToText(*tensor.view));
+    throw CallError(argument.parameter, "fewer elements than " + ToText(*tensor.view));
   }
 }
 
@@ -115,6 +122,7 @@ class AttentionBuilder {
   void TakeKeys();
   void CheckWindow() const;
   void BindMask();
+  float* BindSoftmax(const TensorArgument& argument, bool isOutput);
   /// Checks a tensor and its memory, which becomes an operand.
   void* Bind(const TensorArgument& argument, const Shape& shape, const Types& types, bool isOutput);
 
@@ -125,7 +133,7 @@ class AttentionBuilder {
 
   const AttentionArguments& arguments_;
   const uint32_t device_;
-  Types elementTypes_;  ///< the query's, which all but mask and softmax share
+  Types elementTypes_ = FLOAT32;  ///< the query's, which all but mask and softmax share
   Shape queryShape_;
   Shape keyShape_;
   Attention attention_{};
@@ -136,7 +144,7 @@ AttentionBuilder::AttentionBuilder(const AttentionArguments& arguments, bool has
     : arguments_(arguments), device_(GetCurrentContext()->device) {
   CheckAttributes(arguments.attributes);
   for (const TensorArgument& argument : arguments.reserved) {
-    Expect(argument.tensor == nullptr, Place(argument), "no tensor");
+    Expect(argument.tensor == nullptr, argument.parameter, "no tensor");
   }
   attention_.scale = static_cast<float>(arguments.attributes.scale);
   attention_.layout = GetLayout(arguments.attributes);
@@ -148,27 +156,22 @@ AttentionBuilder::AttentionBuilder(const AttentionArguments& arguments, bool has
   attention_.key = BindLikeKey(arguments.key, false);
   attention_.value = BindLikeKey(arguments.value, false);
   BindMask();
-  Shape softmaxShape = {queryShape_[0], arguments.attributes.headCount,
-                        queryShape_[SequenceIndex()]};
-  for (auto [argument, target] : {std::pair(&arguments.softmaxMax, &attention_.softmaxMax),
-                                  std::pair(&arguments.softmaxSum, &attention_.softmaxSum)}) {
-    *target = static_cast<float*>(
-        Bind(*argument, softmaxShape, Types{"float32", {ox::DT_FLOAT}}, !hasResults));
-  }
+  attention_.softmaxMax = BindSoftmax(arguments.softmaxMax, !hasResults);
+  attention_.softmaxSum = BindSoftmax(arguments.softmaxSum, !hasResults);
   attention_.out = BindLikeQuery(arguments.out, !hasResults);
 }
 
 void AttentionBuilder::TakeQuery() {
   std::shared_ptr<const Tensor> query = FindTensor(arguments_.query);
   queryShape_ = *query->view;
-  size_t rank = IsByHead() ? 4 : 3;
-  bool hasSizes = queryShape_.size() == rank && std::all_of(queryShape_.begin(), queryShape_.end(),
-                                                            [](int64_t dim) { return dim > 0; });
-  Expect(hasSizes, Place(arguments_.query),
-         std::to_string(rank) + " positive dimensions, not " + ToText(queryShape_));
+  int64_t rank = IsByHead() ? 4 : 3;
+  bool hasSizes =
+      queryShape_.size() == static_cast<size_t>(rank) &&
+      std::all_of(queryShape_.begin(), queryShape_.end(), [](int64_t dim) { return dim > 0; });
+  Expect(hasSizes, arguments_.query.parameter, rank, " positive dimensions, not ", queryShape_);
   attention_.isHalf = query->dataType == ox::DT_FLOAT16;
-  elementTypes_ = {attention_.isHalf ? "float16" : "float32", {query->dataType}};
-  Expect(attention_.isHalf || query->dataType == ox::DT_FLOAT, Place(arguments_.query),
+  elementTypes_ = attention_.isHalf ? FLOAT16 : FLOAT32;
+  Expect(attention_.isHalf || query->dataType == ox::DT_FLOAT, arguments_.query.parameter,
          "float32 or float16");
   attention_.batches = static_cast<size_t>(queryShape_[0]);
   attention_.queries = static_cast<size_t>(queryShape_[SequenceIndex()]);
@@ -178,8 +181,8 @@ void AttentionBuilder::TakeHeads() {
   int64_t heads = arguments_.attributes.headCount;
   int64_t width = queryShape_.back();
   bool isFitting = IsByHead() ? queryShape_[1] == heads : width % heads == 0;
-  Expect(isFitting, Place("headCount", arguments_.attributes.position + 5),
-         "the heads of " + ToText(queryShape_) + ", not " + std::to_string(heads));
+  Expect(isFitting, {"headCount", arguments_.attributes.position + 5}, "the heads of ", queryShape_,
+         ", not ", heads);
   attention_.heads = static_cast<size_t>(heads);
   attention_.depth = static_cast<size_t>(IsByHead() ? width : width / heads);
 }
@@ -197,9 +200,11 @@ void AttentionBuilder::TakeKeys() {
 void AttentionBuilder::CheckWindow() const {
   auto longest = static_cast<int64_t>(std::max(attention_.queries, attention_.keys));
   const AttentionAttributes& attributes = arguments_.attributes;
-  std::string expected = "at least " + std::to_string(longest) + ", which leaves no key out";
-  Expect(attributes.keysBefore >= longest, Place("keysBefore", attributes.position + 3), expected);
-  Expect(attributes.keysAfter >= longest, Place("keysAfter", attributes.position + 4), expected);
+  constexpr char REASON[] = ", so that no key is left out";
+  Expect(attributes.keysBefore >= longest, {"keysBefore", attributes.position + 3}, "at least ",
+         longest, REASON);
+  Expect(attributes.keysAfter >= longest, {"keysAfter", attributes.position + 4}, "at least ",
+         longest, REASON);
 }
 
 void AttentionBuilder::BindMask() {
@@ -218,19 +223,22 @@ void AttentionBuilder::BindMask() {
   } else {
     whole.erase(whole.begin(), whole.begin() + 2);
   }
-  attention_.mask = static_cast<uint8_t*>(
-      Bind(argument, whole, Types{"bool or uint8", {ox::DT_BOOL, ox::DT_UINT8}}, false));
+  attention_.mask = static_cast<uint8_t*>(Bind(argument, whole, BYTES, false));
+}
+
+float* AttentionBuilder::BindSoftmax(const TensorArgument& argument, bool isOutput) {
+  Shape shape = {queryShape_[0], arguments_.attributes.headCount, queryShape_[SequenceIndex()]};
+  return static_cast<float*>(Bind(argument, shape, FLOAT32, isOutput));
 }
 
 void* AttentionBuilder::Bind(const TensorArgument& argument, const Shape& shape, const Types& types,
                              bool isOutput) {
   std::shared_ptr<const Tensor> tensor = FindTensor(argument);
-  Expect(*tensor->view == shape, Place(argument),
-         "the shape " + ToText(shape) + ", not " + ToText(*tensor->view));
-  Expect(types.Contain(tensor->dataType), Place(argument), types.name);
-  operands_.push_back({Place(argument), argument.position, tensor->data,
-                       CountTensorBytes(argument, *tensor), ElementSize(tensor->dataType),
-                       isOutput});
+  Expect(*tensor->view == shape, argument.parameter, "the shape ", shape, ", not ", *tensor->view);
+  Expect(tensor->dataType == types.one || tensor->dataType == types.other, argument.parameter,
+         types.name);
+  operands_.push_back({argument.parameter, tensor->data, CountTensorBytes(argument, *tensor),
+                       ElementSize(tensor->dataType), isOutput});
   GetOperandBlock(operands_.back(), device_);
   return tensor->data;
 }

@@ -13,23 +13,22 @@
 namespace OrmoHost {
 
 struct TensorArgument {
-  const char* name;
-  size_t position;
-  const zelTensor* tensor;
+  Parameter parameter;
+  const zelTensor* tensor = nullptr;
 };
 
 /// The nine attributes, in their order.
 struct AttentionAttributes {
-  size_t position;  ///< of the first
-  const zelIntArray* reserved;
-  double scale;
-  double keepProbability;
-  int64_t keysBefore;
-  int64_t keysAfter;
-  int64_t headCount;
-  const char* layout;
-  int64_t precisionMode;
-  int64_t maskMode;
+  size_t position = 0;  ///< of the first
+  const zelIntArray* reserved = nullptr;
+  double scale = 0;
+  double keepProbability = 0;
+  int64_t keysBefore = 0;
+  int64_t keysAfter = 0;
+  int64_t headCount = 0;
+  const char* layout = nullptr;
+  int64_t precisionMode = 0;
+  int64_t maskMode = 0;
 };
 
 /// What both operators have.

@@ -56,9 +56,10 @@ auto ReportingCall(OperatorKind kind, Work&& work) {
 }
 
 void Run(const Executor& executor, void* workspace, size_t workspaceSize) {
-  Operand work{"workspace", 0, workspace, executor.workspaceBytes, alignof(float), true};
+  Operand work{
+      {"workspace", NO_POSITION}, workspace, executor.workspaceBytes, alignof(float), true};
   if (workspaceSize < work.bytes) {
-    throw CallError(work.name, std::to_string(work.bytes) + " bytes");
+    throw CallError(work.parameter, std::to_string(work.bytes) + " bytes");
   }
   // Kept until the kernel has ended.
   std::vector<std::shared_ptr<Block>> blocks{GetOperandBlock(work, executor.device)};
@@ -76,15 +77,23 @@ const char* OperatorName(OperatorKind kind) {
   return kind == OperatorKind::ATTENTION ? "FlashAttentionScore" : "FlashAttentionScoreGrad";
 }
 
+CallError::CallError(const Parameter& parameter, const std::string& expected)
+    : std::runtime_error(parameter.name +
+                         (parameter.position == NO_POSITION
+                              ? std::string()
+                              : " (position " + std::to_string(parameter.position) + ")") +
+                         ": expected " + expected) {}
+
 std::shared_ptr<Block> GetOperandBlock(const Operand& operand, uint32_t device) {
   auto address = reinterpret_cast<uintptr_t>(operand.data);
   std::shared_ptr<Block> block = UserBlocks().FindUpTo(address);
   bool isThere =
       block != nullptr && block->Device() == device && block->Contains(operand.data, operand.bytes);
   if (!isThere || address % operand.alignment != 0) {
-    throw CallError(operand.name, std::to_string(operand.bytes) + " bytes of memory of device " +
-                                      std::to_string(device) + " at a multiple of " +
-                                      std::to_string(operand.alignment));
+    throw CallError(operand.parameter, std::to_string(operand.bytes) +
+                                           " bytes of memory of device " + std::to_string(device) +
+                                           " at a multiple of " +
+                                           std::to_string(operand.alignment));
   }
   return block;
 }

@@ -28,21 +28,28 @@ enum class OperatorKind : uint32_t { ATTENTION, ATTENTION_GRADIENT };
 /// Name and type of its records, and what messages call it.
 const char* OperatorName(OperatorKind kind);
 
+/// In place of a position: what comes with the execution.
+constexpr size_t NO_POSITION = SIZE_MAX;
+
+/// A parameter of a query, as messages name it.
+struct Parameter {
+  const char* name = "";
+  size_t position = 0;
+};
+
 /// Why a call is refused: the parameter at fault, and what was expected of it.
 class CallError : public std::runtime_error {
  public:
-  CallError(const std::string& parameter, const std::string& expected)
-      : std::runtime_error(parameter + ": expected " + expected) {}
+  CallError(const Parameter& parameter, const std::string& expected);
 };
 
 /// Device memory that a call reads or writes.
 struct Operand {
-  std::string name;
-  size_t position;  ///< of its tensor in the query
-  void* data;
-  size_t bytes;
-  size_t alignment;
-  bool isOutput;
+  Parameter parameter;
+  void* data = nullptr;
+  size_t bytes = 0;
+  size_t alignment = 1;
+  bool isOutput = false;
 };
 
 /// The block that holds the operand's memory. Throws a CallError when there is none on the device.

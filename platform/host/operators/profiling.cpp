@@ -13,25 +13,21 @@
 namespace OrmoHost {
 namespace {
 
-/// By kind of operator.
-std::vector<StepLabel> OperatorLabels() {
-  std::vector<StepLabel> labels;
-  for (OperatorKind kind : {OperatorKind::ATTENTION, OperatorKind::ATTENTION_GRADIENT}) {
-    labels.push_back({OperatorName(kind), OperatorName(kind)});
-  }
-  return labels;
+StepLabel MakeLabel(OperatorKind kind) {
+  return {OperatorName(kind), OperatorName(kind)};
 }
 
 }  // namespace
 
 OperatorProfile::OperatorProfile(uint32_t device, std::shared_ptr<RecordOutput> output)
     : device_(device),
-      subscription_(device, OperatorLabels(), std::move(output), RecordStyle::WITH_STEPS) {}
+      labels_{MakeLabel(OperatorKind::ATTENTION), MakeLabel(OperatorKind::ATTENTION_GRADIENT)},
+      subscription_(device, labels_, std::move(output), RecordStyle::WITH_STEPS) {}
 
 void OperatorProfile::Add(const StepTiming& timing, uint64_t start, uint64_t end) {
   std::lock_guard<std::mutex> lock(mutex_);
   subscription_.Timings().push_back(timing);
-  AddToAccount(OperatorLabels(), subscription_.Timings());
+  AddToAccount(labels_, subscription_.Timings());
   subscription_.EndExecution(start, end);
 }
 

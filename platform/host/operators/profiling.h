@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 #include "operators/executor.h"
 #include "profiling/subscription.h"
@@ -27,6 +28,7 @@ class OperatorProfile {
 
  private:
   const uint32_t device_;
+  const std::vector<StepLabel> labels_;  ///< by kind of operator
   std::mutex mutex_;
   Subscription subscription_;
 };

@@ -31,14 +31,14 @@ void FillScriptedOperands(const Executor& executor) {
   }
   std::lock_guard<std::mutex> lock(script.mutex);
   for (const Operand& operand : executor.operands) {
-    auto found = script.contents.find(operand.position);
+    auto found = script.contents.find(operand.parameter.position);
     if (found == script.contents.end()) {
       continue;
     }
     if (found->second.size() != operand.bytes) {
-      throw CallError(operand.name, "the size of the scripted contents, " +
-                                        std::to_string(found->second.size()) + " bytes, not " +
-                                        std::to_string(operand.bytes));
+      throw CallError(operand.parameter, "the size of the scripted contents, " +
+                                             std::to_string(found->second.size()) + " bytes, not " +
+                                             std::to_string(operand.bytes));
     }
     std::memcpy(operand.data, found->second.data(), operand.bytes);
   }
@@ -54,7 +54,7 @@ void KeepScriptedOutputs(const Executor& executor) {
   for (const Operand& operand : executor.operands) {
     if (script.isKeeping && operand.isOutput) {
       const auto* data = static_cast<const uint8_t*>(operand.data);
-      script.kept[operand.position].assign(data, data + operand.bytes);
+      script.kept[operand.parameter.position].assign(data, data + operand.bytes);
     }
   }
 }

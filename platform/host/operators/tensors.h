@@ -17,8 +17,8 @@ namespace OrmoHost {
 struct Tensor {
   std::optional<Shape> view;  ///< nothing: was not given
   std::optional<Shape> storage;
-  ox::DataType dataType;
-  void* data;
+  ox::DataType dataType = ox::DT_UNDEFINED;
+  void* data = nullptr;
 };
 
 using Tensors = HandleTable<zelTensor*, const Tensor>;

@@ -29,7 +29,8 @@
 /// | 21 | executor | | pointer to a pointer | needed |
 ///
 /// A key is left out for a query where the mask is not 0; a query that no key is left for gets
-/// zeros, the softmaxSum 0 and the softmaxMax 0.
+/// zeros, the softmaxSum 0 and the softmaxMax 0. Memory of an output must not be that of another
+/// operand: what is computed would be undefined.
 #ifndef ZELNN_ZELNN_FLASH_ATTENTION_SCORE_H
 #define ZELNN_ZELNN_FLASH_ATTENTION_SCORE_H
 

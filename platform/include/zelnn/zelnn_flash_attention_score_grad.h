@@ -31,8 +31,8 @@
 /// | 25 | workspaceSize | | pointer to a 64-bit number | needed |
 /// | 26 | executor | | pointer to a pointer | needed |
 ///
-/// attentionOutGrad is the gradient that comes back to attentionOut. A query whose softmaxSum is not
-/// positive counts as one that no key was left for: it adds nothing to any gradient.
+/// attentionOutGrad is the gradient that comes back to attentionOut. A query whose softmaxSum is
+/// not positive counts as one that no key was left for: it adds nothing to any gradient.
 #ifndef ZELNN_ZELNN_FLASH_ATTENTION_SCORE_GRAD_H
 #define ZELNN_ZELNN_FLASH_ATTENTION_SCORE_GRAD_H
 
