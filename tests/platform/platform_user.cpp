@@ -9,9 +9,31 @@
 #include "error_manager/error_manager.h"
 #include "mm/mm.h"
 #include "ormo_host/control.h"
+#include "ox/types.h"
 #include "zel/zel.h"
 #include "zel/zel_mdl.h"
 #include "zel/zel_prof.h"
+#include "zelnn/zelnn_flash_attention_score.h"
+
+namespace {
+
+/// Leaves the thread with an executor that is not executed.
+bool LeaveExecutor() {
+  void* memory = nullptr;
+  const int64_t shape[] = {1, 1, 1};
+  char layout[] = "BSH";
+  uint64_t size = 0;
+  zelOpExecutor* executor = nullptr;
+  if (zelrtMalloc(&memory, sizeof(float), ZEL_MEM_MALLOC_POLICY_2) != 0) {
+    return false;
+  }
+  const zelTensor* t = zelCreateTensor(shape, 3, ox::DT_FLOAT, nullptr, 0, 0, shape, 3, memory);
+  return zelnnFlashAttentionScoreGetWorkspaceSize(t, t, t, nullptr, nullptr, nullptr, nullptr,
+                                                  nullptr, 1, 1, 1, 1, 1, layout, 0, 0, t, t,
+                                                  nullptr, t, &size, &executor) == 0;
+}
+
+}  // namespace
 
 bool UsePlatform() {
   const std::string graph =
@@ -37,7 +59,10 @@ bool UsePlatform() {
   for (int i = 0; i < 1000; ++i) {
     works = works && zelmdlExecute(id, input, output) == 0;
   }
-  return works;
+  zelTensor* tensor = zelCreateTensor(nullptr, 0, 0, nullptr, 0, 0, nullptr, 0, memory);
+  zelIntArray* array = zelCreateIntArray(nullptr, 0);
+  return works && tensor != nullptr && array != nullptr && LeaveExecutor() &&
+         ProfOpSubscribe(0, config) == 0;
 }
 
 bool IsPlatformClosed() {
@@ -50,6 +75,7 @@ bool IsPlatformClosed() {
          zelrtMalloc(&memory, 1, ZEL_MEM_MALLOC_HUGE_FIRST) != 0 &&
          zelmdlLoadFromMem("{}", 2, &id) != 0 && zelmdlExecute(1, nullptr, nullptr) != 0 &&
          zelprofModelUnSubscribe(1) != 0 && zelmdlCreateDataset() == nullptr &&
+         ProfOpUnSubscribe(0) != 0 && zelCreateIntArray(nullptr, 0) == nullptr &&
          zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &output) == nullptr &&
          zelFinalize() != 0 && mmGetTickCount().tv_sec > 0;
 }

@@ -1,0 +1,123 @@
+#include "platform/attention_call.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "zel/zel.h"
+#include "zelnn/zelnn_flash_attention_score.h"
+#include "zelnn/zelnn_flash_attention_score_grad.h"
+
+namespace Ormo::Test {
+namespace {
+
+/// Only for numbers that float16 can hold exactly.
+uint16_t ToHalf(double value) {
+  if (value == 0) {
+    return 0;
+  }
+  int exponent = 0;
+  double mantissa = std::frexp(std::fabs(value), &exponent) * 2 - 1;
+  auto bits = static_cast<unsigned>(std::lround(mantissa * 1024));
+  return static_cast<uint16_t>((value < 0 ? 0x8000U : 0U) |
+                               (static_cast<unsigned>(exponent + 14) << 10U) | bits);
+}
+
+double FromHalf(uint16_t half) {
+  int exponent = (half >> 10) & 31;
+  double mantissa = (half & 1023) / 1024.0;
+  double size = exponent == 0 ? std::ldexp(mantissa, -14) : std::ldexp(1 + mantissa, exponent - 15);
+  return (half & 0x8000) != 0 ? -size : size;
+}
+
+template <typename Element, typename Convert>
+void Write(const Values& values, void* data, Convert convert) {
+  for (size_t i = 0; i < values.size(); ++i) {
+    static_cast<Element*>(data)[i] = convert(values[i]);
+  }
+}
+
+}  // namespace
+
+DeviceTensor::DeviceTensor(const std::vector<int64_t>& shape, ox::DataType type,
+                           const Values& values)
+    : type_(type), count_(1) {
+  for (int64_t dim : shape) {
+    count_ *= static_cast<size_t>(dim);
+  }
+  EXPECT_TRUE(values.empty() || values.size() == count_);
+  auto size = static_cast<size_t>(ox::GetSizeInBytes(static_cast<int64_t>(count_), type));
+  EXPECT_EQ(zelrtMalloc(&data_, size, ZEL_MEM_MALLOC_POLICY_2), 0);
+  EXPECT_EQ(zelrtMemset(data_, size, 0, size), 0);
+  // The host platform's device memory is memory of the process.
+  if (type == ox::DT_FLOAT) {
+    Write<float>(values, data_, [](double value) { return static_cast<float>(value); });
+  } else if (type == ox::DT_FLOAT16) {
+    Write<uint16_t>(values, data_, ToHalf);
+  } else {
+    Write<uint8_t>(values, data_, [](double value) { return static_cast<uint8_t>(value); });
+  }
+  auto rank = static_cast<int64_t>(shape.size());
+  tensor_ = zelCreateTensor(shape.data(), rank, type, nullptr, 0, ox::FORMAT_ND, nullptr,
+                            ZEL_SHAPE_NOT_GIVEN, data_);
+}
+
+DeviceTensor::~DeviceTensor() {
+  EXPECT_EQ(zelDestroyTensor(tensor_), 0);
+  zelrtFree(data_);
+}
+
+Values DeviceTensor::Read() const {
+  Values values(count_);
+  for (size_t i = 0; i < count_; ++i) {
+    values[i] = type_ == ox::DT_FLOAT ? static_cast<const float*>(data_)[i]
+                                      : FromHalf(static_cast<const uint16_t*>(data_)[i]);
+  }
+  return values;
+}
+
+template <>
+int32_t ForwardCall::Query() {
+  return zelnnFlashAttentionScoreGetWorkspaceSize(
+      inputs[0], inputs[1], inputs[2], inputs[3], inputs[4], inputs[5], inputs[6], list, scale,
+      keepProbability, keysBefore, keysAfter, heads, const_cast<char*>(layout), precisionMode,
+      maskMode, outputs[0], outputs[1], outputs[2], outputs[3], &workspaceSize, &executor);
+}
+
+template <>
+int32_t BackwardCall::Query() {
+  return zelnnFlashAttentionScoreGradGetWorkspaceSize(
+      inputs[0], inputs[1], inputs[2], inputs[3], inputs[4], inputs[5], inputs[6], inputs[7],
+      inputs[8], inputs[9], inputs[10], inputs[11], list, scale, keepProbability, keysBefore,
+      keysAfter, heads, const_cast<char*>(layout), precisionMode, maskMode, outputs[0], outputs[1],
+      outputs[2], outputs[3], &workspaceSize, &executor);
+}
+
+template <>
+int32_t ForwardCall::Execute(void* workspace, zelrtStream stream) const {
+  return zelnnFlashAttentionScore(workspace, workspaceSize, executor, stream);
+}
+
+template <>
+int32_t BackwardCall::Execute(void* workspace, zelrtStream stream) const {
+  return zelnnFlashAttentionScoreGrad(workspace, workspaceSize, executor, stream);
+}
+
+template <size_t INPUTS>
+int32_t AttentionCall<INPUTS>::Run() {
+  if (int32_t code = Query()) {
+    return code;
+  }
+  void* workspace = nullptr;
+  EXPECT_EQ(zelrtMalloc(&workspace, workspaceSize, ZEL_MEM_MALLOC_POLICY_2), 0);
+  int32_t code = Execute(workspace);
+  EXPECT_EQ(zelrtSynchronizeStream(nullptr), 0);
+  EXPECT_EQ(zelrtFree(workspace), 0);
+  return code;
+}
+
+template struct AttentionCall<7>;
+template struct AttentionCall<12>;
+
+}  // namespace Ormo::Test
