@@ -52,7 +52,8 @@ bool AppendBlock(HostBlock block, ZelnnParamterInner& inner) {
   if (!block) {
     return false;
   }
-  AddEntry(HOST_BLOCK_ATTR, inner) = block.Detach();
+  void*& entry = AddEntry(HOST_BLOCK_ATTR, inner);
+  entry = block.Detach();
   return true;
 }
 
