@@ -3,11 +3,14 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstring>
 #include <functional>
 #include <memory>
 #include <thread>
+#include <type_traits>
 
+#include "error_manager/error_manager.h"
 #include "ox/type_utils.h"
 #include "platform/attention_call.h"
 #include "platform/platform_test.h"
@@ -19,6 +22,7 @@ namespace {
 using Test::BackwardCall;
 using Test::DeviceTensor;
 using Test::ForwardCall;
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -61,10 +65,10 @@ class OperatorApiTest : public Test::PlatformTest {
   }
 
   /// A tensor over the query's memory.
-  const zelTensor* Odd(const std::vector<int64_t>& shape, ox::DataType type, size_t offset = 0) {
+  const zelTensor* Odd(const std::vector<int64_t>& shape, ox::DataType type) {
     auto count = static_cast<int64_t>(shape.size());
     odd_.push_back(zelCreateTensor(shape.data(), count, type, nullptr, 0, ox::FORMAT_ND,
-                                   shape.data(), count, Memory() + offset));
+                                   shape.data(), count, Memory()));
     return odd_.back();
   }
 
@@ -82,175 +86,164 @@ class OperatorApiTest : public Test::PlatformTest {
   BackwardCall backward_;
 };
 
-TEST_F(OperatorApiTest, AWrongCallIsRefusedWithItsReason) {
-  using Call = ForwardCall;
-  constexpr int64_t HUGE_DIM = INT64_MAX / 16;
-  const zelTensor* none = zelCreateTensor(nullptr, ZEL_SHAPE_NOT_GIVEN, ox::DT_FLOAT, nullptr, 0,
-                                          ox::FORMAT_NULL, nullptr, ZEL_SHAPE_NOT_GIVEN, Memory());
-  odd_.push_back(none);
-  const int64_t view[] = {2, 3, 16};
-  const int64_t storage[] = {6, 16};
-  odd_.push_back(
-      zelCreateTensor(view, 3, ox::DT_FLOAT, nullptr, 0, ox::FORMAT_ND, storage, 2, Memory()));
-  const zelTensor* stored = odd_.back();
-  odd_.push_back(zelCreateTensor(view, 3, ox::DT_FLOAT, nullptr, 0, ox::FORMAT_ND, nullptr,
-                                 ZEL_SHAPE_NOT_GIVEN, nullptr));
-  const zelTensor* withoutMemory = odd_.back();
-  const zelTensor* gone = Odd({1}, ox::DT_FLOAT);
-  odd_.pop_back();
-  ASSERT_EQ(zelDestroyTensor(gone), 0);
+struct Slot {
+  const char* name;
+  size_t position;
+  size_t index;  ///< among the inputs, then the outputs
+};
+
+/// Every tensor but the mask: a needed one that is missing, a reserved one that is there.
+template <typename Call>
+void ExpectEveryTensorIsChecked(const Call& good, const std::vector<Slot>& slots) {
+  constexpr size_t INPUTS = std::extent_v<decltype(Call::inputs)>;
+  for (const Slot& slot : slots) {
+    Call call = good;
+    const bool isReserved = slot.name == std::string("reserved");
+    (slot.index < INPUTS ? call.inputs[slot.index] : call.outputs[slot.index - INPUTS]) =
+        isReserved ? good.inputs[0] : nullptr;
+    EXPECT_NE(call.Query(), 0) << slot.name;
+    EXPECT_THAT(
+        ErrorManager::GetInstance().GetErrorMessage(),
+        HasSubstr(": " + std::string(slot.name) + " (position " + std::to_string(slot.position) +
+                  "): expected " + (isReserved ? "no tensor" : "a tensor")));
+  }
+  Call call = good;
+  EXPECT_EQ(call.Run(), 0);
+}
+
+TEST_F(OperatorApiTest, EveryTensorIsNeededOrReserved) {
+  ExpectEveryTensorIsChecked(forward_, {{"query", 0, 0},
+                                        {"key", 1, 1},
+                                        {"value", 2, 2},
+                                        {"reserved", 3, 3},
+                                        {"reserved", 4, 4},
+                                        {"reserved", 5, 5},
+                                        {"softmaxMax", 16, 7},
+                                        {"softmaxSum", 17, 8},
+                                        {"reserved", 18, 9},
+                                        {"attentionOut", 19, 10}});
+  ExpectEveryTensorIsChecked(backward_, {{"query", 0, 0},
+                                         {"key", 1, 1},
+                                         {"value", 2, 2},
+                                         {"attentionOutGrad", 3, 3},
+                                         {"reserved", 4, 4},
+                                         {"reserved", 5, 5},
+                                         {"reserved", 6, 6},
+                                         {"softmaxMax", 8, 8},
+                                         {"softmaxSum", 9, 9},
+                                         {"reserved", 10, 10},
+                                         {"attentionOut", 11, 11},
+                                         {"queryGrad", 21, 12},
+                                         {"keyGrad", 22, 13},
+                                         {"valueGrad", 23, 14},
+                                         {"reserved", 24, 15}});
+}
+
+TEST_F(OperatorApiTest, ATensorThatDoesNotFitIsRefusedWithItsReason) {
+  constexpr int64_t LARGE = INT64_MAX / 16;
 
   struct Case {
+    size_t slot;  ///< of the forward call's inputs, then outputs
+    std::vector<int64_t> shape;
+    ox::DataType type;
     const char* reason;
-    std::function<void(Call&)> spoil;
   };
 
   const Case cases[] = {
-      {"query (position 0): expected a tensor", [](Call& c) { c.inputs[0] = nullptr; }},
-      {"key (position 1): expected a tensor", [&](Call& c) { c.inputs[1] = gone; }},
-      {"value (position 2): expected a tensor", [](Call& c) { c.inputs[2] = nullptr; }},
-      {"softmaxMax (position 16): expected a tensor", [](Call& c) { c.outputs[0] = nullptr; }},
-      {"softmaxSum (position 17): expected a tensor", [](Call& c) { c.outputs[1] = nullptr; }},
-      {"attentionOut (position 19): expected a tensor", [](Call& c) { c.outputs[3] = nullptr; }},
-      {"reserved (position 4): expected no tensor", [](Call& c) { c.inputs[4] = c.inputs[0]; }},
-      {"reserved (position 18): expected no tensor", [](Call& c) { c.outputs[2] = c.inputs[0]; }},
-      {"query (position 0): expected a shape", [&](Call& c) { c.inputs[0] = none; }},
-      {"key (position 1): expected a shape", [&](Call& c) { c.inputs[1] = none; }},
-      {"query (position 0): expected a storage shape", [&](Call& c) { c.inputs[0] = stored; }},
-      {"query (position 0): expected 384 bytes of memory of device 0",
-       [&](Call& c) { c.inputs[0] = withoutMemory; }},
-      {"query (position 0): expected 384 bytes of memory of device 0 at a multiple of 4",
-       [&](Call& c) {
-         c.inputs[0] = Odd({2, 3, 16}, ox::DT_FLOAT, 2);
-       }},
-      {"key (position 1): expected 512 bytes",
-       [&](Call& c) {
-         c.inputs[1] = Odd({2, 4, 16}, ox::DT_FLOAT);
-       }},
-      {"query (position 0): expected 3 positive dimensions, not [2, 3]",
-       [&](Call& c) {
-         c.inputs[0] = Odd({2, 3}, ox::DT_FLOAT);
-       }},
-      {"query (position 0): expected 3 positive dimensions, not []",
-       [&](Call& c) { c.inputs[0] = Odd({}, ox::DT_FLOAT); }},
-      {"query (position 0): expected 3 positive dimensions, not [2, 0, 16]",
-       [&](Call& c) {
-         c.inputs[0] = Odd({2, 0, 16}, ox::DT_FLOAT);
-       }},
-      {"query (position 0): expected 3 positive dimensions, not [-2, -3, 16]",
-       [&](Call& c) {
-         c.inputs[0] = Odd({-2, -3, 16}, ox::DT_FLOAT);
-       }},
-      {"query (position 0): expected fewer elements",
-       [&](Call& c) {
-         c.inputs[0] = Odd({HUGE_DIM, 3, HUGE_DIM * 2}, ox::DT_FLOAT);
-       }},
-      {"keysBefore (position 10): expected at least 1152921504606846",
-       [&](Call& c) {
-         c.inputs[1] = Odd({2, HUGE_DIM * 2, 16}, ox::DT_FLOAT);
-       }},
-      {"query (position 0): expected float32 or float16",
-       [&](Call& c) {
-         c.inputs[0] = Odd({2, 3, 16}, ox::DT_INT32);
-       }},
-      {"query (position 0): expected float32 or float16",
-       [&](Call& c) {
-         c.inputs[0] = Odd({2, 3, 16}, ox::DT_UNDEFINED);
-       }},
-      {"key (position 1): expected float32",
-       [&](Call& c) {
-         c.inputs[1] = Odd({2, 4, 16}, ox::DT_FLOAT16);
-       }},
-      {"key (position 1): expected the shape [2, 4, 16], not [1, 4, 16]",
-       [&](Call& c) {
-         c.inputs[1] = Odd({1, 4, 16}, ox::DT_FLOAT);
-       }},
-      {"key (position 1): expected the shape [2, 1, 16], not [2, -1, 16]",
-       [&](Call& c) {
-         c.inputs[1] = Odd({2, -1, 16}, ox::DT_FLOAT);
-       }},
-      {"value (position 2): expected the shape [2, 4, 16], not [2, 3, 16]",
-       [](Call& c) { c.inputs[2] = c.inputs[0]; }},
-      {"mask (position 6): expected bool or uint8",
-       [&](Call& c) {
-         c.inputs[6] = Odd({3, 4}, ox::DT_FLOAT);
-       }},
-      {"mask (position 6): expected the shape [3, 4], not [4, 3]",
-       [&](Call& c) {
-         c.inputs[6] = Odd({4, 3}, ox::DT_BOOL);
-       }},
-      {"mask (position 6): expected the shape [2, 2, 3, 4], not [1, 2, 3, 4]",
-       [&](Call& c) {
-         c.inputs[6] = Odd({1, 2, 3, 4}, ox::DT_BOOL);
-       }},
-      {"softmaxMax (position 16): expected the shape [2, 2, 3]",
-       [](Call& c) { c.outputs[0] = c.inputs[0]; }},
-      {"softmaxSum (position 17): expected float32",
-       [&](Call& c) {
-         c.outputs[1] = Odd({2, 2, 3}, ox::DT_FLOAT16);
-       }},
-      {"attentionOut (position 19): expected the shape [2, 3, 16]",
-       [](Call& c) { c.outputs[3] = c.inputs[1]; }},
-      {"reserved (position 7): expected an integer array without elements",
-       [&](Call& c) { c.list = IntArray({1}); }},
-      {"scale (position 8): expected", [](Call& c) { c.scale = 0; }},
-      {"scale (position 8): expected", [](Call& c) { c.scale = std::nan(""); }},
-      {"scale (position 8): expected", [](Call& c) { c.scale = 1e300; }},
-      {"keepProbability (position 9): expected 1", [](Call& c) { c.keepProbability = 0.9; }},
-      {"keysBefore (position 10): expected at least 4", [](Call& c) { c.keysBefore = 3; }},
-      {"keysAfter (position 11): expected at least 4", [](Call& c) { c.keysAfter = -1; }},
-      {"headCount (position 12): expected a positive number", [](Call& c) { c.heads = 0; }},
-      {"headCount (position 12): expected the heads of [2, 3, 16], not 3",
-       [](Call& c) { c.heads = 3; }},
-      {"headCount (position 12): expected the heads", [](Call& c) { c.heads = INT64_MAX; }},
-      {"layout (position 13): expected \"BSH\" or \"BNSD\"", [](Call& c) { c.layout = nullptr; }},
-      {"layout (position 13): expected", [](Call& c) { c.layout = "BSHD"; }},
-      {"query (position 0): expected 4 positive", [](Call& c) { c.layout = "BNSD"; }},
-      {"precisionMode (position 14): expected 0", [](Call& c) { c.precisionMode = 1; }},
-      {"maskMode (position 15): expected 0", [](Call& c) { c.maskMode = 2; }},
+      {0, {2, 3}, ox::DT_FLOAT, "query (position 0): expected 3 positive dimensions, not [2, 3]"},
+      {0, {}, ox::DT_FLOAT, "expected 3 positive dimensions, not []"},
+      {0, {2, 0, 16}, ox::DT_FLOAT, "expected 3 positive dimensions, not [2, 0, 16]"},
+      {0, {-2, -3, 16}, ox::DT_FLOAT, "expected 3 positive dimensions, not [-2, -3, 16]"},
+      {0, {LARGE, 3, LARGE * 2}, ox::DT_FLOAT, "query (position 0): expected fewer elements"},
+      {0, {2, 3, 16}, ox::DT_INT32, "query (position 0): expected float32 or float16"},
+      {0, {2, 3, 16}, ox::DT_UNDEFINED, "query (position 0): expected float32 or float16"},
+      {0, {2, 4, 16}, ox::DT_FLOAT, "query (position 0): expected 512 bytes of memory of device 0"},
+      {1, {2, LARGE * 2, 16}, ox::DT_FLOAT, "keysBefore (position 10): expected at least 11529"},
+      {1, {2, 4, 16}, ox::DT_FLOAT16, "key (position 1): expected float32"},
+      {1, {1, 4, 16}, ox::DT_FLOAT, "expected the shape [2, 4, 16], not [1, 4, 16]"},
+      {1, {2, -1, 16}, ox::DT_FLOAT, "expected the shape [2, 1, 16], not [2, -1, 16]"},
+      {2, {2, 3, 16}, ox::DT_FLOAT, "value (position 2): expected the shape [2, 4, 16]"},
+      {6, {3, 4}, ox::DT_FLOAT, "mask (position 6): expected bool or uint8"},
+      {6, {4, 3}, ox::DT_BOOL, "mask (position 6): expected the shape [3, 4], not [4, 3]"},
+      {6, {1, 2, 3, 4}, ox::DT_BOOL, "expected the shape [2, 2, 3, 4], not [1, 2, 3, 4]"},
+      {7, {2, 3, 2}, ox::DT_FLOAT, "softmaxMax (position 16): expected the shape [2, 2, 3]"},
+      {8, {2, 2, 3}, ox::DT_FLOAT16, "softmaxSum (position 17): expected float32"},
+      {10, {2, 4, 16}, ox::DT_FLOAT, "attentionOut (position 19): expected the shape [2, 3, 16]"},
   };
   for (const Case& wrong : cases) {
     ForwardCall call = forward_;
-    wrong.spoil(call);
+    (wrong.slot < 7 ? call.inputs[wrong.slot] : call.outputs[wrong.slot - 7]) =
+        Odd(wrong.shape, wrong.type);
     EXPECT_NE(call.Query(), 0) << wrong.reason;
-    EXPECT_THAT(Reason(), HasSubstr(std::string(REFUSED) + ": " + wrong.reason));
+    EXPECT_THAT(Reason(), AllOf(HasSubstr(REFUSED), HasSubstr(wrong.reason)));
     EXPECT_EQ(call.executor, nullptr);
   }
-  EXPECT_EQ(forward_.Run(), 0) << Reason();
-}
-
-TEST_F(OperatorApiTest, AWrongGradientCallIsRefusedWithItsReason) {
-  const std::pair<const char*, size_t> inputs[] = {{"query (position 0)", 0},
-                                                   {"attentionOutGrad (position 3)", 3},
-                                                   {"softmaxMax (position 8)", 8},
-                                                   {"softmaxSum (position 9)", 9},
-                                                   {"attentionOut (position 11)", 11}};
-  for (const auto& [name, index] : inputs) {
-    BackwardCall call = backward_;
-    call.inputs[index] = nullptr;
-    EXPECT_NE(call.Query(), 0);
-    EXPECT_THAT(Reason(),
-                HasSubstr(std::string(REFUSED) + "Grad: " + name + ": expected a tensor"));
-  }
-  const char* outputs[] = {"queryGrad (position 21)", "keyGrad (position 22)",
-                           "valueGrad (position 23)"};
   for (size_t i = 0; i < 3; ++i) {
     BackwardCall call = backward_;
-    call.outputs[i] = tensors_[3]->Get();
+    call.outputs[i] = Odd({2, 2, 3}, ox::DT_FLOAT);
     EXPECT_NE(call.Query(), 0);
-    EXPECT_THAT(Reason(), HasSubstr(std::string(outputs[i]) + ": expected the shape"));
+    EXPECT_THAT(Reason(),
+                HasSubstr("(position " + std::to_string(21 + i) + "): expected the shape"));
   }
-  for (const auto& [position, index] : {std::pair(4, 4), {5, 5}, {6, 6}, {10, 10}}) {
-    BackwardCall call = backward_;
-    call.inputs[index] = call.inputs[0];
-    EXPECT_NE(call.Query(), 0);
-    EXPECT_THAT(Reason(), HasSubstr("reserved (position " + std::to_string(position) + ")"));
+}
+
+TEST_F(OperatorApiTest, ATensorWithoutWhatACallNeedsIsRefused) {
+  const int64_t view[] = {2, 3, 16};
+  const int64_t flat[] = {6, 16};
+  auto create = [&](int64_t count, int64_t storageCount, void* data) {
+    odd_.push_back(zelCreateTensor(view, count, ox::DT_FLOAT, nullptr, 0, ox::FORMAT_NULL, flat,
+                                   storageCount, data));
+    return odd_.back();
+  };
+  const std::pair<const zelTensor*, const char*> cases[] = {
+      {create(ZEL_SHAPE_NOT_GIVEN, ZEL_SHAPE_NOT_GIVEN, Memory()), "expected a shape"},
+      {create(3, 2, Memory()), "expected a storage shape that is the shape"},
+      {create(3, ZEL_SHAPE_NOT_GIVEN, nullptr), "expected 384 bytes of memory of device 0"},
+      {create(3, ZEL_SHAPE_NOT_GIVEN, Memory() - 4), "expected 384 bytes of memory"},
+      {create(3, ZEL_SHAPE_NOT_GIVEN, Memory() + 4), "expected 384 bytes of memory"},
+      {create(3, ZEL_SHAPE_NOT_GIVEN, Memory() + 2), "at a multiple of 4"},
+  };
+  for (const auto& [tensor, reason] : cases) {
+    ForwardCall call = forward_;
+    call.inputs[0] = tensor;
+    EXPECT_NE(call.Query(), 0) << reason;
+    EXPECT_THAT(Reason(), HasSubstr(reason));
   }
-  BackwardCall call = backward_;
-  call.scale = -1;
-  EXPECT_NE(call.Query(), 0);
-  EXPECT_THAT(Reason(), HasSubstr("scale (position 13)"));
-  EXPECT_EQ(backward_.Run(), 0) << Reason();
+  EXPECT_EQ(zelDestroyTensor(odd_.back()), 0);
+  forward_.inputs[0] = odd_.back();
+  odd_.pop_back();
+  EXPECT_NE(forward_.Query(), 0);
+  EXPECT_THAT(Reason(), HasSubstr("query (position 0): expected a tensor"));
+}
+
+TEST_F(OperatorApiTest, AnAttributeThatIsNotSupportedIsRefusedWithItsReason) {
+  const std::pair<const char*, std::function<void(ForwardCall&)>> cases[] = {
+      {"reserved (position 7): expected an integer array without elements",
+       [&](ForwardCall& c) { c.list = IntArray({1}); }},
+      {"scale (position 8): expected", [](ForwardCall& c) { c.scale = 0; }},
+      {"scale (position 8): expected", [](ForwardCall& c) { c.scale = std::nan(""); }},
+      {"scale (position 8): expected", [](ForwardCall& c) { c.scale = 1e300; }},
+      {"keepProbability (position 9): expected 1", [](ForwardCall& c) { c.keepProbability = 0.9; }},
+      {"keysBefore (position 10): expected at least 4", [](ForwardCall& c) { c.keysBefore = 3; }},
+      {"keysAfter (position 11): expected at least 4", [](ForwardCall& c) { c.keysAfter = -1; }},
+      {"headCount (position 12): expected a positive", [](ForwardCall& c) { c.heads = 0; }},
+      {"expected the heads of [2, 3, 16], not 3", [](ForwardCall& c) { c.heads = 3; }},
+      {"headCount (position 12): expected", [](ForwardCall& c) { c.heads = INT64_MAX; }},
+      {"expected \"BSH\" or \"BNSD\"", [](ForwardCall& c) { c.layout = nullptr; }},
+      {"layout (position 13): expected", [](ForwardCall& c) { c.layout = "BSHD"; }},
+      {"query (position 0): expected 4 positive", [](ForwardCall& c) { c.layout = "BNSD"; }},
+      {"precisionMode (position 14): expected 0", [](ForwardCall& c) { c.precisionMode = 1; }},
+      {"maskMode (position 15): expected 0", [](ForwardCall& c) { c.maskMode = 2; }},
+  };
+  for (const auto& [reason, spoil] : cases) {
+    ForwardCall call = forward_;
+    spoil(call);
+    EXPECT_NE(call.Query(), 0) << reason;
+    EXPECT_THAT(Reason(), HasSubstr(reason));
+  }
+  backward_.scale = -1;
+  EXPECT_NE(backward_.Query(), 0);
+  EXPECT_THAT(Reason(), HasSubstr("FlashAttentionScoreGrad: scale (position 13)"));
 }
 
 TEST_F(OperatorApiTest, AttributesInEachOthersPlaceAreRefused) {
@@ -437,13 +430,7 @@ class OperatorProfilingTest : public OperatorApiTest {
     config_ = zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &pipe_[1]);
   }
 
-  void TearDown() override {
-    EXPECT_EQ(zelprofDestroySubscribeConfig(config_), 0);
-    close(pipe_[0]);
-    OperatorApiTest::TearDown();
-  }
-
-  /// Ends the pipe.
+  /// Ends the configuration and the pipe.
   std::vector<Timed> ReadRecords() {
     close(pipe_[1]);
     EXPECT_EQ(zelprofDestroySubscribeConfig(config_), 0);
@@ -460,9 +447,7 @@ class OperatorProfilingTest : public OperatorApiTest {
                          zelprofGetOpEnd(record.data(), size, 0),
                          ProfGetOpExecutionTime(record.data(), static_cast<uint32_t>(size), 0)});
     }
-    int32_t again = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    config_ = zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &again);
-    close(again);
+    close(pipe_[0]);
     return records;
   }
 
