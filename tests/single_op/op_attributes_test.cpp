@@ -18,12 +18,15 @@ size_t refusedSize = 0;
 
 }  // namespace
 
-extern "C" void* __real_malloc(size_t size);  // NOLINT(bugprone-reserved-identifier): the linker's
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the linker's
+extern "C" void* __real_malloc(size_t size);
 
 /// What stands in for malloc in the sources of this program.
-extern "C" void* __wrap_malloc(size_t size) {  // NOLINT(bugprone-reserved-identifier): the linker's
+extern "C" void* __wrap_malloc(size_t size) {
   return size == refusedSize ? nullptr : __real_malloc(size);
 }
+
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 namespace Ormo {
 namespace {

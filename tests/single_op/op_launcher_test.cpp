@@ -200,8 +200,7 @@ TEST_F(OpLauncher, MisorderedAttributesEndInAStatus) {
   const std::string text = AttentionRequest();
   const size_t attrsAt = text.find("\"attrs\":[") + 9;
   for (const std::string& kind : kinds) {
-    const std::string attrs = kind + Repeat("," + kind, 8);
-    BuiltRequest request(text.substr(0, attrsAt) + attrs + "]}");
+    BuiltRequest request(text.substr(0, attrsAt) + kind + Repeat("," + kind, 8) + "]}");
     EXPECT_EQ(request.Launch(), STATUS_FAILED) << kind;
   }
 }
@@ -215,6 +214,7 @@ TEST_F(OpLauncher, QueriesOfOneOperatorWaitForEachOther) {
     --within;
   });
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([this] {
       ASSERT_EQ(zelrtSetCurrentContext(Context()), 0);
