@@ -43,9 +43,9 @@ extern "C" {
 
 /// Checks a call and prepares it: writes the bytes of device memory that the execution needs
 /// besides its tensors, and the executor that starts it. Needs a current context, on whose device
-/// the memory behind all tensors lies. A call that is refused leaves both untouched; the reason
-/// goes to the error manager. An executor that is not executed ends with the calling thread or its
-/// next query of whatever operator.
+/// the memory behind all tensors lies, at a multiple of an element's size. A call that is refused
+/// leaves both untouched; the reason goes to the error manager. An executor that is not executed
+/// ends with the calling thread or its next query of whatever operator.
 int32_t zelnnFlashAttentionScoreGetWorkspaceSize(
     const zelTensor* query, const zelTensor* key, const zelTensor* value,
     const zelTensor* reserved3, const zelTensor* reserved4, const zelTensor* reserved5,
