@@ -1,4 +1,4 @@
-// Measures and exits while the runner is still initialised, a model loaded and the timeline
+// Measures and exits while two runners are still initialised, a model loaded and the timeline
 // written.
 #include <cstdio>
 #include <string>
@@ -6,7 +6,7 @@
 #include "ormo/ormo_runner.h"
 #include "ormo/trace.h"
 
-// Arguments: directory of the timeline, text of a graph.
+// Arguments: directory of the timeline, texts of a graph and of an operator call.
 int main(int /*argc*/, char** argv) {
   Ormo::Trace::StartDumpTraceToPath(argv[1]);
   const std::string graph = argv[2];
@@ -22,6 +22,11 @@ int main(int /*argc*/, char** argv) {
     measured = measured && OrmoOfflineRunModel(modelId, config, result) == Ormo::STATUS_SUCCESS &&
                OrmoOfflineRun(config, result) == Ormo::STATUS_SUCCESS;
   }
+  Ormo::ZelnnRunConfig call;
+  call.opJson = argv[3];
+  Ormo::RunnerResult result;
+  measured = measured && OrmoZelnnRunnerInit({{0, 1}}) == Ormo::STATUS_SUCCESS &&
+             OrmoZelnnRun(call, result) == Ormo::STATUS_SUCCESS;
   std::puts(measured ? "measured" : "failed");
   return 0;
 }

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "single_op/request_text.h"
 #include "support/child_process.h"
 #include "support/graph_text.h"
 #include "support/temp_directory.h"
@@ -12,6 +13,7 @@
 namespace Ormo {
 namespace {
 
+using Test::AttentionRequest;
 using Test::ChildProcess;
 using Test::ReadFile;
 using Test::SpinGraph;
@@ -34,7 +36,7 @@ class LibraryLifeTest : public ::testing::Test {
 TEST_F(LibraryLifeTest, AProcessThatExitsWithoutFinalisingLeavesAWholeTimeline) {
   const std::string timelines = directory_ / "timelines";
   std::filesystem::create_directory(timelines);
-  ChildProcess program({EXIT_WITHOUT_FINALIZE, timelines, SpinGraph({1000})});
+  ChildProcess program({EXIT_WITHOUT_FINALIZE, timelines, SpinGraph({1000}), AttentionRequest()});
   EXPECT_EQ(program.ReadLine(), "measured");
   EXPECT_EQ(program.Wait(), 0);
   const auto file = std::filesystem::directory_iterator(timelines);
@@ -43,7 +45,8 @@ TEST_F(LibraryLifeTest, AProcessThatExitsWithoutFinalisingLeavesAWholeTimeline) 
 }
 
 TEST_F(LibraryLifeTest, ClosedItIsGoneWithItsPlatform) {
-  ChildProcess program({UNLOAD_LIBRARY, RUNNER_LIBRARY, PLATFORM_LIBRARY, SpinGraph({1000})});
+  ChildProcess program(
+      {UNLOAD_LIBRARY, RUNNER_LIBRARY, PLATFORM_LIBRARY, SpinGraph({1000}), AttentionRequest()});
   EXPECT_EQ(program.ReadLine(), "seen 1, measured 1, loaded 0, platform loaded 0, mapped 0");
   EXPECT_EQ(program.Wait(), 0);
 }

@@ -19,7 +19,22 @@ Function* Find(void* library, const char* name) {
   return reinterpret_cast<Function*>(symbol);
 }
 
-bool Measure(void* library, char* graph) {
+bool MeasureOperator(void* library, const char* request) {
+  auto* init = Find<decltype(OrmoZelnnRunnerInit)>(library, "OrmoZelnnRunnerInit");
+  auto* run = Find<decltype(OrmoZelnnRun)>(library, "OrmoZelnnRun");
+  auto* finalize = Find<decltype(OrmoZelnnRunnerFinalize)>(library, "OrmoZelnnRunnerFinalize");
+  if (init == nullptr || run == nullptr || finalize == nullptr || init({}) != 0) {
+    return false;
+  }
+  Ormo::ZelnnRunConfig config;
+  config.opJson = request;
+  Ormo::RunnerResult result;
+  const bool measured = run(config, result) == 0 && result.totalCostTime > 0;
+  finalize();
+  return measured;
+}
+
+bool MeasureModel(void* library, char* graph) {
   auto* init = Find<decltype(OrmoOfflineRunnerInit)>(library, "OrmoOfflineRunnerInit");
   auto* run = Find<decltype(OrmoOfflineRun)>(library, "OrmoOfflineRun");
   auto* finalize = Find<decltype(OrmoOfflineRunnerFinalize)>(library, "OrmoOfflineRunnerFinalize");
@@ -60,7 +75,7 @@ bool IsLoaded(const char* path) {
 
 }  // namespace
 
-// Arguments: paths of the library and of its platform, text of a graph.
+// Arguments: paths of the library and of its platform, texts of a graph and of an operator call.
 int main(int /*argc*/, char** argv) {
   void* library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
@@ -68,7 +83,7 @@ int main(int /*argc*/, char** argv) {
     return 1;
   }
   const bool isSeen = IsLoaded(argv[1]) && IsLoaded(argv[2]) && IsMapped("libormo");
-  const bool isMeasured = Measure(library, argv[3]);
+  const bool isMeasured = MeasureModel(library, argv[3]) && MeasureOperator(library, argv[4]);
   dlclose(library);
   std::printf("seen %d, measured %d, loaded %d, platform loaded %d, mapped %d\n", isSeen,
               isMeasured, IsLoaded(argv[1]), IsLoaded(argv[2]), IsMapped("libormo"));

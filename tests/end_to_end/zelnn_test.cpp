@@ -17,7 +17,6 @@ using Test::AttentionGradRequest;
 using Test::AttentionRequest;
 using Test::LogCapture;
 using Test::MakeOpConfig;
-using Test::Request;
 using Test::ZelnnTest;
 using ::testing::AllOf;
 using ::testing::Each;

@@ -21,7 +21,6 @@ using Test::AttentionRequest;
 using Test::LogCapture;
 using Test::Request;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr char EXECUTION[] = "zelnnFlashAttentionScore";
 
