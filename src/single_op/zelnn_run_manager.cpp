@@ -23,7 +23,7 @@ int ZelnnRunManager::Init(uint32_t id) {
     return STATUS_SUCCESS;
   }
   deviceId = id;
-  // Only what throws meets a context here.
+  // For exceptions: a status other than 0 leaves no context.
   ScopeExit release([this] {
     if (context != nullptr) {
       DestroyResource();

@@ -137,6 +137,17 @@ TEST_F(RunnersTest, OneThatIsInitialisedAgainWorksBesideThoseThatWereNot) {
   });
 }
 
+TEST_F(RunnersTest, NewWorkersTakeOverTheContextsOfOldOnes) {
+  for (const Runner& runner : runners_) {
+    ASSERT_EQ(runner.init({{0, 1}}), STATUS_SUCCESS);
+  }
+  MeasureAll({0, 1, 2});
+  // This runner never finalises the platform.
+  OrmoOnlineRunnerFinalize();
+  ASSERT_EQ(OrmoOnlineRunnerInit({{0, 1}}), STATUS_SUCCESS);
+  MeasureAll({0, 1, 2});
+}
+
 TEST_F(RunnersTest, AWorkerOfADeviceThatARunnerDidNotAskForIsRefused) {
   ASSERT_EQ(OrmoOnlineRunnerInit({{0}}), STATUS_SUCCESS);
   for (const Runner* runner : {&runners_[0], &runners_[2]}) {
