@@ -164,7 +164,8 @@ ORMO_EXPORT void OrmoZelnnRunnerFinalize();
 /// A success without records, for instance with a `loop` of 0, leaves `result` as it is. After a
 /// failure it is reset to zeros, unless the runner is not initialised: then it is left alone.
 /// STATUS_PROFILING_FAILED: the records could not be read. STATUS_FAILED: the runner is not
-/// initialised, the device could not be set up, the request cannot be read or names an unknown
+/// initialised, its workers have ended with another runner's, the device could not be set up, no
+/// pipe could be made, the request cannot be read or names an unknown
 /// operator, or the operator refused it or failed; the first execution that fails ends the loop.
 /// The reason of an operator that refuses is with the error manager.
 ///

@@ -10,6 +10,7 @@ int32_t InitPlatform(bool& isOwner, CallSite site) {
   const int32_t code = zelInit("");
   if (code == ZEL_ERROR_REPEAT_INITIALIZE) {
     ORMO_LOG_WARNING_AT(site, "Zel has been initialized by others");
+    isOwner = false;
     return 0;
   }
   if (code != 0) {

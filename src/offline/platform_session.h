@@ -10,8 +10,8 @@
 
 namespace Ormo {
 
-/// Initialises the platform. Returns 0, with `isOwner` set when this call was the process's first,
-/// or the platform's code after an error line of `site`'s file.
+/// Initialises the platform. Returns 0, `isOwner` telling whether this call was the one that did
+/// it, or the platform's code after an error line of `site`'s file.
 int32_t InitPlatform(bool& isOwner, CallSite site = CallSite::Here());
 
 /// Finalises the platform if `isOwner` is set, and clears it.

@@ -14,7 +14,7 @@ std::map<std::string, ReflectCreator>& Registry() {
 
 }  // namespace
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is fixed
+// NOLINTNEXTLINE(performance-unnecessary-value-param): callers pass it so
 ReflectBase* CreateReflectedObjByName(std::string name) {
   const auto found = Registry().find(name);
   return found == Registry().end() ? nullptr : found->second();

@@ -4,8 +4,8 @@
 #include <cctype>
 #include <cstddef>
 #include <cstdlib>
-#include <map>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "annex_k/annex_k.h"
 #include "common/log.h"
@@ -77,11 +77,11 @@ bool BuildTensors(const json& request, const char* key, std::vector<zelTensor*>&
       continue;
     }
     TensorRequest tensor;
+    tensor.dataType = ReadDataType(element);
     if (!ReadShape(element, "origin_shape", tensor.viewShape) ||
         !ReadShape(element, "shape", tensor.storageShape)) {
       return false;
     }
-    tensor.dataType = ReadDataType(element);
     tensor.format = ReadFormat(element);
     AppendTensor(tensor, tensors, deviceBuffers);
   }
@@ -175,7 +175,8 @@ using AttrBuilder = bool (*)(const json& value, ZelnnParamterInner& inner);
 
 /// Null, after an error line, when there is no attribute of that type.
 AttrBuilder FindAttrBuilder(const std::string& type) {
-  static const std::map<std::string, AttrBuilder> builders = {
+  // Nothing to destroy: workers may still read it while the process ends.
+  static constexpr std::pair<const char*, AttrBuilder> builders[] = {
       {"bool", GetBoolAttr},
       {"float", GetFloatAttr},
       {"int", GetIntAttr},
@@ -184,12 +185,13 @@ AttrBuilder FindAttrBuilder(const std::string& type) {
       {"list_float", GetListFloatAttr},
       {"list_int", GetListIntAttr},
   };
-  const auto builder = builders.find(type);
-  if (builder == builders.end()) {
-    ORMO_LOG_ERROR("Can not find support type[%s] to attr!", type.c_str());
-    return nullptr;
+  for (const auto& [name, builder] : builders) {
+    if (type == name) {
+      return builder;
+    }
   }
-  return builder->second;
+  ORMO_LOG_ERROR("Can not find support type[%s] to attr!", type.c_str());
+  return nullptr;
 }
 
 /// Whether the attribute has all its members; one that is no object is the JSON library's to

@@ -61,8 +61,8 @@ int32_t zelrtResetDevice(uint32_t deviceId);
 /// thread.
 int32_t zelrtCreateContext(zelrtContext* context, uint32_t deviceId);
 
-/// Makes `context` current on the calling thread. A context that is gone is an error, never a
-/// crash.
+/// Makes `context` current on the calling thread, and its device with it. A context that is gone is
+/// an error, never a crash.
 int32_t zelrtSetCurrentContext(zelrtContext context);
 
 /// Destroys a context, on any thread.
