@@ -115,18 +115,5 @@ TEST_F(ZelnnFaultsTest, RecordsAreDamaged) {
   }
 }
 
-TEST_F(ZelnnFaultsTest, ADeviceThatCouldNotBeSetUpIsTriedAgain) {
-  Init();
-  for (const char* function : {"zelrtSetDevice", "zelrtCreateContext"}) {
-    SCOPED_TRACE(function);
-    OrmoHost::Fail(function, 1, 7);
-    EXPECT_EQ(run_(), STATUS_FAILED);
-    EXPECT_EQ(OrmoHost::Alive().ToString(), "");
-    EXPECT_EQ(run_(), STATUS_SUCCESS);
-    OrmoZelnnRunnerFinalize();
-    Init();
-  }
-}
-
 }  // namespace
 }  // namespace Ormo::Test
