@@ -5,6 +5,7 @@
 
 #include <map>
 #include <thread>
+#include <tuple>
 
 #include "ormo/ormo_error_manager.h"
 #include "support/log_capture.h"
@@ -55,13 +56,18 @@ class ZelnnMeasurementTest : public ZelnnTest {
   RunnerResult result_ = MakeStaleResult();
 };
 
-TEST_F(ZelnnMeasurementTest, FiguresAreThoseOfThePlatformsOwnAccount) {
+TEST_F(ZelnnMeasurementTest, FiguresAreThoseOfThePlatformsOwnAccountWithEitherEnding) {
   Init();
-  for (const auto& [name, request] : {std::pair("FlashAttentionScore", AttentionRequest()),
-                                      {"FlashAttentionScoreGrad", AttentionGradRequest()}}) {
+  for (const auto& [name, request, ending] :
+       {std::tuple("FlashAttentionScore", AttentionRequest(), ""),
+        {"FlashAttentionScoreGrad", AttentionGradRequest(), "close"}}) {
     SCOPED_TRACE(name);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
+    setenv("ORMO_PROF_END", ending, 1);
     OrmoHost::KeepAccount();
+    OrmoHost::RecordCalls();
     ASSERT_EQ(Run(request, 5), STATUS_SUCCESS);
+    EXPECT_EQ(CallCount("ProfOpSubscribe"), 1U);
     const auto account = OrmoHost::Account();
     ASSERT_THAT(account, ElementsAre(Key(name)));
     EXPECT_EQ(account.at(name).executions, 5U);
@@ -73,38 +79,46 @@ TEST_F(ZelnnMeasurementTest, FiguresAreThoseOfThePlatformsOwnAccount) {
   }
 }
 
-TEST_F(ZelnnMeasurementTest, TheDefaultEndingGivesTheSameFigures) {
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
-  unsetenv("ORMO_PROF_END");
+TEST_F(ZelnnMeasurementTest, WithoutRecordsTheResultStays) {
   Init();
-  OrmoHost::KeepAccount();
-  ASSERT_EQ(Run(AttentionRequest()), STATUS_SUCCESS);
-  EXPECT_EQ(result_.totalCostTime, OrmoHost::Account().at("FlashAttentionScore").duration);
-}
-
-TEST_F(ZelnnMeasurementTest, WithoutRecordsTheResultStaysAndAfterAFailureItIsReset) {
-  Init();
+  OrmoHost::RecordCalls();
   EXPECT_EQ(Run(AttentionRequest(), 0), STATUS_SUCCESS);
+  EXPECT_EQ(CallCount("zelCreateTensor"), 0U);
   ExpectStale(result_);
-  for (const char* request :
-       {"{", R"({"op_type":"Unknown","inputs":[],"outputs":[],"attrs":[]})"}) {
-    result_ = MakeStaleResult();
-    EXPECT_EQ(Run(request), STATUS_FAILED);
-    ExpectReset(result_);
-  }
-  result_ = MakeStaleResult();
-  OrmoHost::Fail("zelnnFlashAttentionScore", 3, 207001);
-  EXPECT_EQ(Run(AttentionRequest(), 5), STATUS_FAILED) << "some records came";
-  ExpectReset(result_);
 }
 
-TEST_F(ZelnnMeasurementTest, AnOperatorThatRefusesSaysWhyToItsCaller) {
+TEST_F(ZelnnMeasurementTest, AFailureResetsTheResultAndHasItsLines) {
+  struct Case {
+    const char* function;  ///< of the platform
+    uint64_t nth;          ///< its call that fails
+    std::vector<const char*> lines;
+  };
+
+  const Case cases[] = {
+      {"zelCreateTensor", 1, {"FlashAttentionScore zelnn run failed!", "zelnn failed, index = 0"}},
+      {"zelnnFlashAttentionScore", 3, {"zelnn failed, index = 2"}},
+      {"ProfOpSubscribe", 1, {"Zel profiling subscribe failed with ret 9"}},
+      {"ProfOpUnSubscribe", 1, {"Zel profiling unsubscribe failed with ret 9"}},
+  };
   Init();
-  OrmoErrorManager::GetInstance().OrmoGenWorkStreamIdDefault();
-  std::string request = AttentionRequest();
-  request.replace(request.find("BSH"), 3, "SHB");
-  EXPECT_EQ(Run(request), STATUS_FAILED);
-  EXPECT_THAT(Reason(), HasSubstr("FlashAttentionScore: layout"));
+  for (const Case& test : cases) {
+    SCOPED_TRACE(test.function);
+    const LogCapture log(DLOG_ERROR);
+    result_ = MakeStaleResult();
+    OrmoHost::Fail(test.function, test.nth, 9);
+    EXPECT_EQ(Run(AttentionRequest(), 5), STATUS_FAILED);
+    ExpectReset(result_);
+    for (const char* line : test.lines) {
+      EXPECT_TRUE(log.Contains(DLOG_ERROR, line)) << line;
+    }
+  }
+  const LogCapture log(DLOG_ERROR);
+  EXPECT_EQ(Run("{"), STATUS_FAILED);
+  EXPECT_EQ(Run(R"({"op_type":"Unknown","inputs":[],"outputs":[],"attrs":[]})"), STATUS_FAILED);
+  for (const char* line :
+       {"ZelnnParamterConstructor failed!", "Can not create Unknown zelnn run"}) {
+    EXPECT_EQ(log.Find(line).file, "zelnn_manager.cpp") << line;
+  }
 }
 
 TEST_F(ZelnnMeasurementTest, LinesNameTheirSourcesAndADeviceThatCouldNotBeSetUpIsTriedAgain) {

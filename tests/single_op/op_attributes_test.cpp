@@ -50,19 +50,13 @@ struct AttrFault {
 TEST_F(OpAttributes, AnAttributeThatCannotBeMadeFailsTheRequest) {
   const std::string text = "\"" + std::string(40, 't') + "\"";
   const AttrFault faults[] = {
-      {"", 16, "bool", "true", "malloc for bool attr failed!"},
       {"", 16, "int", "7", "malloc for int64_t attr failed!"},
-      {"", 16, "float", "0.5", "malloc for float attr failed!"},
       {"", 41, "string", text, "malloc for str attr failed!"},
       {"", 6008, "list_int", "[1" + Repeat(",1", 750) + "]", "] is malloc failed!"},
-      {"memcpy_s", 0, "bool", "true", "memcpy_s for bool attr failed!"},
-      {"memcpy_s", 0, "int", "7", "memcpy_s for int64_t attr failed!"},
       {"memcpy_s", 0, "float", "0.5", "memcpy_s for float attr failed!"},
       {"memcpy_s", 0, "string", text, "memset_s or memcpy_s for str attr failed!"},
       {"memset_s", 0, "string", text, "memset_s or memcpy_s for str attr failed!"},
       {"memcpy_s", 0, "list_int", "[1]", "memcpy_s for int attr failed!"},
-      {"memcpy_s", 0, "list_float", "[1]", "memcpy_s for float attr failed!"},
-      {"memcpy_s", 0, "list_bool", "[true]", "memcpy_s for bool attr failed!"},
       {"zelCreateIntArray", 0, "list_int", "[1]", "zelCreateIntArray failed!"},
       {"zelCreateFloatArray", 0, "list_float", "[1]", "zelCreateFloatArray failed!"},
       {"zelCreateBoolArray", 0, "list_bool", "[true]", "zelCreateBoolArray failed!"},
@@ -80,7 +74,6 @@ TEST_F(OpAttributes, AnAttributeThatCannotBeMadeFailsTheRequest) {
     refusedSize = 0;
     EXPECT_TRUE(log.Contains(DLOG_ERROR, fault.line)) << ::testing::PrintToString(log.Messages());
     EXPECT_TRUE(log.Contains(DLOG_ERROR, "Parse attr[a][" + fault.type + "] failed!"));
-    EXPECT_TRUE(log.Contains(DLOG_ERROR, "ZelnnParamter construct failed!"));
     EXPECT_EQ(Left(), "");
   }
 }

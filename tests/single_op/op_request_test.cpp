@@ -30,6 +30,11 @@ constexpr char BAD_TYPE[] = "ZelnnParamter construct failed, errMsg: [json.excep
 constexpr char NO_OP_TYPE[] = "Can not find op_type in json or op_type is not str!";
 constexpr char REFUSED[] = "ZelnnParamter construct failed!";
 
+struct Refusal {
+  std::string text;
+  std::string line;
+};
+
 class OpRequest : public Test::PlatformContext {
  protected:
   /// Refused with -1 and that error line, and nothing to release.
@@ -48,45 +53,18 @@ class OpRequest : public Test::PlatformContext {
   }
 };
 
-struct Refusal {
-  std::string text;
-  std::string line;
-};
-
 TEST_F(OpRequest, TextThatIsNoJsonIsRefused) {
   const std::string texts[] = {
       "",
-      " \n",
       "{} x",
-      "{}{}",
       "{\"op_type\":\"a\",}",
-      "{op_type:\"a\"}",
-      "{'op_type':'a'}",
-      "{\"op_type\" \"a\"}",
       "{} // a comment",
-      "[1,]",
-      "[01]",
-      "[+1]",
-      "[.5]",
-      "[1.]",
-      "[0x10]",
-      "[-]",
       "[1e999]",
-      "[NaN]",
-      "[Infinity]",
       "nul",
       "\"\\ud800\"",
-      "\"\\x41\"",
-      "\"a\nb\"",
       "\"\xff\"",
-      "\"\xc0\x80\"",
-      "\"\xed\xa0\x80\"",
-      "\"\xf4\x90\x80\x80\"",
-      "\"\xe2\x82\"",
-      "\xef\xbb",
       Repeat("[", 10000),
       Repeat("{\"a\":", 10000),
-      Repeat("[", 10000) + Repeat("]", 9999),
   };
   for (const std::string& text : texts) {
     ExpectRefusal(text, BAD_TEXT + text);
@@ -102,28 +80,19 @@ TEST_F(OpRequest, MissingAndWrongTopLevelKeysAreRefused) {
   const std::string noOutputs = "Can not find outputs in json or inputs is not array!";
   const Refusal refusals[] = {
       {"null", NO_OP_TYPE},
-      {"true", NO_OP_TYPE},
-      {"-12.5e3", NO_OP_TYPE},
       {"\"op_type\"", NO_OP_TYPE},
       {"[]", NO_OP_TYPE},
-      {"[{\"op_type\":\"a\"}]", NO_OP_TYPE},
       {"{}", NO_OP_TYPE},
       {"{\"op_type\":null}", NO_OP_TYPE},
-      {"{\"op_type\":1}", NO_OP_TYPE},
-      {"{\"op_type\":[\"a\"]}", NO_OP_TYPE},
       {"{\"OP_TYPE\":\"a\"}", NO_OP_TYPE},
       {"\xef\xbb\xbf{}", NO_OP_TYPE},
       {Repeat("[", 10000) + Repeat("]", 10000), NO_OP_TYPE},
-      {Repeat("{\"a\":[", 10000) + Repeat("]}", 10000), NO_OP_TYPE},
       {Repeat("{\"a\":", 10000) + "0" + Repeat("}", 10000), NO_OP_TYPE},
       {R"({"op_type":"a"})", noInputs},
-      {R"({"op_type":"a","inputs":null})", noInputs},
       {R"({"op_type":"a","inputs":{}})", noInputs},
-      {R"({"op_type":"a","inputs":"[]"})", noInputs},
       {R"({"op_type":"a","inputs":[null]})", noOutputs},
       {R"({"op_type":"a","inputs":[],"outputs":7})", noOutputs},
       {R"({"op_type":"a","inputs":[],"outputs":[]})", REFUSED},
-      {R"({"op_type":"a","inputs":[],"outputs":[],"attrs":null})", REFUSED},
       {R"({"op_type":"a","inputs":[],"outputs":[],"attrs":{}})", REFUSED},
       {R"({"op_type":"a","op_type":[[1],{"b":[2]}],"inputs":[]})", NO_OP_TYPE},
       // What was built of the inputs is released again.
@@ -143,9 +112,6 @@ TEST_F(OpRequest, WrongAttributesAreRefused) {
   const std::string deepObject = Repeat("{\"\\u0001k\":[0,", 50000) + "1.50" + Repeat("]}", 50000);
   const Refusal refusals[] = {
       {"null", BAD_TYPE},
-      {"5", BAD_TYPE},
-      {"\"int\"", BAD_TYPE},
-      {"[]", BAD_TYPE},
       {"{}", "Can not find name in attr[3]!"},
       {R"({"dtype":"int","value":1})", "Can not find name in attr[3]!"},
       {R"({"name":"a","value":1})", "Can not find dtype in attr[3]!"},
@@ -153,35 +119,24 @@ TEST_F(OpRequest, WrongAttributesAreRefused) {
       {R"({"name":"a","dtype":5,"value":1})", BAD_TYPE},
       {R"({"name":5,"dtype":"list_int","value":1})", BAD_TYPE},
       {Attr("double", "1"), "Can not find support type[double] to attr!"},
-      {Attr("Int", "1"), "Can not find support type[Int] to attr!"},
-      {Attr("", "1"), "Can not find support type[] to attr!"},
       {Attr("bool", "1"), BAD_TYPE},
-      {Attr("bool", "\"true\""), BAD_TYPE},
       {Attr("int", "\"1\""), BAD_TYPE},
-      {Attr("int", "true"), BAD_TYPE},
       {Attr("int", "null"), BAD_TYPE},
-      {Attr("int", "[1]"), BAD_TYPE},
       {Attr("int", deepArray), BAD_TYPE},
       {Attr("float", "\"1\""), BAD_TYPE},
-      {Attr("float", "false"), BAD_TYPE},
       {Attr("string", "1"), BAD_TYPE},
-      {Attr("string", "null"), BAD_TYPE},
       {Attr("list_int", "5"), "attrValue[5] is not int array!"},
       {Attr("list_int", R"({"b": [1, 2.0], "a" : {"c": null}})"),
        R"(attrValue[{"a":{"c":null},"b":[1,2.0]}] is not int array!)"},
       {Attr("list_int", "\"\u00fc\\n\""), "attrValue[\"\u00fc\\n\"] is not int array!"},
       {Attr("list_int", "null"), failed + "[list_int] failed!"},
       {Attr("list_float", "\"1\""), "attrValue[\"1\"] is not float array!"},
-      {Attr("list_bool", "{}"), "attrValue[{}] is not bool array!"},
       {Attr("list_bool", deepObject),
        "attrValue[" + Repeat("{\"\\u0001k\":[0,", 50000) + "1.5" + Repeat("]}", 50000) + "]"},
       {Attr("list_int", "[1,\"2\"]"), BAD_TYPE},
-      {Attr("list_int", "[true]"), BAD_TYPE},
       {Attr("list_int", "[[1]]"), BAD_TYPE},
       {Attr("list_float", "[1,null]"), BAD_TYPE},
-      {Attr("list_float", "[true]"), BAD_TYPE},
       {Attr("list_bool", "[true,1]"), BAD_TYPE},
-      {Attr("list_bool", deepArray), BAD_TYPE},
   };
   // Something of every kind stands before it, and is released.
   const std::string before =
@@ -198,7 +153,6 @@ TEST_F(OpRequest, WrongShapesAreRefused) {
       {"\"shape\":" + manyOnes, "shape has 26 dimensions, more than 25!"},
       {"\"origin_shape\":[\"1\"]", BAD_TYPE},
       {"\"origin_shape\":[1,null]", BAD_TYPE},
-      {"\"origin_shape\":[true]", BAD_TYPE},
       {"\"shape\":[[1]]", BAD_TYPE},
   };
   for (const Refusal& refusal : refusals) {
@@ -233,11 +187,8 @@ TEST_F(OpRequest, TensorsTakeDefaultsForWhatIsMissingOrWrong) {
   const TensorCase cases[] = {
       {"null", "", 0, ""},
       {"{}", "", 0, ""},
-      {"[]", "", 0, ""},
       {"5", "", 0, noType},
       {"\"dtype\"", "", 0, noType},
-      {"[1]", "", 0, noType},
-      {R"({"name":"x"})", "", 0, noType},
       {R"({"dtype":0})", "", 0, noType},
       {R"({"dtype":"floaty"})", "", 0, noType},
       {R"({"dtype":"DT_FLOAT"})", "", 0, noType},
@@ -253,7 +204,6 @@ TEST_F(OpRequest, TensorsTakeDefaultsForWhatIsMissingOrWrong) {
        "11 48 view 1: 128 storage -1: data", 1024, ""},
       {R"({"dtype":"float","origin_shape":[4611686018427387904,0,4]})",
        "0 48 view 3: 4611686018427387904 0 4 storage -1: null", 0, ""},
-      {R"({"origin_shape":[0]})", "28 48 view 1: 0 storage -1: null", 0, ""},
       {R"({"dtype":"int8","origin_shape":[2.9,3e0,-1e-3]})", "2 48 view 3: 2 3 0 storage -1: null",
        0, ""},
       {R"({"dtype":"int8","origin_shape":[2],"shape":[1e300,-1e300,18446744073709551615]})",
