@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <iostream>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 #include "faults/failing_allocation.h"
 #include "ormo/status.h"
@@ -53,6 +55,37 @@ ExpectedStatuses Join(std::initializer_list<ExpectedStatuses> tables) {
     }
   }
   return all;
+}
+
+FaultSweepTest::FaultSweepTest(std::function<int()> init, std::function<void()> finalize)
+    : init_(std::move(init)), finalize_(std::move(finalize)) {}
+
+void FaultSweepTest::Init() const {
+  ASSERT_EQ(init_(), STATUS_SUCCESS);
+}
+
+int FaultSweepTest::Live(const Work& work) const {
+  for (const char* made : {"ormo_data/Tarn/.ormo_dev_0.lock", "ormo_data/Tarn", "ormo_data"}) {
+    std::remove((directory_ / made).c_str());
+  }
+  const int status = init_();
+  if (status != STATUS_SUCCESS) {
+    return status;
+  }
+  try {
+    const int workStatus = work();
+    finalize_();
+    return workStatus;
+  } catch (...) {
+    finalize_();
+    throw;
+  }
+}
+
+void FaultSweepTest::Restart() const {
+  finalize_();
+  OrmoHost::Reset();
+  Init();
 }
 
 std::vector<FaultSweepTest::Call> FaultSweepTest::ListCalls(const Work& work) {
@@ -134,6 +167,20 @@ void FaultSweepTest::SweepExceptions(const Work& work) {
     });
   }
   PrintCount(count, "calls that throw");
+}
+
+void FaultSweepTest::SweepRecordFaults(const Work& work, uint64_t count) {
+  EXPECT_EQ(work(), STATUS_SUCCESS);
+  for (const auto fault :
+       {OrmoHost::RecordFault::TRUNCATED, OrmoHost::RecordFault::WITHOUT_START}) {
+    for (uint64_t nth = 1; nth <= count; ++nth) {
+      SCOPED_TRACE(nth);
+      ExpectNothingLeft(work, [&] {
+        OrmoHost::FaultRecord(nth, fault);
+        EXPECT_EQ(work(), STATUS_PROFILING_FAILED);
+      });
+    }
+  }
 }
 
 void FaultSweepTest::SweepAllocations(const Work& work) {

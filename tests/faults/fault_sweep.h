@@ -33,8 +33,15 @@ ExpectedStatuses Join(std::initializer_list<ExpectedStatuses> tables);
 /// prints how many calls it swept.
 class FaultSweepTest : public RunnerTest {
  protected:
-  /// Finalises the runner, makes the machine a fresh one and initialises the runner again.
-  virtual void Restart() = 0;
+  /// The entry points of one runner.
+  FaultSweepTest(std::function<int()> init, std::function<void()> finalize);
+
+  void Finalize() override { finalize_(); }
+
+  void Init() const;
+
+  /// Initialises, does `work` and finalises. The lock files' directory is new each time.
+  int Live(const Work& work) const;
 
   /// Calls fail with `code`; runs must end with the statuses of the table, which must name every
   /// function.
@@ -43,6 +50,9 @@ class FaultSweepTest : public RunnerTest {
   /// Calls throw. The caller must hear of it; of one that releases something, it need not, and the
   /// run then succeeds.
   void SweepExceptions(const Work& work);
+
+  /// Each of the first `count` records of `work` is damaged.
+  void SweepRecordFaults(const Work& work, uint64_t count);
 
   /// Allocations outside the platform fail. A run may end in any way but a crash.
   void SweepAllocations(const Work& work);
@@ -53,9 +63,14 @@ class FaultSweepTest : public RunnerTest {
     uint64_t nth;
   };
 
+  /// Finalises the runner, makes the machine a fresh one and initialises the runner again.
+  void Restart() const;
   static std::vector<Call> ListCalls(const Work& work);
   template <typename FaultyRun>
   void ExpectNothingLeft(const Work& work, FaultyRun faultyRun);
+
+  const std::function<int()> init_;
+  const std::function<void()> finalize_;
 };
 
 }  // namespace Ormo::Test

@@ -111,24 +111,17 @@ ExpectedStatuses ForMemoryCode(ExpectedStatuses table) {
 
 class OfflineFaultsTest : public FaultSweepTest {
  protected:
+  OfflineFaultsTest()
+      : FaultSweepTest([] { return OrmoOfflineRunnerInit({}); }, OrmoOfflineRunnerFinalize) {}
+
   void SetUp() override {
     FaultSweepTest::SetUp();
     WriteFile(file_, AddGraph(8, 1, 2));
   }
 
-  void Finalize() override { OrmoOfflineRunnerFinalize(); }
-
-  void Restart() override {
-    OrmoOfflineRunnerFinalize();
-    OrmoHost::Reset();
-    Init();
-  }
-
-  static void Init() { ASSERT_EQ(OrmoOfflineRunnerInit({}), STATUS_SUCCESS); }
-
   const std::string file_ = directory_ / "model.json";
   const Work runLoadedFile_ = [this] { return RunLoadedFile(file_); };
-  const Work live_ = [this] { return LiveOnce(directory_ / "ormo_data"); };
+  const Work live_ = [this] { return Live(RunOnce); };
 };
 
 TEST_F(OfflineFaultsTest, CallsOfAModelFromAFileFail) {
@@ -164,18 +157,7 @@ TEST_F(OfflineFaultsTest, CallsFromInitialisationToFinalisationFail) {
 
 TEST_F(OfflineFaultsTest, RecordsAreDamaged) {
   Init();
-  ASSERT_EQ(RunOnceProfiled(), STATUS_SUCCESS);
-  const std::string alive = OrmoHost::Alive().ToString();
-  for (const auto fault :
-       {OrmoHost::RecordFault::TRUNCATED, OrmoHost::RecordFault::WITHOUT_START}) {
-    for (const uint64_t nth : {1U, 2U, 3U}) {
-      SCOPED_TRACE(nth);
-      OrmoHost::FaultRecord(nth, fault);
-      EXPECT_EQ(RunOnceProfiled(), STATUS_PROFILING_FAILED);
-      EXPECT_EQ(OrmoHost::Alive().ToString(), alive);
-      EXPECT_EQ(RunOnceProfiled(), STATUS_SUCCESS);
-    }
-  }
+  SweepRecordFaults(RunOnceProfiled, 3);
 }
 
 TEST_F(OfflineFaultsTest, CallsOfRunsThrow) {

@@ -5,7 +5,6 @@
 
 #include "faults/fault_sweep.h"
 #include "faults/shared_statuses.h"
-#include "faults/works.h"
 #include "ormo/ormo_runner.h"
 #include "ox/graph_utils.h"
 #include "ox/session.h"
@@ -31,6 +30,9 @@ const ExpectedStatuses LIFE = Join({RUN, CLAIMING});
 
 class OnlineFaultsTest : public FaultSweepTest {
  protected:
+  OnlineFaultsTest()
+      : FaultSweepTest([] { return OrmoOnlineRunnerInit({{0}}); }, OrmoOnlineRunnerFinalize) {}
+
   void SetUp() override {
     FaultSweepTest::SetUp();
     session_ = std::make_unique<ox::Session>();
@@ -42,17 +44,9 @@ class OnlineFaultsTest : public FaultSweepTest {
   }
 
   void Finalize() override {
-    OrmoOnlineRunnerFinalize();
+    FaultSweepTest::Finalize();
     session_.reset();
   }
-
-  void Restart() override {
-    OrmoOnlineRunnerFinalize();
-    OrmoHost::Reset();
-    Init();
-  }
-
-  static void Init() { ASSERT_EQ(OrmoOnlineRunnerInit({{0}}), STATUS_SUCCESS); }
 
   // Measures a graph that depends on another; results are whole or empty.
   int Run(bool prof) const {
@@ -72,21 +66,7 @@ class OnlineFaultsTest : public FaultSweepTest {
   ox::Graph graph_;
   const Work run_ = [this] { return Run(false); };
   const Work runProfiled_ = [this] { return Run(true); };
-  const Work live_ = [this] {
-    RemoveLocks(directory_ / "ormo_data");
-    const int status = OrmoOnlineRunnerInit({{0}});
-    if (status != STATUS_SUCCESS) {
-      return status;
-    }
-    try {
-      const int runStatus = Run(false);
-      OrmoOnlineRunnerFinalize();
-      return runStatus;
-    } catch (...) {
-      OrmoOnlineRunnerFinalize();
-      throw;
-    }
-  };
+  const Work live_ = [this] { return Live(run_); };
 };
 
 TEST_F(OnlineFaultsTest, CallsOfRunsFail) {
@@ -117,16 +97,7 @@ TEST_F(OnlineFaultsTest, AllocationsFail) {
 
 TEST_F(OnlineFaultsTest, RecordsAreDamaged) {
   Init();
-  for (const auto fault :
-       {OrmoHost::RecordFault::TRUNCATED, OrmoHost::RecordFault::WITHOUT_START}) {
-    for (uint64_t nth = 1; nth <= uint64_t{2} * LOOP; ++nth) {
-      SCOPED_TRACE(nth);
-      OrmoHost::FaultRecord(nth, fault);
-      EXPECT_EQ(runProfiled_(), STATUS_PROFILING_FAILED);
-      EXPECT_EQ(OrmoHost::Alive().graphs, 0U);
-      EXPECT_EQ(runProfiled_(), STATUS_SUCCESS);
-    }
-  }
+  SweepRecordFaults(runProfiled_, uint64_t{2} * LOOP);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "faults/works.h"
 
-#include <cstdio>
 #include <new>
 #include <vector>
 
@@ -113,26 +112,8 @@ int RunOnceWithBatch() {
   return RunOnce(std::move(config));
 }
 
-void RemoveLocks(const std::string& lockDirectory) {
-  for (const char* made : {"/Tarn/.ormo_dev_0.lock", "/Tarn", ""}) {
-    std::remove((lockDirectory + made).c_str());
-  }
-}
-
-int LiveOnce(const std::string& lockDirectory) {
-  RemoveLocks(lockDirectory);
-  const int status = OrmoOfflineRunnerInit({{0}});
-  if (status != STATUS_SUCCESS) {
-    return status;
-  }
-  try {
-    const int runStatus = RunOnce(MakeConfig(SMALL_GRAPH, false));
-    OrmoOfflineRunnerFinalize();
-    return runStatus;
-  } catch (...) {
-    OrmoOfflineRunnerFinalize();
-    throw;
-  }
+int RunOnce() {
+  return RunOnce(MakeConfig(SMALL_GRAPH, false));
 }
 
 }  // namespace Ormo::Test

@@ -17,11 +17,8 @@ int RunOnceProfiled();
 int RunOnceInOwnMemory();
 /// By wall clock, without a check of the memory at the load, with a dynamic batch.
 int RunOnceWithBatch();
-/// Initialises, runs once by wall clock and finalises. The lock files' directory is new each time.
-int LiveOnce(const std::string& lockDirectory);
-
-/// Removes what lock files of device 0 there are, with their directory.
-void RemoveLocks(const std::string& lockDirectory);
+/// By wall clock, with buffers of the model's own sizes.
+int RunOnce();
 
 }  // namespace Ormo::Test
 

@@ -1,7 +1,6 @@
 // The same for single operators.
 #include "faults/fault_sweep.h"
 #include "faults/shared_statuses.h"
-#include "faults/works.h"
 #include "support/zelnn_test.h"
 
 namespace Ormo::Test {
@@ -44,15 +43,8 @@ const ExpectedStatuses LIFE = Join({RUN,
 
 class ZelnnFaultsTest : public FaultSweepTest {
  protected:
-  void Finalize() override { OrmoZelnnRunnerFinalize(); }
-
-  void Restart() override {
-    OrmoZelnnRunnerFinalize();
-    OrmoHost::Reset();
-    Init();
-  }
-
-  static void Init() { ASSERT_EQ(OrmoZelnnRunnerInit({}), STATUS_SUCCESS); }
+  ZelnnFaultsTest()
+      : FaultSweepTest([] { return OrmoZelnnRunnerInit({}); }, OrmoZelnnRunnerFinalize) {}
 
   const Work run_ = [] {
     RunnerResult result;
@@ -61,21 +53,7 @@ class ZelnnFaultsTest : public FaultSweepTest {
     EXPECT_EQ(result.aicoreCostTimes.size(), result.opCostTimes.size());
     return status;
   };
-  const Work live_ = [this] {
-    RemoveLocks(directory_ / "ormo_data");
-    const int status = OrmoZelnnRunnerInit({});
-    if (status != STATUS_SUCCESS) {
-      return status;
-    }
-    try {
-      const int runStatus = run_();
-      OrmoZelnnRunnerFinalize();
-      return runStatus;
-    } catch (...) {
-      OrmoZelnnRunnerFinalize();
-      throw;
-    }
-  };
+  const Work live_ = [this] { return Live(run_); };
 };
 
 TEST_F(ZelnnFaultsTest, CallsOfRunsFail) {
@@ -103,16 +81,7 @@ TEST_F(ZelnnFaultsTest, AllocationsFail) {
 
 TEST_F(ZelnnFaultsTest, RecordsAreDamaged) {
   Init();
-  for (const auto fault :
-       {OrmoHost::RecordFault::TRUNCATED, OrmoHost::RecordFault::WITHOUT_START}) {
-    for (uint64_t nth = 1; nth <= uint64_t{2} * LOOP; ++nth) {
-      SCOPED_TRACE(nth);
-      OrmoHost::FaultRecord(nth, fault);
-      EXPECT_EQ(run_(), STATUS_PROFILING_FAILED);
-      EXPECT_EQ(OrmoHost::Alive().subscriptions, 0U);
-      EXPECT_EQ(run_(), STATUS_SUCCESS);
-    }
-  }
+  SweepRecordFaults(run_, uint64_t{2} * LOOP);
 }
 
 }  // namespace
