@@ -75,15 +75,6 @@ TEST_F(OfflineReport, JsonHasTheFiguresAndWhatRepeatsThem) {
   }
 }
 
-TEST_F(OfflineReport, WallClockFiguresHaveNoOperators) {
-  const json candidates = Measure({"--format", "json", "--wall"}).Json()["candidates"];
-  ASSERT_THAT(candidates, SizeIs(3));
-  for (size_t i = 0; i < 2; ++i) {
-    EXPECT_EQ(candidates[i]["totalCostTime"], candidates[i]["runCostTime"]);
-    EXPECT_EQ(candidates[i]["operators"], json::array());
-  }
-}
-
 TEST_F(OfflineReport, CsvHasALineForEachOperatorAndQuotesNames) {
   std::vector<std::string> lines = Measure({"--format", "csv"}).Lines();
   ASSERT_THAT(lines, SizeIs(4));

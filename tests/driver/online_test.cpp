@@ -107,16 +107,6 @@ TEST_F(DriverOnline, TheTableHasAColumnForEachExecution) {
   EXPECT_THAT(lines[18], MatchesRegex(time + time + " +spin[01]"));
 }
 
-TEST_F(DriverOnline, RecordsWithoutStepsGiveTheSameExecutions) {
-  const std::string graph = Graph("spin.json", SpinGraph({1000, 2000}));
-  const json candidate =
-      Measure({"--option", "ox.stepRecords=off", "--loop", "4", graph}, 0)["candidates"][0];
-  ASSERT_THAT(candidate["executions"], SizeIs(4));
-  for (const json& execution : candidate["executions"]) {
-    EXPECT_THAT(execution["operators"], SizeIs(2));
-  }
-}
-
 TEST_F(DriverOnline, ACheckRunsOnceAndSavesOutputs) {
   const std::string good = Graph("good.json", AddGraph(2, 0.5));
   const std::string bad = Graph("bad.json", "{}");

@@ -10,7 +10,6 @@ namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 using testing::SizeIs;
 
 const std::string EXAMPLES = ORMO_EXAMPLES_PATH "/operators/";
@@ -54,15 +53,6 @@ TEST_F(DriverOp, TheExamplesAreRanked) {
               isGradient ? "FlashAttentionScoreGrad" : "FlashAttentionScore");
     EXPECT_EQ(candidate["totalCostTime"], candidate["operators"][0]["costTime"]);
   }
-}
-
-TEST_F(DriverOp, TheTableHasTotalsAndOperators) {
-  const DriverRun run = RunDriver({"op", EXAMPLES + "attention-small.json"});
-  const std::vector<std::string> lines = run.Lines();
-  ASSERT_THAT(lines, SizeIs(8)) << run.output << run.errors;
-  EXPECT_EQ(lines[0], "TarnLake1, device 0; from profiling records, 10 executions each");
-  EXPECT_THAT(lines[3], MatchesRegex(" +1 .*attention-small\\.json +[0-9.]+ [mun]s +1\\.000x *"));
-  EXPECT_THAT(lines[7], MatchesRegex(".* 100\\.0 % .* FlashAttentionScore +#+"));
 }
 
 TEST_F(DriverOp, AWrongRequestIsRefusedWithItsPlace) {

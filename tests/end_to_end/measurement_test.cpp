@@ -65,20 +65,15 @@ TEST_F(MeasurementTest, ByWallClockTheTimeOfTheExecutionsIsTheWholeResult) {
   EXPECT_THAT(result_.aicoreCostTimes, IsEmpty());
 }
 
-TEST_F(MeasurementTest, ProfiledEveryOperatorHasItsCost) {
+TEST_F(MeasurementTest, ProfiledEveryOperatorHasItsCostWithEitherEnding) {
   Init();
-  RunnerConfig config = MakeConfig(graph_, true, 5);
-  ASSERT_EQ(OrmoOfflineRun(config, result_), STATUS_SUCCESS);
-  ExpectProfiledFigures(result_);
-}
-
-TEST_F(MeasurementTest, TheDefaultEndingGivesTheSameFigures) {
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
-  unsetenv("ORMO_PROF_END");
-  Init();
-  RunnerConfig config = MakeConfig(graph_, true, 5);
-  ASSERT_EQ(OrmoOfflineRun(config, result_), STATUS_SUCCESS);
-  ExpectProfiledFigures(result_);
+  for (const char* ending : {"", "close"}) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
+    setenv("ORMO_PROF_END", ending, 1);
+    RunnerConfig config = MakeConfig(graph_, true, 5);
+    ASSERT_EQ(OrmoOfflineRun(config, result_), STATUS_SUCCESS);
+    ExpectProfiledFigures(result_);
+  }
 }
 
 TEST_F(MeasurementTest, WithoutExecutionsThereIsNoCost) {
@@ -123,34 +118,30 @@ TEST_F(MeasurementTest, ARunOfAnUnknownModelSaysSoTwiceAndTouchesNothing) {
   EXPECT_EQ(result_.totalCostTime, 1U);
 }
 
-class BoundTest : public MeasurementTest {
- protected:
-  int RunToTheBound(bool prof) {
-    Init();
+TEST_F(MeasurementTest, TheBoundKeepsProfiledFiguresAndTheDefaultEndingForgetsIt) {
+  struct Case {
+    bool prof;
+    const char* ending;
+    int status;
+  };
+
+  Init();
+  for (const auto& [prof, ending, status] : {Case{false, "close", STATUS_OUT_OF_BOUND},
+                                             {true, "close", STATUS_OUT_OF_BOUND},
+                                             {true, "", STATUS_SUCCESS}}) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
+    setenv("ORMO_PROF_END", ending, 1);
     OrmoHost::RecordCalls();
     RunnerConfig config = MakeConfig(graph_, prof, 5);
     config.runTimeBound = LONG_NS;
-    const int status = OrmoOfflineRun(config, result_);
+    EXPECT_EQ(OrmoOfflineRun(config, result_), status);
     EXPECT_EQ(OrmoHost::CallCount("zelmdlExecute"), 1U);
-    return status;
+    if (prof) {
+      ExpectProfiledFigures(result_);
+    } else {
+      ExpectReset(result_);
+    }
   }
-};
-
-TEST_F(BoundTest, ByWallClockTheBoundLeavesNoResult) {
-  EXPECT_EQ(RunToTheBound(false), STATUS_OUT_OF_BOUND);
-  ExpectReset(result_);
-}
-
-TEST_F(BoundTest, ProfiledTheFiguresSoFarAreKept) {
-  EXPECT_EQ(RunToTheBound(true), STATUS_OUT_OF_BOUND);
-  ExpectProfiledFigures(result_);
-}
-
-TEST_F(BoundTest, TheDefaultEndingKeepsTheFiguresAndForgetsTheBound) {
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
-  unsetenv("ORMO_PROF_END");
-  EXPECT_EQ(RunToTheBound(true), STATUS_SUCCESS);
-  ExpectProfiledFigures(result_);
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 
 #include "support/graph_text.h"
 #include "support/log_capture.h"
-#include "support/offline_test.h"
 
 namespace Ormo {
 namespace {
@@ -18,10 +17,8 @@ namespace {
 using OrmoHost::CallCount;
 using OrmoHost::OperatorTimes;
 using Test::AddGraph;
-using Test::AsBuffer;
 using Test::LogCapture;
 using Test::OnlineTest;
-using Test::ReadFile;
 using Test::SpinGraph;
 using ::testing::AllOf;
 using ::testing::Each;
@@ -114,45 +111,36 @@ TEST_F(OnlineMeasurementTest, DependencyGraphsRunOnceBeforeTheLoopOfTheMeasuredO
   EXPECT_THAT(config.graphOutputs, SizeIs(2));
 }
 
-class RecordStyleTest : public OnlineMeasurementTest,
-                        public testing::WithParamInterface<const char*> {};
+TEST_F(OnlineMeasurementTest, EveryExecutionHasItsCostAndOperatorsAgreeWithTheEnginesAccount) {
+  struct Case {
+    const char* steps;
+    const char* ending;
+  };
 
-TEST_P(RecordStyleTest, EveryExecutionHasItsCostAndTheOperatorsAgreeWithTheEnginesAccount) {
   Init();
-  OrmoHost::KeepAccount();
-  RunnerConfig config = MakeConfig(5);
-  config.options = {{STEP_RECORDS, GetParam()}};
-  config.dependGraphs = {LoadGraph(AddGraph(1, 1))};
-  ASSERT_EQ(Run(SpinGraph({SPIN_NS, 2 * SPIN_NS}), config), STATUS_SUCCESS);
-  ASSERT_THAT(results_, SizeIs(5));
-  for (const RunnerRunResult& result : results_) {
-    ASSERT_THAT(result.opInfos, SizeIs(2));
-    EXPECT_EQ(result.opInfos[0].opName, "spin0");
-    EXPECT_EQ(result.opInfos[1].opName, "spin1");
-    EXPECT_EQ(result.opInfos[0].opType, "Spin");
-    ASSERT_THAT(result.modelInfos, SizeIs(1));
-    EXPECT_EQ(result.modelInfos[0].costTime,
-              result.opInfos[1].endTime - result.opInfos[0].startTime);
-    EXPECT_GE(result.modelInfos[0].costTime, 3 * SPIN_NS);
+  for (const auto& [steps, ending] : {Case{"", "close"}, {"off", "close"}, {"", ""}, {"off", ""}}) {
+    SCOPED_TRACE(std::string(steps) + "," + ending);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
+    setenv("ORMO_PROF_END", ending, 1);
+    OrmoHost::KeepAccount();
+    RunnerConfig config = MakeConfig(5);
+    config.options = {{STEP_RECORDS, steps}};
+    config.dependGraphs = {LoadGraph(AddGraph(1, 1))};
+    ASSERT_EQ(Run(SpinGraph({SPIN_NS, 2 * SPIN_NS}), config), STATUS_SUCCESS);
+    ASSERT_THAT(results_, SizeIs(5));
+    for (const RunnerRunResult& result : results_) {
+      ASSERT_THAT(result.opInfos, SizeIs(2));
+      EXPECT_EQ(result.opInfos[0].opName, "spin0");
+      EXPECT_EQ(result.opInfos[1].opName, "spin1");
+      EXPECT_EQ(result.opInfos[0].opType, "Spin");
+      ASSERT_THAT(result.modelInfos, SizeIs(1));
+      EXPECT_EQ(result.modelInfos[0].costTime,
+                result.opInfos[1].endTime - result.opInfos[0].startTime);
+      EXPECT_GE(result.modelInfos[0].costTime, 3 * SPIN_NS);
+    }
+    ExpectSameTimes(Sum(results_), OrmoHost::Account());
+    EXPECT_EQ(OrmoHost::Account().at("spin1").executions, 5U);
   }
-  ExpectSameTimes(Sum(results_), OrmoHost::Account());
-  EXPECT_EQ(OrmoHost::Account().at("spin1").executions, 5U);
-}
-
-INSTANTIATE_TEST_SUITE_P(Styles, RecordStyleTest, testing::Values("", "off"),
-                         [](const auto& instance) {
-                           return *instance.param == '\0' ? "WithSteps" : "OperatorsOnly";
-                         });
-
-TEST_F(OnlineMeasurementTest, TheDefaultEndingGivesTheSameResults) {
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
-  unsetenv("ORMO_PROF_END");
-  Init();
-  OrmoHost::KeepAccount();
-  RunnerConfig config = MakeConfig(2);
-  ASSERT_EQ(Run(SpinGraph({SPIN_NS}), config), STATUS_SUCCESS);
-  EXPECT_THAT(results_, SizeIs(2));
-  ExpectSameTimes(Sum(results_), OrmoHost::Account());
 }
 
 struct LoopCase {
@@ -204,27 +192,6 @@ TEST_F(OnlineMeasurementTest, InputsAreGeneratedOnceAndCallersOwnComeFirst) {
   config.graphInputs = {{MakeFloats({5, 6})}};
   EXPECT_EQ(Run(AddGraph(3, 1), config), STATUS_FAILED);
   EXPECT_THAT(config.graphInputs, SizeIs(3));
-}
-
-TEST_F(OnlineMeasurementTest, OutputsEqualThoseOfTheOfflinePath) {
-  const std::string file = ORMO_EXAMPLES_DIR "/transformer/tile-16.json";
-  const std::string text = ReadFile(file);
-  Init();
-  RunnerConfig config = MakeConfig(2);
-  ASSERT_EQ(Run(text, config), STATUS_SUCCESS);
-  ASSERT_THAT(config.graphOutputs, ElementsAre(SizeIs(1)));
-  const std::vector<uint8_t>& online = config.graphOutputs[0][0].GetData();
-  OrmoOnlineRunnerFinalize();
-
-  ASSERT_EQ(OrmoOfflineRunnerInit({}), STATUS_SUCCESS);
-  std::vector<uint8_t> offline(online.size());
-  RunnerConfig offlineConfig = Ormo::Test::MakeConfig(text, false);
-  offlineConfig.inputs = {AsBuffer(config.graphInputs[0][0].GetData())};
-  offlineConfig.outputs = {AsBuffer(offline)};
-  RunnerResult result;
-  EXPECT_EQ(OrmoOfflineRun(offlineConfig, result), STATUS_SUCCESS);
-  OrmoOfflineRunnerFinalize();
-  EXPECT_EQ(online, offline);
 }
 
 TEST_F(OnlineMeasurementTest, TensorsThatTheEngineWantsSavedReachTheLibrary) {

@@ -8,7 +8,6 @@
 
 #include "ormo/ormo_error_manager.h"
 #include "support/graph_text.h"
-#include "support/log_capture.h"
 #include "support/offline_test.h"
 #include "support/open_descriptors.h"
 
@@ -19,7 +18,7 @@ using Test::AddGraph;
 using Test::MakeConfig;
 using Test::OfflineTest;
 using Test::OpenDescriptors;
-using ::testing::SizeIs;
+using ::testing::IsEmpty;
 
 bool IsOpen(int fd) {
   return fcntl(fd, F_GETFD) != -1;
@@ -100,57 +99,23 @@ TEST_F(OwnTaskTest, ADeviceWithoutAWorkerIsRefused) {
   EXPECT_EQ(info_.profFd, nullptr);
 }
 
-class BrokenRunTest : public OfflineTest {
- protected:
-  void SetUp() override {
-    OfflineTest::SetUp();
-    Init();
-    modelId_ = Load(AddGraph(8, 1, OPERATORS));
-    RunnerConfig warmUp = MakeConfig("", true);
-    ASSERT_EQ(OrmoOfflineRunModel(modelId_, warmUp, result_), STATUS_SUCCESS);
-    alive_ = OrmoHost::Alive().ToString();
-    descriptors_ = OpenDescriptors();
-  }
-
-  void TearDown() override {
-    EXPECT_EQ(OrmoHost::Alive().ToString(), alive_);
-    EXPECT_EQ(OpenDescriptors(), descriptors_);
-    RunnerConfig config = MakeConfig("", true);
-    EXPECT_EQ(OrmoOfflineRunModel(modelId_, config, result_), STATUS_SUCCESS);
-    EXPECT_THAT(result_.opCostTimes, SizeIs(OPERATORS));
-    OrmoOfflineUnloadModel(modelId_);
-    OfflineTest::TearDown();
-  }
-
-  static constexpr size_t OPERATORS = 20;
-
-  uint32_t modelId_ = 0;
-  RunnerResult result_;
-  std::string alive_;
-  std::map<int, std::string> descriptors_;
-};
-
-TEST_F(BrokenRunTest, AnExceptionFromTheDeviceLeavesNothingBehind) {
-  for (const bool prof : {false, true}) {
-    RunnerConfig config = MakeConfig("", prof);
-    OrmoHost::Throw("zelmdlExecute", 1);
-    EXPECT_THROW(OrmoOfflineRunModel(modelId_, config, result_), std::runtime_error);
-  }
-}
-
 // The worker has megabytes to write when the reader gives up.
-TEST_F(BrokenRunTest, AReaderThatFailsInTheMiddleDoesNotBlockTheWorker) {
+TEST_F(OwnTaskTest, AReaderThatFailsInTheMiddleDoesNotBlockTheWorker) {
   constexpr uint32_t LOOP = 500;
+  Init();
+  const std::string graph = AddGraph(8, 1, 20);
   for (const char* ending : {"", "close"}) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv("ORMO_PROF_END", ending, 1);
-    RunnerConfig config = MakeConfig("", true, LOOP);
+    const auto descriptors = OpenDescriptors();
+    RunnerConfig config = MakeConfig(graph, true, LOOP);
     OrmoHost::RecordCalls();
     OrmoHost::FaultRecord(100, OrmoHost::RecordFault::TRUNCATED);
-    EXPECT_EQ(OrmoOfflineRunModel(modelId_, config, result_), STATUS_PROFILING_FAILED);
+    EXPECT_EQ(OrmoOfflineRun(config, result_), STATUS_PROFILING_FAILED);
     EXPECT_EQ(OrmoHost::CallCount("zelmdlExecute"), LOOP);
     EXPECT_LT(OrmoHost::CallCount("zelprofGetOpName"), LOOP);
-    EXPECT_THAT(result_.opCostTimes, SizeIs(0));
+    EXPECT_THAT(result_.opCostTimes, IsEmpty());
+    EXPECT_EQ(OpenDescriptors(), descriptors);
   }
 }
 

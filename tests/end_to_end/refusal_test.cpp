@@ -1,7 +1,6 @@
 // What a caller is told when there is nothing to measure.
 #include <gmock/gmock.h>
 
-#include <stdexcept>
 #include <string>
 
 #include "ormo/ormo_error_manager.h"
@@ -94,13 +93,6 @@ TEST_F(RefusalTest, APlatformThatOthersInitialisedStaysTheirs) {
   EXPECT_EQ(zelFinalize(), 0);
 }
 
-TEST_F(RefusalTest, AnInitialisationThatThrowsLeavesThePlatformAsItWas) {
-  OrmoHost::Throw("zelrtGetDeviceCount", 1);
-  EXPECT_THROW(OrmoOfflineRunnerInit({}), std::runtime_error);
-  EXPECT_EQ(zelInit(""), 0);
-  EXPECT_EQ(zelFinalize(), 0);
-}
-
 TEST_F(RefusalTest, OutsideInitialisationEverythingIsRefused) {
   const std::string graph = SpinGraph({1000});
   RunnerConfig config = MakeConfig(graph, false);
@@ -119,21 +111,6 @@ TEST_F(RefusalTest, OutsideInitialisationEverythingIsRefused) {
     EXPECT_EQ(log.Messages().size(), 4U);
     EXPECT_THAT(log.Messages(), Each("Offline runner has not been initialized"));
   }
-}
-
-TEST_F(RefusalTest, TheChipOfTheSimulatorGoesBeforeThatOfTheDevice) {
-  LogCapture log(DLOG_ERROR);
-  OrmoHost::RecordCalls();
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
-  setenv("PELT_SOC_VERSION", "TarnRiver9", 1);
-  EXPECT_EQ(OrmoGetSocVersion(), "TarnRiver9");
-  EXPECT_EQ(OrmoHost::CallCount("zelrtGetSocName"), 0U);
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
-  unsetenv("PELT_SOC_VERSION");
-  EXPECT_EQ(OrmoGetSocVersion(), "TarnLake1");
-  OrmoHost::SetSocName("");
-  EXPECT_EQ(OrmoGetSocVersion(), "");
-  EXPECT_EQ(log.Find("Get soc version failed").file, "ormo_runner.cpp");
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <string>
 
-#include "ormo/ormo_error_manager.h"
 #include "ormo/status.h"
 #include "support/log_capture.h"
 #include "support/temp_directory.h"
@@ -92,15 +91,6 @@ TEST_F(DeviceManagerTest, WithoutInitialisationNothingIsLocked) {
   EXPECT_EQ(DeviceManager::Lock(0), -1);
   EXPECT_EQ(log.Find("Device manager has not been initialized").file, "device_manager.cpp");
   EXPECT_FALSE(Exists("cache"));
-}
-
-TEST_F(DeviceManagerTest, NoDevicesIsAReportedError) {
-  LogCapture log(DLOG_ERROR);
-  EXPECT_EQ(DeviceManager::Init({}), STATUS_FAILED);
-  EXPECT_EQ(log.Find("Invalid param: No available device. Please check the device status").file,
-            "device_manager.cpp");
-  EXPECT_THAT(OrmoErrorManager::GetInstance().OrmoGetErrorMessage(),
-              HasSubstr("No available device. Please check the device status"));
 }
 
 TEST_F(DeviceManagerTest, TheFirstInitialisationChoosesTheDevices) {

@@ -39,18 +39,5 @@ TEST(Options, ConversionsGoBothWaysUpToTheFirstZeroByte) {
   EXPECT_TRUE(Options::Convert(Texts()).empty());
 }
 
-TEST(Options, EveryKindOfBuildHasItsOptions) {
-  const std::map<CompileType, Texts> expected = {
-      {static_cast<CompileType>(0), {{"ox.buildMode", "baseline"}}},
-      {static_cast<CompileType>(1),
-       {{"ox.buildMode", "tuning"}, {"ox.buildStep", "before_ub_match"}}},
-      {static_cast<CompileType>(2),
-       {{"ox.buildMode", "tuning"}, {"ox.buildStep", "after_ub_match"}}},
-      {static_cast<CompileType>(3), {{"ox.buildMode", "tuning"}, {"ox.buildStep", "after_merge"}}},
-      {static_cast<CompileType>(4), {{"ox.buildMode", "normal"}}},
-  };
-  EXPECT_EQ(COMPILE_OPTIONS, expected);
-}
-
 }  // namespace
 }  // namespace Ormo

@@ -47,17 +47,6 @@ TEST_F(OfflineParserTest, TenExecutionsAverageWithoutTheirOutliers) {
   EXPECT_THAT(result_.aicoreCostTimes, ElementsAre(Pair("matmul", 55), Pair("relu", 1)));
 }
 
-TEST_F(OfflineParserTest, OfTwoExecutionsTheFasterCounts) {
-  Write(Step(10, 30));
-  Write(Op("a", 10, 30, 7));
-  Write(Step(40, 50));
-  Write(Op("a", 40, 50, 8));
-  EXPECT_EQ(Analyse(), STATUS_SUCCESS);
-  EXPECT_EQ(result_.totalCostTime, 10U);
-  EXPECT_THAT(result_.opCostTimes, ElementsAre(Pair("a", 10)));
-  EXPECT_THAT(result_.aicoreCostTimes, ElementsAre(Pair("a", 7)));
-}
-
 TEST_F(OfflineParserTest, AnOperatorOutsideEveryExecutionCountsForItselfOnly) {
   Write(Step(10, 30));
   Write(Op("a", 10, 30));
@@ -83,11 +72,6 @@ TEST_F(OfflineParserTest, AnEmptyExecutionFailsTheWholeResult) {
   EXPECT_EQ(Analyse(), STATUS_PROFILING_FAILED);
   EXPECT_EQ(result_.totalCostTime, 0U);
   EXPECT_TRUE(result_.opCostTimes.empty());
-}
-
-TEST_F(OfflineParserTest, WithoutADescriptorThereIsNothingToAnalyse) {
-  std::future<int> future;
-  EXPECT_EQ(OfflineParser().Analysis(-1, future, result_), STATUS_FAILED);
 }
 
 }  // namespace

@@ -86,37 +86,27 @@ TEST_F(ProfilingParserTest, EveryFieldOfARecordArrivesAndOperatorsAreSortedByTim
 }
 
 struct IdleCase {
-  const char* name;
   int runStatus;
   int readStatus;
   size_t furtherWaits;  ///< idle waits after which the reader goes on waiting
 };
 
-void PrintTo(const IdleCase& idle, std::ostream* out) {
-  *out << idle.name;
-}
-
-class IdleEndingTest : public ProfilingParserTest,
-                       public ::testing::WithParamInterface<IdleCase> {};
-
 // A run that succeeded or hit its bound is given one more wait for late records; others are not.
-INSTANTIATE_TEST_SUITE_P(
-    AfterARunThat, IdleEndingTest,
-    ::testing::Values(IdleCase{"Succeeded", STATUS_SUCCESS, STATUS_SUCCESS, 1},
-                      IdleCase{"HitItsBound", STATUS_OUT_OF_BOUND, STATUS_SUCCESS, 1},
-                      IdleCase{"DidNotFit", STATUS_NOT_ENOUGH_MEMORY, STATUS_NOT_ENOUGH_MEMORY, 0},
-                      IdleCase{"Failed", STATUS_EXECUTE_FAILED, STATUS_EXECUTE_FAILED, 0}),
-    [](const auto& test) { return test.param.name; });
-
-TEST_P(IdleEndingTest, AnEndedRunEndsTheReadAtAnIdleWait) {
-  LogCapture log;
-  Write(Op("op", 10, 20));
-  std::future<int> future = Ended(GetParam().runStatus);
-
-  EXPECT_EQ(Read(future, SHORT), GetParam().readStatus);
-  EXPECT_FALSE(future.valid());
-  EXPECT_EQ(info_.opInfos.size(), 1U);
-  EXPECT_EQ(log.Count(DLOG_DEBUG, "Wating for running finished"), GetParam().furtherWaits);
+TEST_F(ProfilingParserTest, AnEndedRunEndsTheReadAtAnIdleWait) {
+  for (const IdleCase& test : {IdleCase{STATUS_SUCCESS, STATUS_SUCCESS, 1},
+                               {STATUS_OUT_OF_BOUND, STATUS_SUCCESS, 1},
+                               {STATUS_NOT_ENOUGH_MEMORY, STATUS_NOT_ENOUGH_MEMORY, 0},
+                               {STATUS_EXECUTE_FAILED, STATUS_EXECUTE_FAILED, 0}}) {
+    SCOPED_TRACE(test.runStatus);
+    LogCapture log;
+    info_ = {};
+    Write(Op("op", 10, 20));
+    std::future<int> future = Ended(test.runStatus);
+    EXPECT_EQ(Read(future, SHORT), test.readStatus);
+    EXPECT_FALSE(future.valid());
+    EXPECT_EQ(info_.opInfos.size(), 1U);
+    EXPECT_EQ(log.Count(DLOG_DEBUG, "Wating for running finished"), test.furtherWaits);
+  }
 }
 
 TEST_F(ProfilingParserTest, ARunThatGoesOnIsWaitedFor) {

@@ -1,6 +1,5 @@
 #include "profiling/step_grouping.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <random>
@@ -11,9 +10,6 @@
 
 namespace Ormo {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 RunnerOpInfo MakeOp(const std::string& name, uint64_t start, uint64_t end) {
   RunnerOpInfo op;
@@ -30,20 +26,6 @@ std::vector<std::string> Names(const std::vector<RunnerOpInfo>& ops) {
     names.push_back(op.opName);
   }
   return names;
-}
-
-TEST(StepGroupingTest, OperatorsGoToTheFirstStepThatContainsThem) {
-  ModelOpInfo info;
-  // Two equal steps, one inside another, one apart.
-  info.steps = {{10, 50}, {10, 50}, {20, 40}, {100, 200}};
-  info.opInfos = {MakeOp("edges", 10, 50),  MakeOp("inner", 25, 30), MakeOp("apart", 100, 150),
-                  MakeOp("across", 45, 60), MakeOp("early", 9, 20),  MakeOp("late", 150, 201)};
-  std::vector<RunnerRunResult> results(4);
-  ASSERT_EQ(GetOpInfoByStep(info, results), STATUS_SUCCESS);
-  EXPECT_THAT(Names(results[0].opInfos), ElementsAre("edges", "inner"));
-  EXPECT_THAT(results[1].opInfos, IsEmpty());
-  EXPECT_THAT(results[2].opInfos, IsEmpty());
-  EXPECT_THAT(Names(results[3].opInfos), ElementsAre("apart"));
 }
 
 // The rule as it is meant, one step after the other.
@@ -105,13 +87,6 @@ TEST(StepGroupingTest, AStepWithoutOperatorsOrLengthIsAFailure) {
   instant.opInfos = {MakeOp("a", 20, 20)};
   results.clear();
   EXPECT_EQ(GetRunnerRunResultByStep(instant, results), STATUS_PROFILING_FAILED);
-}
-
-TEST(StepGroupingTest, SortingKeepsEqualOperatorsInTheirOrder) {
-  std::vector<RunnerOpInfo> ops = {MakeOp("d", 5, 9), MakeOp("a", 1, 9), MakeOp("c", 5, 6),
-                                   MakeOp("b", 1, 9)};
-  SortOpInfo(ops);
-  EXPECT_THAT(Names(ops), ElementsAre("a", "b", "c", "d"));
 }
 
 }  // namespace

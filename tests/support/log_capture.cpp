@@ -20,10 +20,6 @@ LogCapture::~LogCapture() {
   OrmoHost::StopCapturingLog();
 }
 
-void LogCapture::SetLevel(int level) {
-  OrmoHost::CaptureLog(level);
-}
-
 void LogCapture::Clear() {
   OrmoHost::ClearCapturedLog();
 }

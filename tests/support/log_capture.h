@@ -24,7 +24,6 @@ class LogCapture {
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;
 
-  void SetLevel(int level);
   /// Forgets the lines so far.
   void Clear();
 
