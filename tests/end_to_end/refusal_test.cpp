@@ -1,6 +1,7 @@
 // What a caller is told when there is nothing to measure.
 #include <gmock/gmock.h>
 
+#include <stdexcept>
 #include <string>
 
 #include "ormo/ormo_error_manager.h"
@@ -90,6 +91,13 @@ TEST_F(RefusalTest, APlatformThatOthersInitialisedStaysTheirs) {
   Init();
   OrmoOfflineRunnerFinalize();
   EXPECT_EQ(OrmoHost::CallCount("zelFinalize"), 0U);
+  EXPECT_EQ(zelFinalize(), 0);
+}
+
+TEST_F(RefusalTest, AnInitialisationThatThrowsLeavesThePlatformAsItWas) {
+  OrmoHost::Throw("zelrtGetDeviceCount", 1);
+  EXPECT_THROW(OrmoOfflineRunnerInit({}), std::runtime_error);
+  EXPECT_EQ(zelInit(""), 0);
   EXPECT_EQ(zelFinalize(), 0);
 }
 

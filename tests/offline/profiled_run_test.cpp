@@ -78,14 +78,6 @@ TEST_P(ProfiledRunTest, AReaderThatThrowsWaitsForTheWorkerFirst) {
   EXPECT_TRUE(ended);
 }
 
-TEST_P(ProfiledRunTest, WhatTheTaskThrowsReachesTheCaller) {
-  ProfiledRun run;
-  ASSERT_EQ(run.Open(), STATUS_SUCCESS);
-  ASSERT_TRUE(run.Commit([](uint32_t) -> int { throw std::domain_error("task"); }, 0));
-  const int analysis = run.Read([](int, std::future<int>&) { return STATUS_SUCCESS; }, {});
-  EXPECT_THROW(run.TakeStatus(analysis), std::domain_error);
-}
-
 TEST_P(ProfiledRunTest, TheTasksFailureGoesBeforeTheReaders) {
   ProfiledRun run;
   ASSERT_EQ(run.Open(), STATUS_SUCCESS);

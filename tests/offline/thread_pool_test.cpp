@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <future>
-#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -77,13 +76,6 @@ TEST(ThreadPoolTest, AnUnknownWorkerGetsNothingAndTheCommittersFileSaysSo) {
   EXPECT_FALSE(pool.Commit([](uint32_t) {}, 7).valid());
   EXPECT_EQ(pool.CheckThreadId(7), STATUS_INVALID_PARAM) << "asking made a queue";
   EXPECT_EQ(log.Find("Commit thread id invalid.").file, "thread_pool_test.cpp");
-}
-
-TEST(ThreadPoolTest, WhatATaskThrowsComesOutOfTheFutureAndTheWorkerGoesOn) {
-  ThreadPool pool(size_t{1}, "Test");
-  auto failing = pool.Commit([](uint32_t) -> int { throw std::out_of_range("index"); }, 0);
-  EXPECT_THROW(failing.get(), std::out_of_range);
-  EXPECT_EQ(pool.Commit([](uint32_t) { return 5; }, 0).get(), 5);
 }
 
 TEST(ThreadPoolTest, TwoWorkersOfOneIdShareItsQueue) {

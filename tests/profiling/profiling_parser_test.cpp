@@ -6,7 +6,6 @@
 #include <chrono>
 #include <future>
 #include <limits>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -140,13 +139,6 @@ TEST_F(ProfilingParserTest, AStreamThatEndsBeforeTheRunIsNeverTakenForAnIdleOne)
     worker.join();
     ASSERT_TRUE(future.valid()) << "round " << round;
   }
-}
-
-TEST_F(ProfilingParserTest, WhatTheRunThrewComesOutAtTheIdleWait) {
-  std::promise<int> run;
-  run.set_exception(std::make_exception_ptr(std::domain_error("task")));
-  std::future<int> future = run.get_future();
-  EXPECT_THROW(Read(future, SHORT), std::domain_error);
 }
 
 TEST_F(ProfilingParserTest, ADamagedStreamEndsTheReadAndKeepsWhatCameBefore) {
