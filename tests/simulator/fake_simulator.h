@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace Ormo::Test {
@@ -20,6 +21,11 @@ struct CreateCall {
   std::vector<uint64_t> arguments;
   std::string core;
   size_t dataCount;
+
+  bool operator==(const CreateCall& other) const {
+    return std::tie(file, function, arguments, core, dataCount) ==
+           std::tie(other.file, other.function, other.arguments, other.core, other.dataCount);
+  }
 };
 
 struct FakeSimulator {

@@ -1,4 +1,4 @@
-// A simulator library, built once whole and once without each of its functions.
+// A simulator library, built once whole and once with each of its functions under another name.
 #include <exception>
 #include <string>
 #include <tuple>
@@ -35,7 +35,6 @@ void Act(const char* function) {
 // NOLINTBEGIN(performance-unnecessary-value-param)
 extern "C" {
 
-#ifndef WITHOUT_INIT
 void PeltInit(std::string interpreter) {
   TheFakeSimulator().interpreters.push_back(interpreter);
   Act("PeltInit");
@@ -43,9 +42,7 @@ void PeltInit(std::string interpreter) {
   throw OwnError();
 #endif
 }
-#endif
 
-#ifndef WITHOUT_CREATE
 void* CreatePeltCore(std::string file, std::string function, std::vector<uint64_t> arguments,
                      std::string core,
                      std::vector<std::tuple<uint64_t, std::string, uint64_t>> data) {
@@ -59,22 +56,17 @@ void* CreatePeltCore(std::string file, std::string function, std::vector<uint64_
   ++fake.liveCores;
   return new Core{ticks->second};
 }
-#endif
 
-#ifndef WITHOUT_TICK
 uint64_t GetTotalTick(void* core) {
   Act("GetTotalTick");
   return static_cast<Core*>(core)->ticks;
 }
-#endif
 
-#ifndef WITHOUT_DESTROY
 void DestroyPeltCore(void* core) {
   delete static_cast<Core*>(core);
   --TheFakeSimulator().liveCores;
   Act("DestroyPeltCore");
 }
-#endif
 
 }  // extern "C"
 // NOLINTEND(performance-unnecessary-value-param)

@@ -6,19 +6,6 @@
 
 #include "ormo/ormo_runner.h"
 #include "ormo_host/control.h"
-#include "ox/graph_utils.h"
-
-// Stands in front of the platform's.
-bool ox::GraphUtils::LoadOXGraph(const char* file, std::shared_ptr<ComputeGraph>& graph) {
-  if (Ormo::Test::graphInsteadOfFile != nullptr) {
-    graph = Ormo::Test::graphInsteadOfFile;
-    return true;
-  }
-  constexpr char NAME[] = "_ZN2ox10GraphUtils11LoadOXGraphEPKcRSt10shared_ptrINS_12ComputeGraphEE";
-  static const auto load =
-      reinterpret_cast<decltype(&ox::GraphUtils::LoadOXGraph)>(dlsym(RTLD_NEXT, NAME));
-  return load(file, graph);
-}
 
 namespace Ormo::Test {
 
@@ -27,16 +14,11 @@ FakeSimulator& TheFakeSimulator() {
   return fake;
 }
 
-std::shared_ptr<ox::ComputeGraph> graphInsteadOfFile;
-
 void SetVariable(const char* name, const char* value) {
-  // No test reads the environment while it is changed.
-  // NOLINTBEGIN(concurrency-mt-unsafe)
+  // NOLINTBEGIN(concurrency-mt-unsafe): no other thread asks for it
   if (value == nullptr) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     unsetenv(name);
   } else {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv(name, value, 1);
   }
   // NOLINTEND(concurrency-mt-unsafe)

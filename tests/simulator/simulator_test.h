@@ -5,13 +5,11 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "ormo/runner_types.h"
-#include "ox/compute_graph.h"
 #include "simulator/fake_simulator.h"
 #include "support/temp_directory.h"
 
@@ -19,9 +17,6 @@ namespace Ormo::Test {
 
 /// Names of nodes and their "json_file_path"; an empty one is left out.
 using KernelNodes = std::vector<std::pair<std::string, std::string>>;
-
-/// Graphs that are "loaded" from whatever file as they stand here, while this is not null.
-extern std::shared_ptr<ox::ComputeGraph> graphInsteadOfFile;
 
 /// Null unsets the variable.
 void SetVariable(const char* name, const char* value);
