@@ -9,9 +9,7 @@
 
 #include <cerrno>
 #include <cstdarg>
-#include <cstdlib>
 #include <filesystem>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,6 +17,7 @@
 #include "ormo/lib_path.h"
 #include "ormo/ormo_error_manager.h"
 #include "support/log_capture.h"
+#include "support/open_descriptors.h"
 #include "support/temp_directory.h"
 
 namespace {
@@ -48,16 +47,13 @@ namespace {
 
 namespace fs = std::filesystem;
 using Test::LogCapture;
+using Test::OpenDescriptors;
 using Test::ReadFile;
 using Test::TempDirectory;
 using Test::WriteFile;
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-
-size_t OpenDescriptors() {
-  return static_cast<size_t>(
-      std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
-}
 
 unsigned ModeOf(const std::string& path) {
   struct stat status {};
@@ -82,55 +78,42 @@ TEST(FileUtilsTest, CreatesWhatIsMissingAboveADirectory) {
   EXPECT_FALSE(FileUtils::CreateDirectory(TPath()));
 }
 
-TEST(FileUtilsTest, ReportsADirectoryWithoutPermission) {
+TEST(FileUtilsTest, SaysWhatTheSystemRefused) {
   const TempDirectory directory;
   const std::string path = directory / "new";
   const LogCapture log(DLOG_ERROR);
+  OrmoHost::Fail("mmMkdir", 1, -1);
+  EXPECT_FALSE(FileUtils::CreateDirectory(TPath(path)));
   OrmoHost::Fail("mmAccess2", 3, -1);  // after the new one and its parent
   EXPECT_FALSE(FileUtils::CreateDirectory(TPath(path)));
   const std::string reason = "[" + path + "] doesn't have proper permission";
-  EXPECT_THAT(
-      log.Messages(),
-      ElementsAre("[check path rwx permission]" + path + ":(5)Input/output error", reason + "."));
-  EXPECT_EQ(log.Find("check path").file, "t_path.cpp");
-  const std::string message = OrmoErrorManager::GetInstance().OrmoGetErrorMessage();
-  EXPECT_THAT(message, HasSubstr("EG0010"));
-  EXPECT_THAT(message, HasSubstr(reason));
-}
-
-TEST(FileUtilsTest, SaysWhatTheSystemRefused) {
-  const TempDirectory directory;
-  const LogCapture log(DLOG_ERROR);
-  OrmoHost::Fail("mmMkdir", 1, -1);
-  EXPECT_FALSE(FileUtils::CreateDirectory(TPath(directory / "new")));
-  char byte = 0;
-  EXPECT_LT(FileUtils::Read(-1, &byte, 1), 0);
   int fd = 9999;
   FileUtils::Close(fd);
   EXPECT_EQ(fd, -1);
   EXPECT_EQ(FileUtils::Chmod(TPath(directory / "missing"), 0600), -1);
-  EXPECT_THAT(
-      log.Messages(),
-      ElementsAre("[Create directory]" + (directory / "new") + ":(5)Input/output error",
-                  "[mmRead]failed:(9)Bad file descriptor", "[mmClose]failed:(9)Bad file descriptor",
-                  "Call mmClose failed, fd : 9999, ret : -1",
-                  "Chmod failed, path : " + (directory / "missing") + ", ret : -1"));
-  EXPECT_EQ(log.Lines().back().file, "file_utils.cpp");
+  EXPECT_THAT(log.Messages(),
+              ElementsAre("[Create directory]" + path + ":(5)Input/output error",
+                          "[check path rwx permission]" + path + ":(5)Input/output error",
+                          reason + ".", "[mmClose]failed:(9)Bad file descriptor",
+                          "Call mmClose failed, fd : 9999, ret : -1",
+                          "Chmod failed, path : " + (directory / "missing") + ", ret : -1"));
+  const std::string message = OrmoErrorManager::GetInstance().OrmoGetErrorMessage();
+  EXPECT_THAT(message, AllOf(HasSubstr("EG0010"), HasSubstr(reason)));
 }
 
-TEST(FileUtilsTest, RepeatsAnInterruptedRead) {
+TEST(FileUtilsTest, RepeatsAnInterruptedReadButNoOther) {
   const TempDirectory directory;
   WriteFile(directory / "file", "x");
   int fd = FileUtils::Open(TPath(directory / "file"), O_RDONLY, 0);
-  ASSERT_GE(fd, 0);
-  const LogCapture log(DLOG_ERROR);
   OrmoHost::Fail("mmRead", 1, -1);
   OrmoHost::Fail("mmGetErrorCode", 1, EINTR);
   char byte = 0;
   EXPECT_EQ(FileUtils::Read(fd, &byte, 1), 1);
   EXPECT_EQ(byte, 'x');
-  EXPECT_TRUE(log.Lines().empty());
   FileUtils::Close(fd);
+  const LogCapture log(DLOG_ERROR);
+  EXPECT_LT(FileUtils::Read(fd, &byte, 1), 0);
+  EXPECT_THAT(log.Messages(), ElementsAre("[mmRead]failed:(9)Bad file descriptor"));
 }
 
 TEST(FileUtilsTest, MakesAFileWriteableBeforeItOpensIt) {
@@ -150,32 +133,25 @@ TEST(FileUtilsTest, CopiesAFileOrSaysWhereItStopped) {
   const TempDirectory directory;
   const TPath from(directory / "from");
   const TPath to(directory / "to");
-  std::string content;
-  for (int i = 0; i < 1300; ++i) {
-    content += static_cast<char>(i % 251);
-  }
+  const std::string content = std::string(600, 'a') + std::string(700, 'b');
   WriteFile(from.GetString(), content);
   WriteFile(to.GetString(), std::string(5000, 'x'));
   EXPECT_EQ(FileUtils::CopyFile(from, to), 0);
   EXPECT_EQ(ReadFile(to.GetString()), content);
 
   const LogCapture log(DLOG_ERROR);
-  const size_t descriptors = OpenDescriptors();
+  const auto descriptors = OpenDescriptors();
   EXPECT_EQ(FileUtils::CopyFile(TPath(directory / "missing"), to), -1);
   EXPECT_EQ(FileUtils::CopyFile(from, TPath(directory / "missing/to")), -1);
   OrmoHost::Fail("mmRead", 2, -1);
   EXPECT_EQ(FileUtils::CopyFile(from, to), -1);
+  EXPECT_TRUE(log.Contains(DLOG_ERROR, "Read file " + from.GetString() + " failed"));
   OrmoHost::Fail("mmWrite", 3, -1);
   EXPECT_EQ(FileUtils::CopyFile(from, to), -1);
+  EXPECT_TRUE(log.Contains(DLOG_ERROR, "Write file " + to.GetString() + " failed"));
   OrmoHost::Throw("mmWrite", 1);
   EXPECT_ANY_THROW(FileUtils::CopyFile(from, to));
   EXPECT_EQ(OpenDescriptors(), descriptors);
-  for (const std::string& message :
-       {"Failed to open old file : " + (directory / "missing"),
-        "Failed to open new file : " + (directory / "missing/to"),
-        "Read file " + from.GetString() + " failed", "Write file " + to.GetString() + " failed"}) {
-    EXPECT_EQ(log.Count(DLOG_ERROR, message), 1U) << message;
-  }
 }
 
 TEST(FileUtilsTest, KeepsWaitingForALockThroughSignalsAndSupposedDeadlocks) {
@@ -200,7 +176,7 @@ TEST(FileUtilsTest, KeepsWaitingForALockThroughSignalsAndSupposedDeadlocks) {
 
 TEST(FileUtilsTest, ClosesTheFileOfARefusedLock) {
   const TempDirectory directory;
-  const size_t descriptors = OpenDescriptors();
+  const auto descriptors = OpenDescriptors();
   scriptedLockErrors = {EINTR, ENOLCK};
   EXPECT_EQ(FileUtils::FileLock(TPath(directory / "lock")), -1);
   EXPECT_EQ(OpenDescriptors(), descriptors);
@@ -210,24 +186,9 @@ TEST(FileUtilsTest, ClosesTheFileOfARefusedLock) {
   EXPECT_TRUE(log.Contains(DLOG_ERROR, "Open file " + (directory / "missing/lock") + "  failed"));
 }
 
-TEST(FileUtilsTest, FindsTheHomeDirectory) {
-  const TempDirectory directory;
-  fs::create_directory(directory / "home");
-  fs::create_directory_symlink(directory / "home", directory / "link");
-  setenv("HOME", (directory / "link").c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
-  EXPECT_EQ(FileUtils::GetHomePath().GetString(), directory / "home");
-
-  const LogCapture log(DLOG_ERROR);
-  unsetenv("HOME");  // NOLINT(concurrency-mt-unsafe)
-  EXPECT_TRUE(FileUtils::GetHomePath().Empty());
-  EXPECT_THAT(log.Messages(), ElementsAre("Get path[] real path failed"));
-  EXPECT_EQ(FileUtils::GetCwd().GetString(), fs::current_path().string());
-}
-
 TEST(LibPathTest, FindsTheProgramThatHoldsThisCode) {
   const fs::path program = fs::read_symlink("/proc/self/exe");
   EXPECT_EQ(LibPath::GetSelfPath().GetString(), program.string());
-  EXPECT_EQ(LibPath::GetSelfLibraryDir().GetString(), program.parent_path().string());
   EXPECT_EQ(LibPath::GetInstallPath().GetString(),
             (program.parent_path().parent_path().parent_path() / "tools/ormo/").string());
 }

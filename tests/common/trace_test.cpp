@@ -6,11 +6,9 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <new>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
@@ -21,37 +19,6 @@
 #include "common/utils.h"
 #include "support/log_capture.h"
 #include "support/temp_directory.h"
-
-namespace {
-
-/// While set, no thread but the tests' own gets memory; what the host needs for itself is spared.
-std::atomic<bool> othersRunDry{false};
-thread_local bool isTestThread = false;
-
-}  // namespace
-
-[[gnu::noinline]] void* operator new(size_t size) {
-  if (othersRunDry && !isTestThread && !OrmoHost::IsInsideHost()) {
-    throw std::bad_alloc();
-  }
-  void* memory = std::malloc(size == 0 ? 1 : size);
-  if (memory == nullptr) {
-    throw std::bad_alloc();
-  }
-  return memory;
-}
-
-[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return std::malloc(size == 0 ? 1 : size);
-}
-
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-
-[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
-  std::free(memory);
-}
 
 namespace Ormo {
 namespace {
@@ -143,7 +110,6 @@ TEST(TraceInnerTest, LeavesAReadOnlyDocumentAlsoWithoutEvents) {
               MatchesRegex(".*/ormo_trace_[0-9]{20}_pid" + std::to_string(getpid()) + "\\.json"));
   EXPECT_EQ(fs::status(OnlyFile(directory)).permissions(), fs::perms::owner_read);
   EXPECT_THAT(log.Messages(), ElementsAre("No trace to dump."));
-  EXPECT_EQ(log.Lines().front().file, "trace_inner.cpp");
   EXPECT_EQ(log.Lines().front().tag, "ACG");
 }
 
@@ -189,15 +155,15 @@ TEST(TraceInnerTest, KeepsTheBoundWhenTheFileCannotBeOpened) {
 TEST(TraceInnerTest, WritesNamesThatAreNoUtf8AndNamesOfAnyLength) {
   const std::string longName(200000, 'n');
   const json events = Events(Recorded([&longName](TraceInner& recorder) {
-    recorder.Begin("before", "", "");
     recorder.Begin("key [\xff\xc3]", "", "");
     recorder.Begin(longName, "", "");
     recorder.Begin("after", "", "");
   }));
-  EXPECT_EQ(events.at(0).at("name"), "before");
-  EXPECT_EQ(events.at(1).at("name"), "key [\xef\xbf\xbd\xef\xbf\xbd]");
-  EXPECT_EQ(events.at(2).at("name"), longName);
-  EXPECT_EQ(events.at(3).at("name"), "after");
+  const std::vector<std::string> names = {"key [\xef\xbf\xbd\xef\xbf\xbd]", longName, "after"};
+  ASSERT_EQ(events.size(), names.size());
+  for (size_t i = 0; i < names.size(); ++i) {
+    EXPECT_EQ(events[i].at("name"), names[i]);
+  }
 }
 
 TEST(TraceInnerTest, LosesNothingToManyThreadsAndAWriter) {
@@ -227,26 +193,6 @@ TEST(TraceInnerTest, LosesNothingToManyThreadsAndAWriter) {
   EXPECT_THAT(next, ::testing::Each(each));
 }
 
-TEST(TraceInnerTest, PutsEventsBackWhenTheirTextCannotBeMade) {
-  const LogCapture log(DLOG_ERROR);
-  const TempDirectory directory;
-  isTestThread = true;
-  TraceInner recorder(SHORT_PERIOD);
-  recorder.StartDumpTrace(directory.Path().string());
-  WaitForEvents(directory, [](const json& events) { return events.empty(); });
-  const std::string name(70000, 'n');  // fills a block, so that several blocks go back
-  othersRunDry = true;
-  recorder.Begin(name, "", "", 0);
-  recorder.Begin(name, "", "", 1);
-  WaitForLine(log, "Trace json dump failed, exception info is [std::bad_alloc].");
-  recorder.Begin(name, "", "", 2);
-  othersRunDry = false;
-  const json events = WaitForEvents(directory, [](const json& found) { return found.size() == 3; });
-  for (size_t i = 0; i < events.size(); ++i) {
-    EXPECT_EQ(events[i].at("ts"), i);
-  }
-}
-
 TEST(TraceInnerTest, SurvivesADiskThatIsFullForAWhile) {
   struct sigaction ignore {};
 
@@ -263,8 +209,9 @@ TEST(TraceInnerTest, SurvivesADiskThatIsFullForAWhile) {
 
   const rlimit full{150, unlimited.rlim_max};
   setrlimit(RLIMIT_FSIZE, &full);
-  recorder.Begin("second", "", "", 1);
-  recorder.Begin("third", "", "", 2);
+  const std::string name(70000, 'n');  // fills a block, so that several blocks go back
+  recorder.Begin(name, "", "", 1);
+  recorder.Begin(name, "", "", 2);
   WaitForLine(log, "Write trace file failed.");
   WaitForEvents(directory, [](const json& events) { return events.size() == 1; });
   setrlimit(RLIMIT_FSIZE, &unlimited);
@@ -277,7 +224,6 @@ TEST(TraceInnerTest, SurvivesADiskThatIsFullForAWhile) {
 // The process's own recorder writes at exit; only a process of its own shows that.
 TEST(TraceDeathTest, ClosesSpansAndWritesThemWhenTheProcessEnds) {
   const TempDirectory directory;
-  const uint64_t before = Utils::GetClockMonoRawTime() / 1000;
   EXPECT_EXIT(
       {
         fs::current_path(directory.Path());
@@ -303,13 +249,10 @@ TEST(TraceDeathTest, ClosesSpansAndWritesThemWhenTheProcessEnds) {
   const std::string path = OnlyFile(directory);
   const size_t process = path.rfind("_pid") + 4;
   const std::string id = path.substr(process, path.rfind('.') - process);
-  const uint64_t now = Utils::GetClockMonoRawTime() / 1000;
   std::vector<std::string> spans;
   for (const json& event : Events(ReadFile(path))) {
     spans.push_back(event.at("ph").get<std::string>() + event.at("name").get<std::string>() +
                     event.at("pid").get<std::string>() + event.at("tid").get<std::string>());
-    EXPECT_GE(event.at("ts"), before);
-    EXPECT_LE(event.at("ts"), now);
   }
   const std::string own = "again and again" + id + id;
   const std::string given = "left by an exception78";
