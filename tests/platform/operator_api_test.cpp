@@ -9,9 +9,9 @@
 #include <memory>
 #include <thread>
 #include <type_traits>
+#include <utility>
 
 #include "error_manager/error_manager.h"
-#include "ox/type_utils.h"
 #include "platform/attention_call.h"
 #include "platform/platform_test.h"
 #include "zel/zel_prof.h"
@@ -23,7 +23,6 @@ using Test::BackwardCall;
 using Test::DeviceTensor;
 using Test::ForwardCall;
 using ::testing::AllOf;
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 constexpr char REFUSED[] = "EH0003: FlashAttentionScore";
@@ -58,9 +57,6 @@ class OperatorApiTest : public Test::PlatformTest {
     for (const zelTensor* tensor : odd_) {
       EXPECT_EQ(zelDestroyTensor(tensor), 0);
     }
-    for (const zelIntArray* array : arrays_) {
-      EXPECT_EQ(zelDestroyIntArray(array), 0);
-    }
     PlatformTest::TearDown();
   }
 
@@ -74,69 +70,43 @@ class OperatorApiTest : public Test::PlatformTest {
 
   std::byte* Memory() const { return static_cast<std::byte*>(tensors_[0]->Data()); }
 
-  const zelIntArray* IntArray(const std::vector<int64_t>& values) {
-    arrays_.push_back(zelCreateIntArray(values.data(), values.size()));
-    return arrays_.back();
-  }
-
   std::vector<std::unique_ptr<DeviceTensor>> tensors_;
   std::vector<const zelTensor*> odd_;
-  std::vector<const zelIntArray*> arrays_;
   ForwardCall forward_;
   BackwardCall backward_;
 };
 
-struct Slot {
-  const char* name;
-  size_t position;
-  size_t index;  ///< among the inputs, then the outputs
-};
+using Positions = std::vector<std::pair<size_t, size_t>>;  ///< with the index of the tensor
 
-/// Every tensor but the mask: a needed one that is missing, a reserved one that is there.
+/// Every tensor but the mask: a needed one that is missing, a reserved one that is there. Outputs
+/// have the indices behind those of the inputs.
 template <typename Call>
-void ExpectEveryTensorIsChecked(const Call& good, const std::vector<Slot>& slots) {
+void ExpectEveryTensorIsChecked(const Call& good, const Positions& needed,
+                                const Positions& reserved) {
   constexpr size_t INPUTS = std::extent_v<decltype(Call::inputs)>;
-  for (const Slot& slot : slots) {
-    Call call = good;
-    const bool isReserved = slot.name == std::string("reserved");
-    (slot.index < INPUTS ? call.inputs[slot.index] : call.outputs[slot.index - INPUTS]) =
-        isReserved ? good.inputs[0] : nullptr;
-    EXPECT_NE(call.Query(), 0) << slot.name;
-    EXPECT_THAT(
-        ErrorManager::GetInstance().GetErrorMessage(),
-        HasSubstr(": " + std::string(slot.name) + " (position " + std::to_string(slot.position) +
-                  "): expected " + (isReserved ? "no tensor" : "a tensor")));
-  }
+  auto expectRefusal = [&](const Positions& positions, const zelTensor* tensor,
+                           const std::string& expected) {
+    for (const auto& [position, index] : positions) {
+      Call call = good;
+      (index < INPUTS ? call.inputs[index] : call.outputs[index - INPUTS]) = tensor;
+      EXPECT_NE(call.Query(), 0) << position;
+      EXPECT_THAT(ErrorManager::GetInstance().GetErrorMessage(),
+                  HasSubstr(" (position " + std::to_string(position) + "): expected " + expected));
+    }
+  };
+  expectRefusal(needed, nullptr, "a tensor");
+  expectRefusal(reserved, good.inputs[0], "no tensor");
   Call call = good;
   EXPECT_EQ(call.Run(), 0);
 }
 
 TEST_F(OperatorApiTest, EveryTensorIsNeededOrReserved) {
-  ExpectEveryTensorIsChecked(forward_, {{"query", 0, 0},
-                                        {"key", 1, 1},
-                                        {"value", 2, 2},
-                                        {"reserved", 3, 3},
-                                        {"reserved", 4, 4},
-                                        {"reserved", 5, 5},
-                                        {"softmaxMax", 16, 7},
-                                        {"softmaxSum", 17, 8},
-                                        {"reserved", 18, 9},
-                                        {"attentionOut", 19, 10}});
-  ExpectEveryTensorIsChecked(backward_, {{"query", 0, 0},
-                                         {"key", 1, 1},
-                                         {"value", 2, 2},
-                                         {"attentionOutGrad", 3, 3},
-                                         {"reserved", 4, 4},
-                                         {"reserved", 5, 5},
-                                         {"reserved", 6, 6},
-                                         {"softmaxMax", 8, 8},
-                                         {"softmaxSum", 9, 9},
-                                         {"reserved", 10, 10},
-                                         {"attentionOut", 11, 11},
-                                         {"queryGrad", 21, 12},
-                                         {"keyGrad", 22, 13},
-                                         {"valueGrad", 23, 14},
-                                         {"reserved", 24, 15}});
+  ExpectEveryTensorIsChecked(forward_, {{0, 0}, {1, 1}, {2, 2}, {16, 7}, {17, 8}, {19, 10}},
+                             {{3, 3}, {4, 4}, {5, 5}, {18, 9}});
+  ExpectEveryTensorIsChecked(
+      backward_,
+      {{0, 0}, {1, 1}, {2, 2}, {3, 3}, {8, 8}, {9, 9}, {11, 11}, {21, 12}, {22, 13}, {23, 14}},
+      {{4, 4}, {5, 5}, {6, 6}, {10, 10}, {24, 15}});
 }
 
 TEST_F(OperatorApiTest, ATensorThatDoesNotFitIsRefusedWithItsReason) {
@@ -151,17 +121,13 @@ TEST_F(OperatorApiTest, ATensorThatDoesNotFitIsRefusedWithItsReason) {
 
   const Case cases[] = {
       {0, {2, 3}, ox::DT_FLOAT, "query (position 0): expected 3 positive dimensions, not [2, 3]"},
-      {0, {}, ox::DT_FLOAT, "expected 3 positive dimensions, not []"},
-      {0, {2, 0, 16}, ox::DT_FLOAT, "expected 3 positive dimensions, not [2, 0, 16]"},
       {0, {-2, -3, 16}, ox::DT_FLOAT, "expected 3 positive dimensions, not [-2, -3, 16]"},
       {0, {LARGE, 3, LARGE * 2}, ox::DT_FLOAT, "query (position 0): expected fewer elements"},
       {0, {2, 3, 16}, ox::DT_INT32, "query (position 0): expected float32 or float16"},
-      {0, {2, 3, 16}, ox::DT_UNDEFINED, "query (position 0): expected float32 or float16"},
       {0, {2, 4, 16}, ox::DT_FLOAT, "query (position 0): expected 512 bytes of memory of device 0"},
       {1, {2, LARGE * 2, 16}, ox::DT_FLOAT, "keysBefore (position 10): expected at least 11529"},
       {1, {2, 4, 16}, ox::DT_FLOAT16, "key (position 1): expected float32"},
       {1, {1, 4, 16}, ox::DT_FLOAT, "expected the shape [2, 4, 16], not [1, 4, 16]"},
-      {1, {2, -1, 16}, ox::DT_FLOAT, "expected the shape [2, 1, 16], not [2, -1, 16]"},
       {2, {2, 3, 16}, ox::DT_FLOAT, "value (position 2): expected the shape [2, 4, 16]"},
       {6, {3, 4}, ox::DT_FLOAT, "mask (position 6): expected bool or uint8"},
       {6, {4, 3}, ox::DT_BOOL, "mask (position 6): expected the shape [3, 4], not [4, 3]"},
@@ -217,12 +183,13 @@ TEST_F(OperatorApiTest, ATensorWithoutWhatACallNeedsIsRefused) {
 }
 
 TEST_F(OperatorApiTest, AnAttributeThatIsNotSupportedIsRefusedWithItsReason) {
+  const int64_t one = 1;
+  zelIntArray* list = zelCreateIntArray(&one, 1);
   const std::pair<const char*, std::function<void(ForwardCall&)>> cases[] = {
       {"reserved (position 7): expected an integer array without elements",
-       [&](ForwardCall& c) { c.list = IntArray({1}); }},
+       [&](ForwardCall& c) { c.list = list; }},
       {"scale (position 8): expected", [](ForwardCall& c) { c.scale = 0; }},
       {"scale (position 8): expected", [](ForwardCall& c) { c.scale = std::nan(""); }},
-      {"scale (position 8): expected", [](ForwardCall& c) { c.scale = 1e300; }},
       {"keepProbability (position 9): expected 1", [](ForwardCall& c) { c.keepProbability = 0.9; }},
       {"keysBefore (position 10): expected at least 4", [](ForwardCall& c) { c.keysBefore = 3; }},
       {"keysAfter (position 11): expected at least 4", [](ForwardCall& c) { c.keysAfter = -1; }},
@@ -241,51 +208,10 @@ TEST_F(OperatorApiTest, AnAttributeThatIsNotSupportedIsRefusedWithItsReason) {
     EXPECT_NE(call.Query(), 0) << reason;
     EXPECT_THAT(Reason(), HasSubstr(reason));
   }
+  EXPECT_EQ(zelDestroyIntArray(list), 0);
   backward_.scale = -1;
   EXPECT_NE(backward_.Query(), 0);
   EXPECT_THAT(Reason(), HasSubstr("FlashAttentionScoreGrad: scale (position 13)"));
-}
-
-TEST_F(OperatorApiTest, AttributesInEachOthersPlaceAreRefused) {
-  // As requests keep them: zeroed blocks, read as whatever the position asks for.
-  auto block = std::make_unique<uint8_t[]>(16);
-  block[0] = 1;
-  auto* memory = block.get();
-  const zelIntArray* array = IntArray({});
-  auto asFloat = [&] {
-    float value = 0;
-    std::memcpy(&value, array, sizeof(value));
-    return static_cast<double>(value);
-  };
-  auto asInt = [&] {
-    int64_t value = 0;
-    std::memcpy(&value, array, sizeof(value));
-    return value;
-  };
-  const std::function<void(ForwardCall&)> wrongs[] = {
-      [&](ForwardCall& c) { c.list = reinterpret_cast<const zelIntArray*>(memory); },
-      [&](ForwardCall& c) { c.layout = reinterpret_cast<const char*>(memory); },
-      [&](ForwardCall& c) { c.layout = reinterpret_cast<const char*>(array); },
-      [&](ForwardCall& c) { c.scale = asFloat(); },
-      [&](ForwardCall& c) { c.keepProbability = asFloat(); },
-      [&](ForwardCall& c) { c.keysAfter = asInt(); },
-      [&](ForwardCall& c) { c.heads = asInt(); },
-      [&](ForwardCall& c) { c.maskMode = asInt(); },
-  };
-  for (const auto& spoil : wrongs) {
-    ForwardCall call = forward_;
-    spoil(call);
-    EXPECT_NE(call.Query(), 0);
-    EXPECT_THAT(Reason(), HasSubstr(REFUSED));
-  }
-  const float number = 1;
-  zelFloatArray* floats = zelCreateFloatArray(&number, 1);
-  forward_.list = reinterpret_cast<const zelIntArray*>(floats);
-  EXPECT_NE(forward_.Query(), 0);
-  EXPECT_NE(zelDestroyIntArray(forward_.list), 0);
-  EXPECT_EQ(zelDestroyFloatArray(floats), 0);
-  forward_.list = array;
-  EXPECT_EQ(forward_.Query(), 0) << Reason();
 }
 
 TEST_F(OperatorApiTest, TensorsAndArraysAreCheckedAndCounted) {
@@ -297,32 +223,21 @@ TEST_F(OperatorApiTest, TensorsAndArraysAreCheckedAndCounted) {
   };
   EXPECT_EQ(create(dims, 26, 0), nullptr);
   EXPECT_EQ(create(dims, -2, 0), nullptr);
-  EXPECT_EQ(create(dims, 0, 26), nullptr);
   EXPECT_EQ(create(nullptr, 1, ZEL_SHAPE_NOT_GIVEN), nullptr);
   EXPECT_EQ(create(dims, 1, 1, dims), nullptr);
   EXPECT_EQ(create(dims, 1, 1, nullptr, 1), nullptr);
-  zelTensor* tensor = create(dims, 25, ZEL_SHAPE_NOT_GIVEN);
   EXPECT_EQ(zelCreateIntArray(nullptr, 1), nullptr);
-  zelIntArray* ints = zelCreateIntArray(dims, 26);
+  zelTensor* tensor = create(dims, 25, ZEL_SHAPE_NOT_GIVEN);
   zelFloatArray* floats = zelCreateFloatArray(nullptr, 0);
-  const bool flags[] = {true, false};
-  zelBoolArray* bools = zelCreateBoolArray(flags, 2);
-  OrmoHost::AliveObjects alive = OrmoHost::Alive();
-  EXPECT_EQ(alive.tensors, tensors_.size() + 1);
-  EXPECT_EQ(alive.arrays, 3U);
+  EXPECT_EQ(OrmoHost::Alive().tensors, tensors_.size() + 1);
+  EXPECT_EQ(OrmoHost::Alive().arrays, 1U);
+  // An array of another kind is not taken, nor destroyed.
+  forward_.list = reinterpret_cast<const zelIntArray*>(floats);
+  EXPECT_NE(forward_.Query(), 0);
+  EXPECT_NE(zelDestroyIntArray(forward_.list), 0);
+  EXPECT_EQ(zelDestroyFloatArray(floats), 0);
   EXPECT_EQ(zelDestroyTensor(tensor), 0);
   EXPECT_NE(zelDestroyTensor(tensor), 0);
-  EXPECT_EQ(zelDestroyIntArray(ints), 0);
-  EXPECT_NE(zelDestroyIntArray(ints), 0);
-  EXPECT_EQ(zelDestroyFloatArray(floats), 0);
-  EXPECT_EQ(zelDestroyBoolArray(bools), 0);
-  EXPECT_EQ(OrmoHost::Alive().arrays, 0U);
-
-  EXPECT_EQ(ox::TypeUtils::SerialStringToDataType("DT_FLOAT16"), ox::DT_FLOAT16);
-  EXPECT_EQ(ox::TypeUtils::SerialStringToDataType("DT_FLOAT32"), ox::DT_FLOAT);
-  EXPECT_EQ(ox::TypeUtils::SerialStringToDataType("float16"), ox::DT_UNDEFINED);
-  EXPECT_EQ(ox::TypeUtils::SerialStringToFormat("ND"), ox::FORMAT_ND);
-  EXPECT_EQ(ox::TypeUtils::SerialStringToFormat("nd"), ox::FORMAT_NULL);
 }
 
 TEST_F(OperatorApiTest, AnExecutorServesOneExecution) {
@@ -347,9 +262,6 @@ TEST_F(OperatorApiTest, AnExecutorServesOneExecution) {
   EXPECT_NE(forward_.Execute(workspace), 0);
   EXPECT_EQ(OrmoHost::Alive().executors, 0U);
   ASSERT_EQ(forward_.Query(), 0);
-  OrmoHost::Fail("zelnnFlashAttentionScore", 1, 4711);
-  EXPECT_EQ(forward_.Execute(workspace), 4711);
-  EXPECT_EQ(OrmoHost::Alive().executors, 1U);
   EXPECT_EQ(forward_.Execute(workspace), 0);
   EXPECT_EQ(zelrtFree(workspace), 0);
 }
@@ -397,107 +309,43 @@ TEST_F(OperatorApiTest, ACallBelongsToTheDeviceOfItsContext) {
 }
 
 TEST_F(OperatorApiTest, ContentsAreSetAndSeenFromOutside) {
-  std::vector<float> values(128, 2.5F);
-  std::vector<uint8_t> bytes(values.size() * sizeof(float));
-  std::memcpy(bytes.data(), values.data(), bytes.size());
-  OrmoHost::SetOperatorTensor(2, bytes);
-  EXPECT_EQ(forward_.Run(), 0) << Reason();
-  EXPECT_TRUE(OrmoHost::OperatorOutput(19).empty());
+  auto bytesOf = [](const std::vector<float>& values) {
+    std::vector<uint8_t> bytes(values.size() * sizeof(float));
+    std::memcpy(bytes.data(), values.data(), bytes.size());
+    return bytes;
+  };
+  OrmoHost::SetOperatorTensor(2, bytesOf(std::vector<float>(128, 2.5F)));
   OrmoHost::KeepOperatorOutputs();
   EXPECT_EQ(forward_.Run(), 0) << Reason();
-  std::vector<float> out(96);
-  ASSERT_EQ(OrmoHost::OperatorOutput(19).size(), out.size() * sizeof(float));
-  std::memcpy(out.data(), OrmoHost::OperatorOutput(19).data(), out.size() * sizeof(float));
-  EXPECT_THAT(out, ::testing::Each(2.5F));
-  EXPECT_TRUE(OrmoHost::OperatorOutput(2).empty());
-  bytes.pop_back();
-  OrmoHost::SetOperatorTensor(2, bytes);
+  EXPECT_EQ(OrmoHost::OperatorOutput(19), bytesOf(std::vector<float>(96, 2.5F)));
+  OrmoHost::SetOperatorTensor(2, bytesOf({2.5F}));
   EXPECT_NE(forward_.Run(), 0);
   EXPECT_THAT(Reason(),
               HasSubstr("value (position 2): expected the size of the scripted contents"));
 }
 
-class OperatorProfilingTest : public OperatorApiTest {
- protected:
-  struct Timed {
-    std::string name, type;
-    uint64_t start, end, core;
-  };
-
-  void SetUp() override {
-    OperatorApiTest::SetUp();
-    ASSERT_EQ(pipe2(pipe_, O_CLOEXEC), 0);
-    config_ = zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &pipe_[1]);
-  }
-
-  /// Ends the configuration and the pipe.
-  std::vector<Timed> ReadRecords() {
-    close(pipe_[1]);
-    EXPECT_EQ(zelprofDestroySubscribeConfig(config_), 0);
-    size_t size = 0;
-    EXPECT_EQ(zelprofGetOpDescSize(&size), 0);
-    std::vector<char> record(size);
-    std::vector<Timed> records;
-    while (read(pipe_[0], record.data(), size) == static_cast<ssize_t>(size)) {
-      char name[256];
-      char type[64];
-      EXPECT_EQ(zelprofGetOpName(record.data(), size, 0, name, sizeof(name)), 0);
-      EXPECT_EQ(zelprofGetOpType(record.data(), size, 0, type, sizeof(type)), 0);
-      records.push_back({name, type, zelprofGetOpStart(record.data(), size, 0),
-                         zelprofGetOpEnd(record.data(), size, 0),
-                         ProfGetOpExecutionTime(record.data(), static_cast<uint32_t>(size), 0)});
-    }
-    close(pipe_[0]);
-    return records;
-  }
-
-  int pipe_[2] = {-1, -1};
-  zelprofSubscribeConfig* config_ = nullptr;
-};
-
-TEST_F(OperatorProfilingTest, AnExecutionYieldsItsOperatorAndItsBounds) {
-  OrmoHost::KeepAccount();
-  EXPECT_EQ(forward_.Run(), 0) << Reason();
-  ASSERT_EQ(ProfOpSubscribe(0, config_), 0);
-  EXPECT_EQ(forward_.Run(), 0);
-  EXPECT_EQ(backward_.Run(), 0) << Reason();
-  EXPECT_EQ(ProfOpUnSubscribe(0), 0);
-  EXPECT_EQ(forward_.Run(), 0);
-  std::vector<Timed> records = ReadRecords();
-  ASSERT_EQ(records.size(), 4U);
-  EXPECT_EQ(records[0].name, "FlashAttentionScore");
-  EXPECT_EQ(records[2].name, "FlashAttentionScoreGrad");
-  for (size_t i : {0U, 2U}) {
-    const Timed& op = records[i];
-    const Timed& step = records[i + 1];
-    EXPECT_THAT((std::vector<std::string>{op.type, step.type}), ElementsAre(op.name, "na"));
-    EXPECT_LE(step.start, op.start);
-    EXPECT_LT(op.start, op.end);
-    EXPECT_LE(op.end, step.end);
-    EXPECT_GT(op.core, 0U);
-    EXPECT_LE(op.core, op.end - op.start);
-    EXPECT_EQ(OrmoHost::Account()[op.name].core, op.core);
-  }
-}
-
-TEST_F(OperatorProfilingTest, ADeviceHasOneSubscriptionAtATime) {
+TEST_F(OperatorApiTest, ADeviceHasOneSubscriptionAtATime) {
+  int32_t output = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  zelprofSubscribeConfig* config =
+      zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &output);
   EXPECT_NE(ProfOpUnSubscribe(0), 0);
   EXPECT_NE(ProfOpSubscribe(0, nullptr), 0);
-  EXPECT_NE(ProfOpSubscribe(1, config_), 0);
-  ASSERT_EQ(ProfOpSubscribe(0, config_), 0);
-  EXPECT_NE(ProfOpSubscribe(0, config_), 0);
+  EXPECT_NE(ProfOpSubscribe(1, config), 0);
+  ASSERT_EQ(ProfOpSubscribe(0, config), 0);
+  EXPECT_NE(ProfOpSubscribe(0, config), 0);
   zelrtContext other = nullptr;
   ASSERT_EQ(zelrtSetDevice(1), 0);
   ASSERT_EQ(zelrtCreateContext(&other, 1), 0);
   EXPECT_NE(ProfOpUnSubscribe(0), 0);
-  EXPECT_EQ(ProfOpSubscribe(0, config_), 0);
+  EXPECT_EQ(ProfOpSubscribe(0, config), 0);
   EXPECT_EQ(OrmoHost::Alive().subscriptions, 2U);
   EXPECT_EQ(ProfOpUnSubscribe(0), 0);
   EXPECT_EQ(zelrtDestroyContext(other), 0);
   EXPECT_EQ(zelrtResetDevice(1), 0);
   EXPECT_EQ(zelrtSetCurrentContext(context_), 0);
   EXPECT_EQ(ProfOpUnSubscribe(0), 0);
-  EXPECT_TRUE(ReadRecords().empty());
+  EXPECT_EQ(zelprofDestroySubscribeConfig(config), 0);
+  EXPECT_EQ(close(output), 0);
 }
 
 }  // namespace
