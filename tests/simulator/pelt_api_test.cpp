@@ -73,7 +73,7 @@ class Simulator : public testing::Test {
 std::string Loops(size_t depth, const std::string& count) {
   std::string text;
   for (size_t i = 0; i < depth; ++i) {
-    text = "loop " + count + "\n" + text + "end\n";
+    text.insert(0, "loop " + count + "\n").append("end\n");
   }
   return text;
 }

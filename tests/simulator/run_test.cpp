@@ -148,6 +148,7 @@ TEST_F(SimulatorTest, SeveralThreadsSimulateAtATimeOnTheHostsSimulator) {
   ASSERT_EQ(OrmoPeltRunnerInit(), STATUS_SUCCESS);
   std::vector<RunnerResult> results(4);
   std::vector<std::future<void>> threads;
+  threads.reserve(results.size());
   for (RunnerResult& result : results) {
     threads.push_back(std::async(std::launch::async, [&result] {
       for (int i = 0; i < 10; ++i) {
