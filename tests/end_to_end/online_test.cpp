@@ -10,6 +10,7 @@
 
 #include "support/graph_text.h"
 #include "support/log_capture.h"
+#include "support/offline_test.h"
 
 namespace Ormo {
 namespace {
@@ -17,8 +18,10 @@ namespace {
 using OrmoHost::CallCount;
 using OrmoHost::OperatorTimes;
 using Test::AddGraph;
+using Test::AsBuffer;
 using Test::LogCapture;
 using Test::OnlineTest;
+using Test::ReadFile;
 using Test::SpinGraph;
 using ::testing::AllOf;
 using ::testing::Each;
@@ -204,6 +207,27 @@ TEST_F(OnlineMeasurementTest, TensorsThatTheEngineWantsSavedReachTheLibrary) {
   const std::string line = "Receive callback of graph id " + results_[0].opInfos[0].modelId;
   EXPECT_EQ(log.Count(DLOG_DEBUG, "Receive callback of graph id"), 1U);
   EXPECT_EQ(log.Find(line).file, "online_runner.cpp");
+}
+
+TEST_F(OnlineMeasurementTest, OutputsEqualThoseOfTheOfflinePath) {
+  const std::string file = ORMO_EXAMPLES_DIR "/transformer/tile-16.json";
+  const std::string text = ReadFile(file);
+  Init();
+  RunnerConfig config = MakeConfig(2);
+  ASSERT_EQ(Run(text, config), STATUS_SUCCESS);
+  ASSERT_THAT(config.graphOutputs, ElementsAre(SizeIs(1)));
+  const std::vector<uint8_t>& online = config.graphOutputs[0][0].GetData();
+  OrmoOnlineRunnerFinalize();
+
+  ASSERT_EQ(OrmoOfflineRunnerInit({}), STATUS_SUCCESS);
+  std::vector<uint8_t> offline(online.size());
+  RunnerConfig offlineConfig = Ormo::Test::MakeConfig(text, false);
+  offlineConfig.inputs = {AsBuffer(config.graphInputs[0][0].GetData())};
+  offlineConfig.outputs = {AsBuffer(offline)};
+  RunnerResult result;
+  EXPECT_EQ(OrmoOfflineRun(offlineConfig, result), STATUS_SUCCESS);
+  OrmoOfflineRunnerFinalize();
+  EXPECT_EQ(online, offline);
 }
 
 TEST_F(OnlineMeasurementTest, TwoCallersMeasureAtOnceInOneSessionAndInTwo) {
