@@ -59,23 +59,14 @@ int OfflineRunner::Init(const RunnerInitConfig& config) const {
     ORMO_LOG_WARNING("Runner is already initialized");
     return STATUS_SUCCESS;
   }
-  const int status = InitZel();
+  int status = InitZel();
   if (status != STATUS_SUCCESS) {
     return status;
   }
-  ScopeExit finalize([] { zelFinalize(); });
-  const std::vector<uint32_t> devices = GetDeviceList(config.deviceIds);
-  if (devices.empty()) {
-    return STATUS_FAILED;
-  }
-  RunTask::Init(devices);
-  if (DeviceManager::Init(devices) != STATUS_SUCCESS) {
-    ORMO_LOG_ERROR("Init device manager failed");
-    return STATUS_FAILED;
-  }
-  finalize.Dismiss();
-  initFlag_ = true;
-  return STATUS_SUCCESS;
+  status =
+      StartOnDevices([this, &config] { return GetDeviceList(config.deviceIds); }, RunTask::Init);
+  initFlag_ = status == STATUS_SUCCESS;
+  return status;
 }
 
 void OfflineRunner::Finalize() {

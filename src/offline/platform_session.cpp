@@ -2,6 +2,9 @@
 
 #include "common/invalid_param.h"
 #include "common/log.h"
+#include "common/scope_exit.h"
+#include "offline/device_manager.h"
+#include "ormo/status.h"
 #include "zel/zel.h"
 
 namespace Ormo {
@@ -55,6 +58,23 @@ std::vector<uint32_t> ChooseDevices(const std::vector<uint32_t>& requested, Call
     }
   }
   return requested;
+}
+
+int StartOnDevices(const std::function<std::vector<uint32_t>()>& choose,
+                   const std::function<void(const std::vector<uint32_t>&)>& makeKnown,
+                   CallSite site) {
+  ScopeExit finalize([] { zelFinalize(); });
+  const std::vector<uint32_t> devices = choose();
+  if (devices.empty()) {
+    return STATUS_FAILED;
+  }
+  makeKnown(devices);
+  if (DeviceManager::Init(devices) != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR_AT(site, "Init device manager failed");
+    return STATUS_FAILED;
+  }
+  finalize.Dismiss();
+  return STATUS_SUCCESS;
 }
 
 }  // namespace Ormo

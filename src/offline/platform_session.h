@@ -4,6 +4,7 @@
 #define ORMO_OFFLINE_PLATFORM_SESSION_H
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "common/call_site.h"
@@ -21,6 +22,13 @@ void FinalizePlatform(bool& isOwner, CallSite site = CallSite::Here());
 /// reason with the error manager, when the platform has no devices or lacks one of them.
 std::vector<uint32_t> ChooseDevices(const std::vector<uint32_t>& requested,
                                     CallSite site = CallSite::Here());
+
+/// The rest of a runner's initialisation, once the platform is there: chooses the devices, makes
+/// them known to the runner's tasks and starts a worker for each. 0, or STATUS_FAILED; whatever
+/// fails or throws, the platform is finalised.
+int StartOnDevices(const std::function<std::vector<uint32_t>()>& choose,
+                   const std::function<void(const std::vector<uint32_t>&)>& makeKnown,
+                   CallSite site = CallSite::Here());
 
 }  // namespace Ormo
 
