@@ -221,13 +221,13 @@ int FileUtils::CopyFile(const TPath& from, const TPath& to) {
     ORMO_LOG_ERROR("Failed to open old file : %s", from.GetCString());
     return -1;
   }
-  const ScopeExit closeFrom([&fromFd] { Close(fromFd); });
+  const ScopeExit closeFrom("the old file", [&fromFd] { Close(fromFd); });
   int toFd = Open(to, O_WRONLY | O_CREAT | O_TRUNC, READ_WRITE_MODE);
   if (toFd < 0) {
     ORMO_LOG_ERROR("Failed to open new file : %s", to.GetCString());
     return -1;
   }
-  const ScopeExit closeTo([&toFd] { Close(toFd); });
+  const ScopeExit closeTo("the new file", [&toFd] { Close(toFd); });
   return CopyContent(fromFd, toFd, from, to);
 }
 

@@ -3,23 +3,29 @@
 #ifndef ORMO_COMMON_OWNER_H
 #define ORMO_COMMON_OWNER_H
 
+#include <type_traits>
 #include <utility>
+
+#include "common/call_site.h"
 
 namespace Ormo {
 
-/// Owns a pointer-like handle (null: none) and gives it to `Release`, a noexcept function, once.
-template <typename Handle, void (*Release)(Handle) noexcept>
+/// Owns a pointer-like handle (null: none) and gives it to `Release`, a noexcept function, once. A
+/// `Release` that can fail also takes the place where the owner got the handle: it logs there.
+template <typename Handle, auto Release>
 class Owner {
  public:
   Owner() = default;
 
-  explicit Owner(Handle handle) noexcept : handle_(handle) {}
+  explicit Owner(Handle handle, const CallSite& site = CallSite::Here()) noexcept
+      : handle_(handle), site_(site) {}
 
-  Owner(Owner&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+  Owner(Owner&& other) noexcept
+      : handle_(std::exchange(other.handle_, nullptr)), site_(other.site_) {}
 
   Owner& operator=(Owner&& other) noexcept {
     if (this != &other) {
-      Reset(std::exchange(other.handle_, nullptr));
+      Reset(std::exchange(other.handle_, nullptr), other.site_);
     }
     return *this;
   }
@@ -36,15 +42,23 @@ class Owner {
   /// Gives the handle up without releasing it.
   Handle Detach() noexcept { return std::exchange(handle_, nullptr); }
 
-  void Reset(Handle handle = nullptr) noexcept {
+  void Reset(Handle handle = nullptr, const CallSite& site = CallSite::Here()) noexcept {
     Handle old = std::exchange(handle_, handle);
-    if (old != nullptr) {
+    const CallSite oldSite = std::exchange(site_, site);
+    if (old == nullptr) {
+      return;
+    }
+    if constexpr (std::is_nothrow_invocable_v<decltype(Release), Handle, const CallSite&>) {
+      Release(old, oldSite);
+    } else {
+      static_assert(std::is_nothrow_invocable_v<decltype(Release), Handle>);
       Release(old);
     }
   }
 
  private:
   Handle handle_ = nullptr;
+  CallSite site_{"", 0};
 };
 
 }  // namespace Ormo

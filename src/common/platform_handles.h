@@ -3,6 +3,7 @@
 #ifndef ORMO_COMMON_PLATFORM_HANDLES_H
 #define ORMO_COMMON_PLATFORM_HANDLES_H
 
+#include "common/call_site.h"
 #include "common/owner.h"
 #include "common/quiet_release.h"
 #include "zel/zel.h"
@@ -10,16 +11,21 @@
 
 namespace Ormo {
 
-inline void FreeDeviceMemory(void* memory) noexcept {
-  ReleaseQuietly("device memory", [memory] { return zelrtFree(memory); });
+inline void FreeDeviceMemory(void* memory, const CallSite& site = CallSite::Here()) noexcept {
+  ReleaseQuietly(
+      "device memory", [memory] { return zelrtFree(memory); }, site);
 }
 
-inline void DestroyDataBuffer(zelDataBuffer* buffer) noexcept {
-  ReleaseQuietly("a data buffer", [buffer] { return zelDestroyDataBuffer(buffer); });
+inline void DestroyDataBuffer(zelDataBuffer* buffer,
+                              const CallSite& site = CallSite::Here()) noexcept {
+  ReleaseQuietly(
+      "a data buffer", [buffer] { return zelDestroyDataBuffer(buffer); }, site);
 }
 
-inline void DestroyTensorDesc(zelTensorDesc* desc) noexcept {
-  ReleaseQuietly("a tensor description", [desc] { zelDestroyTensorDesc(desc); });
+inline void DestroyTensorDesc(zelTensorDesc* desc,
+                              const CallSite& site = CallSite::Here()) noexcept {
+  ReleaseQuietly(
+      "a tensor description", [desc] { zelDestroyTensorDesc(desc); }, site);
 }
 
 using DeviceMemory = Owner<void*, FreeDeviceMemory>;

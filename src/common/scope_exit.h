@@ -5,35 +5,34 @@
 
 #include <utility>
 
-#include "common/log.h"
+#include "common/call_site.h"
+#include "common/quiet_release.h"
 
 namespace Ormo {
 
-/// Calls `action` when the scope ends, unless it was dismissed. What the action throws is only
-/// logged: a scope may end because of an exception.
+/// Releases `what` by calling `action` when the scope ends, unless it was dismissed. Failures are
+/// only logged, as lines of the scope: it may end because of an exception.
 template <typename Action>
 class ScopeExit {
  public:
-  explicit ScopeExit(Action action) : action_(std::move(action)) {}
+  ScopeExit(const char* what, Action action, const CallSite& site = CallSite::Here())
+      : what_(what), action_(std::move(action)), site_(site) {}
 
   ScopeExit(const ScopeExit&) = delete;
   ScopeExit& operator=(const ScopeExit&) = delete;
 
   ~ScopeExit() {
-    if (!armed_) {
-      return;
-    }
-    try {
-      action_();
-    } catch (...) {
-      ORMO_LOG_ERROR("Release at the end of a scope threw an exception");
+    if (armed_) {
+      ReleaseQuietly(what_, action_, site_);
     }
   }
 
   void Dismiss() noexcept { armed_ = false; }
 
  private:
+  const char* what_;
   Action action_;
+  CallSite site_;
   bool armed_ = true;
 };
 

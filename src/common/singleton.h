@@ -6,6 +6,7 @@
 #include <atomic>
 #include <typeinfo>
 
+#include "common/call_site.h"
 #include "common/log.h"
 
 namespace Ormo {
@@ -20,11 +21,13 @@ class Singleton {
 
   virtual ~Singleton() { destroyed_ = true; }
 
-  /// Any thread. A call after the object's destruction logs an error and still returns its address.
-  static T* Instance() {
+  /// Any thread. A call after the object's destruction logs an error, as a line of its caller, and
+  /// still returns the address.
+  static T* Instance(const CallSite& site = CallSite::Here()) {
     static T instance;
     if (destroyed_) {
-      ORMO_LOG_ERROR(
+      ORMO_LOG_ERROR_AT(
+          site,
           "Trying to access singleton <%s> that has already been deconstructed, unexpected runtime "
           "err will occur",
           typeid(T).name());

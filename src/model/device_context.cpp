@@ -40,7 +40,8 @@ int CreateDeviceContext(uint32_t deviceId, zelrtContext& context, CallSite site)
     return TranslateStatus(code);
   }
   ORMO_LOG_INFO_AT(site, "Set device %u", deviceId);
-  ScopeExit reset([deviceId, site] { ResetDevice(deviceId, site); });
+  ScopeExit reset(
+      "a device", [deviceId, site] { ResetDevice(deviceId, site); }, site);
   code = zelrtCreateContext(&context, deviceId);
   if (code != 0) {
     ORMO_LOG_ERROR_AT(site, "Create context failed, ret : %d", code);
@@ -52,12 +53,15 @@ int CreateDeviceContext(uint32_t deviceId, zelrtContext& context, CallSite site)
 }
 
 void DestroyDeviceContext(uint32_t deviceId, zelrtContext& context, CallSite site) {
-  ReleaseQuietly("the current context", [&] { static_cast<void>(SetCurrent(context, site)); });
+  ReleaseQuietly(
+      "the current context", [&] { static_cast<void>(SetCurrent(context, site)); }, site);
   if (context != nullptr) {
-    ReleaseQuietly("a context", [&] { DestroyContext(context, site); });
+    ReleaseQuietly(
+        "a context", [&] { DestroyContext(context, site); }, site);
     context = nullptr;
   }
-  ReleaseQuietly("a device", [&] { ResetDevice(deviceId, site); });
+  ReleaseQuietly(
+      "a device", [&] { ResetDevice(deviceId, site); }, site);
   ORMO_LOG_INFO_AT(site, "Reset device %u", deviceId);
 }
 

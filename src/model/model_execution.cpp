@@ -12,7 +12,7 @@ int ModelManager::Execute(uint64_t& costTime, const RunnerConfig& config) const 
   if (SetDynamicParam(config.dynamicType, config.dynamicParam) != STATUS_SUCCESS) {
     return STATUS_DYNAMIC_PARAM_FAILED;
   }
-  const ScopeExit closeSpan([this] { executionSpan_.Stop(); });
+  const ScopeExit closeSpan("the execution's span", [this] { executionSpan_.Stop(); });
   executionSpan_.Start();
   Timer timer;
   timer.Start();

@@ -231,7 +231,7 @@ int ModelManager::LoadModelWithoutCheckMem(const OrmoDataInfo& modelData, uint32
 }
 
 void ModelManager::UnloadModel(const uint32_t& modelId) {
-  const ScopeExit freeMemory([modelId] {
+  const ScopeExit freeMemory("a model's own memory", [modelId] {
     FreeOwnMemory(modelId2WeightPtr, modelId);
     FreeOwnMemory(modelId2WorkPtr, modelId);
   });

@@ -65,7 +65,7 @@ int RunManager::Init(uint32_t id) {
     ORMO_LOG_ERROR("Init run manager resource failed");
     return status;
   }
-  ScopeExit release([this] { DestroyResource(); });
+  ScopeExit release("the device and its context", [this] { DestroyResource(); });
   const char* socName = zelrtGetSocName();
   if (socName != nullptr) {
     socVersion = socName;

@@ -117,14 +117,15 @@ void DeviceManager::Finalize() {
 }
 
 DeviceLockHolder::DeviceLockHolder(uint32_t deviceId, CallSite site)
-    : fd_(DeviceManager::Lock(deviceId)) {
+    : fd_(DeviceManager::Lock(deviceId)), site_(site) {
   if (fd_ < 0) {
     ORMO_LOG_WARNING_AT(site, "Device [%u] is not locked, other processes may run on it", deviceId);
   }
 }
 
 DeviceLockHolder::~DeviceLockHolder() {
-  ReleaseQuietly("a device lock", [this] { DeviceManager::Unlock(fd_); });
+  ReleaseQuietly(
+      "a device lock", [this] { DeviceManager::Unlock(fd_); }, site_);
 }
 
 }  // namespace Ormo

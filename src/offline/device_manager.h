@@ -67,6 +67,7 @@ class DeviceLockHolder {
 
  private:
   int fd_;
+  CallSite site_;
 };
 
 }  // namespace Ormo

@@ -99,7 +99,7 @@ int OfflineRunner::LoadModel(ModelInfo& info) {
   if (status == STATUS_SUCCESS) {
     ORMO_LOG_INFO("Load model id %u on device %u", info.modelId, info.deviceId);
     // A model that nobody can name would stay on the device for good.
-    ScopeExit unload([&info] { UnloadOnDevice(info.modelId, info.deviceId); });
+    ScopeExit unload("a model", [&info] { UnloadOnDevice(info.modelId, info.deviceId); });
     InsertModelDevMap(info.modelId, info.deviceId);
     unload.Dismiss();
   } else if (status == STATUS_NOT_ENOUGH_MEMORY) {
@@ -203,7 +203,7 @@ int OfflineRunner::ProfProcess(OfflineTask& task, RunnerConfig& config, RunInfo&
     return STATUS_FAILED;
   }
   // Also when the task turns out to have thrown: its figures are those of a run that failed.
-  ScopeExit reset([this, &result] { ResetRunnerResult(result); });
+  ScopeExit reset("the result", [this, &result] { ResetRunnerResult(result); });
   const int analysis = run.Read(
       [&result](int fd, std::future<int>& future) {
         return OfflineParser().Analysis(fd, future, result);

@@ -63,7 +63,8 @@ std::vector<uint32_t> ChooseDevices(const std::vector<uint32_t>& requested, Call
 int StartOnDevices(const std::function<std::vector<uint32_t>()>& choose,
                    const std::function<void(const std::vector<uint32_t>&)>& makeKnown,
                    CallSite site) {
-  ScopeExit finalize([] { zelFinalize(); });
+  ScopeExit finalize(
+      "the platform", [] { zelFinalize(); }, site);
   const std::vector<uint32_t> devices = choose();
   if (devices.empty()) {
     return STATUS_FAILED;

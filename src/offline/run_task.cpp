@@ -86,7 +86,7 @@ int RunTask::RunModel(const RunnerConfig& config, RunInfo& info,
     return status;
   }
   {
-    const ScopeExit unload([&] { UnloadModel(modelInfo.modelId, context, deviceId); });
+    const ScopeExit unload("a model", [&] { UnloadModel(modelInfo.modelId, context, deviceId); });
     info.modelId = modelInfo.modelId;
     status = Run(config, info, context, deviceId);
   }

@@ -115,7 +115,7 @@ int OnlineRunner::Process(const ox::Graph& graph, RunnerConfig& config,
     return STATUS_FAILED;
   }
   // The outcome of a run that failed, or threw, is no result.
-  ScopeExit clearResults([&results] { results.clear(); });
+  ScopeExit clearResults("the results", [&results] { results.clear(); });
   RunInfo runInfo;
   runInfo.deviceId = 0;
   ProfiledRun run;
@@ -208,7 +208,7 @@ int OnlineRunner::ExecuteDependGraph(const ox::Graph& graph, uint32_t& inputInde
     ORMO_LOG_ERROR("Add graph=%u failed", graphId);
     return STATUS_FAILED;
   }
-  const ScopeExit remove([&] { config.session->RemoveGraph(graphId); });
+  const ScopeExit remove("a graph", [&] { config.session->RemoveGraph(graphId); });
   Trace span("Run depend graph, graphId: " + std::to_string(graphId));
   span.Start();
   const int status = ExecuteGraph(graphId, inputIndex, config, false);
@@ -227,7 +227,7 @@ int OnlineRunner::ExecuteTuningGraph(const ox::Graph& graph, uint32_t& inputInde
     ORMO_LOG_ERROR("Add graph=%u failed", graphId);
     return STATUS_FAILED;
   }
-  const ScopeExit remove([&] { config.session->RemoveGraph(graphId); });
+  const ScopeExit remove("a graph", [&] { config.session->RemoveGraph(graphId); });
   const int status = config.prof ? ExecuteGraphWithProf(graphId, inputIndex, config, runInfo)
                                  : ExecuteGraph(graphId, inputIndex, config, true);
   if (status != STATUS_SUCCESS) {

@@ -62,11 +62,12 @@ int RunSubscribed(ProfilingManager& profiling, const std::function<int()>& work)
   if (profiling.CreateConfig() != STATUS_SUCCESS) {
     return STATUS_FAILED;
   }
-  const ScopeExit destroyConfig([&profiling] { profiling.DestroyConfig(); });
+  const ScopeExit destroyConfig("the profiling configuration",
+                                [&profiling] { profiling.DestroyConfig(); });
   if (profiling.Start() != STATUS_SUCCESS) {
     return STATUS_FAILED;
   }
-  ScopeExit stop([&profiling] { profiling.Stop(); });
+  ScopeExit stop("the profiling subscription", [&profiling] { profiling.Stop(); });
   const int status = work();
   stop.Dismiss();
   const int stopStatus = profiling.Stop();

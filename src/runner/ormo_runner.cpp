@@ -46,7 +46,7 @@ namespace Ormo {
 int OrmoOfflineRunProcess(RunnerConfig& config, RunInfo& info, RunnerResult& result,
                           OfflineTask& task) {
   // The pipe that it named is gone.
-  const ScopeExit forgetPipe([&info] { info.profFd = nullptr; });
+  const ScopeExit forgetPipe("the pipe's end", [&info] { info.profFd = nullptr; });
   return OfflineRunner::Instance()->Process(task, config, info, result);
 }
 

@@ -42,7 +42,7 @@ int OpenLibrary(LibraryHandle& handle, const CallSite& site) {
   if (status != STATUS_SUCCESS) {
     return status;
   }
-  handle.Reset(mmDlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL));
+  handle.Reset(mmDlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL), site);
   if (!handle) {
     const char* error = mmDlerror();
     ORMO_LOG_ERROR_AT(site, "Failed to invoke dlopen. path = %s, error = %s.", LIBRARY_NAME,
@@ -92,8 +92,9 @@ int FindFunctions(PeltFuncInfo& funcInfo, const CallSite& site) {
 
 }  // namespace
 
-void CloseLibrary(void* handle) noexcept {
-  ReleaseQuietly("the simulator library", [handle] { mmDlclose(handle); });
+void CloseLibrary(void* handle, const CallSite& site) noexcept {
+  ReleaseQuietly(
+      "the simulator library", [handle] { mmDlclose(handle); }, site);
 }
 
 int LoadPeltLibrary(PeltFuncInfo& funcInfo, const CallSite& site) {

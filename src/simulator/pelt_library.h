@@ -9,7 +9,7 @@
 
 namespace Ormo {
 
-void CloseLibrary(void* handle) noexcept;
+void CloseLibrary(void* handle, const CallSite& site = CallSite::Here()) noexcept;
 
 using LibraryHandle = Owner<void*, CloseLibrary>;
 

@@ -144,7 +144,7 @@ int PeltRunner::Simulate(const OpDuxInfo& kernel, RunnerResult& result) const {
     ORMO_LOG_ERROR("Pelt CreatePeltCore return null ptr.");
     return STATUS_FAILED;
   }
-  const ScopeExit destroyCore([this, core] { funcInfo.destroyPeltCore(core); });
+  const ScopeExit destroyCore("a simulated core", [this, core] { funcInfo.destroyPeltCore(core); });
   const uint64_t ticks = funcInfo.getTotalTick(core);
   ORMO_LOG_DEBUG("Pelt cost time is %lu.", static_cast<unsigned long>(ticks));
   result.aicoreCostTimes[kernel.opName] = ticks;

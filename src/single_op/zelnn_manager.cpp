@@ -26,7 +26,8 @@ int ZelnnManager::RunZelnn(const ZelnnRunConfig& config) const {
     ORMO_LOG_ERROR("ZelnnParamterConstructor failed!");
     return STATUS_FAILED;
   }
-  const ScopeExit release([&inner] { ZelnnParamterDestructor(inner); });
+  const ScopeExit release("the operator's parameters",
+                          [&inner] { ZelnnParamterDestructor(inner); });
   const std::unique_ptr<ReflectBase> launcher(CreateReflectedObjByName(inner.opType));
   if (launcher == nullptr) {
     ORMO_LOG_ERROR("Can not create %s zelnn run object!", inner.opType.c_str());

@@ -24,7 +24,7 @@ int ZelnnRunManager::Init(uint32_t id) {
   }
   deviceId = id;
   // For exceptions: a status other than 0 leaves no context.
-  ScopeExit release([this] {
+  ScopeExit release("the device and its context", [this] {
     if (context != nullptr) {
       DestroyResource();
     }

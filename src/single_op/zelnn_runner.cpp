@@ -64,7 +64,7 @@ int ZelnnRunner::Process(const ZelnnRunConfig& config, RunInfo& runInfo,
     return STATUS_FAILED;
   }
   // Also when the task turns out to have thrown: its figures are those of a run that failed.
-  ScopeExit reset([this, &result] { ResetRunnerResult(result); });
+  ScopeExit reset("the result", [this, &result] { ResetRunnerResult(result); });
   RunnerResult measured;
   ProfiledRun run;
   if (run.Open() != STATUS_SUCCESS) {
