@@ -42,6 +42,9 @@ class FileDescriptor {
   /// there sets it to -1.
   int* Address() noexcept { return &fd_; }
 
+  /// Gives the descriptor up without closing it.
+  int Detach() noexcept { return std::exchange(fd_, -1); }
+
   void Reset() noexcept { Utils::Close(fd_); }
 
  private:
