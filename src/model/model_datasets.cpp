@@ -1,8 +1,10 @@
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "common/log.h"
 #include "common/platform_handles.h"
+#include "common/quiet_release.h"
 #include "common/status_translation.h"
 #include "model/model_manager.h"
 #include "ormo/status.h"
@@ -37,6 +39,16 @@ int AllocateZeroed(size_t size, DeviceMemory& memory) {
   memory.Reset(address);
   zelrtMemset(address, size, 0, size);
   return STATUS_SUCCESS;
+}
+
+// Frees a dataset's buffer with the memory behind it. False when there is none at `index`.
+bool ReleaseBuffer(zelmdlDataset* dataset, size_t index) {
+  const DataBuffer buffer(zelmdlGetDatasetBuffer(dataset, index));
+  if (!buffer) {
+    return false;
+  }
+  const DeviceMemory memory(zelGetDataBufferAddr(buffer.Get()));
+  return true;
 }
 
 int CheckInputSize(const OrmoDataInfo& input, size_t index, size_t modelSize) {
@@ -339,14 +351,17 @@ void ModelManager::DestroyDataset(zelmdlDataset*& dataset) const {
   if (dataset == nullptr) {
     return;
   }
-  const size_t count = zelmdlGetDatasetNumBuffers(dataset);
-  for (size_t index = 0; index < count; ++index) {
-    const DataBuffer buffer(zelmdlGetDatasetBuffer(dataset, index));
-    if (!buffer) {
-      ORMO_LOG_ERROR("Get dataset buffer failed");
-      continue;
-    }
-    const DeviceMemory memory(zelGetDataBufferAddr(buffer.Get()));
+  std::optional<size_t> count;  // without it: as many as there are
+  ReleaseQuietly("a dataset's list", [&] { count = zelmdlGetDatasetNumBuffers(dataset); });
+  bool isThere = true;
+  for (size_t index = 0; count.has_value() ? index < *count : isThere; ++index) {
+    isThere = false;
+    ReleaseQuietly("a dataset's buffer", [&] {
+      isThere = ReleaseBuffer(dataset, index);
+      if (!isThere && count.has_value()) {
+        ORMO_LOG_ERROR("Get dataset buffer failed");
+      }
+    });
   }
   zelmdlDestroyDataset(std::exchange(dataset, nullptr));
 }

@@ -18,8 +18,9 @@ namespace Ormo {
 
 /// The static operations load and unload models and watch over device memory; an instance holds
 /// what one run of a loaded model needs. All of them act on the context that is current on the
-/// calling thread, the worker of the model's device, and return the statuses of status.h. Not
-/// enough memory (STATUS_NOT_ENOUGH_MEMORY) is never an error line.
+/// calling thread, the worker of the model's device, and return the statuses of status.h.
+/// STATUS_NOT_ENOUGH_MEMORY follows warning lines when there is too little memory, and an error
+/// line when the platform could not tell how much there is.
 class ModelManager {
  public:
   /// Loads from the file, else from memory with the run mode's strategy, and writes the model's id.
@@ -46,8 +47,10 @@ class ModelManager {
   static bool IsNeedCleanCache(const std::string& socVersion);
   /// Drops the operating system's page cache.
   static void CleanCache();
-  /// Device memory, freed by RtMemFree: 4 KiB to 1 MiB from huge pages only if possible.
+  /// Device memory that is the caller's: 4 KiB to 1 MiB from huge pages only if possible.
   static int RtMalloc(void** devPtr, size_t size);
+  /// Frees device memory (null: none) without a word when that fails. Memory that has an owner is
+  /// freed by that, which says so.
   static void RtMemFree(void* devPtr);
 
   /// Whether there are buffers and every one of them has data.
