@@ -1,6 +1,5 @@
 #include "online/online_runner.h"
 
-#include <exception>
 #include <functional>
 #include <future>
 #include <map>
@@ -13,6 +12,7 @@
 #include "common/utils.h"
 #include "offline/device_manager.h"
 #include "offline/profiled_run.h"
+#include "online/graph_completion.h"
 #include "online/input_generator.h"
 #include "online/online_manager.h"
 #include "online/online_parser.h"
@@ -33,48 +33,6 @@ uint32_t LogSavedTensors(uint32_t graphId,
   ORMO_LOG_DEBUG("Receive callback of graph id %u", graphId);
   return 0;
 }
-
-// How one asynchronous execution ended.
-struct Completion {
-  uint32_t status = 0;
-  std::vector<ox::Tensor> outputs;
-};
-
-// Fulfils a promise that nobody else holds: a callback that is late or repeated touches nothing of
-// the waiting frame, and one that is destroyed uncalled breaks the promise and so ends the wait.
-class CompletionCallback {
- public:
-  CompletionCallback(bool keepsOutputs, std::future<Completion>& future)
-      : keepsOutputs_(keepsOutputs) {
-    future = promise_->get_future();
-  }
-
-  void operator()(uint32_t status, std::vector<ox::Tensor>& outputs) const {
-    try {
-      Fulfil(status, outputs);
-    } catch (const std::future_error&) {
-      ORMO_LOG_WARNING("Graph execution was completed before");
-    }
-  }
-
- private:
-  // A copy that fails is the waiting side's to know: the engine's thread expects no exception.
-  void Fulfil(uint32_t status, const std::vector<ox::Tensor>& outputs) const {
-    Completion completion{status, {}};
-    try {
-      if (keepsOutputs_) {
-        completion.outputs = outputs;
-      }
-    } catch (const std::exception&) {
-      promise_->set_exception(std::current_exception());
-      return;
-    }
-    promise_->set_value(std::move(completion));
-  }
-
-  bool keepsOutputs_;
-  std::shared_ptr<std::promise<Completion>> promise_ = std::make_shared<std::promise<Completion>>();
-};
 
 }  // namespace
 
@@ -271,28 +229,27 @@ int OnlineRunner::ExecuteLoop(uint32_t graphId, uint32_t inputIndex, RunnerConfi
 int OnlineRunner::ExecuteGraph(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,
                                bool saveOutputs) {
   const std::vector<ox::Tensor>& inputs = config.graphInputs.at(inputIndex);
-  std::future<Completion> future;
+  const auto completion = std::make_shared<GraphCompletion>();
   const uint32_t code =
-      config.session->RunGraphAsync(graphId, inputs, CompletionCallback(saveOutputs, future));
+      config.session->RunGraphAsync(graphId, inputs, CompletionCallback(completion, saveOutputs));
   if (code != 0) {
     ORMO_LOG_ERROR("Run async graph[%u] failed with ret = %d.", graphId, static_cast<int>(code));
     return STATUS_FAILED;
   }
-  Completion completion;
-  try {
-    completion = future.get();
-  } catch (const std::exception&) {
+  uint32_t status = 0;
+  std::vector<ox::Tensor> outputs;
+  if (!completion->Wait(status, outputs)) {
     ORMO_LOG_ERROR("Run tuning graph[%u] get result exception.", graphId);
     return STATUS_FAILED;
   }
-  if (completion.status != 0) {
+  if (status != 0) {
     ORMO_LOG_ERROR("Run graph[%u] get result failed with ret=%d.", graphId,
-                   static_cast<int>(completion.status));
+                   static_cast<int>(status));
     return STATUS_FAILED;
   }
   if (saveOutputs) {
-    const size_t count = completion.outputs.size();
-    config.graphOutputs.push_back(std::move(completion.outputs));
+    const size_t count = outputs.size();
+    config.graphOutputs.push_back(std::move(outputs));
     ORMO_LOG_INFO("Save graph[%u] %zu output, now has %zu outputs", graphId, count,
                   config.graphOutputs.size());
   }
