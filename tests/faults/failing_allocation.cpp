@@ -11,9 +11,14 @@ namespace {
 
 std::atomic<bool> isArmed{false};
 std::atomic<int64_t> allocationsLeft{0};
+std::atomic<int64_t> failuresInARow{1};
 
 bool MustFail() {
-  return isArmed && !OrmoHost::IsInsideHost() && allocationsLeft.fetch_sub(1) == 1;
+  if (!isArmed || OrmoHost::IsInsideHost()) {
+    return false;
+  }
+  const int64_t left = allocationsLeft.fetch_sub(1);
+  return left <= 1 && left > 1 - failuresInARow;
 }
 
 void* Allocate(std::size_t size) noexcept {
@@ -73,7 +78,8 @@ void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept {
 
 namespace Ormo::Test {
 
-FailingAllocation::FailingAllocation(int64_t nth) {
+FailingAllocation::FailingAllocation(int64_t nth, int64_t count) {
+  failuresInARow = count;
   allocationsLeft = nth;
   isArmed = true;
 }

@@ -1,5 +1,5 @@
 /// \file
-/// Makes one allocation of the program fail.
+/// Makes allocations of the program fail.
 #ifndef ORMO_TESTS_FAULTS_FAILING_ALLOCATION_H
 #define ORMO_TESTS_FAULTS_FAILING_ALLOCATION_H
 
@@ -7,11 +7,12 @@
 
 namespace Ormo::Test {
 
-/// While it lives, the `nth` allocation from now on, of whichever thread, fails. Those that the
-/// platform makes within its functions do not count. One at a time.
+/// While it lives, the `nth` allocation from now on, of whichever thread, fails, and with it
+/// `count` in a row. Those that the platform makes within its functions do not count. One at a
+/// time.
 class FailingAllocation {
  public:
-  explicit FailingAllocation(int64_t nth);
+  explicit FailingAllocation(int64_t nth, int64_t count = 1);
   ~FailingAllocation();
   FailingAllocation(const FailingAllocation&) = delete;
   FailingAllocation& operator=(const FailingAllocation&) = delete;

@@ -54,8 +54,10 @@ class FaultSweepTest : public RunnerTest {
   /// Each of the first `count` records of `work` is damaged.
   void SweepRecordFaults(const Work& work, uint64_t count);
 
-  /// Allocations outside the platform fail. A run may end in any way but a crash.
+  /// Allocations outside the platform fail, one in each run and then 50 in a row. The caller gets
+  /// std::bad_alloc, STATUS_FAILED or, for a record, STATUS_PROFILING_FAILED, or does not notice.
   void SweepAllocations(const Work& work);
+  void SweepAllocations(const Work& work, int64_t inARow);
 
  private:
   struct Call {
@@ -68,6 +70,8 @@ class FaultSweepTest : public RunnerTest {
   static std::vector<Call> ListCalls(const Work& work);
   template <typename FaultyRun>
   void ExpectNothingLeft(const Work& work, FaultyRun faultyRun);
+  template <typename FaultyRun>
+  void ExpectOneBufferLeft(const Work& work, FaultyRun faultyRun);
 
   const std::function<int()> init_;
   const std::function<void()> finalize_;
