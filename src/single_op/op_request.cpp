@@ -1,13 +1,13 @@
 #include "single_op/op_request.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstddef>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <utility>
 
 #include "annex_k/annex_k.h"
+#include "common/ascii.h"
 #include "common/log.h"
 #include "ormo/status.h"
 #include "ox/type_utils.h"
@@ -34,10 +34,8 @@ ox::DataType ReadDataType(const json& element) {
   if (name == nullptr) {
     return ox::DT_UNDEFINED;
   }
-  std::string text = "DT_" + name->get_ref<const std::string&>();
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-  return ox::TypeUtils::SerialStringToDataType(text);
+  return ox::TypeUtils::SerialStringToDataType(
+      ToUpperAscii("DT_" + name->get_ref<const std::string&>()));
 }
 
 ox::Format ReadFormat(const json& element) {

@@ -131,7 +131,8 @@ class RequestJson::Tree {
 // NOLINTEND(readability-identifier-naming)
 
 RequestJson::RequestJson(const std::string& text)
-    : tree_(std::make_unique<Tree>()), isValid_(json::sax_parse(text, tree_.get())) {}
+    : tree_(std::make_unique<Tree>()),
+      isValid_(json::accept(text) && json::sax_parse(text, tree_.get())) {}
 
 RequestJson::~RequestJson() = default;
 

@@ -14,7 +14,8 @@ namespace Ormo {
 /// library's own does, and where that fails it can only end the process.
 class RequestJson {
  public:
-  /// Parses strictly: the whole text, nothing behind the value. Throws only std::bad_alloc.
+  /// Parses strictly: the whole text, nothing behind the value. A text that is not valid is only
+  /// looked at: a value takes many times its text's memory. Throws only std::bad_alloc.
   explicit RequestJson(const std::string& text);
   ~RequestJson();
   RequestJson(const RequestJson&) = delete;
@@ -23,7 +24,7 @@ class RequestJson {
   /// Whether the text is JSON.
   bool IsValid() const;
 
-  /// The value; null or a part of it when the text is not valid.
+  /// The value; null when the text is not valid.
   const nlohmann::json& Root() const;
 
  private:

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 
 #include <cstring>
 #include <string>
@@ -170,6 +171,13 @@ struct TensorCase {
   std::string line;     ///< the only error line; empty: none
 };
 
+/// The largest part of the process's memory that was ever in use, in bytes.
+size_t PeakMemory() {
+  rusage usage{};
+  EXPECT_EQ(getrusage(RUSAGE_SELF, &usage), 0);
+  return static_cast<size_t>(usage.ru_maxrss) * 1024;
+}
+
 /// What this thread asked the platform for, in this program.
 thread_local std::string lastTensor;
 
@@ -256,6 +264,14 @@ TEST_F(OpRequest, DeviceMemoryBeginsAsZeros) {
   EXPECT_EQ(inner.stream, nullptr);
 }
 
+TEST_F(OpRequest, NoValueIsBuiltOfTextThatIsNoJson) {
+  const std::string deep(4U << 20U, '[');
+  const size_t before = PeakMemory();
+  ZelnnParamterInner inner;
+  EXPECT_EQ(ZelnnParamterConstructor(deep, inner), STATUS_FAILED);
+  EXPECT_LT(PeakMemory() - before, 16 * deep.size());  // a value takes 100 times as much
+}
+
 TEST_F(OpRequest, LargeTextsEndInTime) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   constexpr size_t size = 4U << 20U;  // each byte takes a microsecond there
@@ -289,4 +305,9 @@ extern "C" zelTensor* zelCreateTensor(const int64_t* viewDims, int64_t viewDimCo
                      (deviceData == nullptr ? " null" : " data");
   return create(viewDims, viewDimCount, dataType, strides, offset, format, storageDims,
                 storageDimCount, deviceData);
+}
+
+/// As in a locale where the upper case of "i" is no "I".
+extern "C" int toupper(int c) {
+  return c >= 'a' && c <= 'z' && c != 'i' ? c - 'a' + 'A' : c;
 }

@@ -1,7 +1,6 @@
 #include "request_check.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdint>
 #include <limits>
 #include <map>
@@ -48,12 +47,16 @@ const Json& Member(const Json& object, const std::string& place, const std::stri
   return *found;
 }
 
+/// As the library does it: whatever the locale, and only a to z.
+char ToUpper(char c) {
+  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
 void CheckDataType(const Json& value, const std::string& place) {
   const std::string expected = "the name of a data type, such as \"float16\"";
   Require(value.is_string(), place, expected);
   auto name = "DT_" + value.get<std::string>();
-  std::transform(name.begin(), name.end(), name.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+  std::transform(name.begin(), name.end(), name.begin(), ToUpper);
   Require(ox::TypeUtils::SerialStringToDataType(name) != ox::DT_UNDEFINED, place, expected);
 }
 
