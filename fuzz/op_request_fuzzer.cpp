@@ -2,42 +2,22 @@
 // the reader against the JSON library's own.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "dlog/dlog.h"
-#include "error_manager/error_manager.h"
 #include "ormo/status.h"
-#include "ormo_host/control.h"
 #include "single_op/op_registry.h"
 #include "single_op/op_request.h"
 #include "single_op/request_json.h"
-#include "zel/zel.h"
+#include "support.h"
 
 namespace {
 
+using Ormo::Fuzz::Require;
+
 /// So that no operator has much to do.
 constexpr size_t DEVICE_MEMORY = size_t{32} << 10U;
-
-void Require(bool condition, const char* what) {
-  if (!condition) {
-    std::fprintf(stderr, "This does not hold: %s\n", what);
-    std::abort();
-  }
-}
-
-/// What is alive when no request is.
-std::string PreparePlatform() {
-  OrmoHost::SetMemorySize(DEVICE_MEMORY);
-  OrmoHost::CaptureLog(DLOG_DEBUG);  // so that every line is made
-  zelrtContext context = nullptr;
-  Require(zelInit("") == 0 && zelrtSetDevice(0) == 0 && zelrtCreateContext(&context, 0) == 0,
-          "the platform is ready");
-  return OrmoHost::Alive().ToString();
-}
 
 void CompareReaders(const std::string& text) {
   const Ormo::RequestJson request(text);
@@ -69,12 +49,10 @@ void Launch(const std::string& text) {
 
 // NOLINTNEXTLINE(readability-identifier-naming): the fuzzing library's
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const std::string atRest = PreparePlatform();
+  static const std::string atRest = Ormo::Fuzz::PreparePlatform(DEVICE_MEMORY);
   const std::string text(reinterpret_cast<const char*>(data), size);
   CompareReaders(text);
   Launch(text);
-  Require(OrmoHost::Alive().ToString() == atRest, "nothing is left on the platform");
-  OrmoHost::ClearCapturedLog();
-  ErrorManager::GetInstance().GetErrorMessage();
+  Ormo::Fuzz::CleanPlatform(atRest);
   return 0;
 }

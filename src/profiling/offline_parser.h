@@ -16,8 +16,10 @@ class OfflineParser {
 
   /// Reads the records of the run behind `future` from `fd` and computes `result` from them: the
   /// average cost of one execution and the averages of each operator, in nanoseconds. `runCostTime`
-  /// is not touched, and nothing is when no operator was read (no failure).
-  /// Blocks the calling thread until the run has ended or the read failed; see
+  /// is not touched, and nothing is when no operator was read (no failure). Records that were lost
+  /// make the total too low, and 0 when none is left that bounds an execution: a warning line
+  /// counts the operators that lie in no execution, and those that end before they start, whose
+  /// cost is 0. Blocks the calling thread until the run has ended or the read failed; see
   /// ProfilingParser::ReadModelOpInfo for statuses and the future.
   int Analysis(int fd, std::future<int>& future, RunnerResult& result) const;
 

@@ -1,5 +1,8 @@
 #include "profiling/op_averages.h"
 
+#include <algorithm>
+#include <cstddef>
+
 #include "common/log.h"
 #include "common/utils.h"
 #include "ormo/status.h"
@@ -9,17 +12,23 @@ namespace Ormo {
 
 int CalcTotalCostTimeByStep(const ModelOpInfo& modelOpInfo, std::multiset<uint64_t>& totals,
                             CallSite site) {
-  std::vector<RunnerRunResult> results;
-  const int status = GetRunnerRunResultByStep(modelOpInfo, results);
+  std::vector<uint64_t> costs;
+  size_t outside = 0;
+  const int status = GetCostsByStep(modelOpInfo, costs, outside);
+  const auto& ops = modelOpInfo.opInfos;
+  const auto reversed = std::count_if(
+      ops.begin(), ops.end(), [](const RunnerOpInfo& op) { return op.endTime < op.startTime; });
+  if (outside != 0 || reversed != 0) {
+    ORMO_LOG_WARNING_AT(site,
+                        "Of %zu operators %zu lie in no execution and %zu end before they start: "
+                        "records are lost or damaged, and the total cost may be too low",
+                        ops.size(), outside, static_cast<size_t>(reversed));
+  }
   if (status != STATUS_SUCCESS) {
     ORMO_LOG_ERROR_AT(site, "Get running result by step failed");
     return status;
   }
-  for (const RunnerRunResult& result : results) {
-    if (!result.modelInfos.empty()) {
-      totals.insert(result.modelInfos.front().costTime);
-    }
-  }
+  totals.insert(costs.begin(), costs.end());
   return STATUS_SUCCESS;
 }
 

@@ -15,8 +15,9 @@
 
 namespace Ormo {
 
-/// Adds the cost of each execution that the records bound to `totals`. 0, or
-/// STATUS_PROFILING_FAILED after an error line of `site`'s file.
+/// Adds the cost of each execution that the records bound to `totals`. 0, also when operators lie
+/// in no execution or end before they start, which a warning line of `site`'s file counts; or
+/// STATUS_PROFILING_FAILED after an error line of that file.
 int CalcTotalCostTimeByStep(const ModelOpInfo& modelOpInfo, std::multiset<uint64_t>& totals,
                             CallSite site = CallSite::Here());
 

@@ -1,10 +1,9 @@
 #include "profiling/profiling_parser.h"
 
-#include <sys/ioctl.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
@@ -29,15 +28,12 @@ size_t BufferSize(size_t recordSize) {
   return recordSize <= READ_SIZE ? READ_SIZE - READ_SIZE % recordSize : recordSize;
 }
 
-// How much to read: the whole records that the pipe holds, many at a time. One that stands there in
-// part, with the rest on its way, is left for a read of its own.
-size_t ReadableSize(int fd, size_t bufferSize, size_t recordSize) {
-  int available = 0;
-  if (ioctl(fd, FIONREAD, &available) != 0 || available < 0) {
-    return recordSize;
+int Decode(const char* record, size_t length, ModelOpInfo& modelOpInfo) {
+  if (GetModelOpInfo(record, length, modelOpInfo) != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR("Get op info of model error.");
+    return STATUS_PROFILING_FAILED;
   }
-  const size_t whole = static_cast<size_t>(available) / recordSize * recordSize;
-  return std::clamp(whole, recordSize, bufferSize);
+  return STATUS_SUCCESS;
 }
 
 // Waits for an event. Signals that interrupt the wait do not make it any longer.
@@ -123,6 +119,9 @@ int ProfilingParser::ReadLoop(EpollWaiter& epoll, int fd, std::future<int>& futu
       next = ReadRecords(fd, buffer, modelOpInfo, status);
     }
   }
+  if (status == STATUS_SUCCESS && buffer.carried != 0) {
+    status = Decode(buffer.data, buffer.carried, modelOpInfo);
+  }
   return status;
 }
 
@@ -151,13 +150,14 @@ ProfilingParser::Next ProfilingParser::WaitForRecord(EpollWaiter& epoll, int fd,
 
 ProfilingParser::Next ProfilingParser::ReadRecords(int fd, Buffer& buffer, ModelOpInfo& modelOpInfo,
                                                    int& status) {
-  const int code = memset_s(buffer.data, buffer.size, 0, buffer.used);
+  char* const free = buffer.data + buffer.carried;
+  const size_t room = buffer.size - buffer.carried;
+  const int code = memset_s(free, room, 0, buffer.used - buffer.carried);
   if (code != 0) {
     ORMO_LOG_ERROR("Call memset_s failed, ret : %d", code);
   }
-  buffer.used = 0;
-  const size_t size = ReadableSize(fd, buffer.size, buffer.recordSize);
-  const int64_t bytesRead = FileUtils::Read(fd, buffer.data, static_cast<uint32_t>(size));
+  buffer.used = buffer.carried;
+  const int64_t bytesRead = FileUtils::Read(fd, free, static_cast<uint32_t>(room));
   if (bytesRead < 0) {
     ORMO_LOG_ERROR("Read data failed.");
     status = STATUS_PROFILING_FAILED;
@@ -166,16 +166,23 @@ ProfilingParser::Next ProfilingParser::ReadRecords(int fd, Buffer& buffer, Model
   if (bytesRead == 0) {
     return Next::END;
   }
-  buffer.used = static_cast<size_t>(bytesRead);
-  for (size_t at = 0; at < buffer.used; at += buffer.recordSize) {
-    const size_t length = std::min(buffer.recordSize, buffer.used - at);
-    if (GetModelOpInfo(buffer.data + at, length, modelOpInfo) != STATUS_SUCCESS) {
-      ORMO_LOG_ERROR("Get op info of model error.");
-      status = STATUS_PROFILING_FAILED;
-      return Next::END;
+  buffer.used += static_cast<size_t>(bytesRead);
+  status = DecodeWholeRecords(buffer, modelOpInfo);
+  return status == STATUS_SUCCESS ? Next::WAIT : Next::END;
+}
+
+int ProfilingParser::DecodeWholeRecords(Buffer& buffer, ModelOpInfo& modelOpInfo) {
+  const size_t carried = buffer.used % buffer.recordSize;
+  const size_t whole = buffer.used - carried;
+  for (size_t at = 0; at < whole; at += buffer.recordSize) {
+    const int status = Decode(buffer.data + at, buffer.recordSize, modelOpInfo);
+    if (status != STATUS_SUCCESS) {
+      return status;
     }
   }
-  return Next::WAIT;
+  std::memmove(buffer.data, buffer.data + whole, carried);
+  buffer.carried = carried;
+  return STATUS_SUCCESS;
 }
 
 ProfilingParser::Next ProfilingParser::HandleIdleWait(EpollWaiter& epoll, std::future<int>& future,

@@ -20,6 +20,10 @@ namespace Ormo {
 /// one after the run has ended takes its status out of the future. A failed run ends the read
 /// there; one that succeeded or reached its bound gets one more idle wait, for records that come
 /// late.
+///
+/// A record that stands in the pipe only in part is completed by the reads that follow. Of a stream
+/// that ends within a record, the part is decoded like a whole one, which fails unless the run's
+/// own failure ended the read.
 class ProfilingParser {
  public:
   /// How long one wait for records lasts.
@@ -41,12 +45,13 @@ class ProfilingParser {
   /// What the read loop does next.
   enum class Next { READ, WAIT, END };
 
-  /// Room for whole records; zero beyond what the last read brought.
+  /// Room for whole records; zero beyond `used`.
   struct Buffer {
     char* data = nullptr;
     size_t size = 0;
     size_t recordSize = 0;
-    size_t used = 0;  ///< bytes of the last read
+    size_t used = 0;     ///< bytes that were there after the last read
+    size_t carried = 0;  ///< bytes at the front whose record is not whole yet
   };
 
   int ProfDataRead(int fd, std::future<int>& future, ModelOpInfo& modelOpInfo) const;
@@ -56,6 +61,7 @@ class ProfilingParser {
                ModelOpInfo& modelOpInfo) const;
   Next WaitForRecord(EpollWaiter& epoll, int fd, std::future<int>& future, int& status) const;
   static Next ReadRecords(int fd, Buffer& buffer, ModelOpInfo& modelOpInfo, int& status);
+  static int DecodeWholeRecords(Buffer& buffer, ModelOpInfo& modelOpInfo);
   static Next HandleIdleWait(EpollWaiter& epoll, std::future<int>& future, int& status);
   static bool HasEnded(const std::future<int>& future);
   static int CheckRunModelResult(std::future<int>& future, bool& stop);

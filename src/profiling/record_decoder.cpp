@@ -1,7 +1,7 @@
 #include "profiling/record_decoder.h"
 
 #include <cstring>
-#include <exception>
+#include <new>
 #include <utility>
 
 #include "common/log.h"
@@ -13,6 +13,9 @@ namespace {
 
 // An execution of the model rather than an operator.
 constexpr char STEP_TYPE[] = "na";
+
+// More is no name of anything: a platform that claims it is refused before its memory is taken.
+constexpr size_t LONGEST_TEXT = size_t{64} << 20U;
 
 using LengthFunc = int32_t (*)(const void*, size_t, uint32_t, size_t*);
 using TextFunc = int32_t (*)(const void*, size_t, uint32_t, char*, size_t);
@@ -31,10 +34,13 @@ TextResult FetchText(const Record& record, LengthFunc getLength, TextFunc getTex
   if (getLength(record.buffer, record.length, record.index, &textLength) != 0) {
     return TextResult::NO_LENGTH;
   }
+  if (textLength > LONGEST_TEXT) {
+    return TextResult::NO_MEMORY;
+  }
   std::string text;
   try {
     text.resize(textLength);
-  } catch (const std::exception&) {  // no memory, or no length that a text can have
+  } catch (const std::bad_alloc&) {
     return TextResult::NO_MEMORY;
   }
   code = getText(record.buffer, record.length, record.index, text.data(), textLength);
@@ -42,7 +48,11 @@ TextResult FetchText(const Record& record, LengthFunc getLength, TextFunc getTex
     return TextResult::NO_TEXT;
   }
   // The length may or may not count a terminating zero.
-  text.resize(strnlen(text.data(), textLength));
+  const size_t size = strnlen(text.data(), textLength);
+  text.resize(size);
+  if (textLength - size > 1) {
+    text.shrink_to_fit();  // the text is kept, and its record may be one of millions
+  }
   out = std::move(text);
   return TextResult::OK;
 }
@@ -51,6 +61,9 @@ void AppendOperator(const Record& record, size_t modelId, RunnerOpInfo&& op, Mod
   op.aicoreCostTime =
       ProfGetOpExecutionTime(record.buffer, static_cast<uint32_t>(record.length), record.index);
   op.opCostTime = zelprofGetOpDuration(record.buffer, record.length, record.index);
+  if (op.endTime < op.startTime) {
+    op.opCostTime = 0;  // a difference of its times would be near the largest value
+  }
   ORMO_LOG_DEBUG(
       "ModelId %zu, name %s, type %s, aicore cost time %lluns, op cost time %lluns, op start "
       "%lluns,            op end %lluns",

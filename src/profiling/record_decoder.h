@@ -13,10 +13,12 @@ namespace Ormo {
 
 /// Decodes the whole records in `buffer` through the platform's accessors: those of type "na"
 /// become steps, all others operators, appended in order. 0, or STATUS_FAILED after an error line;
-/// what was decoded before the failure stays. Any thread.
+/// what was decoded before the failure stays. An operator that ends before it starts gets a cost of
+/// 0. Any thread.
 int GetModelOpInfo(const char* buffer, size_t length, ModelOpInfo& modelOpInfo);
 
 /// One text field of record `index`. 0, or STATUS_FAILED after an error line with `out` left alone.
+/// A length beyond 64 MiB fails like memory that cannot be had.
 int GetOpName(const char* buffer, size_t length, uint32_t index, std::string& out);
 int GetOpType(const char* buffer, size_t length, uint32_t index, std::string& out);
 

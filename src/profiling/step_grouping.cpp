@@ -58,6 +58,33 @@ class StepFinder {
   size_t current_ = 0;
 };
 
+// The time from the first start to the last end of a step's operators.
+class Span {
+ public:
+  void Add(const RunnerOpInfo& op) {
+    start_ = std::min(start_, op.startTime);
+    end_ = std::max(end_, op.endTime);
+  }
+
+  // 0, or STATUS_PROFILING_FAILED when there is no such time.
+  int GetCost(uint64_t& cost) const {
+    const auto start = static_cast<unsigned long long>(start_);
+    const auto end = static_cast<unsigned long long>(end_);
+    if (start_ >= end_) {
+      ORMO_LOG_ERROR("Invalid model start time : %lluns, end time : %lluns", start, end);
+      return STATUS_PROFILING_FAILED;
+    }
+    cost = end_ - start_;
+    ORMO_LOG_DEBUG("Model start time : %lluns, end time : %lluns, cost time : %lluns", start, end,
+                   static_cast<unsigned long long>(cost));
+    return STATUS_SUCCESS;
+  }
+
+ private:
+  uint64_t start_ = std::numeric_limits<uint64_t>::max();
+  uint64_t end_ = 0;
+};
+
 }  // namespace
 
 void SortOpInfo(std::vector<RunnerOpInfo>& opInfos) {
@@ -87,23 +114,16 @@ int GetOpInfoByStep(const ModelOpInfo& modelOpInfo, std::vector<RunnerRunResult>
 
 int GetModelInfo(std::vector<RunnerRunResult>& results) {
   for (RunnerRunResult& result : results) {
-    uint64_t start = std::numeric_limits<uint64_t>::max();
-    uint64_t end = 0;
+    Span span;
     for (const RunnerOpInfo& op : result.opInfos) {
-      start = std::min(start, op.startTime);
-      end = std::max(end, op.endTime);
-    }
-    if (start >= end) {
-      ORMO_LOG_ERROR("Invalid model start time : %lluns, end time : %lluns",
-                     static_cast<unsigned long long>(start), static_cast<unsigned long long>(end));
-      return STATUS_PROFILING_FAILED;
+      span.Add(op);
     }
     RunnerModelInfo modelInfo;
-    modelInfo.costTime = end - start;
+    const int status = span.GetCost(modelInfo.costTime);
+    if (status != STATUS_SUCCESS) {
+      return status;
+    }
     result.modelInfos.push_back(modelInfo);
-    ORMO_LOG_DEBUG("Model start time : %lluns, end time : %lluns, cost time : %lluns",
-                   static_cast<unsigned long long>(start), static_cast<unsigned long long>(end),
-                   static_cast<unsigned long long>(modelInfo.costTime));
   }
   return STATUS_SUCCESS;
 }
@@ -121,6 +141,30 @@ int GetRunnerRunResultByStep(const ModelOpInfo& modelOpInfo,
     ORMO_LOG_ERROR("Get model info by step failed");
   }
   return status;
+}
+
+int GetCostsByStep(const ModelOpInfo& modelOpInfo, std::vector<uint64_t>& costs, size_t& outside) {
+  std::vector<Span> spans(modelOpInfo.steps.size());
+  StepFinder finder(modelOpInfo.steps);
+  for (const RunnerOpInfo& op : modelOpInfo.opInfos) {
+    const size_t step = finder.Find(op);
+    if (step == StepFinder::NONE) {
+      ++outside;
+    } else {
+      spans[step].Add(op);
+    }
+  }
+  costs.reserve(costs.size() + spans.size());
+  for (const Span& span : spans) {
+    uint64_t cost = 0;
+    const int status = span.GetCost(cost);
+    if (status != STATUS_SUCCESS) {
+      ORMO_LOG_ERROR("Get model info by step failed");
+      return status;
+    }
+    costs.push_back(cost);
+  }
+  return STATUS_SUCCESS;
 }
 
 }  // namespace Ormo

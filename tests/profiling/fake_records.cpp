@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -19,6 +20,7 @@ std::string& FailingAccessor() {
 }
 
 size_t pretendedSize = 0;
+size_t pretendedTextLength = 0;
 
 int32_t Answer(const char* function) {
   return FailingAccessor() == function ? FAILURE : 0;
@@ -26,6 +28,14 @@ int32_t Answer(const char* function) {
 
 const FakeRecord& At(const void* buffer, uint32_t index) {
   return static_cast<const FakeRecord*>(buffer)[index];
+}
+
+size_t LengthOf(const char* text) {
+  return pretendedTextLength != 0 ? pretendedTextLength : strlen(text) + 1;
+}
+
+void CopyText(const char (&text)[16], char* copy, size_t length) {
+  memcpy(copy, text, std::min(length, sizeof(text)));
 }
 
 }  // namespace
@@ -53,18 +63,16 @@ void WriteRecord(int fd, const FakeRecord& record) {
   }
 }
 
-void WritePartOfARecord(int fd) {
-  if (write(fd, "part", 4) != 4) {
-    abort();
-  }
-}
-
 void FailAccessor(const char* function) {
   FailingAccessor() = function;
 }
 
 void PretendRecordSize(size_t size) {
   pretendedSize = size;
+}
+
+void PretendTextLength(size_t length) {
+  pretendedTextLength = length;
 }
 
 }  // namespace Ormo::Test
@@ -87,25 +95,25 @@ int32_t zelprofGetOpNum(const void* /*buffer*/, size_t length, uint32_t* count) 
 
 int32_t zelprofGetOpNameLen(const void* buffer, size_t /*length*/, uint32_t index,
                             size_t* nameLength) {
-  *nameLength = strlen(At(buffer, index).name) + 1;
+  *nameLength = Ormo::Test::LengthOf(At(buffer, index).name);
   return Answer("zelprofGetOpNameLen");
 }
 
 int32_t zelprofGetOpTypeLen(const void* buffer, size_t /*length*/, uint32_t index,
                             size_t* typeLength) {
-  *typeLength = strlen(At(buffer, index).type) + 1;
+  *typeLength = Ormo::Test::LengthOf(At(buffer, index).type);
   return Answer("zelprofGetOpTypeLen");
 }
 
 int32_t zelprofGetOpName(const void* buffer, size_t /*length*/, uint32_t index, char* name,
                          size_t nameLength) {
-  memcpy(name, At(buffer, index).name, nameLength);
+  Ormo::Test::CopyText(At(buffer, index).name, name, nameLength);
   return Answer("zelprofGetOpName");
 }
 
 int32_t zelprofGetOpType(const void* buffer, size_t /*length*/, uint32_t index, char* type,
                          size_t typeLength) {
-  memcpy(type, At(buffer, index).type, typeLength);
+  Ormo::Test::CopyText(At(buffer, index).type, type, typeLength);
   return Answer("zelprofGetOpType");
 }
 

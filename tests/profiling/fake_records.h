@@ -22,13 +22,13 @@ FakeRecord Op(const char* name, uint64_t start, uint64_t end, uint64_t aicore = 
 FakeRecord Step(uint64_t start, uint64_t end);
 
 void WriteRecord(int fd, const FakeRecord& record);
-/// Fewer bytes than a record has.
-void WritePartOfARecord(int fd);
 
 /// Which accessor fails from now on; empty for none.
 void FailAccessor(const char* function);
 /// What zelprofGetOpDescSize says instead of the true size; 0 for the true one.
 void PretendRecordSize(size_t size);
+/// What the lengths of texts are said to be; 0 for the true ones.
+void PretendTextLength(size_t length);
 
 }  // namespace Ormo::Test
 

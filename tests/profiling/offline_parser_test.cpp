@@ -4,15 +4,20 @@
 #include <gtest/gtest.h>
 
 #include <future>
+#include <map>
+#include <string>
+#include <vector>
 
 #include "common/file_descriptor.h"
 #include "ormo/status.h"
 #include "profiling/fake_records.h"
+#include "support/log_capture.h"
 
 namespace Ormo {
 namespace {
 
 using Test::FakeRecord;
+using Test::LogCapture;
 using Test::Op;
 using Test::Step;
 using Test::WriteRecord;
@@ -47,15 +52,6 @@ TEST_F(OfflineParserTest, TenExecutionsAverageWithoutTheirOutliers) {
   EXPECT_THAT(result_.aicoreCostTimes, ElementsAre(Pair("matmul", 55), Pair("relu", 1)));
 }
 
-TEST_F(OfflineParserTest, AnOperatorOutsideEveryExecutionCountsForItselfOnly) {
-  Write(Step(10, 30));
-  Write(Op("a", 10, 30));
-  Write(Op("stray", 100, 900));
-  EXPECT_EQ(Analyse(), STATUS_SUCCESS);
-  EXPECT_EQ(result_.totalCostTime, 20U);
-  EXPECT_THAT(result_.opCostTimes, ElementsAre(Pair("a", 20), Pair("stray", 800)));
-}
-
 TEST_F(OfflineParserTest, AStreamWithoutOperatorsLeavesTheResultAlone) {
   result_.totalCostTime = 5;
   result_.opCostTimes["kept"] = 6;
@@ -65,13 +61,55 @@ TEST_F(OfflineParserTest, AStreamWithoutOperatorsLeavesTheResultAlone) {
   EXPECT_THAT(result_.opCostTimes, ElementsAre(Pair("kept", 6)));
 }
 
-TEST_F(OfflineParserTest, AnEmptyExecutionFailsTheWholeResult) {
-  Write(Step(10, 30));
-  Write(Op("a", 10, 30));
-  Write(Step(40, 50));
-  EXPECT_EQ(Analyse(), STATUS_PROFILING_FAILED);
-  EXPECT_EQ(result_.totalCostTime, 0U);
-  EXPECT_TRUE(result_.opCostTimes.empty());
+struct StreamCase {
+  const char* name;
+  std::vector<FakeRecord> records;
+  int status;
+  uint64_t total;
+  std::map<std::string, uint64_t> costs;
+  const char* warning;  ///< null: none
+};
+
+TEST_F(OfflineParserTest, RecordsThatAreLostOrDamagedAreCountedInOneLine) {
+  constexpr int FAILED = STATUS_PROFILING_FAILED;
+  const FakeRecord a = Op("a", 10, 30);
+  const FakeRecord b = Op("b", 40, 50);
+  const StreamCase cases[] = {
+      {"whole", {Step(10, 30), a, Step(40, 50), b}, 0, 10, {{"a", 20}, {"b", 10}}, nullptr},
+      {"no step record", {a, b}, 0, 0, {{"a", 20}, {"b", 10}}, "Of 2 operators 2 lie in no"},
+      {"one of two", {Step(10, 30), a, b}, 0, 20, {{"a", 20}, {"b", 10}}, "Of 2 operators 1 lie"},
+      {"an operator ends before it starts",
+       {Step(10, 30), a, Op("b", 25, 15)},
+       0,
+       20,
+       {{"a", 20}, {"b", 0}},
+       "Of 2 operators 0 lie in no execution and 1 end before they start"},
+      {"no operator in a step", {Step(10, 30), a, Step(40, 50)}, FAILED, 0, {}, nullptr},
+      {"a step without length", {Step(9, 9), Op("a", 9, 9)}, FAILED, 0, {}, nullptr},
+      {"a step ends before it starts", {Step(30, 10), a}, FAILED, 0, {}, "Of 1 operators 1 lie"},
+      {"all the wrong way round",
+       {Step(30, 10), Op("a", 30, 10)},
+       FAILED,
+       0,
+       {},
+       "Of 1 operators 0 lie in no execution and 1 end before they start"},
+  };
+  for (const StreamCase& test : cases) {
+    SCOPED_TRACE(test.name);
+    LogCapture log(DLOG_WARN);
+    pipe_ = Pipe::Open();
+    result_ = {};
+    for (const FakeRecord& record : test.records) {
+      Write(record);
+    }
+    EXPECT_EQ(Analyse(), test.status);
+    EXPECT_EQ(result_.totalCostTime, test.total);
+    EXPECT_EQ(result_.opCostTimes, test.costs);
+    EXPECT_EQ(log.Count(DLOG_WARN, " operators "), test.warning == nullptr ? 0U : 1U);
+    if (test.warning != nullptr) {
+      EXPECT_EQ(log.Find(test.warning).file, "offline_parser.cpp");
+    }
+  }
 }
 
 }  // namespace

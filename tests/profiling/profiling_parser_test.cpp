@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <future>
@@ -24,8 +26,8 @@ using Test::FakeRecord;
 using Test::LogCapture;
 using Test::Op;
 using Test::PretendRecordSize;
+using Test::PretendTextLength;
 using Test::Step;
-using Test::WritePartOfARecord;
 using Test::WriteRecord;
 using ::testing::ElementsAre;
 using ::testing::Field;
@@ -49,6 +51,7 @@ class ProfilingParserTest : public ::testing::Test {
   void TearDown() override {
     FailAccessor("");
     PretendRecordSize(0);
+    PretendTextLength(0);
   }
 
   int Read(std::future<int>& future, milliseconds idleWait) {
@@ -164,9 +167,101 @@ TEST_F(ProfilingParserTest, ADamagedStreamEndsTheReadAndKeepsWhatCameBefore) {
     EXPECT_EQ(Read(future, NEVER), STATUS_PROFILING_FAILED);
     EXPECT_THAT(info_.opInfos, ElementsAre(HasName("first"), HasName("second")));
   }
-  WritePartOfARecord(pipe_.writeEnd.Get());
-  std::future<int> future = Ended(0);
-  EXPECT_EQ(Read(future, NEVER), STATUS_PROFILING_FAILED);
+}
+
+void WriteBytes(int fd, const void* bytes, size_t size) {
+  ASSERT_EQ(write(fd, bytes, size), static_cast<ssize_t>(size));
+}
+
+void WaitUntilRead(int fd) {
+  int unread = 0;
+  do {
+    std::this_thread::yield();
+    ASSERT_EQ(ioctl(fd, FIONREAD, &unread), 0);
+  } while (unread != 0);
+}
+
+// More than a pipe holds and the reader reads at once: whatever follows the cut is cut as well.
+TEST_F(ProfilingParserTest, ARecordIsReadWhereverItIsCut) {
+  constexpr uint64_t COUNT = 1500;
+  std::vector<FakeRecord> records;
+  for (uint64_t i = 1; i <= COUNT; ++i) {
+    records.push_back(Op("op", i, i + 9));
+  }
+  const char* bytes = reinterpret_cast<const char*>(records.data());
+  const size_t size = records.size() * sizeof(FakeRecord);
+  for (const bool isClosed : {true, false}) {
+    for (size_t cut = 1; cut < sizeof(FakeRecord); ++cut) {
+      Pipe pipe = Pipe::Open();
+      std::promise<int> run;
+      std::future<int> future = run.get_future();
+      std::thread worker([&] {
+        WriteBytes(pipe.writeEnd.Get(), bytes, cut);
+        WaitUntilRead(pipe.writeEnd.Get());
+        WriteBytes(pipe.writeEnd.Get(), bytes + cut, size - cut);
+        if (isClosed) {
+          pipe.writeEnd.Reset();
+        }
+        run.set_value(0);
+      });
+      ModelOpInfo info;
+      EXPECT_EQ(ProfilingParser(SHORT).ReadModelOpInfo(pipe.readEnd.Get(), future, info), 0);
+      pipe.readEnd.Reset();  // ends a worker that nobody reads from any more
+      worker.join();
+      ASSERT_EQ(info.opInfos.size(), COUNT) << "closed " << isClosed << ", cut at " << cut;
+      for (uint64_t i = 0; i < COUNT; ++i) {
+        ASSERT_EQ(info.opInfos[i].endTime, i + 10) << "closed " << isClosed << ", cut at " << cut;
+      }
+    }
+  }
+}
+
+struct TailCase {
+  bool isClosed;
+  int runStatus;
+  int readStatus;
+};
+
+TEST_F(ProfilingParserTest, AStreamThatEndsWithinARecordIsDamagedUnlessItsRunFailed) {
+  for (const TailCase& test : {TailCase{true, STATUS_SUCCESS, STATUS_PROFILING_FAILED},
+                               {true, STATUS_EXECUTE_FAILED, STATUS_PROFILING_FAILED},
+                               {false, STATUS_SUCCESS, STATUS_PROFILING_FAILED},
+                               {false, STATUS_OUT_OF_BOUND, STATUS_PROFILING_FAILED},
+                               {false, STATUS_NOT_ENOUGH_MEMORY, STATUS_NOT_ENOUGH_MEMORY},
+                               {false, STATUS_EXECUTE_FAILED, STATUS_EXECUTE_FAILED}}) {
+    SCOPED_TRACE(testing::Message() << "closed " << test.isClosed << ", run " << test.runStatus);
+    LogCapture log(DLOG_ERROR);
+    pipe_ = Pipe::Open();
+    info_ = {};
+    Write(Op("second", 30, 40));
+    Write(Op("first", 10, 20));
+    WriteBytes(pipe_.writeEnd.Get(), "part", 4);
+    if (test.isClosed) {
+      pipe_.writeEnd.Reset();
+    }
+    std::future<int> future = Ended(test.runStatus);
+    EXPECT_EQ(Read(future, SHORT), test.readStatus);
+    EXPECT_EQ(future.valid(), test.isClosed);
+    EXPECT_THAT(info_.opInfos, ElementsAre(HasName("first"), HasName("second")));
+    EXPECT_EQ(log.Contains(DLOG_ERROR, "Get op info of model error."),
+              test.readStatus == STATUS_PROFILING_FAILED);
+  }
+}
+
+TEST_F(ProfilingParserTest, ATextLengthBeyondReasonIsMemoryThatCannotBeHad) {
+  constexpr size_t LONGEST = size_t{64} << 20;
+  for (const size_t length : {LONGEST, LONGEST + 1, size_t{8} << 30}) {
+    SCOPED_TRACE(length);
+    LogCapture log(DLOG_ERROR);
+    PretendTextLength(length);
+    Write(Op("op", 10, 20));
+    std::future<int> future = Ended(0);
+    EXPECT_EQ(Read(future, SHORT), length > LONGEST ? STATUS_PROFILING_FAILED : STATUS_SUCCESS);
+    EXPECT_EQ(log.Contains(DLOG_ERROR, "Profiling new memory for op name failed."),
+              length > LONGEST);
+  }
+  ASSERT_THAT(info_.opInfos, ElementsAre(HasName("op")));
+  EXPECT_LT(info_.opInfos[0].opName.capacity(), sizeof(FakeRecord)) << "no more than it needs";
 }
 
 TEST_F(ProfilingParserTest, ARecordSizeThatCannotBeUsedFailsTheReadBeforeItBegins) {

@@ -76,13 +76,5 @@ TEST(StepGroupingTest, AStepCostsFromItsFirstStartToItsLastEnd) {
   EXPECT_EQ(results[1].modelInfos[0].costTime, 1U);
 }
 
-TEST(StepGroupingTest, AStepWithoutLengthIsAFailure) {
-  ModelOpInfo instant;
-  instant.steps = {{10, 100}};
-  instant.opInfos = {MakeOp("a", 20, 20)};
-  std::vector<RunnerRunResult> results;
-  EXPECT_EQ(GetRunnerRunResultByStep(instant, results), STATUS_PROFILING_FAILED);
-}
-
 }  // namespace
 }  // namespace Ormo

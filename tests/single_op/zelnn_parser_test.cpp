@@ -63,13 +63,15 @@ TEST_F(ZelnnParserTest, OfTwoExecutionsTheFasterCountsAndEachHasItsLines) {
 }
 
 TEST_F(ZelnnParserTest, AnExecutionWithoutLengthIsAFailureOfTheParser) {
-  LogCapture log(DLOG_ERROR);
+  LogCapture log(DLOG_WARN);
   WriteExecution(10, 30, 7);
   WriteRecord(pipe_.writeEnd.Get(), Step(40, 50));
+  WriteRecord(pipe_.writeEnd.Get(), Op("stray", 60, 70));
   EXPECT_EQ(Analyse(), STATUS_PROFILING_FAILED);
   EXPECT_EQ(result_.totalCostTime, 5U);
-  for (const char* text : {"Get running result by step failed", "Get total cost time failed",
-                           "Get runner result failed"}) {
+  for (const char* text :
+       {"Of 2 operators 1 lie in no execution", "Get running result by step failed",
+        "Get total cost time failed", "Get runner result failed"}) {
     EXPECT_EQ(log.Find(text).file, "zelnn_parser.cpp") << text;
   }
 }
