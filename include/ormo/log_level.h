@@ -9,15 +9,22 @@
 
 namespace Ormo {
 
-/// In the platform's numbering; NONE lies above all levels of lines.
-enum class LogLevel : int { DEBUG = 0, INFO = 1, WARNING = 2, ERROR = 3, NONE = 4 };
+/// In the platform's numbering; LEVEL_NONE lies above all levels of lines. DEBUG, ERROR and the
+/// like are macros in many programs.
+enum class LogLevel : int {
+  LEVEL_DEBUG = 0,
+  LEVEL_INFO = 1,
+  LEVEL_WARNING = 2,
+  LEVEL_ERROR = 3,
+  LEVEL_NONE = 4
+};
 
 constexpr std::array<std::pair<std::string_view, LogLevel>, 5> LOG_LEVEL_NAMES = {{
-    {"debug", LogLevel::DEBUG},
-    {"info", LogLevel::INFO},
-    {"warning", LogLevel::WARNING},
-    {"error", LogLevel::ERROR},
-    {"null", LogLevel::NONE},
+    {"debug", LogLevel::LEVEL_DEBUG},
+    {"info", LogLevel::LEVEL_INFO},
+    {"warning", LogLevel::LEVEL_WARNING},
+    {"error", LogLevel::LEVEL_ERROR},
+    {"null", LogLevel::LEVEL_NONE},
 }};
 
 }  // namespace Ormo

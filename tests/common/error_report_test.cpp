@@ -6,6 +6,7 @@
 #include <string>
 
 #include "common/log.h"
+#include "ormo/log_level.h"
 #include "ormo/ormo_error_manager.h"
 #include "ormo/status.h"
 #include "support/log_capture.h"
@@ -19,6 +20,9 @@ using Test::LogLine;
 using Test::TempDirectory;
 using Test::WriteFile;
 using ::testing::ElementsAre;
+
+static_assert(LOG_LEVEL_NAMES[3].second == LogLevel::LEVEL_ERROR &&
+              static_cast<int>(LogLevel::LEVEL_ERROR) == DLOG_ERROR);
 
 TEST(LogTest, CarriesOwnerTagAndThreadWhenTheServiceAnswersExactlyOne) {
   const LogCapture log(DLOG_INFO);
