@@ -48,7 +48,8 @@ class ORMO_EXPORT FileUtils {
   /// Closes the descriptor and sets it to -1, on failure too.
   static void Close(int& fd);
 
-  /// Copies the content; what `to` held is lost. 0, or -1 with `to` incomplete.
+  /// Copies the content; what `to` held is lost. 0, or -1 with `to` incomplete. A file is not
+  /// copied to itself, by whatever names or links: -1, and it keeps its content.
   static int CopyFile(const TPath& from, const TPath& to);
 
   /// Takes the write lock of the whole file, which is created where it is missing, and waits

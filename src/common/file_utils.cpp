@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "common/invalid_param.h"
 #include "common/log.h"
@@ -62,6 +64,32 @@ int MakeWriteable(const TPath& path) {
   return 0;
 }
 
+/// Creates a directory in one that exists.
+bool CreateLevel(const TPath& dir) {
+  if (mmMkdir(dir.GetCString(), DIRECTORY_MODE) != 0 && mmGetErrorCode() != EEXIST) {
+    LogSystemError("Create directory", dir.GetCString());
+    return false;
+  }
+  if (dir.IsAccessDir()) {
+    ORMO_LOG_INFO("Create directory %s", dir.GetCString());
+    return true;
+  }
+  const std::string reason = "[" + dir.GetString() + "] doesn't have proper permission";
+  ReportReason(ERROR_CODE_PERMISSION, reason);
+  ORMO_LOG_ERROR("%s.", reason.c_str());
+  return false;
+}
+
+/// Whether the path leads to the open file, by whatever name or link.
+bool LeadsTo(int fd, const TPath& path) {
+  struct stat64 file {};
+
+  struct stat64 other {};
+
+  return fstat64(fd, &file) == 0 && stat64(path.GetCString(), &other) == 0 &&
+         file.st_dev == other.st_dev && file.st_ino == other.st_ino;
+}
+
 bool WriteAll(int fd, const char* data, int64_t size) {
   while (size > 0) {
     const int64_t written = FileUtils::Write(fd, data, static_cast<uint32_t>(size));
@@ -99,26 +127,15 @@ bool FileUtils::CreateDirectory(const TPath& dir) {
     ORMO_LOG_ERROR("given empty directory");
     return false;
   }
-  if (dir.IsExist(true)) {
-    return true;
+  // What is missing, from the directory upwards. Each is a prefix of it, so that its length will
+  // do.
+  std::vector<size_t> missing;
+  for (TPath level = dir; !level.Empty() && !level.IsExist(true); level.GetParentDirectory()) {
+    missing.push_back(level.GetString().size());
   }
-  TPath parent = dir;
-  parent.GetParentDirectory();
-  if (!parent.Empty() && !CreateDirectory(parent)) {
-    return false;
-  }
-  if (mmMkdir(dir.GetCString(), DIRECTORY_MODE) != 0 && mmGetErrorCode() != EEXIST) {
-    LogSystemError("Create directory", dir.GetCString());
-    return false;
-  }
-  if (dir.IsAccessDir()) {
-    ORMO_LOG_INFO("Create directory %s", dir.GetCString());
-    return true;
-  }
-  const std::string reason = "[" + dir.GetString() + "] doesn't have proper permission";
-  ReportReason(ERROR_CODE_PERMISSION, reason);
-  ORMO_LOG_ERROR("%s.", reason.c_str());
-  return false;
+  return std::all_of(missing.rbegin(), missing.rend(), [&dir](size_t length) {
+    return CreateLevel(TPath(dir.GetString().substr(0, length)));
+  });
 }
 
 bool FileUtils::RemoveDirectory(const TPath& dir) {
@@ -222,6 +239,10 @@ int FileUtils::CopyFile(const TPath& from, const TPath& to) {
     return -1;
   }
   const ScopeExit closeFrom("the old file", [&fromFd] { Close(fromFd); });
+  if (LeadsTo(fromFd, to)) {
+    ORMO_LOG_ERROR("%s and %s are the same file", from.GetCString(), to.GetCString());
+    return -1;
+  }
   int toFd = Open(to, O_WRONLY | O_CREAT | O_TRUNC, READ_WRITE_MODE);
   if (toFd < 0) {
     ORMO_LOG_ERROR("Failed to open new file : %s", to.GetCString());

@@ -76,6 +76,8 @@ TEST(FileUtilsTest, CreatesWhatIsMissingAboveADirectory) {
   EXPECT_TRUE(FileUtils::CreateDirectory(path));
   EXPECT_TRUE(log.Lines().empty()) << "one that exists is left alone";
   EXPECT_FALSE(FileUtils::CreateDirectory(TPath()));
+  // Of many levels, none of which is made.
+  EXPECT_FALSE(FileUtils::CreateDirectory(TPath(directory.Path() / std::string(120000, '/'))));
 }
 
 TEST(FileUtilsTest, SaysWhatTheSystemRefused) {
@@ -141,6 +143,13 @@ TEST(FileUtilsTest, CopiesAFileOrSaysWhereItStopped) {
 
   const LogCapture log(DLOG_ERROR);
   const auto descriptors = OpenDescriptors();
+  fs::create_hard_link(directory / "to", directory / "hard");
+  fs::create_symlink("to", directory / "soft");
+  for (const char* same : {"to", "hard", "soft"}) {
+    EXPECT_EQ(FileUtils::CopyFile(to, TPath(directory / same)), -1);
+    EXPECT_EQ(ReadFile(to.GetString()), content) << same;
+  }
+  EXPECT_EQ(log.Count(DLOG_ERROR, " are the same file"), 3U);
   EXPECT_EQ(FileUtils::CopyFile(TPath(directory / "missing"), to), -1);
   EXPECT_EQ(FileUtils::CopyFile(from, TPath(directory / "missing/to")), -1);
   OrmoHost::Fail("mmRead", 2, -1);

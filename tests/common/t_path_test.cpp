@@ -97,6 +97,8 @@ TEST(TPathTest, ListsADirectoryInOrderOfNames) {
   EXPECT_EQ((path + "a").IntellAddSuffix(".txt").GetString(), directory / "a.txt");
   EXPECT_EQ((path + "m").IntellAddSuffix(".json").GetString(), directory / "m_10.json");
   EXPECT_EQ((path + "x").IntellAddSuffix(".json").GetString(), directory / "x.json");
+  std::filesystem::current_path(directory.Path());
+  EXPECT_EQ(TPath().IntellAddSuffix(".json").GetString(), "");
 }
 
 TEST(TPathTest, CreatesResolvesAndRemovesDirectories) {
