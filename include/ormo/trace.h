@@ -34,8 +34,10 @@ class Trace {
   ///
   /// Any thread; returns at once. A thread of the library adds what is new every 30 seconds and
   /// when the process ends; between writes the file is a complete document, and at the end it
-  /// becomes read-only. Failures are only logged. The first call of a process counts, further ones
-  /// change nothing.
+  /// becomes read-only. What stands under the file's name is not followed if it is a link, and only
+  /// a regular file is overwritten. That thread takes no signals. Failures are only logged. The
+  /// first call of a process counts, further ones change nothing; a child that it forks without
+  /// exec has no timeline.
   ORMO_EXPORT static void StartDumpTraceToPath(const std::string& dir);
 
  private:

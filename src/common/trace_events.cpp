@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
+#include <stdexcept>
 #include <utility>
 
 namespace Ormo {
@@ -22,6 +24,14 @@ struct PackedHead {
     return sizeof(PackedHead) + size_t{nameSize} + size_t{pidSize} + size_t{tidSize};
   }
 };
+
+/// The size as a head holds it.
+uint32_t PackedSize(std::string_view text) {
+  if (text.size() > std::numeric_limits<uint32_t>::max()) {
+    throw std::length_error("a text of an event is beyond 4 GiB");
+  }
+  return static_cast<uint32_t>(text.size());
+}
 
 char* PutText(char* at, std::string_view text) {
   return std::copy(text.begin(), text.end(), at);
@@ -46,9 +56,8 @@ TraceEvents& TraceEvents::operator=(TraceEvents&& other) noexcept {
 }
 
 void TraceEvents::Add(const TraceEvent& event) {
-  const PackedHead head{event.ts, static_cast<uint32_t>(event.name.size()),
-                        static_cast<uint32_t>(event.pid.size()),
-                        static_cast<uint32_t>(event.tid.size()), event.ph};
+  const PackedHead head{event.ts, PackedSize(event.name), PackedSize(event.pid),
+                        PackedSize(event.tid), event.ph};
   Block& block = BlockWithRoom(head.TotalSize());
   char* at = block.bytes.get() + block.end;
   std::memcpy(at, &head, sizeof(head));

@@ -34,7 +34,8 @@ class TraceEvents {
 
   size_t Count() const { return count_; }
 
-  /// Copies the event to the end. Changes nothing when memory runs out.
+  /// Copies the event to the end. Changes nothing when memory runs out, or when a text is beyond
+  /// 4 GiB (std::length_error).
   void Add(const TraceEvent& event);
   /// Drops the oldest events beyond `limit`; says whether there were any.
   bool KeepNewest(size_t limit) noexcept;

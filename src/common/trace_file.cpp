@@ -6,6 +6,9 @@
 #include <cerrno>
 #include <utility>
 
+#include "common/regular_file.h"
+#include "ormo/file_utils.h"
+
 namespace Ormo {
 
 namespace {
@@ -16,9 +19,8 @@ constexpr mode_t NEW_FILE_MODE = 0666;  // the process's mask takes away what it
 
 }  // namespace
 
-bool TraceFile::Open(const std::string& path) {
-  file =
-      FileDescriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, NEW_FILE_MODE));
+bool TraceFile::Open(const TPath& path) {
+  file = OpenRegularFile(path, O_WRONLY | O_CREAT | O_TRUNC, NEW_FILE_MODE);
   return static_cast<bool>(file);
 }
 
@@ -35,8 +37,10 @@ bool TraceFile::Append(const std::string& events) {
   return true;
 }
 
-void TraceFile::Close() {
+bool TraceFile::Close() noexcept {
+  const bool done = !file || SetMode(file, FileUtils::READ_ONLY_MODE);
   file.Reset();
+  return done;
 }
 
 bool TraceFile::WriteEnd(std::string text) {

@@ -9,20 +9,23 @@
 #include <string_view>
 
 #include "common/file_descriptor.h"
+#include "ormo/t_path.h"
 
 namespace Ormo {
 
 /// Grows by overwriting the end of the document, never as a whole. One thread at a time.
 class TraceFile {
  public:
-  /// Creates the file or empties the one that exists.
-  bool Open(const std::string& path);
+  /// Creates the file or empties the one that exists; nothing but a regular file is opened.
+  bool Open(const TPath& path);
   /// Writes the document without events.
   bool WriteHead();
   /// Adds JSON objects with commas between them. On failure, a full disk for one, the document ends
   /// as it did before.
   bool Append(const std::string& events);
-  void Close();
+  /// Makes the file read-only, if there is one, and closes it. False, with the reason in errno,
+  /// when its mode could not be set.
+  bool Close() noexcept;
 
  private:
   bool WriteEnd(std::string text);

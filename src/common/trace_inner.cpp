@@ -1,16 +1,17 @@
 #include "common/trace_inner.h"
 
+#include <unistd.h>
+
 #include <array>
 #include <cstddef>
 #include <exception>
 #include <new>
 #include <utility>
 
+#include "common/blocked_signals.h"
 #include "common/log.h"
 #include "common/trace_text.h"
 #include "common/utils.h"
-#include "ormo/file_utils.h"
-#include "ormo/t_path.h"
 
 namespace Ormo {
 
@@ -72,24 +73,31 @@ TraceInner& TraceInner::Instance() {
 }
 
 TraceInner::TraceInner(std::chrono::milliseconds dumpPeriod)
-    : dumpPeriod_(dumpPeriod), processId_(Utils::GetPid()) {}
+    : dumpPeriod_(dumpPeriod), process_(getpid()), processId_(Utils::GetPid()) {}
 
 TraceInner::~TraceInner() {
   Close();
 }
 
+bool TraceInner::IsForeign() const noexcept {
+  return getpid() != process_;
+}
+
+/// Says whether there is a thread to be joined.
+bool TraceInner::SetClosed() noexcept {
+  const std::lock_guard<std::mutex> lock(mutex);
+  return std::exchange(state_, State::CLOSED) == State::WRITING;
+}
+
 void TraceInner::Close() noexcept {
-  {
-    const std::lock_guard<std::mutex> lock(mutex);
-    running = false;
+  if (IsForeign()) {
+    return;
   }
-  stopped_.notify_all();
-  if (dumpThread.joinable()) {
+  if (SetClosed()) {
+    stopped_.notify_all();
     dumpThread.join();
   }
-  const std::lock_guard<std::mutex> lock(mutex);
-  closed_ = true;
-  const TraceEvents forgotten = std::move(events);
+  const TraceEvents forgotten = GetEvents();
 }
 
 void TraceInner::Begin(std::string_view name, std::string_view processId,
@@ -113,10 +121,13 @@ void TraceInner::End(std::string_view name, std::string_view processId, std::str
 }
 
 void TraceInner::InsertItem(const EventInfo& event) noexcept {
+  if (IsForeign()) {
+    return;
+  }
   bool firstDrop = false;
   try {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (closed_) {
+    if (state_ == State::CLOSED) {
       return;
     }
     events.Add(event);
@@ -130,14 +141,20 @@ void TraceInner::InsertItem(const EventInfo& event) noexcept {
 }
 
 void TraceInner::StartDumpTrace(const std::string& dir) noexcept {
+  if (IsForeign()) {
+    return;
+  }
   try {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (!tracePath.empty()) {
+    if (state_ != State::IDLE) {
       return;
     }
     std::string path = TraceFilePath(dir, processId_);
-    dumpThread = std::thread(&TraceInner::DumpTraceRoutine, this);
-    running = true;
+    {
+      const BlockedSignals blocked;
+      dumpThread = std::thread(&TraceInner::DumpTraceRoutine, this);
+    }
+    state_ = State::WRITING;
     tracePath = std::move(path);
     limited_ = false;
   } catch (const std::exception& e) {
@@ -152,30 +169,30 @@ void TraceInner::DumpTraceRoutine() noexcept {
         DumpTrace();
       }
       DumpTrace();
-      CloseFile();
-      return;
     }
   } catch (const std::exception& e) {
     ORMO_TRACE_LOG_ERROR("Write trace failed, exception info is [%s].", e.what());
   }
+  CloseFile();
   LimitEvents(true);
 }
 
 bool TraceInner::OpenFile() {
-  std::string path;
+  TPath path;
   {
     const std::lock_guard<std::mutex> lock(mutex);
     path = tracePath;
   }
   if (!file.Open(path)) {
-    ORMO_TRACE_LOG_ERROR("Open %s failed", path.c_str());
+    ORMO_TRACE_LOG_ERROR("Open %s failed", path.GetCString());
     return false;
   }
-  return DumpHead();
+  return DumpHead(path);
 }
 
-bool TraceInner::DumpHead() {
+bool TraceInner::DumpHead(const TPath& path) {
   if (!file.WriteHead()) {
+    unlink(path.GetCString());
     ORMO_TRACE_LOG_ERROR("Write trace file failed.");
     return false;
   }
@@ -185,7 +202,7 @@ bool TraceInner::DumpHead() {
 /// Says whether the recorder goes on after the wait.
 bool TraceInner::WaitForPeriod() {
   std::unique_lock<std::mutex> lock(mutex);
-  return !stopped_.wait_for(lock, dumpPeriod_, [this] { return !running; });
+  return !stopped_.wait_for(lock, dumpPeriod_, [this] { return state_ != State::WRITING; });
 }
 
 void TraceInner::DumpTrace() {
@@ -220,11 +237,9 @@ bool TraceInner::DumpEvents(const TraceEvents& block) {
   return written;
 }
 
-void TraceInner::CloseFile() {
-  file.Close();
-  const TPath path(tracePath);
-  if (path.IsExist(false)) {
-    FileUtils::Chmod(path, FileUtils::READ_ONLY_MODE);
+void TraceInner::CloseFile() noexcept {
+  if (!file.Close()) {
+    ORMO_TRACE_LOG_ERROR("Chmod failed, path : %s, ret : %d", tracePath.c_str(), -1);
   }
 }
 

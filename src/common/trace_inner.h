@@ -3,6 +3,8 @@
 #ifndef ORMO_COMMON_TRACE_INNER_H
 #define ORMO_COMMON_TRACE_INNER_H
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -14,11 +16,15 @@
 
 #include "common/trace_events.h"
 #include "common/trace_file.h"
+#include "ormo/t_path.h"
 
 namespace Ormo {
 
 /// Keeps events in memory and, once a directory has been named, writes them to a file from a thread
 /// of its own. Any thread may record; that never fails for the caller and never waits for the disk.
+///
+/// Belongs to the process that made it. In a forked child, where the writing thread is missing and
+/// the mutex may be held by nobody who is there, all operations do nothing.
 class TraceInner {
  public:
   using EventInfo = TraceEvent;
@@ -55,13 +61,22 @@ class TraceInner {
   void StartDumpTrace(const std::string& dir) noexcept;
 
  private:
+  enum class State {
+    IDLE,     ///< no directory has been named
+    WRITING,  ///< there is a thread that writes, or tried to
+    CLOSED    ///< for good
+  };
+
+  bool IsForeign() const noexcept;
+  bool SetClosed() noexcept;
+
   void DumpTraceRoutine() noexcept;
   bool OpenFile();
-  bool DumpHead();
+  bool DumpHead(const TPath& path);
   bool WaitForPeriod();
   void DumpTrace();
   bool DumpEvents(const TraceEvents& block);
-  void CloseFile();
+  void CloseFile() noexcept;
 
   TraceEvents GetEvents() noexcept;
   void PutBackEvents(TraceEvents older) noexcept;
@@ -69,13 +84,13 @@ class TraceInner {
   bool DropBeyondLimit() noexcept;
 
   const std::chrono::milliseconds dumpPeriod_;
+  const pid_t process_;
   const std::string processId_;
 
-  std::mutex mutex;  ///< guards tracePath, running, closed_, events, limited_, dropReported_
+  std::mutex mutex;  ///< guards tracePath, state_, events, limited_, dropReported_
   std::string tracePath;
   std::thread dumpThread;
-  bool running = false;
-  bool closed_ = false;
+  State state_ = State::IDLE;
   std::condition_variable stopped_;
   TraceEvents events;
   bool limited_ = true;

@@ -4,20 +4,24 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "common/trace_inner.h"
 #include "common/utils.h"
 #include "support/log_capture.h"
+#include "support/open_descriptors.h"
 #include "support/temp_directory.h"
 
 namespace Ormo {
@@ -27,8 +31,10 @@ namespace fs = std::filesystem;
 using nlohmann::json;
 using std::chrono::milliseconds;
 using Test::LogCapture;
+using Test::OpenDescriptors;
 using Test::ReadFile;
 using Test::TempDirectory;
+using Test::WriteFile;
 using ::testing::ElementsAre;
 using ::testing::MatchesRegex;
 
@@ -77,6 +83,25 @@ json WaitForEvents(const TempDirectory& directory, Condition condition) {
   }
 }
 
+/// Files cannot grow beyond it. The signal that tells of it ends a thread that takes signals, and
+/// the process with it.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t size) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{size, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+
+  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
+
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
 void WaitForLine(const LogCapture& log, const std::string& text) {
   while (log.Find(text).message.empty()) {
     std::this_thread::yield();
@@ -99,16 +124,26 @@ TEST(TraceInnerTest, LeavesAReadOnlyDocumentAlsoWithoutEvents) {
   const LogCapture log(DLOG_INFO);
   const TempDirectory directory;
   const TempDirectory tooLate;
+  const TempDirectory other;
+  std::string path;
   {
     TraceInner recorder;
     recorder.StartDumpTrace(directory.Path().string());
     recorder.StartDumpTrace(tooLate.Path().string());
+    TraceInner closed;
+    closed.Close();
+    closed.StartDumpTrace(tooLate.Path().string());
+    WaitForEvents(directory, [](const json& events) { return events.empty(); });
+    path = OnlyFile(directory);
+    fs::rename(path, other / "moved");
+    WriteFile(path, "of somebody else");
   }
   EXPECT_TRUE(fs::is_empty(tooLate.Path()));
-  EXPECT_EQ(Content(directory), R"({"displayTimeUnit":"ms","traceEvents":[]})");
-  EXPECT_THAT(OnlyFile(directory),
+  EXPECT_EQ(Content(other), R"({"displayTimeUnit":"ms","traceEvents":[]})");
+  EXPECT_EQ(fs::status(other / "moved").permissions(), fs::perms::owner_read);
+  EXPECT_NE(fs::status(path).permissions(), fs::perms::owner_read);
+  EXPECT_THAT(path,
               MatchesRegex(".*/ormo_trace_[0-9]{20}_pid" + std::to_string(getpid()) + "\\.json"));
-  EXPECT_EQ(fs::status(OnlyFile(directory)).permissions(), fs::perms::owner_read);
   EXPECT_THAT(log.Messages(), ElementsAre("No trace to dump."));
   EXPECT_EQ(log.Lines().front().tag, "ACG");
 }
@@ -138,17 +173,23 @@ TEST(TraceInnerTest, KeepsTheLatestEventsUntilADirectoryIsNamed) {
   EXPECT_EQ(log.Messages(DLOG_WARN).size(), 1U) << "one warning, not one an event";
 }
 
-TEST(TraceInnerTest, KeepsTheBoundWhenTheFileCannotBeOpened) {
-  const LogCapture log(DLOG_WARN);
+TEST(TraceInnerTest, KeepsTheBoundWhenThereCanBeNoFile) {
   const TempDirectory directory;
-  TraceInner recorder;
-  recorder.StartDumpTrace(directory / "missing");
-  WaitForLine(log, "Open ");
-  EXPECT_THAT(log.Messages(DLOG_ERROR),
-              ElementsAre(MatchesRegex("Open .*/missing/ormo_trace_.*\\.json failed")));
-  // The bound comes back only after the line, so that the first warning may stay away a little.
-  while (!log.Contains(DLOG_WARN, "No trace file")) {
-    recorder.Begin("event", "", "");
+  const auto descriptors = OpenDescriptors();
+  for (const auto& [name, room, lines] :
+       {std::tuple("/missing", RLIM_INFINITY, "Open .*/missing/ormo_trace_.*\\.json failed"),
+        std::tuple("", rlim_t{10}, "Write trace file failed\\.")}) {
+    const LogCapture log(DLOG_WARN);
+    const FileSizeLimit limit(room);
+    TraceInner recorder;
+    recorder.StartDumpTrace(directory.Path().string() + name);
+    // The bound comes back only after the line, so that the first warning may stay away a little.
+    while (!log.Contains(DLOG_WARN, "No trace file")) {
+      recorder.Begin("event", "", "");
+    }
+    EXPECT_THAT(log.Messages(DLOG_ERROR), ElementsAre(MatchesRegex(lines)));
+    EXPECT_TRUE(fs::is_empty(directory.Path()));
+    EXPECT_EQ(OpenDescriptors(), descriptors);
   }
 }
 
@@ -157,6 +198,7 @@ TEST(TraceInnerTest, WritesNamesThatAreNoUtf8AndNamesOfAnyLength) {
   const json events = Events(Recorded([&longName](TraceInner& recorder) {
     recorder.Begin("key [\xff\xc3]", "", "");
     recorder.Begin(longName, "", "");
+    recorder.Begin({"", size_t{1} << 32}, "", "");  // refused unseen
     recorder.Begin("after", "", "");
   }));
   const std::vector<std::string> names = {"key [\xef\xbf\xbd\xef\xbf\xbd]", longName, "after"};
@@ -194,12 +236,6 @@ TEST(TraceInnerTest, LosesNothingToManyThreadsAndAWriter) {
 }
 
 TEST(TraceInnerTest, SurvivesADiskThatIsFullForAWhile) {
-  struct sigaction ignore {};
-
-  ignore.sa_handler = SIG_IGN;
-  sigaction(SIGXFSZ, &ignore, nullptr);
-  rlimit unlimited{};
-  getrlimit(RLIMIT_FSIZE, &unlimited);
   const LogCapture log(DLOG_ERROR);
   const TempDirectory directory;
   TraceInner recorder(SHORT_PERIOD);
@@ -207,18 +243,48 @@ TEST(TraceInnerTest, SurvivesADiskThatIsFullForAWhile) {
   recorder.Begin("first", "", "", 0);
   WaitForEvents(directory, [](const json& events) { return events.size() == 1; });
 
-  const rlimit full{150, unlimited.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &full);
+  std::optional<FileSizeLimit> full(150);
   const std::string name(70000, 'n');  // fills a block, so that several blocks go back
   recorder.Begin(name, "", "", 1);
   recorder.Begin(name, "", "", 2);
   WaitForLine(log, "Write trace file failed.");
   WaitForEvents(directory, [](const json& events) { return events.size() == 1; });
-  setrlimit(RLIMIT_FSIZE, &unlimited);
+  full.reset();
   const json events = WaitForEvents(directory, [](const json& found) { return found.size() == 3; });
   for (size_t i = 0; i < events.size(); ++i) {
     EXPECT_EQ(events[i].at("ts"), i);
   }
+}
+
+TEST(TraceInnerTest, WritesOnAThreadThatTakesNoSignals) {
+  const TempDirectory directory;
+  TraceInner recorder;
+  recorder.StartDumpTrace(directory.Path().string());
+  WaitForEvents(directory, [](const json& events) { return events.empty(); });
+  sigset_t mask;
+  pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+  EXPECT_EQ(sigismember(&mask, SIGTERM), 0);
+  size_t blocking = 0;
+  for (const auto& task : fs::directory_iterator("/proc/self/task")) {
+    const std::string status = ReadFile(task.path() / "status");
+    const uint64_t blocked = std::stoull(status.substr(status.find("SigBlk:") + 7), nullptr, 16);
+    blocking += blocked >> (SIGTERM - 1) & blocked >> (SIGUSR1 - 1) & 1;
+  }
+  EXPECT_EQ(blocking, 1U);
+}
+
+/// Of a child that traces and exits.
+int StatusOfForkedChild() {
+  const pid_t child = fork();
+  if (child == 0) {
+    Trace span("in the child");
+    span.Start();
+    Trace::StartDumpTraceToPath("");
+    std::exit(0);  // NOLINT(concurrency-mt-unsafe)
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  return status;
 }
 
 // The process's own recorder writes at exit; only a process of its own shows that.
@@ -227,6 +293,9 @@ TEST(TraceDeathTest, ClosesSpansAndWritesThemWhenTheProcessEnds) {
   EXPECT_EXIT(
       {
         fs::current_path(directory.Path());
+        // While the recorder is at work, which the child finds as it is.
+        int ended = -1;
+        OrmoHost::OnCall("mmGetTimeOfDay", 1, [&ended] { ended = StatusOfForkedChild(); });
         Trace::StartDumpTraceToPath("");
         Trace span("again and again");
         span.Stop();
@@ -242,7 +311,7 @@ TEST(TraceDeathTest, ClosesSpansAndWritesThemWhenTheProcessEnds) {
         } catch (const std::runtime_error&) {
           Trace never("never started");
         }
-        std::exit(0);  // NOLINT(concurrency-mt-unsafe)
+        std::exit(ended);  // NOLINT(concurrency-mt-unsafe)
       },
       ::testing::ExitedWithCode(0), "");
 
