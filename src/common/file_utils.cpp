@@ -4,11 +4,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "common/file_lock.h"
 #include "common/invalid_param.h"
 #include "common/log.h"
 #include "common/scope_exit.h"
@@ -23,28 +22,6 @@ namespace {
 constexpr uint32_t DIRECTORY_MODE = 0750;
 constexpr int32_t CWD_SIZE = 512;
 constexpr uint32_t COPY_CHUNK_SIZE = 512;
-constexpr std::chrono::milliseconds DEADLOCK_PAUSE{5};
-
-/// Sets or drops the record lock over the whole file. The kernel looks for deadlocks between
-/// processes and knows nothing of their threads: two processes that each hold one file and wait for
-/// the other's in a second thread do move on, so a refusal is only a reason to wait.
-bool SetWholeFileLock(int fd, short type) {
-  struct flock lock {};
-
-  lock.l_type = type;
-  lock.l_whence = SEEK_SET;
-  lock.l_start = 0;
-  lock.l_len = 0;
-  lock.l_pid = -1;
-  while (fcntl(fd, F_SETLKW, &lock) != 0) {
-    if (errno == EDEADLK) {
-      std::this_thread::sleep_for(DEADLOCK_PAUSE);
-    } else if (errno != EINTR) {
-      return false;
-    }
-  }
-  return true;
-}
 
 /// Gives the owner the right to write an existing file that lacks it.
 int MakeWriteable(const TPath& path) {
@@ -253,24 +230,13 @@ int FileUtils::CopyFile(const TPath& from, const TPath& to) {
 }
 
 int FileUtils::FileLock(const TPath& path) {
-  ORMO_LOG_DEBUG("Lock file %s", path.GetCString());
-  int fd = Open(path, O_RDWR | O_CREAT, SAFE_PERMISSION);
-  if (fd < 0) {
-    ORMO_LOG_ERROR("Open file %s  failed", path.GetCString());
-    return fd;
-  }
-  if (!SetWholeFileLock(fd, F_WRLCK)) {
-    Close(fd);
-    return -1;
-  }
-  ORMO_LOG_DEBUG("Lock file %s success, fd : %d", path.GetCString(), fd);
-  return fd;
+  return OpenLocked(path, path, AwaitWriteLock);
 }
 
 int FileUtils::FileUnlock(int& fd) {
   if (fd >= 0) {
     ORMO_LOG_DEBUG("Unlock file, fd : %d", fd);
-    SetWholeFileLock(fd, F_UNLCK);
+    DropLock(fd);
     Close(fd);
   }
   return 0;

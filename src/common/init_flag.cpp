@@ -1,0 +1,66 @@
+#include "common/init_flag.h"
+
+#include <unistd.h>
+
+namespace Ormo {
+
+thread_local const InitFlag::Call* InitFlag::innermost_ = nullptr;
+
+// Counted before it looks: a finalisation that cleared the flag either sees the call or is seen.
+InitFlag::Call::Call(InitFlag& flag) noexcept : flag_(flag), outer_(innermost_) {
+  ++flag_.calls_;
+  innermost_ = this;
+  isAdmitted_ = static_cast<bool>(flag_);
+}
+
+InitFlag::Call::~Call() {
+  innermost_ = outer_;
+  flag_.Leave();
+}
+
+void InitFlag::Set() noexcept {
+  if (!IsOwnProcess()) {
+    process_ = getpid();
+    calls_ = 0;  // those of the parent's threads
+  }
+  isSet_ = true;
+}
+
+bool InitFlag::Clear() noexcept {
+  return IsOwnProcess() && isSet_.exchange(false);
+}
+
+InitFlag::operator bool() const noexcept {
+  return isSet_ && IsOwnProcess();
+}
+
+bool InitFlag::IsInherited() const noexcept {
+  return isSet_ && !IsOwnProcess();
+}
+
+bool InitFlag::IsOwnProcess() const noexcept {
+  return process_ == getpid();
+}
+
+// The one who waits looks at the count again under the mutex, so that it cannot miss the last one.
+void InitFlag::Leave() noexcept {
+  --calls_;
+  if (!isSet_) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    left_.notify_all();
+  }
+}
+
+void InitFlag::AwaitCalls() {
+  if (!IsOwnProcess()) {
+    return;
+  }
+  uint32_t own = 0;
+  for (const Call* call = innermost_; call != nullptr; call = call->outer_) {
+    own += &call->flag_ == this ? 1 : 0;
+  }
+  std::unique_lock<std::mutex> lock(mutex_);
+  left_.wait(lock, [this, own] { return calls_ <= own; });
+}
+
+}  // namespace Ormo
