@@ -1,67 +1,139 @@
 #include "offline/device_lock.h"
 
-#include "common/log.h"
+#include <pthread.h>
+
+#include <cerrno>
+#include <csignal>
+#include <optional>
+#include <system_error>
+#include <thread>
+
+#include "common/file_lock.h"
+#include "common/scope_exit.h"
 #include "ormo/file_utils.h"
 
 namespace Ormo {
+namespace {
 
-std::shared_ptr<DeviceLocks::Entry> DeviceLocks::FindDevice(uint32_t deviceId) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  std::shared_ptr<Entry>& entry = devices_[deviceId];
-  if (entry == nullptr) {
-    entry = std::make_shared<Entry>();
-  }
-  return entry;
+constexpr CallSite FILE_UTILS_SITE{"file_utils.cpp", 0};
+
+// Starts a thread that handles no signal of the program's.
+template <typename Function>
+std::thread StartWithoutSignals(Function function) {
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  const ScopeExit restore("the signal mask",
+                          [&before] { pthread_sigmask(SIG_SETMASK, &before, nullptr); });
+  return std::thread(std::move(function));
 }
 
-int DeviceLocks::Acquire(uint32_t deviceId, const TPath& path) {
-  const std::shared_ptr<Entry> entry = FindDevice(deviceId);
-  const std::lock_guard<std::mutex> entryLock(entry->mutex);
-  if (entry->holders == 0) {
-    int fd = FileUtils::FileLock(path);
-    if (fd < 0) {
-      return fd;
-    }
-    try {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      held_[fd] = entry;
-    } catch (...) {
-      FileUtils::FileUnlock(fd);
-      throw;
-    }
-    entry->fd = fd;
+}  // namespace
+
+int DeviceLocks::Acquire(uint32_t deviceId, const TPath& path, const TPath& name) {
+  if (!AwaitTurn(deviceId)) {
+    errno = ECANCELED;
+    return -1;
   }
-  ++entry->holders;
-  return entry->fd;
+  ScopeExit endTurn("a device's turn", [&] { EndTurn(deviceId); });
+  int fd = OpenLocked(
+      path, name, [this](int opened) { return AwaitFile(opened); }, FILE_UTILS_SITE);
+  if (fd < 0) {
+    return fd;
+  }
+  ScopeExit unlock("a device's lock file", [&] { FileUtils::FileUnlock(fd); });
+  const std::lock_guard<std::mutex> lock(mutex_);
+  held_[fd] = deviceId;
+  unlock.Dismiss();
+  endTurn.Dismiss();
+  return fd;
 }
 
 void DeviceLocks::Release(int& fd) {
   if (fd < 0) {
     return;
   }
-  std::shared_ptr<Entry> entry;
+  std::optional<uint32_t> deviceId;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto found = held_.find(fd);
     if (found != held_.end()) {
-      entry = found->second;
+      deviceId = found->second;
+      held_.erase(found);
     }
   }
-  if (entry == nullptr) {
-    FileUtils::FileUnlock(fd);
-    return;
+  const ScopeExit endTurn("a device's turn", [&] {
+    if (deviceId.has_value()) {
+      EndTurn(*deviceId);
+    }
+  });
+  FileUtils::FileUnlock(fd);
+}
+
+void DeviceLocks::Leave() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  isLeft_ = true;
+  changed_.notify_all();
+}
+
+void DeviceLocks::Reopen() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  isLeft_ = false;
+}
+
+bool DeviceLocks::AwaitTurn(uint32_t deviceId) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  changed_.wait(lock, [&] { return isLeft_ || taken_.count(deviceId) == 0; });
+  if (!isLeft_) {
+    taken_.insert(deviceId);
   }
-  const std::lock_guard<std::mutex> entryLock(entry->mutex);
-  fd = -1;
-  --entry->holders;
-  if (entry->holders > 0) {
-    return;
+  return !isLeft_;
+}
+
+void DeviceLocks::EndTurn(uint32_t deviceId) {
+  const int error = errno;
+  const std::lock_guard<std::mutex> lock(mutex_);
+  taken_.erase(deviceId);
+  changed_.notify_all();
+  errno = error;
+}
+
+// Nothing can end a wait for a record lock but the lock or a signal; so a thread of its own waits,
+// and is cancelled when the wait is left. A lock that comes at that very moment goes with the
+// descriptor.
+bool DeviceLocks::AwaitFile(int fd) {
+  if (TryWriteLock(fd)) {
+    return true;
   }
+  if (errno != EAGAIN) {
+    return false;
+  }
+  std::optional<int> outcome;  // errno, or 0 when the file is locked
+  std::thread waiter;
+  try {
+    waiter = StartWithoutSignals([&] {
+      const int error = AwaitWriteLock(fd) ? 0 : errno;
+      pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+      const std::lock_guard<std::mutex> lock(mutex_);
+      outcome = error;
+      changed_.notify_all();
+    });
+  } catch (const std::system_error&) {
+    return AwaitWriteLock(fd);  // no more threads: exclusion goes before leaving
+  }
+  bool isLeft = false;
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    held_.erase(entry->fd);
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [&] { return isLeft_ || outcome.has_value(); });
+    isLeft = isLeft_;
   }
-  FileUtils::FileUnlock(entry->fd);
+  if (isLeft) {
+    pthread_cancel(waiter.native_handle());
+  }
+  waiter.join();
+  errno = isLeft ? ECANCELED : *outcome;
+  return errno == 0;
 }
 
 }  // namespace Ormo

@@ -3,40 +3,44 @@
 #ifndef ORMO_OFFLINE_DEVICE_LOCK_H
 #define ORMO_OFFLINE_DEVICE_LOCK_H
 
+#include <condition_variable>
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <mutex>
+#include <set>
 
 #include "ormo/t_path.h"
 
 namespace Ormo {
 
-/// Counts the holders of each device's lock file within this process. A record lock belongs to the
-/// process, and closing any descriptor of the file drops it; so the first holder opens and locks
-/// the file, later ones share its descriptor, and the last one unlocks and closes it. Any thread.
+/// The devices' lock files, each locked by one thread of the process at a time. A record lock
+/// belongs to the process, and closing any descriptor of the file drops it; and a process whose
+/// threads took turns without a gap would never let another one in. Any thread.
 class DeviceLocks {
  public:
-  /// Waits until the lock on `path` is held for `deviceId`. Returns the descriptor, or a negative
-  /// value when the file cannot be opened or locked. Holders of other devices never wait.
-  int Acquire(uint32_t deviceId, const TPath& path);
+  /// Waits until no other thread and no other process holds the device, without a time-out and
+  /// without polling. Returns the descriptor of the locked file `path`, which log lines call
+  /// `name`, or a negative value with the reason in errno: that of opening or locking the file, or
+  /// ECANCELED when the wait was left. Holders of other devices never wait.
+  int Acquire(uint32_t deviceId, const TPath& path, const TPath& name);
 
-  /// Gives back what Acquire returned and sets `fd` to -1; nothing for a negative `fd`. Any other
-  /// descriptor is unlocked and closed.
+  /// Gives back what Acquire returned and sets `fd` to -1; nothing for a negative `fd`.
   void Release(int& fd);
 
+  /// Ends all waits, and those that would begin, until Reopen.
+  void Leave();
+  void Reopen();
+
  private:
-  struct Entry {
-    std::mutex mutex;  // held during the wait, so that a second worker of the device waits too
-    uint32_t holders = 0;
-    int fd = -1;
-  };
+  bool AwaitTurn(uint32_t deviceId);
+  void EndTurn(uint32_t deviceId);
+  bool AwaitFile(int fd);
 
-  std::shared_ptr<Entry> FindDevice(uint32_t deviceId);
-
-  std::mutex mutex_;  // guards the maps, never held during a wait
-  std::map<uint32_t, std::shared_ptr<Entry>> devices_;
-  std::map<int, std::shared_ptr<Entry>> held_;
+  std::mutex mutex_;  // guards what follows
+  std::condition_variable changed_;
+  bool isLeft_ = false;
+  std::set<uint32_t> taken_;  // devices that a thread holds or waits for
+  std::map<int, uint32_t> held_;
 };
 
 }  // namespace Ormo

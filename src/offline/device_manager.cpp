@@ -1,5 +1,6 @@
 #include "offline/device_manager.h"
 
+#include <cerrno>
 #include <new>
 #include <optional>
 #include <string>
@@ -13,12 +14,6 @@
 #include "ormo/status.h"
 
 namespace Ormo {
-namespace {
-
-constexpr char POOL_NAME[] = "OrmoRun";
-constexpr char CACHE_PATH_VARIABLE[] = "TARN_CACHE_PATH";
-constexpr char CACHE_SUBDIRECTORY[] = "/ormo_data/Tarn";
-constexpr char HOME_SUBDIRECTORY[] = "Tarn";
 
 // Ends the workers of a process that exits without finalising while everything that they use is
 // still there. Made after the first pool, and so after the trace recorder, it is destroyed before
@@ -28,8 +23,19 @@ struct ExitGuard {
   ExitGuard(const ExitGuard&) = delete;
   ExitGuard& operator=(const ExitGuard&) = delete;
 
-  ~ExitGuard() { DeviceManager::Finalize(); }
+  ~ExitGuard() {
+    DeviceManager::AbandonInherited();
+    DeviceManager::Drain();
+    DeviceManager::Finalize();
+  }
 };
+
+namespace {
+
+constexpr char POOL_NAME[] = "OrmoRun";
+constexpr char CACHE_PATH_VARIABLE[] = "TARN_CACHE_PATH";
+constexpr char CACHE_SUBDIRECTORY[] = "/ormo_data/Tarn";
+constexpr char HOME_SUBDIRECTORY[] = "Tarn";
 
 std::unique_ptr<ThreadPool> CreateThreadPool(const std::vector<uint32_t>& deviceIds) {
   try {
@@ -45,9 +51,11 @@ std::unique_ptr<ThreadPool> CreateThreadPool(const std::vector<uint32_t>& device
 
 }  // namespace
 
-std::unique_ptr<ThreadPool> DeviceManager::threadPool_;
-bool DeviceManager::initFlag_ = false;
+std::mutex DeviceManager::poolMutex_;
+std::shared_ptr<ThreadPool> DeviceManager::threadPool_;
+InitFlag DeviceManager::initFlag_;
 TPath DeviceManager::lockPath_;
+TPath DeviceManager::resolvedLockPath_;
 DeviceLocks DeviceManager::locks_;
 
 int DeviceManager::Init(const std::vector<uint32_t>& deviceIds) {
@@ -65,10 +73,96 @@ int DeviceManager::Init(const std::vector<uint32_t>& deviceIds) {
     return STATUS_FAILED;
   }
   InitFileLock();
-  threadPool_ = std::move(pool);
+  locks_.Reopen();
+  {
+    const std::lock_guard<std::mutex> lock(poolMutex_);
+    threadPool_ = std::move(pool);
+  }
   ORMO_LOG_INFO("Device manager init success.");
-  initFlag_ = true;
+  initFlag_.Set();
   return STATUS_SUCCESS;
+}
+
+void DeviceManager::Drain() {
+  if (!initFlag_) {
+    return;
+  }
+  std::shared_ptr<ThreadPool> pool;
+  {
+    const std::lock_guard<std::mutex> lock(poolMutex_);
+    pool = threadPool_;
+  }
+  locks_.Leave();
+  if (pool != nullptr) {
+    pool->Drain();
+  }
+}
+
+void DeviceManager::Finalize() {
+  if (!initFlag_) {
+    return;
+  }
+  std::shared_ptr<ThreadPool> pool;
+  {
+    const std::lock_guard<std::mutex> lock(poolMutex_);
+    pool = std::move(threadPool_);
+  }
+  pool.reset();
+  initFlag_.Clear();
+}
+
+bool DeviceManager::RefusesCall(CallSite site) {
+  if (ThreadPool::IsWorker()) {
+    ORMO_LOG_ERROR_AT(site, "A call from a device's worker would wait for itself");
+    return true;
+  }
+  if (initFlag_.IsInherited()) {
+    ORMO_LOG_ERROR_AT(site, "The devices' workers did not come along into this forked process");
+    return true;
+  }
+  return false;
+}
+
+// The threads of the pool that a forked child inherits do not exist: it can neither be joined nor
+// destroyed.
+void DeviceManager::AbandonInherited() noexcept {
+  if (initFlag_.IsInherited()) {
+    static auto* const inherited = new std::shared_ptr<ThreadPool>(std::move(threadPool_));
+    static_cast<void>(inherited);
+  }
+}
+
+bool DeviceManager::IsDropped(uint32_t workerId, CallSite site) {
+  if (workerId != ANY_THREAD_ID) {
+    return false;
+  }
+  ORMO_LOG_ERROR_AT(site, "The devices are being finalized, a queued task does not run");
+  return true;
+}
+
+std::shared_ptr<ThreadPool> DeviceManager::FindPool(CallSite site) {
+  const std::lock_guard<std::mutex> lock(poolMutex_);
+  if (threadPool_ == nullptr) {
+    ORMO_LOG_ERROR_AT(site, "Thread pool has been stopped");
+  }
+  return threadPool_;
+}
+
+bool DeviceManager::Commit(PreparedTask& task, WorkerId worker) {
+  const std::shared_ptr<ThreadPool> pool = FindPool(worker.site);
+  return pool != nullptr && pool->Commit(task.element_, worker);
+}
+
+void DeviceManager::EndCalls(InitFlag& runner) {
+  Drain();
+  runner.AwaitCalls();
+}
+
+void DeviceManager::EndCallsAtExit(InitFlag& runner) {
+  runner.Clear();
+  if (!ThreadPool::IsWorker()) {
+    runner.AwaitCalls();
+  }
 }
 
 void DeviceManager::InitFileLock() {
@@ -93,39 +187,54 @@ void DeviceManager::InitFileLock() {
     }
   }
   ORMO_LOG_INFO("Lock path : %s", lockPath_.GetCString());
+  // The working directory may change, and links may be turned.
+  resolvedLockPath_ = lockPath_.Empty() ? TPath(".") : lockPath_;
+  resolvedLockPath_.RealPath();
+  const bool isCacheUnusable = cachePath.has_value() && !candidate.Equals(lockPath_);
+  if (isCacheUnusable || (home.Empty() && !candidate.Equals(lockPath_))) {
+    ORMO_LOG_WARNING("%s: devices are locked in %s, where other processes may not look",
+                     isCacheUnusable ? "TARN_CACHE_PATH cannot be used" : "HOME cannot be used",
+                     resolvedLockPath_.GetCString());
+  }
 }
 
 int DeviceManager::Lock(uint32_t deviceId) {
   if (!initFlag_) {
     ORMO_LOG_ERROR("Device manager has not been initialized");
+    errno = 0;
     return STATUS_FAILED;
   }
   const std::string name = ".ormo_dev_" + std::to_string(deviceId) + ".lock";
-  return locks_.Acquire(deviceId, lockPath_ + name);
+  return locks_.Acquire(deviceId, resolvedLockPath_ + name, lockPath_ + name);
 }
 
 void DeviceManager::Unlock(int& fd) {
   locks_.Release(fd);
 }
 
-void DeviceManager::Finalize() {
-  if (!initFlag_) {
-    return;
-  }
-  threadPool_.reset();
-  initFlag_ = false;
-}
-
 DeviceLockHolder::DeviceLockHolder(uint32_t deviceId, CallSite site)
     : fd_(DeviceManager::Lock(deviceId)), site_(site) {
-  if (fd_ < 0) {
-    ORMO_LOG_WARNING_AT(site, "Device [%u] is not locked, other processes may run on it", deviceId);
+  if (fd_ >= 0) {
+    return;
+  }
+  const int error = errno;
+  isLeft_ = error == ECANCELED;
+  if (isLeft_) {
+    ORMO_LOG_ERROR_AT(site, "Device [%u] is not waited for, the devices are being finalized",
+                      deviceId);
+  } else {
+    ORMO_LOG_WARNING_AT(site, "Device [%u] is not locked, other processes may run on it: %s",
+                        deviceId, Utils::GetErrorText(error).c_str());
   }
 }
 
 DeviceLockHolder::~DeviceLockHolder() {
   ReleaseQuietly(
       "a device lock", [this] { DeviceManager::Unlock(fd_); }, site_);
+}
+
+PreparedTask::PreparedTask(ThreadPool::Task task) {
+  element_.push_back(std::move(task));
 }
 
 }  // namespace Ormo

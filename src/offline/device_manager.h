@@ -4,15 +4,34 @@
 #define ORMO_OFFLINE_DEVICE_MANAGER_H
 
 #include <cstdint>
+#include <future>
+#include <list>
 #include <memory>
+#include <mutex>
 #include <utility>
 #include <vector>
 
+#include "common/init_flag.h"
 #include "offline/device_lock.h"
 #include "offline/thread_pool.h"
+#include "ormo/status.h"
 #include "ormo/t_path.h"
 
 namespace Ormo {
+
+/// A task of a worker that is ready to be queued, whatever memory there is by then. It is told
+/// ANY_THREAD_ID for the worker when none will run it.
+class PreparedTask {
+ public:
+  explicit PreparedTask(ThreadPool::Task task);
+
+ private:
+  friend class DeviceManager;
+
+  std::list<ThreadPool::Task> element_;
+};
+
+struct ExitGuard;
 
 /// Shared by all runners of the process: the first that initialises it chooses the devices, the
 /// first that finalises it ends it for all. Static members only.
@@ -27,32 +46,63 @@ class DeviceManager {
   /// Joins the workers; tasks still queued are dropped. Blocks until running tasks have ended.
   static void Finalize();
 
-  /// Waits until this process may use the device: no other process holds its lock file. Returns a
-  /// descriptor for Unlock, or a negative value when the file cannot be locked. Called on the
-  /// device's worker, with a matching Unlock.
+  static bool IsInitialized() noexcept { return static_cast<bool>(initFlag_); }
+
+  /// Ends all calls that wait for a worker or a device: nothing can be committed any more, queued
+  /// tasks get STATUS_FAILED, waits for locks are left. Then waits for the tasks that execute.
+  static void Drain();
+
+  /// For a runner whose flag is clear: Drain, and wait until no call is inside it.
+  static void EndCalls(InitFlag& runner);
+
+  /// Clears the flag of a runner that goes because the process ends, after the workers, and waits
+  /// for the calls inside it; for none in a worker that ends the process, whose caller waits on.
+  static void EndCallsAtExit(InitFlag& runner);
+
+  /// Whether a call must not wait for a worker, after an error line of `site`'s file that says why:
+  /// it comes from a worker, which would wait for itself, or from a process that was forked from
+  /// the one with the workers.
+  static bool RefusesCall(CallSite site = CallSite::Here());
+
+  /// Waits until this process may use the device: no other thread and no other process holds it.
+  /// Returns a descriptor for Unlock, or a negative value with the reason in errno: the file cannot
+  /// be locked, or, ECANCELED, the devices are being finalised. Called on the device's worker, with
+  /// a matching Unlock.
   static int Lock(uint32_t deviceId);
 
   /// Releases what Lock returned and sets `fd` to -1; nothing for a negative `fd`.
   static void Unlock(int& fd);
 
-  /// ThreadPool::Commit on the workers; the future is invalid also when there are none.
+  /// ThreadPool::Commit on the workers; the future is invalid also when there are none. Drain gives
+  /// a task that no worker runs any more ANY_THREAD_ID: IsDropped.
   template <typename F, typename... Args>
   static auto Commit(F&& f, WorkerId worker, Args&&... args) {
     using Future =
         decltype(threadPool_->Commit(std::forward<F>(f), worker, std::forward<Args>(args)...));
-    if (threadPool_ == nullptr) {
-      ORMO_LOG_ERROR_AT(worker.site, "Thread pool has been stopped");
-      return Future();
-    }
-    return threadPool_->Commit(std::forward<F>(f), worker, std::forward<Args>(args)...);
+    const std::shared_ptr<ThreadPool> pool = FindPool(worker.site);
+    return pool == nullptr ? Future()
+                           : pool->Commit(std::forward<F>(f), worker, std::forward<Args>(args)...);
   }
 
- private:
-  static void InitFileLock();
+  /// Whether a task must do nothing, since it is given no worker's id; an error line of `site`'s
+  /// file then says why.
+  static bool IsDropped(uint32_t workerId, CallSite site = CallSite::Here());
 
-  static std::unique_ptr<ThreadPool> threadPool_;
-  static bool initFlag_;
+  /// Queues a task without allocating. False, after a line of the caller's file, as for Commit.
+  static bool Commit(PreparedTask& task, WorkerId worker);
+
+ private:
+  friend struct ExitGuard;
+
+  static void InitFileLock();
+  static void AbandonInherited() noexcept;
+  static std::shared_ptr<ThreadPool> FindPool(CallSite site);
+
+  static std::mutex poolMutex_;  ///< guards threadPool_, not what its workers do
+  static std::shared_ptr<ThreadPool> threadPool_;
+  static InitFlag initFlag_;
   static TPath lockPath_;
+  static TPath resolvedLockPath_;
   static DeviceLocks locks_;
 };
 
@@ -65,8 +115,13 @@ class DeviceLockHolder {
   DeviceLockHolder(const DeviceLockHolder&) = delete;
   DeviceLockHolder& operator=(const DeviceLockHolder&) = delete;
 
+  /// Whether the device may be used: false when the wait was left, since the devices are being
+  /// finalised.
+  bool MayRun() const noexcept { return !isLeft_; }
+
  private:
   int fd_;
+  bool isLeft_ = false;
   CallSite site_;
 };
 

@@ -32,11 +32,17 @@ class ManagerMap {
  public:
   explicit ManagerMap(FailedManager failedManager) : failedManager_(failedManager) {}
 
-  /// Gives every device an entry without a manager; one that was there is destroyed.
+  /// Gives every device an entry without a manager; one that was there is destroyed. All or, with
+  /// an exception, none.
   void SetDevices(const std::vector<uint32_t>& deviceIds) {
+    std::map<uint32_t, Device> added;
     for (const uint32_t id : deviceIds) {
-      devices_[id].manager = nullptr;
+      added[id];
     }
+    for (const auto& [id, device] : added) {
+      devices_.erase(id);
+    }
+    devices_.merge(added);
   }
 
   /// Makes and initialises the device's manager unless there is one. 0, or STATUS_FAILED after an

@@ -1,5 +1,6 @@
 #include "offline/offline_runner.h"
 
+#include <algorithm>
 #include <functional>
 #include <future>
 
@@ -26,20 +27,20 @@ error_message::Context CopyErrorContext() {
   return OrmoErrorManager::GetInstance().OrmoGetErrorContext();
 }
 
-// False when the device's worker does not take the task.
-bool UnloadOnDevice(const uint32_t& modelId, uint32_t deviceId) {
-  std::future<void> future =
-      DeviceManager::Commit(RunTask::UnloadModel, deviceId, std::cref(modelId), CopyErrorContext());
-  if (!future.valid()) {
+// Whether an operation may go on; else an error line says why not.
+bool MayWork(const InitFlag::Call& call) {
+  if (DeviceManager::RefusesCall()) {
     return false;
   }
-  future.get();
-  return true;
+  if (!call) {
+    ORMO_LOG_ERROR("Offline runner has not been initialized");
+  }
+  return static_cast<bool>(call);
 }
 
 }  // namespace
 
-bool OfflineRunner::initFlag_ = false;
+InitFlag OfflineRunner::initFlag_;
 bool OfflineRunner::zelInitFlag_ = false;
 
 int OfflineRunner::InitZel() const {
@@ -55,6 +56,9 @@ std::vector<uint32_t> OfflineRunner::GetDeviceList(const std::vector<uint32_t>& 
 }
 
 int OfflineRunner::Init(const RunnerInitConfig& config) const {
+  if (DeviceManager::RefusesCall()) {
+    return STATUS_FAILED;
+  }
   if (initFlag_) {
     ORMO_LOG_WARNING("Runner is already initialized");
     return STATUS_SUCCESS;
@@ -65,43 +69,58 @@ int OfflineRunner::Init(const RunnerInitConfig& config) const {
   }
   status =
       StartOnDevices([this, &config] { return GetDeviceList(config.deviceIds); }, RunTask::Init);
-  initFlag_ = status == STATUS_SUCCESS;
+  if (status == STATUS_SUCCESS) {
+    initFlag_.Set();
+  }
   return status;
 }
 
 void OfflineRunner::Finalize() {
-  if (!initFlag_) {
+  if (DeviceManager::RefusesCall()) {
+    return;
+  }
+  if (!initFlag_.Clear()) {
     ORMO_LOG_ERROR("Offline runner has not been initialized");
     return;
   }
+  ScopeExit undo("the finalisation", [] { initFlag_.Set(); });
+  DeviceManager::EndCalls(initFlag_);
   RunTask::Finalize();
   FinalizePlatform(zelInitFlag_);
   DeviceManager::Finalize();
   {
     const std::lock_guard<std::mutex> lock(modelDevMutex_);
     modelDevMap_.clear();
+    unloads_.clear();
   }
-  initFlag_ = false;
+  undo.Dismiss();
   ORMO_LOG_INFO("Finalize running finished");
 }
 
 int OfflineRunner::LoadModel(ModelInfo& info) {
-  if (!initFlag_) {
-    ORMO_LOG_ERROR("Offline runner has not been initialized");
+  const InitFlag::Call call(initFlag_);
+  if (!MayWork(call)) {
     return STATUS_FAILED;
   }
-  std::future<int> future =
-      DeviceManager::Commit(RunTask::LoadModel, ANY_THREAD_ID, std::ref(info), CopyErrorContext());
+  std::list<ModelUnload> unload(1);
+  std::future<int> future = DeviceManager::Commit(
+      [&info, context = CopyErrorContext()](uint32_t deviceId) {
+        return DeviceManager::IsDropped(deviceId) ? STATUS_FAILED
+                                                  : RunTask::LoadModel(info, context, deviceId);
+      },
+      ANY_THREAD_ID);
   if (!future.valid()) {
     return STATUS_FAILED;
   }
   const int status = future.get();
   if (status == STATUS_SUCCESS) {
     ORMO_LOG_INFO("Load model id %u on device %u", info.modelId, info.deviceId);
+    unload.front().SetModelId(info.modelId);
     // A model that nobody can name would stay on the device for good.
-    ScopeExit unload("a model", [&info] { UnloadOnDevice(info.modelId, info.deviceId); });
+    ScopeExit cleanUp("a model", [&] { unload.front().Run(info.deviceId); });
     InsertModelDevMap(info.modelId, info.deviceId);
-    unload.Dismiss();
+    cleanUp.Dismiss();
+    KeepUnload(unload);
   } else if (status == STATUS_NOT_ENOUGH_MEMORY) {
     ORMO_LOG_WARNING("Load model check memory failed, not enough mem for model on device.");
   } else {
@@ -111,8 +130,8 @@ int OfflineRunner::LoadModel(ModelInfo& info) {
 }
 
 void OfflineRunner::UnloadModel(const uint32_t& modelId) {
-  if (!initFlag_) {
-    ORMO_LOG_ERROR("Offline runner has not been initialized");
+  const InitFlag::Call call(initFlag_);
+  if (!MayWork(call)) {
     return;
   }
   uint32_t deviceId = ANY_DEVICE_ID;
@@ -120,12 +139,9 @@ void OfflineRunner::UnloadModel(const uint32_t& modelId) {
     ORMO_LOG_ERROR("Offline runner model has not found");
     return;
   }
-  std::future<void> future =
-      DeviceManager::Commit(RunTask::UnloadModel, deviceId, std::cref(modelId), CopyErrorContext());
-  if (!future.valid()) {
+  if (!TakeUnload(modelId).front().Run(deviceId)) {
     return;
   }
-  future.get();
   ORMO_LOG_INFO("Unload model id %u", modelId);
   EraseModelDevMap(modelId);
 }
@@ -151,6 +167,30 @@ void OfflineRunner::EraseModelDevMap(uint32_t modelId) {
   modelDevMap_.erase(modelId);
 }
 
+// One of its own for a model that is being unloaded by another thread, or could not be.
+std::list<ModelUnload> OfflineRunner::TakeUnload(uint32_t modelId) {
+  std::list<ModelUnload> unload;
+  {
+    const std::lock_guard<std::mutex> lock(modelDevMutex_);
+    const auto kept = std::find_if(
+        unloads_.begin(), unloads_.end(),
+        [modelId](const ModelUnload& candidate) { return candidate.GetModelId() == modelId; });
+    if (kept != unloads_.end()) {
+      unload.splice(unload.end(), unloads_, kept);
+    }
+  }
+  if (unload.empty()) {
+    unload.emplace_back();
+    unload.front().SetModelId(modelId);
+  }
+  return unload;
+}
+
+void OfflineRunner::KeepUnload(std::list<ModelUnload>& unload) {
+  const std::lock_guard<std::mutex> lock(modelDevMutex_);
+  unloads_.splice(unloads_.end(), unload);
+}
+
 void OfflineRunner::ResetRunnerResult(RunnerResult& result) const {
   result.totalCostTime = 0;
   result.runCostTime = 0;
@@ -160,8 +200,8 @@ void OfflineRunner::ResetRunnerResult(RunnerResult& result) const {
 
 int OfflineRunner::Process(OfflineTask& task, RunnerConfig& config, RunInfo& info,
                            RunnerResult& result) const {
-  if (!initFlag_) {
-    ORMO_LOG_ERROR("Offline runner has not been initialized");
+  const InitFlag::Call call(initFlag_);
+  if (!MayWork(call)) {
     return STATUS_FAILED;
   }
   ResetRunnerResult(result);
@@ -172,13 +212,18 @@ int OfflineRunner::Process(OfflineTask& task, RunnerConfig& config, RunInfo& inf
 int OfflineRunner::NormalProcess(OfflineTask& task, RunnerConfig& config, RunInfo& info,
                                  RunnerResult& result) const {
   ORMO_LOG_INFO("Process running start");
-  std::future<int> future = DeviceManager::Commit(std::ref(task), info.deviceId, std::ref(config),
-                                                  std::ref(info), CopyErrorContext());
-  if (!future.valid()) {
+  bool hasRun = false;
+  std::future<int> future = DeviceManager::Commit(
+      [&, context = CopyErrorContext()](uint32_t deviceId) {
+        hasRun = !DeviceManager::IsDropped(deviceId);
+        return hasRun ? task(config, info, context, deviceId) : STATUS_FAILED;
+      },
+      info.deviceId);
+  const int status = future.valid() ? future.get() : STATUS_FAILED;
+  if (!hasRun) {
     ORMO_LOG_ERROR("Run model failed");
     return STATUS_FAILED;
   }
-  const int status = future.get();
   if (status != STATUS_SUCCESS) {
     return status;
   }

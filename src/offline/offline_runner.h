@@ -4,22 +4,30 @@
 #define ORMO_OFFLINE_OFFLINE_RUNNER_H
 
 #include <cstdint>
+#include <list>
 #include <mutex>
 #include <unordered_map>
 #include <vector>
 
+#include "common/init_flag.h"
 #include "common/singleton.h"
+#include "offline/model_unload.h"
+#include "offline/runner_exit.h"
 #include "ormo/runner_types.h"
 
 namespace Ormo {
 
 /// Claims devices and turns loads, runs and unloads into tasks of their workers. Operations may be
-/// called from any thread and block until their task has ended; Init and Finalize must not overlap
-/// with others. What a task throws is rethrown. Outside Init and Finalize loads and runs fail
-/// with STATUS_FAILED and an error line.
+/// called from any thread and block until their task has ended; Init must not overlap with others.
+/// What a task throws is rethrown. Outside Init and Finalize, from a worker, in a forked child and
+/// when the workers end before the task has begun, loads and runs fail with STATUS_FAILED and an
+/// error line.
 class OfflineRunner : public Singleton<OfflineRunner> {
  public:
   int Init(const RunnerInitConfig& config) const;
+
+  /// Refuses further calls, lets those that wait end with STATUS_FAILED and waits for those that
+  /// execute.
   void Finalize();
 
   /// Loads on whichever device is free first; writes `info.modelId` and `info.deviceId`.
@@ -46,14 +54,18 @@ class OfflineRunner : public Singleton<OfflineRunner> {
                   RunnerResult& result) const;
   void InsertModelDevMap(uint32_t modelId, uint32_t deviceId);
   void EraseModelDevMap(uint32_t modelId);
+  std::list<ModelUnload> TakeUnload(uint32_t modelId);
+  void KeepUnload(std::list<ModelUnload>& unload);
   void ResetRunnerResult(RunnerResult& result) const;
 
-  static bool initFlag_;
+  static InitFlag initFlag_;
   /// This runner's initialisation of the platform was the process's first.
   static bool zelInitFlag_;
 
   std::mutex modelDevMutex_;
   std::unordered_map<uint32_t, uint32_t> modelDevMap_;
+  std::list<ModelUnload> unloads_;    ///< of the models in the map; same mutex
+  const RunnerExit exit_{initFlag_};  ///< goes before the rest
 };
 
 }  // namespace Ormo

@@ -69,11 +69,21 @@ int StartOnDevices(const std::function<std::vector<uint32_t>()>& choose,
   if (devices.empty()) {
     return STATUS_FAILED;
   }
-  makeKnown(devices);
+  const bool startsWorkers = !DeviceManager::IsInitialized();
   if (DeviceManager::Init(devices) != STATUS_SUCCESS) {
     ORMO_LOG_ERROR_AT(site, "Init device manager failed");
     return STATUS_FAILED;
   }
+  ScopeExit endWorkers(
+      "the devices",
+      [startsWorkers] {
+        if (startsWorkers) {
+          DeviceManager::Finalize();
+        }
+      },
+      site);
+  makeKnown(devices);
+  endWorkers.Dismiss();
   finalize.Dismiss();
   return STATUS_SUCCESS;
 }

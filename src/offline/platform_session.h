@@ -23,9 +23,9 @@ void FinalizePlatform(bool& isOwner, CallSite site = CallSite::Here());
 std::vector<uint32_t> ChooseDevices(const std::vector<uint32_t>& requested,
                                     CallSite site = CallSite::Here());
 
-/// The rest of a runner's initialisation, once the platform is there: chooses the devices, makes
-/// them known to the runner's tasks and starts a worker for each. 0, or STATUS_FAILED; whatever
-/// fails or throws, the platform is finalised.
+/// The rest of a runner's initialisation, once the platform is there: chooses the devices, starts a
+/// worker for each and makes them known to the runner's tasks. 0, or STATUS_FAILED; whatever fails
+/// or throws, the platform is finalised, and so are the workers if they were started here.
 int StartOnDevices(const std::function<std::vector<uint32_t>()>& choose,
                    const std::function<void(const std::vector<uint32_t>&)>& makeKnown,
                    CallSite site = CallSite::Here());

@@ -8,11 +8,13 @@
 #include <functional>
 #include <future>
 #include <initializer_list>
+#include <tuple>
 #include <utility>
 
 #include "common/call_site.h"
 #include "common/file_descriptor.h"
 #include "offline/device_manager.h"
+#include "ormo/status.h"
 
 namespace Ormo {
 
@@ -40,13 +42,17 @@ class ProfiledRun {
   /// Where the write end's descriptor stands, for RunInfo::profFd; -1 there once it is closed.
   int32_t* WriteEnd() { return pipe_.writeEnd.Address(); }
 
-  /// Commits the task as DeviceManager::Commit does. False when nothing was queued.
+  /// Commits the task as DeviceManager::Commit does. False when nothing was queued. A task that is
+  /// dropped gives STATUS_FAILED and closes the write end.
   template <typename Task, typename... Args>
   bool Commit(Task task, WorkerId worker, Args&&... args) {
     future_ = DeviceManager::Commit(
-        [this, task = std::move(task)](auto&&... taskArgs) mutable {
-          const WriteEndCloser closer(closesAtEnd_ ? &pipe_.writeEnd : nullptr);
-          return static_cast<int>(task(std::forward<decltype(taskArgs)>(taskArgs)...));
+        [this, task = std::move(task), site = worker.site](auto&&... taskArgs) mutable {
+          const uint32_t id = std::get<sizeof...(taskArgs) - 1>(std::forward_as_tuple(taskArgs...));
+          const bool isDropped = DeviceManager::IsDropped(id, site);
+          const WriteEndCloser closer(closesAtEnd_ || isDropped ? &pipe_.writeEnd : nullptr);
+          return isDropped ? STATUS_FAILED
+                           : static_cast<int>(task(std::forward<decltype(taskArgs)>(taskArgs)...));
         },
         worker, std::forward<Args>(args)...);
     return future_.valid();

@@ -20,7 +20,7 @@ int ProcessLocked(const RunManager& manager, const RunnerConfig& config, RunInfo
   Trace keyedSpan("run model -> [" + config.buildRunKey + "]");
   keyedSpan.Start();
   const DeviceLockHolder lock(deviceId);
-  return manager.Process(config, info);
+  return lock.MayRun() ? manager.Process(config, info) : STATUS_FAILED;
 }
 
 }  // namespace

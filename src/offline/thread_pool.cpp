@@ -9,6 +9,8 @@
 
 namespace Ormo {
 
+thread_local bool ThreadPool::isWorker_ = false;
+
 ThreadPool::ThreadPool(const std::vector<uint32_t>& threadIds, const std::string& name)
     : name_(name) {
   ORMO_LOG_INFO("Create thread pool with vector size : %zu", threadIds.size());
@@ -49,8 +51,8 @@ void ThreadPool::CreateThread(size_t threadId) {
   // What the worker looks at stands before it starts: without memory for it, the worker could not
   // tell anybody.
   tasks_[ANY_THREAD_ID];
-  tasks_[id] = {};
-  threads_.emplace_back(ThreadFunc, this, id);
+  tasks_[id].clear();
+  threads_.emplace_back(ThreadFunc, this, id, name_ + std::to_string(id));
   ORMO_LOG_DEBUG("Create thread id[%zu]", threadId);
 }
 
@@ -86,45 +88,94 @@ int ThreadPool::CheckThreadId(uint32_t threadId) {
   return STATUS_INVALID_PARAM;
 }
 
-void ThreadPool::Enqueue(uint32_t threadId, Task task) {
+bool ThreadPool::MayCommit(const WorkerId& worker) {
+  if (isStopped_ || isDrained_) {
+    ORMO_LOG_ERROR_AT(worker.site, "Thread pool has been stopped");
+    return false;
+  }
+  if (CheckThreadId(worker.value) != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR_AT(worker.site, "Commit thread id invalid.");
+    return false;
+  }
+  return true;
+}
+
+bool ThreadPool::Commit(std::list<Task>& task, WorkerId worker) {
+  if (!MayCommit(worker)) {
+    return false;
+  }
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    tasks_[threadId].push(std::move(task));
+    if (!isDrained_) {
+      std::list<Task>& queue = tasks_[worker.value];
+      queue.splice(queue.end(), task);
+    }
+  }
+  if (!task.empty()) {
+    ORMO_LOG_ERROR_AT(worker.site, "Thread pool has been stopped");
+    return false;
   }
   cond_.notify_all();
+  return true;
+}
+
+void ThreadPool::Drain() {
+  std::list<Task> queued;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    isDrained_ = true;
+    for (auto& [id, queue] : tasks_) {
+      queued.splice(queued.end(), queue);
+    }
+  }
+  for (const Task& task : queued) {
+    task(ANY_THREAD_ID);
+  }
+  std::unique_lock<std::mutex> lock(mutex_);
+  cond_.wait(lock, [this] { return busy_ <= (isWorker_ ? 1 : 0); });
 }
 
 // Waits for a task of the worker's own or of the shared queue; false when the pool stops without
 // one.
-bool ThreadPool::TakeTask(const std::string& threadName, uint32_t threadId, Task& task) {
+bool ThreadPool::TakeTask(const std::string& threadName, uint32_t threadId, std::list<Task>& task) {
   std::unique_lock<std::mutex> lock(mutex_);
-  std::queue<Task>& own = tasks_[threadId];
-  std::queue<Task>& shared = tasks_[ANY_THREAD_ID];
+  std::list<Task>& own = tasks_[threadId];
+  std::list<Task>& shared = tasks_[ANY_THREAD_ID];
   cond_.wait(lock, [&] { return isStopped_ || !own.empty() || !shared.empty(); });
   if (own.empty() && shared.empty()) {
     ORMO_LOG_INFO("Stop thread [%s], isStopped : %d, tasks num : %zu, assign num : %zu",
                   threadName.c_str(), 1, own.size(), shared.size());
     return false;
   }
-  std::queue<Task>& queue = own.empty() ? shared : own;
-  task = std::move(queue.front());
-  queue.pop();
+  std::list<Task>& queue = own.empty() ? shared : own;
+  task.splice(task.end(), queue, queue.begin());
+  ++busy_;
   return true;
 }
 
-void ThreadPool::ThreadFunc(ThreadPool* pool, uint32_t threadId) {
+void ThreadPool::EndTask(std::list<Task>& task) {
+  task.clear();
+  const std::lock_guard<std::mutex> lock(mutex_);
+  --busy_;
+  if (isDrained_) {
+    cond_.notify_all();
+  }
+}
+
+void ThreadPool::ThreadFunc(ThreadPool* pool, uint32_t threadId, const std::string& threadName) {
   if (pool == nullptr) {
     return;
   }
-  const std::string threadName = pool->name_ + std::to_string(threadId);
+  isWorker_ = true;
   ReleaseQuietly("the thread's old name", [&] { Utils::SetCurrentThreadName(threadName); });
   ORMO_LOG_DEBUG("Start thread [%s]", threadName.c_str());
   while (!pool->isStopped_) {
-    Task task;
+    std::list<Task> task;
     if (!pool->TakeTask(threadName, threadId, task)) {
       return;
     }
-    task(threadId);
+    task.front()(threadId);
+    pool->EndTask(task);
   }
   ORMO_LOG_DEBUG("Stop thread [%s]", threadName.c_str());
 }

@@ -9,10 +9,10 @@
 #include <cstdint>
 #include <functional>
 #include <future>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <new>
-#include <queue>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -42,6 +42,8 @@ struct WorkerId {
 /// commits, then those for any worker.
 class ThreadPool {
  public:
+  using Task = std::function<void(uint32_t)>;
+
   /// One worker for each id; an id that stands twice gets two workers with one queue. Throws what
   /// starting a thread throws, with no thread left behind.
   ThreadPool(const std::vector<uint32_t>& threadIds, const std::string& name);
@@ -64,24 +66,39 @@ class ThreadPool {
   template <typename F, typename... Args>
   auto Commit(F&& f, WorkerId worker, Args&&... args);
 
+  /// Queues the one element of `task`, made beforehand, as Commit does. False, with the element
+  /// left where it is, when it was not queued. Allocates nothing.
+  bool Commit(std::list<Task>& task, WorkerId worker);
+
+  /// Refuses further commits, gives every queued task ANY_THREAD_ID for the worker it runs on,
+  /// since none will, and waits until no worker is busy but the calling one. The workers live on.
+  void Drain();
+
+  /// Whether the calling thread is a worker of a pool.
+  static bool IsWorker() noexcept { return isWorker_; }
+
   /// 0 when the id has a queue or is ANY_THREAD_ID, else STATUS_INVALID_PARAM. Any thread.
   int CheckThreadId(uint32_t threadId);
 
  private:
-  using Task = std::function<void(uint32_t)>;
-
   void CreateThread(size_t threadId);
   void Stop() noexcept;
-  void Enqueue(uint32_t threadId, Task task);
-  bool TakeTask(const std::string& threadName, uint32_t threadId, Task& task);
-  static void ThreadFunc(ThreadPool* pool, uint32_t threadId);
+  bool MayCommit(const WorkerId& worker);
+  bool TakeTask(const std::string& threadName, uint32_t threadId, std::list<Task>& task);
+  void EndTask(std::list<Task>& task);
+  static void ThreadFunc(ThreadPool* pool, uint32_t threadId, const std::string& threadName);
+
+  static thread_local bool isWorker_;
 
   std::atomic<bool> isStopped_{false};
+  std::atomic<bool> isDrained_{false};
   std::string name_;
   std::mutex mutex_;
   std::vector<std::thread> threads_;
   std::condition_variable cond_;
-  std::unordered_map<uint32_t, std::queue<Task>> tasks_;
+  /// Lists, since what is to be queued without fail can bring its own element.
+  std::unordered_map<uint32_t, std::list<Task>> tasks_;
+  size_t busy_ = 0;  ///< workers that run a task
 };
 
 template <typename F, typename... Args>
@@ -91,20 +108,16 @@ auto ThreadPool::Commit(F&& f, WorkerId worker, Args&&... args) {
   using Result = std::invoke_result_t<Bound&, uint32_t>;
   using Packaged = std::packaged_task<Result(uint32_t)>;
 
-  if (isStopped_) {
-    ORMO_LOG_ERROR_AT(worker.site, "Thread pool has been stopped");
-    return std::future<Result>();
-  }
-  if (CheckThreadId(worker.value) != 0) {
-    ORMO_LOG_ERROR_AT(worker.site, "Commit thread id invalid.");
+  if (!MayCommit(worker)) {
     return std::future<Result>();
   }
   try {
     const auto packaged = std::make_shared<Packaged>(
         std::bind(std::forward<F>(f), std::forward<Args>(args)..., std::placeholders::_1));
+    std::list<Task> task;
+    task.emplace_back([packaged](uint32_t threadId) { (*packaged)(threadId); });
     std::future<Result> future = packaged->get_future();
-    Enqueue(worker.value, [packaged](uint32_t threadId) { (*packaged)(threadId); });
-    return future;
+    return Commit(task, worker) ? std::move(future) : std::future<Result>();
   } catch (const std::bad_alloc&) {
     ORMO_LOG_ERROR_AT(worker.site, "Make shared failed.");
     return std::future<Result>();

@@ -36,10 +36,13 @@ uint32_t LogSavedTensors(uint32_t graphId,
 
 }  // namespace
 
-bool OnlineRunner::initFlag_ = false;
+InitFlag OnlineRunner::initFlag_;
 std::atomic<uint32_t> OnlineRunner::id_{FIRST_GRAPH_ID_LESS_ONE};
 
 int OnlineRunner::Init(const RunnerInitConfig& config) const {
+  if (DeviceManager::RefusesCall()) {
+    return STATUS_FAILED;
+  }
   if (initFlag_) {
     ORMO_LOG_INFO("Online runner already initailzed");
     return STATUS_SUCCESS;
@@ -48,23 +51,30 @@ int OnlineRunner::Init(const RunnerInitConfig& config) const {
     ORMO_LOG_ERROR("Init device manager failed");
     return STATUS_FAILED;
   }
-  initFlag_ = true;
+  initFlag_.Set();
   return STATUS_SUCCESS;
 }
 
 void OnlineRunner::Finalize() const {
-  if (!initFlag_) {
+  if (DeviceManager::RefusesCall()) {
+    return;
+  }
+  if (!initFlag_.Clear()) {
     ORMO_LOG_WARNING("Online runner has not been initailzed, no need to finalize");
     return;
   }
+  DeviceManager::EndCalls(initFlag_);
   DeviceManager::Finalize();
-  initFlag_ = false;
 }
 
 int OnlineRunner::Process(const ox::Graph& graph, RunnerConfig& config,
                           std::vector<RunnerRunResult>& results) const {
   results.clear();
-  if (!initFlag_) {
+  if (DeviceManager::RefusesCall()) {
+    return STATUS_FAILED;
+  }
+  const InitFlag::Call call(initFlag_);
+  if (!call) {
     ORMO_LOG_ERROR("Online runner has not been initialized");
     return STATUS_FAILED;
   }
@@ -113,7 +123,7 @@ int OnlineRunner::Run(const ox::Graph& graph, RunnerConfig& config, RunInfo& run
   int status = STATUS_FAILED;
   {
     const DeviceLockHolder lock(deviceId);
-    status = Execute(graph, config, runInfo);
+    status = lock.MayRun() ? Execute(graph, config, runInfo) : STATUS_FAILED;
   }
   if (status != STATUS_SUCCESS) {
     ORMO_LOG_INFO("Run task deviceId[%d], Run config prof[%d], loop[%u], ret[%d].",

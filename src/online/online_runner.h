@@ -7,14 +7,17 @@
 #include <cstdint>
 #include <vector>
 
+#include "common/init_flag.h"
 #include "common/singleton.h"
+#include "offline/runner_exit.h"
 #include "ormo/runner_types.h"
 
 namespace Ormo {
 
 /// Measures graphs in a session of the caller's: dependency graphs run once each, the tuning graph
 /// runs under graph-level profiling. Init, Finalize and Process run on the caller's thread; Init
-/// and Finalize must not overlap with anything.
+/// must not overlap with anything. Finalize refuses further calls, lets those that wait end with
+/// STATUS_FAILED and waits for those that execute.
 class OnlineRunner : public Singleton<OnlineRunner> {
  public:
   int Init(const RunnerInitConfig& config) const;
@@ -44,9 +47,11 @@ class OnlineRunner : public Singleton<OnlineRunner> {
   static int ExecuteGraph(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,
                           bool saveOutputs);
 
-  static bool initFlag_;
+  static InitFlag initFlag_;
   /// The graph id that was given out last; never given out again, whichever session gets it.
   static std::atomic<uint32_t> id_;
+
+  const RunnerExit exit_{initFlag_};
 };
 
 }  // namespace Ormo

@@ -92,7 +92,7 @@ int PeltRunner::Init() {
     ORMO_LOG_ERROR("Init Pelt module for tuning failed.");
     return status;
   }
-  initFlag = true;
+  initFlag.Set();
   return STATUS_SUCCESS;
 }
 
@@ -101,20 +101,21 @@ int PeltRunner::InitPeltLib(PeltFuncInfo& library) const {
 }
 
 void PeltRunner::Finalize() {
-  if (!initFlag) {
+  if (!initFlag.Clear()) {
     ORMO_LOG_ERROR("Pelt runner has not been initialized.");
     return;
   }
+  initFlag.AwaitCalls();
   if (funcInfo.handle) {
     funcInfo = {};
     ORMO_LOG_INFO("Zel finalize");
   }
-  initFlag = false;
   ORMO_LOG_INFO("Finalize running finished.");
 }
 
 int PeltRunner::Process(const std::string& graphFile, RunnerResult& result) const {
-  if (!initFlag) {
+  const InitFlag::Call call(initFlag);
+  if (!call) {
     ORMO_LOG_ERROR("Pelt runner has not been initialized.");
     return STATUS_FAILED;
   }

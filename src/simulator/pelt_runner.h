@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "common/init_flag.h"
 #include "common/singleton.h"
 #include "ormo/runner_types.h"
 #include "simulator/pelt_library.h"
@@ -25,13 +26,17 @@ struct OpDuxInfo {
 /// STATUS_FAILED when the graph cannot be loaded.
 int GetDuxInfos(const std::string& graphFile, std::vector<OpDuxInfo>& infos);
 
-/// Works on the calling thread. Init and Finalize must not overlap with other operations; runs may
-/// overlap as far as the simulator's own functions may.
+/// Works on the calling thread. Init must not overlap with other operations; Finalize refuses
+/// further runs and waits for those inside; runs may overlap as far as the simulator's own
+/// functions may.
 class PeltRunner : public Singleton<PeltRunner> {
  public:
   /// Leaves a simulator loaded that nobody finalised: the process ends, and somebody may still be
   /// in it.
-  ~PeltRunner() override { static_cast<void>(funcInfo.handle.Detach()); }
+  ~PeltRunner() override {
+    initFlag.Clear();
+    static_cast<void>(funcInfo.handle.Detach());
+  }
 
   PeltRunner(const PeltRunner&) = delete;
   PeltRunner& operator=(const PeltRunner&) = delete;
@@ -53,7 +58,7 @@ class PeltRunner : public Singleton<PeltRunner> {
   int InitPeltLib(PeltFuncInfo& library) const;
   int Simulate(const OpDuxInfo& kernel, RunnerResult& result) const;
 
-  bool initFlag = false;
+  mutable InitFlag initFlag;
   PeltFuncInfo funcInfo;
   std::string_view coreName;  ///< what the simulator calls the chip's cores
 };

@@ -15,7 +15,7 @@ int ProcessLocked(const ZelnnRunManager& manager, const ZelnnRunConfig& config, 
   Trace span("run model");
   span.Start();
   const DeviceLockHolder lock(deviceId);
-  return manager.Process(config, runInfo);
+  return lock.MayRun() ? manager.Process(config, runInfo) : STATUS_FAILED;
 }
 
 }  // namespace

@@ -15,7 +15,7 @@
 
 namespace Ormo {
 
-bool ZelnnRunner::initFlag_ = false;
+InitFlag ZelnnRunner::initFlag_;
 bool ZelnnRunner::zelInitFlag_ = false;
 
 int ZelnnRunner::InitZel() const {
@@ -27,6 +27,9 @@ std::vector<uint32_t> ZelnnRunner::GetDeviceList(const std::vector<uint32_t>& de
 }
 
 int ZelnnRunner::Init(const RunnerInitConfig& config) const {
+  if (DeviceManager::RefusesCall()) {
+    return STATUS_FAILED;
+  }
   if (initFlag_) {
     ORMO_LOG_WARNING("Runner is already initialized");
     return STATUS_SUCCESS;
@@ -37,19 +40,26 @@ int ZelnnRunner::Init(const RunnerInitConfig& config) const {
   }
   status = StartOnDevices([this, &config] { return GetDeviceList(config.deviceIds); },
                           ZelnnRunTask::Init);
-  initFlag_ = status == STATUS_SUCCESS;
+  if (status == STATUS_SUCCESS) {
+    initFlag_.Set();
+  }
   return status;
 }
 
 void ZelnnRunner::Finalize() {
-  if (!initFlag_) {
+  if (DeviceManager::RefusesCall()) {
+    return;
+  }
+  if (!initFlag_.Clear()) {
     ORMO_LOG_ERROR("ZelnnRunner runner has not been initialized");
     return;
   }
+  ScopeExit undo("the finalisation", [] { initFlag_.Set(); });
+  DeviceManager::EndCalls(initFlag_);
   ZelnnRunTask::Finalize();
   FinalizePlatform(zelInitFlag_);
   DeviceManager::Finalize();
-  initFlag_ = false;
+  undo.Dismiss();
   ORMO_LOG_INFO("Finalize running finished");
 }
 
@@ -59,7 +69,11 @@ void ZelnnRunner::ResetRunnerResult(RunnerResult& result) const {
 
 int ZelnnRunner::Process(const ZelnnRunConfig& config, RunInfo& runInfo,
                          RunnerResult& result) const {
-  if (!initFlag_) {
+  if (DeviceManager::RefusesCall()) {
+    return STATUS_FAILED;
+  }
+  const InitFlag::Call call(initFlag_);
+  if (!call) {
     ORMO_LOG_ERROR("ZelnnRunner runner has not been initialized");
     return STATUS_FAILED;
   }

@@ -6,15 +6,19 @@
 #include <cstdint>
 #include <vector>
 
+#include "common/init_flag.h"
 #include "common/singleton.h"
+#include "offline/runner_exit.h"
 #include "ormo/runner_types.h"
 #include "ormo/zelnn_run_config.h"
 
 namespace Ormo {
 
 /// Claims devices and turns measurements of operators into tasks of their workers. All operations
-/// run on the caller's thread; Init and Finalize must not overlap with others. Outside Init and
-/// Finalize measurements fail with STATUS_FAILED and an error line.
+/// run on the caller's thread; Init must not overlap with others. Finalize refuses further calls,
+/// lets those that wait end with STATUS_FAILED and waits for those that execute. Outside Init and
+/// Finalize, from a worker and in a forked child measurements fail with STATUS_FAILED and an error
+/// line.
 class ZelnnRunner : public Singleton<ZelnnRunner> {
  public:
   int Init(const RunnerInitConfig& config) const;
@@ -34,9 +38,11 @@ class ZelnnRunner : public Singleton<ZelnnRunner> {
   std::vector<uint32_t> GetDeviceList(const std::vector<uint32_t>& deviceIds) const;
   void ResetRunnerResult(RunnerResult& result) const;
 
-  static bool initFlag_;
+  static InitFlag initFlag_;
   /// This runner's initialisation of the platform was the process's first.
   static bool zelInitFlag_;
+
+  const RunnerExit exit_{initFlag_};
 };
 
 }  // namespace Ormo

@@ -2,9 +2,15 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <future>
+#include <limits>
 #include <string>
 
 #include "ormo/status.h"
@@ -19,7 +25,6 @@ using Test::ReadFile;
 using Test::TempDirectory;
 using Test::WriteFile;
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 // What the kernel knows of a descriptor, record locks of this process included.
 std::string DescribeDescriptor(int fd) {
@@ -74,16 +79,47 @@ TEST_F(DeviceManagerTest, ACacheDirectoryThatCannotBeMadeGivesWayToTheHome) {
   EXPECT_TRUE(log.Contains(DLOG_INFO, "Lock path : " + home));
 }
 
-TEST_F(DeviceManagerTest, TwoHoldersOfOneDeviceShareTheLockUntilTheLastLetsGo) {
-  ASSERT_EQ(DeviceManager::Init({0, 0}), STATUS_SUCCESS);
-  int first = DeviceManager::Lock(0);
-  int second = DeviceManager::Lock(0);
-  const int descriptor = second;
-  EXPECT_EQ(first, second);
-  DeviceManager::Unlock(first);
-  EXPECT_THAT(DescribeDescriptor(descriptor), HasSubstr("POSIX  ADVISORY  WRITE"));
-  DeviceManager::Unlock(second);
-  EXPECT_THAT(DescribeDescriptor(descriptor), Not(HasSubstr("POSIX  ADVISORY  WRITE")));
+// Waits until the thread waits for something.
+void AwaitSleep(pid_t thread) {
+  std::string state;
+  while (state != "S") {
+    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/stat");
+    status.ignore(std::numeric_limits<std::streamsize>::max(), ')');
+    status >> state;
+  }
+}
+
+// Locks the device on another thread, which waits for something by the time this returns; the
+// future has 0 or why it was not locked.
+std::future<int> LockElsewhere() {
+  std::promise<pid_t> thread;
+  std::future<int> outcome = std::async(std::launch::async, [&thread] {
+    thread.set_value(gettid());
+    int fd = DeviceManager::Lock(0);
+    const int error = fd < 0 ? errno : 0;
+    DeviceManager::Unlock(fd);
+    return error;
+  });
+  AwaitSleep(thread.get_future().get());
+  return outcome;
+}
+
+TEST_F(DeviceManagerTest, ThreadsTakeTurnsUntilTheirWaitsAreLeft) {
+  for (const bool isLeft : {false, true}) {
+    ASSERT_EQ(DeviceManager::Init({0, 0}), STATUS_SUCCESS);
+    int fd = DeviceManager::Lock(0);
+    std::future<int> other = LockElsewhere();
+    EXPECT_THAT(DescribeDescriptor(fd), HasSubstr("POSIX  ADVISORY  WRITE"));
+    EXPECT_NE(other.wait_for(std::chrono::seconds(0)), std::future_status::ready);
+    if (isLeft) {
+      DeviceManager::Drain();
+    } else {
+      DeviceManager::Unlock(fd);
+    }
+    EXPECT_EQ(other.get(), isLeft ? ECANCELED : 0);
+    DeviceManager::Unlock(fd);
+    DeviceManager::Finalize();
+  }
 }
 
 TEST_F(DeviceManagerTest, WithoutInitialisationNothingIsLocked) {

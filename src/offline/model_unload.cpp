@@ -1,0 +1,38 @@
+#include "offline/model_unload.h"
+
+#include <memory>
+
+#include "common/quiet_release.h"
+#include "offline/run_task.h"
+#include "ormo/ormo_error_manager.h"
+
+namespace Ormo {
+
+// What is queued refers to this object, which waits for it, and owns the state behind the future,
+// which the worker may leave later.
+ModelUnload::ModelUnload() : task_(MakeTask()) {}
+
+PreparedTask ModelUnload::MakeTask() {
+  const auto work = std::make_shared<std::packaged_task<void(uint32_t)>>([this](uint32_t worker) {
+    hasRun_ = !DeviceManager::IsDropped(worker);
+    if (hasRun_) {
+      RunTask::UnloadModel(modelId_, context_, worker);
+    }
+  });
+  done_ = work->get_future();
+  return PreparedTask([work](uint32_t worker) { (*work)(worker); });
+}
+
+bool ModelUnload::Run(uint32_t deviceId, CallSite site) {
+  // A long text that cannot be copied is no reason to keep the model.
+  ReleaseQuietly(
+      "the error context",
+      [this] { context_ = OrmoErrorManager::GetInstance().OrmoGetErrorContext(); }, site);
+  if (!DeviceManager::Commit(task_, {deviceId, site})) {
+    return false;
+  }
+  done_.get();
+  return hasRun_;
+}
+
+}  // namespace Ormo
