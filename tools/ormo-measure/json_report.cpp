@@ -126,6 +126,14 @@ Json CandidatesJson(const std::vector<Measurement>& ranking) {
   return candidates;
 }
 
+Json UnlockedJson(const DeviceLocks& locks) {
+  Json list = Json::array();
+  for (const UnlockedDevice& device : locks.unlocked) {
+    list.push_back({{"device", device.id}, {"reason", device.reason}});
+  }
+  return list;
+}
+
 void PrintDocument(std::ostream& out, const Json& document) {
   // Names of files and operators need not be UTF-8.
   out << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
@@ -138,6 +146,8 @@ void PrintDeviceReport(std::ostream& out, const Report& report) {
                       {"libraryVersion", ORMO_MEASURE_VERSION},
                       {"soc", report.soc},
                       {"devices", report.options.devices},
+                      {"lockDirectory", report.locks.directory},
+                      {"unlockedDevices", UnlockedJson(report.locks)},
                       {"options", OptionsJson(report.options)},
                       {"candidates", CandidatesJson(report.ranking)}});
 }

@@ -42,7 +42,9 @@ struct Measurement {
   void SettleByFigures() {
     outcome = HasFigures() ? Outcome::MEASURED : Outcome::FAILED;
     // No execution takes no time: ranked, it would be the best.
-    reason = HasFigures() ? "" : "the platform delivered no profiling records";
+    const char* missing = result.opCostTimes.empty() ? "the platform delivered no profiling records"
+                                                     : "no profiled operator lies in an execution";
+    reason = HasFigures() ? "" : missing;
   }
 
   /// More than a simulator can count.

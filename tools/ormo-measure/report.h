@@ -7,8 +7,10 @@
 #include <iostream>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <vector>
 
+#include "device_locks.h"
 #include "measurement.h"
 #include "options.h"
 
@@ -18,18 +20,21 @@ namespace OrmoMeasure {
 struct OfflineReport {
   const OfflineOptions& options;
   std::string soc;
+  DeviceLocks locks;
   std::vector<Measurement> ranking;
 };
 
 struct OnlineReport {
   const OnlineOptions& options;
   std::string soc;
+  DeviceLocks locks;
   std::vector<Measurement> ranking;
 };
 
 struct OpReport {
   const OpOptions& options;
   std::string soc;
+  DeviceLocks locks;
   std::vector<Measurement> ranking;
 };
 
@@ -66,6 +71,9 @@ void Print(const Report& report) {
       break;
     case ReportFormat::CSV:
       PrintCsv(std::cout, report.ranking);
+      if constexpr (!std::is_same_v<Report, SimReport>) {
+        WarnOfUnlocked(std::cerr, report.locks);  // the columns have no place for it
+      }
       break;
   }
   if (!std::cout.flush()) {

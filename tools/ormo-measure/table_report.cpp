@@ -10,18 +10,31 @@
 namespace OrmoMeasure {
 namespace {
 
-/// "TarnLake1, devices 0, 1; from profiling records, 10 executions each"
+/// "TarnLake1, devices 0, 1; from profiling records, 10 executions each", a line for each device
+/// that is not locked, and an empty one.
 template <typename Report>
-std::string ConditionsLine(const Report& report, const std::string& method, uint32_t executions) {
+void PrintConditions(std::ostream& out, const Report& report, const std::string& method,
+                     uint32_t executions) {
   const std::vector<uint32_t>& devices = report.options.devices;
-  std::ostringstream line;
-  line << report.soc << (devices.size() == 1 ? ", device " : ", devices ");
+  out << report.soc << (devices.size() == 1 ? ", device " : ", devices ");
   for (size_t i = 0; i < devices.size(); ++i) {
-    line << (i == 0 ? "" : ", ") << devices[i];
+    out << (i == 0 ? "" : ", ") << devices[i];
   }
-  line << "; " << method << ", " << executions << (executions == 1 ? " execution" : " executions")
-       << " each";
-  return line.str();
+  out << "; " << method << ", " << executions << (executions == 1 ? " execution" : " executions")
+      << " each\n";
+  for (const UnlockedDevice& device : report.locks.unlocked) {
+    out << UnlockedText(device) << '\n';
+  }
+  out << '\n';
+}
+
+/// Part of a total; "-" of none.
+std::string ShareCell(uint64_t cost, uint64_t total) {
+  return total == 0 ? "-" : FormatShare(static_cast<double>(cost) / static_cast<double>(total));
+}
+
+std::string BarCell(uint64_t cost, uint64_t total) {
+  return total == 0 ? "" : FormatBar(static_cast<double>(cost) / static_cast<double>(total));
 }
 
 std::string Remark(const Measurement& measurement) {
@@ -76,11 +89,10 @@ void PrintOperators(std::ostream& out, const Measurement& measurement) {
                    {"on cores", Align::RIGHT},
                    {"operator", Align::LEFT},
                    {"", Align::LEFT}});
-  const auto total = static_cast<double>(std::max<uint64_t>(1, measurement.result.totalCostTime));
+  const uint64_t total = measurement.result.totalCostTime;
   for (const OperatorCost& op : operators) {
-    const double share = static_cast<double>(op.cost) / total;
-    table.AddRow({FormatDuration(op.cost), FormatShare(share), FormatDuration(op.aicoreCost),
-                  op.name, FormatBar(share)});
+    table.AddRow({FormatDuration(op.cost), ShareCell(op.cost, total), FormatDuration(op.aicoreCost),
+                  op.name, BarCell(op.cost, total)});
   }
   table.Print(out);
 }
@@ -192,10 +204,10 @@ void PrintKernels(std::ostream& out, const Measurement& measurement) {
                    {"share", Align::RIGHT},
                    {"operator", Align::LEFT},
                    {"", Align::LEFT}});
-  const auto total = static_cast<double>(measurement.result.totalCostTime);
+  const uint64_t total = measurement.result.totalCostTime;
   for (const OperatorCost& kernel : kernels) {
-    const double share = static_cast<double>(kernel.cost) / total;
-    table.AddRow({FormatTicks(kernel.cost), FormatShare(share), kernel.name, FormatBar(share)});
+    table.AddRow({FormatTicks(kernel.cost), ShareCell(kernel.cost, total), kernel.name,
+                  BarCell(kernel.cost, total)});
   }
   table.Print(out);
 }
@@ -205,7 +217,7 @@ void PrintKernels(std::ostream& out, const Measurement& measurement) {
 void PrintTable(std::ostream& out, const OfflineReport& report) {
   const OfflineOptions& options = report.options;
   const char* method = options.prof ? "from profiling records" : "by wall clock";
-  out << ConditionsLine(report, method, options.loop) << "\n\n";
+  PrintConditions(out, report, method, options.loop);
   PrintRanking(out, report);
   for (const Measurement& measurement : report.ranking) {
     PrintOperators(out, measurement);
@@ -214,9 +226,8 @@ void PrintTable(std::ostream& out, const OfflineReport& report) {
 
 void PrintTable(std::ostream& out, const OnlineReport& report) {
   const bool checks = report.options.check;
-  out << ConditionsLine(report, checks ? "checked without figures" : "from profiling records",
-                        checks ? 1 : report.options.loop)
-      << "\n\n";
+  PrintConditions(out, report, checks ? "checked without figures" : "from profiling records",
+                  checks ? 1 : report.options.loop);
   PrintRanking(out, report);
   for (const Measurement& measurement : report.ranking) {
     PrintOperators(out, measurement);
@@ -226,7 +237,7 @@ void PrintTable(std::ostream& out, const OnlineReport& report) {
 }
 
 void PrintTable(std::ostream& out, const OpReport& report) {
-  out << ConditionsLine(report, "from profiling records", report.options.loop) << "\n\n";
+  PrintConditions(out, report, "from profiling records", report.options.loop);
   PrintRanking(out, report.ranking, "total", FormatDuration);
   for (const Measurement& measurement : report.ranking) {
     PrintOperators(out, measurement);
