@@ -1,8 +1,10 @@
 #include "common/trace_inner.h"
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <exception>
 #include <new>
@@ -21,6 +23,15 @@ constexpr char BEGIN_EVENT = 'B';
 constexpr char END_EVENT = 'E';
 constexpr uint64_t NS_PER_US = 1000;
 constexpr char FILE_PREFIX[] = "ormo_trace_";
+
+/// True in a forked child of a process that had a recorder. Asking for the process's id instead
+/// would cost more than recording an event.
+std::atomic<bool> inForkedChild{false};
+
+void WatchForks() {
+  static const int result = pthread_atfork(nullptr, nullptr, [] { inForkedChild = true; });
+  static_cast<void>(result);
+}
 
 uint64_t NowInMicroseconds() {
   return Utils::GetClockMonoRawTime() / NS_PER_US;
@@ -73,14 +84,12 @@ TraceInner& TraceInner::Instance() {
 }
 
 TraceInner::TraceInner(std::chrono::milliseconds dumpPeriod)
-    : dumpPeriod_(dumpPeriod), process_(getpid()), processId_(Utils::GetPid()) {}
+    : dumpPeriod_(dumpPeriod), processId_(Utils::GetPid()) {
+  WatchForks();
+}
 
 TraceInner::~TraceInner() {
   Close();
-}
-
-bool TraceInner::IsForeign() const noexcept {
-  return getpid() != process_;
 }
 
 /// Says whether there is a thread to be joined.
@@ -90,7 +99,7 @@ bool TraceInner::SetClosed() noexcept {
 }
 
 void TraceInner::Close() noexcept {
-  if (IsForeign()) {
+  if (inForkedChild) {
     return;
   }
   if (SetClosed()) {
@@ -121,7 +130,7 @@ void TraceInner::End(std::string_view name, std::string_view processId, std::str
 }
 
 void TraceInner::InsertItem(const EventInfo& event) noexcept {
-  if (IsForeign()) {
+  if (inForkedChild) {
     return;
   }
   bool firstDrop = false;
@@ -141,7 +150,7 @@ void TraceInner::InsertItem(const EventInfo& event) noexcept {
 }
 
 void TraceInner::StartDumpTrace(const std::string& dir) noexcept {
-  if (IsForeign()) {
+  if (inForkedChild) {
     return;
   }
   try {

@@ -3,8 +3,6 @@
 #ifndef ORMO_COMMON_TRACE_INNER_H
 #define ORMO_COMMON_TRACE_INNER_H
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -67,7 +65,6 @@ class TraceInner {
     CLOSED    ///< for good
   };
 
-  bool IsForeign() const noexcept;
   bool SetClosed() noexcept;
 
   void DumpTraceRoutine() noexcept;
@@ -84,7 +81,6 @@ class TraceInner {
   bool DropBeyondLimit() noexcept;
 
   const std::chrono::milliseconds dumpPeriod_;
-  const pid_t process_;
   const std::string processId_;
 
   std::mutex mutex;  ///< guards tracePath, state_, events, limited_, dropReported_
