@@ -47,36 +47,74 @@ class DeviceManagerTest : public ::testing::Test {
   TempDirectory directory_;
 };
 
-TEST_F(DeviceManagerTest, TheLockFileStandsInTheCacheDirectory) {
-  ASSERT_EQ(DeviceManager::Init({3}), STATUS_SUCCESS);
-  int fd = DeviceManager::Lock(3);
-  ASSERT_GE(fd, 0);
-  EXPECT_TRUE(Exists("cache/ormo_data/Tarn/.ormo_dev_3.lock"));
-  EXPECT_THAT(DescribeDescriptor(fd), HasSubstr("POSIX  ADVISORY  WRITE"));
-  DeviceManager::Unlock(fd);
-  EXPECT_EQ(fd, -1);
-}
+struct LockPlace {
+  bool isCacheSet;
+  bool isCacheUsable;
+  bool isHomeSet;
+  std::string directory;  // where the lock file stands, below the test's
+  std::string warning;
+};
 
-TEST_F(DeviceManagerTest, WithoutACacheDirectoryItStandsInTheHome) {
+class LockPlaceTest : public DeviceManagerTest, public ::testing::WithParamInterface<LockPlace> {};
+
+// A lock file that other processes do not look at is no lock: that is said, once.
+TEST_P(LockPlaceTest, IsKeptAndSaidWhenOthersMayLookElsewhere) {
+  const LockPlace& place = GetParam();
+  // NOLINTBEGIN(concurrency-mt-unsafe): no other thread asks for it
+  if (!place.isCacheSet) {
+    unsetenv("TARN_CACHE_PATH");
+  }
+  if (!place.isCacheUsable) {
+    WriteFile(directory_ / "cache", "a file in the way");
+  }
+  if (!place.isHomeSet) {
+    unsetenv("HOME");
+  }
+  // NOLINTEND(concurrency-mt-unsafe)
+  std::filesystem::current_path(directory_.Path());
   LogCapture log(DLOG_INFO);
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
-  unsetenv("TARN_CACHE_PATH");
   ASSERT_EQ(DeviceManager::Init({0}), STATUS_SUCCESS);
+  std::filesystem::current_path("/");
   int fd = DeviceManager::Lock(0);
   DeviceManager::Unlock(fd);
-  EXPECT_TRUE(Exists("Tarn/.ormo_dev_0.lock"));
-  EXPECT_TRUE(log.Contains(
-      DLOG_INFO, "Cannot find TARN_CACHE_PATH or create directory:  failed, try home path"));
+  EXPECT_TRUE(Exists(place.directory + "/.ormo_dev_0.lock"));
+  EXPECT_EQ(log.Contains(DLOG_INFO, "Cannot find TARN_CACHE_PATH or create directory: "),
+            place.directory != "cache/ormo_data/Tarn");
+  EXPECT_EQ(log.Messages(DLOG_WARN).size(), place.warning.empty() ? 0U : 1U);
+  EXPECT_TRUE(place.warning.empty() || log.Contains(DLOG_WARN, place.warning));
 }
 
-TEST_F(DeviceManagerTest, ACacheDirectoryThatCannotBeMadeGivesWayToTheHome) {
-  WriteFile(directory_ / "cache", "a file in the way");
+INSTANTIATE_TEST_SUITE_P(
+    Settings, LockPlaceTest,
+    ::testing::Values(LockPlace{true, true, true, "cache/ormo_data/Tarn", ""},
+                      LockPlace{true, true, false, "cache/ormo_data/Tarn", ""},
+                      LockPlace{false, true, true, "Tarn", ""},
+                      LockPlace{true, false, true, "Tarn", "TARN_CACHE_PATH cannot be used: "},
+                      LockPlace{false, true, false, "Tarn", "HOME cannot be used: "}));
+
+TEST_F(DeviceManagerTest, AHomeThatTakesNoDirectoryHoldsTheLockFileItself) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
+  unsetenv("TARN_CACHE_PATH");
   std::filesystem::create_symlink("nowhere", directory_ / "Tarn");
   LogCapture log(DLOG_INFO);
   ASSERT_EQ(DeviceManager::Init({0}), STATUS_SUCCESS);
   const std::string home = std::filesystem::canonical(directory_.Path()).string();
   EXPECT_TRUE(log.Contains(DLOG_WARN, "Create directory: " + home + "/Tarn failed"));
   EXPECT_TRUE(log.Contains(DLOG_INFO, "Lock path : " + home));
+}
+
+TEST_F(DeviceManagerTest, ALockThatCannotBeHadIsToldWithItsReason) {
+  ASSERT_EQ(DeviceManager::Init({0}), STATUS_SUCCESS);
+  std::filesystem::create_symlink("elsewhere",
+                                  directory_ / "cache/ormo_data/Tarn/.ormo_dev_0.lock");
+  LogCapture log(DLOG_WARN);
+  const DeviceLockHolder holder(0);
+  EXPECT_TRUE(holder.MayRun());
+  EXPECT_FALSE(Exists("cache/ormo_data/Tarn/elsewhere"));
+  EXPECT_EQ(log.Find("Device [0] is not locked, other processes may run on it: Too many levels of "
+                     "symbolic links")
+                .file,
+            "device_manager_test.cpp");
 }
 
 // Waits until the thread waits for something.

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <future>
 #include <thread>
 #include <vector>
@@ -112,6 +113,23 @@ TEST(ThreadPoolTest, AnEndingPoolFinishesRunningTasksAndDropsQueuedOnes) {
   opener.join();
   EXPECT_EQ(running.get(), 0);
   EXPECT_THROW(queued.get(), std::future_error);
+}
+
+TEST(ThreadPoolTest, ADrainedPoolLetsTheRunningTaskEndAndTellsQueuedOnesThatNoWorkerTakesThem) {
+  ThreadPool pool(DEVICES, "Test");
+  Gate gate;
+  std::promise<void> entered;
+  std::future<int> running = pool.Commit(WaitFor, 0, gate.Future(), std::ref(entered));
+  entered.get_future().wait();
+  const auto workerId = [&gate](uint32_t id) {
+    gate.Open();  // from here on Drain waits for the worker
+    return id;
+  };
+  std::future<uint32_t> queued = pool.Commit(workerId, 0);
+  pool.Drain();
+  EXPECT_EQ(queued.get(), ANY_THREAD_ID);
+  EXPECT_EQ(running.wait_for(std::chrono::seconds(0)), std::future_status::ready);
+  EXPECT_FALSE(pool.Commit(workerId, 0).valid());
 }
 
 }  // namespace
