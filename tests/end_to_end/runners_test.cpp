@@ -5,6 +5,7 @@
 #include <array>
 #include <functional>
 #include <set>
+#include <stdexcept>
 
 #include "support/graph_text.h"
 #include "support/log_capture.h"
@@ -149,8 +150,13 @@ TEST_F(RunnersTest, NewWorkersTakeOverTheContextsOfOldOnes) {
 }
 
 TEST_F(RunnersTest, AWorkerOfADeviceThatARunnerDidNotAskForIsRefused) {
+  const std::array<const Runner*, 2> checked = {&runners_[0], &runners_[2]};
+  for (const Runner* runner : checked) {
+    OrmoHost::Throw("mmRealPath", 1);  // of the lock files' directory
+    EXPECT_THROW(runner->init({{0}}), std::runtime_error) << "asked for in vain";
+  }
   ASSERT_EQ(OrmoOnlineRunnerInit({{0}}), STATUS_SUCCESS);
-  for (const Runner* runner : {&runners_[0], &runners_[2]}) {
+  for (const Runner* runner : checked) {
     ASSERT_EQ(runner->init({{1}}), STATUS_SUCCESS);
     LogCapture log(DLOG_ERROR);
     EXPECT_EQ(runner->measure(), STATUS_FAILED);
