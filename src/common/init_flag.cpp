@@ -42,10 +42,11 @@ bool InitFlag::IsOwnProcess() const noexcept {
   return process_ == getpid();
 }
 
-// The one who waits looks at the count again under the mutex, so that it cannot miss the last one.
+// Who waits has said so before it looks at the count, and looks at it again under the mutex: it
+// cannot miss the last call.
 void InitFlag::Leave() noexcept {
   --calls_;
-  if (!isSet_) {
+  if (isAwaited_) {
     const std::lock_guard<std::mutex> lock(mutex_);
     left_.notify_all();
   }
@@ -59,6 +60,7 @@ void InitFlag::AwaitCalls() {
   for (const Call* call = innermost_; call != nullptr; call = call->outer_) {
     own += &call->flag_ == this ? 1 : 0;
   }
+  isAwaited_ = true;
   std::unique_lock<std::mutex> lock(mutex_);
   left_.wait(lock, [this, own] { return calls_ <= own; });
 }

@@ -60,6 +60,7 @@ class InitFlag {
   std::atomic<bool> isSet_{false};
   std::atomic<pid_t> process_{0};
   std::atomic<uint32_t> calls_{0};
+  std::atomic<bool> isAwaited_{false};
   std::mutex mutex_;  // of the wait alone
   std::condition_variable left_;
 };
