@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <sstream>
 
 #include "driver/driver_process.h"
+#include "report.h"
 #include "support/graph_text.h"
 #include "support/temp_directory.h"
 
@@ -12,6 +15,7 @@ namespace Ormo::Test {
 namespace {
 
 using nlohmann::json;
+using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::SizeIs;
 
@@ -103,6 +107,41 @@ TEST_F(OfflineReport, TheTableRanksCandidatesAndShowsTheirOperators) {
     EXPECT_THAT(lines[i + 1], MatchesRegex(".*\\.json, by operator"));
     EXPECT_THAT(lines[i + 2], MatchesRegex(" +cost +share +on cores +operator"));
   }
+}
+
+TEST_F(OfflineReport, OperatorsOfNoTotalHaveNoShare) {
+  OrmoMeasure::Measurement lost;
+  lost.result.opCostTimes = {{"op", 1000181}};
+  lost.SettleByFigures();
+  std::ostringstream table;
+  OrmoMeasure::PrintTable(table, OrmoMeasure::OfflineReport{{}, "chip", {}, {lost}});
+  EXPECT_THAT(table.str(), HasSubstr("no profiled operator lies in an execution"));
+  EXPECT_THAT(table.str(), testing::ContainsRegex("\n +1\\.000 ms +- +0 ns +op *\n$"));
+}
+
+// What the driver says, beside what the library logs of the same run.
+TEST_F(OfflineReport, WhatIsNotLockedIsInEachReport) {
+  const std::string lock = directory_ / "ormo_data/Tarn/.ormo_dev_0.lock";
+  const std::string log = directory_ / "log";
+  const std::vector<std::string> environment = {"TARN_CACHE_PATH=" + directory_.Path().string(),
+                                                "ORMO_HOST_LOG=" + log,
+                                                "ORMO_HOST_LOG_LEVEL=warning"};
+  for (const bool isLocked : {true, false}) {
+    if (!isLocked) {
+      std::filesystem::remove(lock);
+      std::filesystem::create_directory(lock);
+    }
+    const json document = RunDriver({"offline", "--format", "json", fast_}, environment).Json();
+    EXPECT_EQ(document["lockDirectory"], directory_ / "ormo_data/Tarn");
+    EXPECT_EQ(document["unlockedDevices"].empty(), isLocked);
+    EXPECT_EQ(ReadFile(log).find("Device [0] is not locked") == std::string::npos, isLocked);
+  }
+  const std::string line =
+      "device 0 is not locked, other processes may measure on it at the same time: " + lock +
+      ": Is a directory\n";
+  EXPECT_THAT(RunDriver({"op", fast_}, environment).output, HasSubstr("each\n" + line + "\n"));
+  EXPECT_EQ(RunDriver({"online", "--format", "csv", fast_}, environment).errors,
+            "ormo-measure: " + line);
 }
 
 }  // namespace
