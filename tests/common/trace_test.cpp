@@ -7,11 +7,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -83,24 +83,14 @@ json WaitForEvents(const TempDirectory& directory, Condition condition) {
   }
 }
 
-/// Files cannot grow beyond it. The signal that tells of it ends a thread that takes signals, and
-/// the process with it.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t size) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{size, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-
-  ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &before_); }
-
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
- private:
-  rlimit before_{};
-};
+/// Files cannot grow beyond `size` from now on. The signal that tells of it ends a thread that
+/// takes signals, and the process with it.
+void LimitFileSize(rlim_t size) {
+  rlimit limit{};
+  getrlimit(RLIMIT_FSIZE, &limit);
+  limit.rlim_cur = std::min(size, limit.rlim_max);
+  setrlimit(RLIMIT_FSIZE, &limit);
+}
 
 void WaitForLine(const LogCapture& log, const std::string& text) {
   while (log.Find(text).message.empty()) {
@@ -180,13 +170,14 @@ TEST(TraceInnerTest, KeepsTheBoundWhenThereCanBeNoFile) {
        {std::tuple("/missing", RLIM_INFINITY, "Open .*/missing/ormo_trace_.*\\.json failed"),
         std::tuple("", rlim_t{10}, "Write trace file failed\\.")}) {
     const LogCapture log(DLOG_WARN);
-    const FileSizeLimit limit(room);
+    LimitFileSize(room);
     TraceInner recorder;
     recorder.StartDumpTrace(directory.Path().string() + name);
     // The bound comes back only after the line, so that the first warning may stay away a little.
     while (!log.Contains(DLOG_WARN, "No trace file")) {
       recorder.Begin("event", "", "");
     }
+    LimitFileSize(RLIM_INFINITY);
     EXPECT_THAT(log.Messages(DLOG_ERROR), ElementsAre(MatchesRegex(lines)));
     EXPECT_TRUE(fs::is_empty(directory.Path()));
     EXPECT_EQ(OpenDescriptors(), descriptors);
@@ -243,13 +234,13 @@ TEST(TraceInnerTest, SurvivesADiskThatIsFullForAWhile) {
   recorder.Begin("first", "", "", 0);
   WaitForEvents(directory, [](const json& events) { return events.size() == 1; });
 
-  std::optional<FileSizeLimit> full(150);
+  LimitFileSize(150);
   const std::string name(70000, 'n');  // fills a block, so that several blocks go back
   recorder.Begin(name, "", "", 1);
   recorder.Begin(name, "", "", 2);
   WaitForLine(log, "Write trace file failed.");
   WaitForEvents(directory, [](const json& events) { return events.size() == 1; });
-  full.reset();
+  LimitFileSize(RLIM_INFINITY);
   const json events = WaitForEvents(directory, [](const json& found) { return found.size() == 3; });
   for (size_t i = 0; i < events.size(); ++i) {
     EXPECT_EQ(events[i].at("ts"), i);
