@@ -16,6 +16,10 @@ namespace Ormo {
 /// must know (a device that does not exist, an environment that is not deployed) under a code of
 /// the platform's catalogue, always with the text under the key "reason".
 ///
+/// What is reported belongs to a work stream, that of the reporting thread's context. Threads start
+/// in one and the same: each takes what the others' calls have reported. A thread that wants its
+/// own calls OrmoGenWorkStreamIdDefault once, before its first run.
+///
 /// Operations may be called from any thread and do not block, but for OrmoInitErrorManager. Those
 /// that return `int` return 0 for success and -1 when the platform's manager refuses.
 class ORMO_EXPORT OrmoErrorManager {
@@ -37,7 +41,7 @@ class ORMO_EXPORT OrmoErrorManager {
   /// Reports an internal error with a text of its own.
   int OrmoReportInterErrorMessage(const std::string& errorCode, const std::string& message) const;
 
-  /// What was collected for the calling thread's work stream; empty when there is nothing.
+  /// Takes what was collected for the calling thread's work stream; empty when there is nothing.
   std::string OrmoGetErrorMessage() const;
   std::string OrmoGetWarningMessage() const;
 

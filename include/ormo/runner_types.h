@@ -66,7 +66,8 @@ struct RunnerConfig {
   bool prof = false;
   /// Executions per measurement; 0 executes nothing. An online run without `prof` is one execution.
   uint32_t loop = 1;
-  /// The loop ends with STATUS_OUT_OF_BOUND at the first execution that takes this long or longer.
+  /// The loop ends at the first execution that takes this long or longer, by wall clock. The status
+  /// need not tell: see OrmoOfflineRun.
   uint64_t runTimeBound = std::numeric_limits<uint64_t>::max();
   /// Inputs of an offline model, one for each of its inputs. Empty: zeros of the model's own sizes.
   std::vector<OrmoDataInfo> inputs;
@@ -78,9 +79,10 @@ struct RunnerConfig {
   uint64_t unused = 0;     ///< keeps the layout of callers built against the full record
   ox::Session* session = nullptr;              ///< online graphs: the session, not owned
   std::map<std::string, std::string> options;  ///< online graphs: compile options
-  /// Online graphs: inputs by graph, dependency graphs first; generated once and used again.
+  /// Online graphs: inputs by graph, dependency graphs first. Generated ones are appended by the
+  /// first run and used again by the next, whatever its graphs are: see OrmoOnlineRun.
   std::vector<std::vector<ox::Tensor>> graphInputs;
-  /// Online graphs: outputs saved from executions, appended.
+  /// Online graphs: an entry is appended for each run, the outputs of its last execution.
   std::vector<std::vector<ox::Tensor>> graphOutputs;
   std::vector<ox::Graph> dependGraphs;  ///< online graphs: run before the measured one, in order
   RunMode runMode = RunMode::DEFAULT;   ///< how OrmoOfflineRun loads an image in memory
@@ -95,7 +97,8 @@ struct RunnerConfig {
 struct RunInfo {
   uint32_t modelId = 0;       ///< the loaded model; a one-shot run sets it after its load
   int32_t* profFd = nullptr;  ///< write end of the pipe for profiling records, or null; not owned
-  uint64_t runCostTime = 0;   ///< output: average of one execution by wall clock
+  /// Output: average of one execution by wall clock; after a bound stop the last execution's time.
+  uint64_t runCostTime = 0;
   uint32_t deviceId = ANY_DEVICE_ID;  ///< where to run; ANY_DEVICE_ID: any worker
   std::vector<std::string> unused;    ///< keeps the layout of callers built against the full record
 };
@@ -103,9 +106,11 @@ struct RunInfo {
 /// Result of a measurement.
 struct RunnerResult {
   /// The measured cost: average of one execution, from profiling records when the run was profiled,
-  /// else a copy of `runCostTime`.
+  /// else a copy of `runCostTime`. Too low when records were lost: see OrmoOfflineRun.
   uint64_t totalCostTime = 0;
-  uint64_t runCostTime = 0;  ///< average of one execution by wall clock
+  /// Average of one execution by wall clock; that of the last one, `runTimeBound` or more, when it
+  /// ended the loop.
+  uint64_t runCostTime = 0;
   /// Operator name to its average duration.
   std::map<std::string, uint64_t> opCostTimes;
   /// Operator name to its average time on the compute cores.

@@ -40,18 +40,21 @@ constexpr int STATUS_MEMORY_ALLOCATION_FAILED = 3001;
 /// An execution of a model failed.
 constexpr int STATUS_EXECUTE_FAILED = 3002;
 
-/// An execution took RunnerConfig::runTimeBound or longer and ended the loop. A profiled offline
-/// run keeps the result computed so far; a run by wall clock clears it.
+/// An execution took RunnerConfig::runTimeBound or longer and ended the loop. A run by wall clock
+/// then has no result. A profiled offline run has that of the executions so far, and has this
+/// status only where the environment variable ORMO_PROF_END is "close", else STATUS_SUCCESS.
+/// Neither has it when outputs were copied. How to tell: see OrmoOfflineRun.
 constexpr int STATUS_OUT_OF_BOUND = 3003;
 
 /// The dynamic batch, image size or dims could not be set.
 constexpr int STATUS_DYNAMIC_PARAM_FAILED = 3004;
 
 /// The profiling stream failed: waiting, reading or decoding, or an execution whose start is not
-/// before its end.
+/// before its end. Records that are merely missing are not noticed, or with a warning line.
 constexpr int STATUS_PROFILING_FAILED = 3203;
 
-/// Any other failure; 0xFFFFFFFF when read as unsigned.
+/// Any other failure, and calls that are refused or ended by a finalisation or the process's end;
+/// 0xFFFFFFFF when read as unsigned.
 constexpr int STATUS_FAILED = -1;
 
 }  // namespace Ormo
