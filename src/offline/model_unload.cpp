@@ -10,18 +10,16 @@ namespace Ormo {
 
 // What is queued refers to this object, which waits for it, and owns the state behind the future,
 // which the worker may leave later.
-ModelUnload::ModelUnload() : task_(MakeTask()) {}
+ModelUnload::ModelUnload()
+    : ModelUnload(std::make_shared<Work>([this](uint32_t worker) {
+        hasRun_ = !DeviceManager::IsDropped(worker);
+        if (hasRun_) {
+          RunTask::UnloadModel(modelId_, context_, worker);
+        }
+      })) {}
 
-PreparedTask ModelUnload::MakeTask() {
-  const auto work = std::make_shared<std::packaged_task<void(uint32_t)>>([this](uint32_t worker) {
-    hasRun_ = !DeviceManager::IsDropped(worker);
-    if (hasRun_) {
-      RunTask::UnloadModel(modelId_, context_, worker);
-    }
-  });
-  done_ = work->get_future();
-  return PreparedTask([work](uint32_t worker) { (*work)(worker); });
-}
+ModelUnload::ModelUnload(const std::shared_ptr<Work>& work)
+    : task_([work](uint32_t worker) { (*work)(worker); }), done_(work->get_future()) {}
 
 bool ModelUnload::Run(uint32_t deviceId, CallSite site) {
   // A long text that cannot be copied is no reason to keep the model.

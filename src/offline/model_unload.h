@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <future>
+#include <memory>
 
 #include "common/call_site.h"
 #include "error_manager/error_manager.h"
@@ -30,13 +31,15 @@ class ModelUnload {
   bool Run(uint32_t deviceId, CallSite site = CallSite::Here());
 
  private:
-  PreparedTask MakeTask();
+  using Work = std::packaged_task<void(uint32_t)>;
+
+  explicit ModelUnload(const std::shared_ptr<Work>& work);
 
   uint32_t modelId_ = 0;
   error_message::Context context_;
   bool hasRun_ = false;
-  std::future<void> done_;
   PreparedTask task_;
+  std::future<void> done_;  ///< goes first: work that ends under a future takes memory to say so
 };
 
 }  // namespace Ormo

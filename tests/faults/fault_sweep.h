@@ -57,7 +57,6 @@ class FaultSweepTest : public RunnerTest {
   /// Allocations outside the platform fail, one in each run and then 50 in a row. The caller gets
   /// std::bad_alloc, STATUS_FAILED or, for a record, STATUS_PROFILING_FAILED, or does not notice.
   void SweepAllocations(const Work& work);
-  void SweepAllocations(const Work& work, int64_t inARow);
 
  private:
   struct Call {
@@ -72,6 +71,7 @@ class FaultSweepTest : public RunnerTest {
   void ExpectNothingLeft(const Work& work, FaultyRun faultyRun);
   template <typename FaultyRun>
   void ExpectOneBufferLeft(const Work& work, FaultyRun faultyRun);
+  void SweepAllocations(const Work& work, int64_t inARow);
 
   const std::function<int()> init_;
   const std::function<void()> finalize_;

@@ -175,8 +175,8 @@ TEST_F(OfflineFaultsTest, CallsFromInitialisationToFinalisationThrow) {
 
 TEST_F(OfflineFaultsTest, AllocationsOfRunsFail) {
   Init();
-  SweepAllocations(runLoadedFile_, 1);
-  SweepAllocations(RunLoadedImageProfiled, 1);
+  SweepAllocations(runLoadedFile_);
+  SweepAllocations(RunLoadedImageProfiled);
   SweepAllocations(RunOnceProfiled);
   SweepAllocations(RunOnceInOwnMemory);
   SweepAllocations(RunOnceWithBatch);

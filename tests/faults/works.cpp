@@ -1,6 +1,5 @@
 #include "faults/works.h"
 
-#include <new>
 #include <vector>
 
 #include "support/graph_text.h"
@@ -33,17 +32,6 @@ int Check(int status, const RunnerConfig& config, const RunnerResult& result) {
   return status;
 }
 
-// A caller without memory for the unload's task tries again.
-void Unload(uint32_t modelId) {
-  const size_t loaded = OrmoHost::Alive().models;
-  for (int attempt = 0; attempt < 2 && OrmoHost::Alive().models == loaded; ++attempt) {
-    try {
-      OrmoOfflineUnloadModel(modelId);
-    } catch (const std::bad_alloc&) {
-    }
-  }
-}
-
 // A request with the caller's buffers.
 class Request {
  public:
@@ -55,14 +43,15 @@ class Request {
   }
 
   int RunAndUnload(uint32_t modelId) {
+    int status = STATUS_FAILED;
     try {
-      const int status = OrmoOfflineRunModel(modelId, config_, result_);
-      Unload(modelId);
-      return Check(status, config_, result_);
+      status = OrmoOfflineRunModel(modelId, config_, result_);
     } catch (...) {
-      Unload(modelId);
+      OrmoOfflineUnloadModel(modelId);
       throw;
     }
+    OrmoOfflineUnloadModel(modelId);
+    return Check(status, config_, result_);
   }
 
  private:
