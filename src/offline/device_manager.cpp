@@ -127,7 +127,8 @@ bool DeviceManager::RefusesCall(CallSite site) {
 // destroyed.
 void DeviceManager::AbandonInherited() noexcept {
   if (initFlag_.IsInherited()) {
-    static auto* const inherited = new std::shared_ptr<ThreadPool>(std::move(threadPool_));
+    static auto* const inherited =
+        new (std::nothrow) std::shared_ptr<ThreadPool>(std::move(threadPool_));
     static_cast<void>(inherited);
   }
 }

@@ -18,6 +18,7 @@ namespace Ormo {
 class ModelUnload {
  public:
   ModelUnload();
+  ~ModelUnload() = default;
   ModelUnload(const ModelUnload&) = delete;
   ModelUnload& operator=(const ModelUnload&) = delete;
 
