@@ -10,9 +10,9 @@
 /// **Devices.** The offline, the online and the single-operator runner share devices and workers.
 /// The first that is initialised chooses them; the first that is finalised ends the workers of all.
 /// The others' loads and runs then fail, and their initialisation, which finds them initialised,
-/// returns 0 and changes nothing: each has to be finalised and initialised again. A runner refuses
-/// a worker of a device that was not requested from itself: STATUS_FAILED, and EG0013 "Device [N]
-/// does not exist" with the error manager, even if the device exists (not the online runner).
+/// returns 0 and changes nothing: finalise all, then initialise again. A runner refuses a worker of
+/// a device that was not requested from itself: STATUS_FAILED, and EG0013 "Device [N] does not
+/// exist" with the error manager, even if the device exists (not the online runner).
 ///
 /// A device is free when its worker in this process is idle: what other processes do counts only
 /// once a run wants the device's lock. It then waits without end, and goes to no other device.

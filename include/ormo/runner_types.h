@@ -82,7 +82,7 @@ struct RunnerConfig {
   /// Online graphs: inputs by graph, dependency graphs first. Generated ones are appended by the
   /// first run and used again by the next, whatever its graphs are: see OrmoOnlineRun.
   std::vector<std::vector<ox::Tensor>> graphInputs;
-  /// Online graphs: an entry is appended for each run, the outputs of its last execution.
+  /// Online graphs: each successful run appends an entry, the outputs of its last execution.
   std::vector<std::vector<ox::Tensor>> graphOutputs;
   std::vector<ox::Graph> dependGraphs;  ///< online graphs: run before the measured one, in order
   RunMode runMode = RunMode::DEFAULT;   ///< how OrmoOfflineRun loads an image in memory
