@@ -152,7 +152,8 @@ ORMO_EXPORT void OrmoOnlineRunnerFinalize();
 /// first, and the next call with this `config` finds them there. They fit these graphs: clear the
 /// list before another graph is measured, or other dependencies. The outputs of the last execution
 /// are appended to `config.graphOutputs`, which grows with each call. The session and `config` must
-/// be left alone until the call returns.
+/// be left alone until the call returns. A function of this library stays registered with the
+/// session: before the library is unloaded, the session has to go.
 ///
 /// On success `results` has an entry for each execution that the profiling records show, with its
 /// cost and its operators, and nothing else; lost records are missing without a word. It is empty

@@ -18,6 +18,7 @@ using Test::ChildProcess;
 using Test::ReadFile;
 using Test::SpinGraph;
 using Test::TempDirectory;
+using Test::WriteFile;
 
 class LibraryLifeTest : public ::testing::Test {
  protected:
@@ -45,8 +46,9 @@ TEST_F(LibraryLifeTest, AProcessThatExitsWithoutFinalisingLeavesAWholeTimeline) 
 }
 
 TEST_F(LibraryLifeTest, ClosedItIsGoneWithItsPlatform) {
-  ChildProcess program(
-      {UNLOAD_LIBRARY, RUNNER_LIBRARY, PLATFORM_LIBRARY, SpinGraph({1000}), AttentionRequest()});
+  WriteFile(directory_ / "graph", SpinGraph({1000}));
+  ChildProcess program({UNLOAD_LIBRARY, RUNNER_LIBRARY, PLATFORM_LIBRARY, ONLINE_USER,
+                        SpinGraph({1000}), AttentionRequest(), directory_ / "graph"});
   EXPECT_EQ(program.ReadLine(), "seen 1, measured 1, loaded 0, platform loaded 0, mapped 0");
   EXPECT_EQ(program.Wait(), 0);
 }

@@ -3,12 +3,15 @@
 #include <dlfcn.h>
 
 #include <cstdio>
-#include <fstream>
 #include <string>
 
+#include "end_to_end/online_user.h"
 #include "ormo/ormo_runner.h"
+#include "support/mapped_files.h"
 
 namespace {
+
+using Ormo::Test::IsMapped;
 
 template <typename Function>
 Function* Find(void* library, const char* name) {
@@ -54,15 +57,18 @@ bool MeasureModel(void* library, char* graph) {
   return measured;
 }
 
-// Also by what merely mentions it in its name.
-bool IsMapped(const std::string& name) {
-  std::ifstream maps("/proc/self/maps");
-  for (std::string line; std::getline(maps, line);) {
-    if (line.find(name) != std::string::npos) {
-      return true;
-    }
+bool MeasureGraph(void* library, void* user, const char* file) {
+  auto* init = Find<decltype(OrmoOnlineRunnerInit)>(library, "OrmoOnlineRunnerInit");
+  auto* run = Find<decltype(OrmoOnlineRun)>(library, "OrmoOnlineRun");
+  auto* finalize = Find<decltype(OrmoOnlineRunnerFinalize)>(library, "OrmoOnlineRunnerFinalize");
+  auto* runGraph = Find<decltype(RunGraph)>(user, "RunGraph");
+  if (init == nullptr || run == nullptr || finalize == nullptr || runGraph == nullptr ||
+      init({{0}}) != 0) {
+    return false;
   }
-  return false;
+  const bool measured = runGraph(run, file);
+  finalize();
+  return measured;
 }
 
 bool IsLoaded(const char* path) {
@@ -75,17 +81,22 @@ bool IsLoaded(const char* path) {
 
 }  // namespace
 
-// Arguments: paths of the library and of its platform, texts of a graph and of an operator call.
+// Arguments: paths of the library, of its platform and of a user of sessions, texts of a graph and
+// of an operator call, and a graph's file.
 int main(int /*argc*/, char** argv) {
   void* library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
-  if (library == nullptr) {
+  void* user = dlopen(argv[3], RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr || user == nullptr) {
     std::puts(dlerror());  // NOLINT(concurrency-mt-unsafe)
     return 1;
   }
   const bool isSeen = IsLoaded(argv[1]) && IsLoaded(argv[2]) && IsMapped("libormo");
-  const bool isMeasured = MeasureModel(library, argv[3]) && MeasureOperator(library, argv[4]);
+  const bool isMeasured = MeasureModel(library, argv[4]) && MeasureOperator(library, argv[5]) &&
+                          MeasureGraph(library, user, argv[6]);
   dlclose(library);
+  const bool isLoaded = IsLoaded(argv[1]);
+  dlclose(user);  // and what it holds of the library's making
   std::printf("seen %d, measured %d, loaded %d, platform loaded %d, mapped %d\n", isSeen,
-              isMeasured, IsLoaded(argv[1]), IsLoaded(argv[2]), IsMapped("libormo"));
+              isMeasured, isLoaded, IsLoaded(argv[2]), IsMapped("libormo"));
   return 0;
 }

@@ -2,25 +2,10 @@
 #include <dlfcn.h>
 
 #include <cstdio>
-#include <fstream>
-#include <string>
 #include <thread>
 
 #include "platform/platform_user.h"
-
-namespace {
-
-bool IsMapped(const std::string& name) {
-  std::ifstream maps("/proc/self/maps");
-  for (std::string line; std::getline(maps, line);) {
-    if (line.find(name) != std::string::npos) {
-      return true;
-    }
-  }
-  return false;
-}
-
-}  // namespace
+#include "support/mapped_files.h"
 
 int main(int /*argc*/, char** argv) {
   for (int round = 0; round < 2; ++round) {
@@ -28,7 +13,7 @@ int main(int /*argc*/, char** argv) {
     auto* use = reinterpret_cast<decltype(&UsePlatform)>(dlsym(library, "UsePlatform"));
     std::thread([&] { std::puts(use() ? "in use" : "not in use"); }).join();
     dlclose(library);
-    std::puts(IsMapped("ormo_host_platform") ? "still loaded" : "unloaded");
+    std::puts(Ormo::Test::IsMapped("libormo_host_platform") ? "still loaded" : "unloaded");
   }
   return 0;
 }

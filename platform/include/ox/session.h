@@ -43,7 +43,7 @@ class Session {
 
   /// Registers what is called for key "Save" with tensors that a graph wants to be kept, by name,
   /// on the engine's thread; a failure that it returns becomes the execution's. The latest
-  /// registration counts.
+  /// registration counts, and is kept until the session ends.
   uint32_t RegisterCallBackFunc(const char* key, SaveCallback callback);
 
  private:

@@ -32,17 +32,14 @@ class TensorDesc {
   DataType dataType_ = DT_UNDEFINED;
 };
 
-/// A description with the tensor's bytes. The bytes never change, so copies share them.
+/// A description with the tensor's bytes. The bytes never change, so copies share them. They are
+/// made in the platform: a tensor may outlive the library that has asked for it.
 class Tensor {
  public:
-  Tensor() : Tensor(TensorDesc(), {}) {}
-
+  Tensor();
   /// Takes a copy of `data`.
-  Tensor(const TensorDesc& desc, const std::vector<uint8_t>& data)
-      : desc_(desc), data_(std::make_shared<const std::vector<uint8_t>>(data)) {}
-
-  Tensor(const TensorDesc& desc, std::vector<uint8_t>&& data)
-      : desc_(desc), data_(std::make_shared<const std::vector<uint8_t>>(std::move(data))) {}
+  Tensor(const TensorDesc& desc, const std::vector<uint8_t>& data);
+  Tensor(const TensorDesc& desc, std::vector<uint8_t>&& data);
 
   const TensorDesc& GetTensorDesc() const { return desc_; }
 
