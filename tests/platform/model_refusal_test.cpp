@@ -1,9 +1,14 @@
 // A graph file that breaks a rule is refused, and people are told where.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
+#include <filesystem>
+#include <memory>
 #include <utility>
 
+#include "ox/graph_utils.h"
 #include "platform/platform_test.h"
+#include "support/temp_directory.h"
 
 namespace Ormo {
 namespace {
@@ -11,6 +16,8 @@ namespace {
 using Test::Graph;
 using Test::Node;
 using Test::PlatformTest;
+using Test::TempDirectory;
+using Test::WriteFile;
 using ::testing::HasSubstr;
 
 using BadGraph = std::pair<std::string, std::vector<std::string>>;  ///< with parts of the reason
@@ -53,6 +60,9 @@ std::vector<BadGraph> BadGraphs() {
       {WithNode("Const", "", {1}, "\"fill\": 1, \"seed\": 1"), {"\"n\"", "one of"}},
       {WithNode("Const", "", {2}, "\"values\": [1]"), {"\"n\"", "values", "2"}},
       {Graph({Data({0, 3})}), {"\"x\"", "shape"}},
+      {Replaced(good, "[2, 3]", "[18446744073709551615, 3]"), {"\"x\"", "shape", "-1"}},
+      {WithNode("LayerNorm", X, {2, 3}, "\"epsilon\": 18446744073709551615"),
+       {"\"n\"", "epsilon", "up to 9223372036854775807"}},
       {Graph({Data({huge, huge}), Node("r", "Relu", X, {huge, huge})}), {"\"x\""}},
       {Graph({Data({2, 3})}), {"nodes"}},
       {Graph({Data({2, 3}), relu}, batch), {"dynamic", "-1"}},
@@ -73,6 +83,27 @@ TEST_F(ModelRefusalTest, NamesTheModelTheNodeAndWhatWasExpected) {
     }
   }
   EXPECT_EQ(OrmoHost::Alive().deviceBytes, 0U);
+}
+
+TEST_F(ModelRefusalTest, OnlyAnOrdinaryFileOfBoundedSizeIsRead) {
+  const TempDirectory directory;
+  const std::string pipe = directory / "pipe";
+  const std::string large = directory / "large";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  WriteFile(large, "");
+  std::filesystem::resize_file(large, (64 << 20) + 1);
+  for (const std::string& file :
+       {directory / "missing", directory.Path().string(), pipe, std::string("/dev/zero"), large}) {
+    const std::string expected =
+        "EH0001: " + file +
+        (file == large ? ": expected at most 67108864 bytes" : ": expected a readable file");
+    uint32_t id = 0;
+    EXPECT_NE(zelmdlLoadFromFile(file.c_str(), &id), 0);
+    EXPECT_EQ(Reason(), expected);
+    std::shared_ptr<ox::ComputeGraph> graph;
+    EXPECT_FALSE(ox::GraphUtils::LoadOXGraph(file.c_str(), graph));
+    EXPECT_EQ(Reason(), expected);
+  }
 }
 
 }  // namespace

@@ -143,7 +143,7 @@ TEST_F(Simulator, ADamagedKernelGivesNoCoreAndTheLineAtFault) {
 
 TEST_F(Simulator, OnlyAnOrdinaryFileOfBoundedSizeIsRead) {
   EXPECT_EQ(Simulate(directory_ / "missing.dux"), std::nullopt);
-  EXPECT_THAT(TakeReason(), EndsWith("missing.dux: expected a file"));
+  EXPECT_THAT(TakeReason(), EndsWith("missing.dux: expected a readable file"));
   EXPECT_EQ(Simulate(directory_.Path()), std::nullopt);
   EXPECT_EQ(Simulate("/dev/zero"), std::nullopt);
   const std::string pipe = directory_ / "pipe.dux";

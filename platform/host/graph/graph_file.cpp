@@ -1,12 +1,14 @@
 #include "graph/graph_file.h"
 
 #include <algorithm>
-#include <array>
-#include <fstream>
 #include <initializer_list>
+#include <limits>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <utility>
+
+#include "services/file_reader.h"
 
 namespace OrmoHost {
 namespace {
@@ -23,6 +25,14 @@ constexpr std::pair<const char*, ox::Format> FORMATS[] = {
     {"ND", ox::FORMAT_ND}, {"NCHW", ox::FORMAT_NCHW}, {"NHWC", ox::FORMAT_NHWC}};
 constexpr std::pair<const char*, DynamicKind> DYNAMIC_KINDS[] = {
     {"batch", DynamicKind::BATCH}, {"image", DynamicKind::IMAGE}, {"dims", DynamicKind::DIMS}};
+
+/// Nothing when the value is no integer, or one that would wrap around.
+std::optional<int64_t> GetInteger(const Json& value) {
+  constexpr uint64_t LARGEST = std::numeric_limits<int64_t>::max();
+  bool isTooLarge = value.is_number_unsigned() && value.get<uint64_t>() > LARGEST;
+  return value.is_number_integer() && !isTooLarge ? std::optional(value.get<int64_t>())
+                                                  : std::nullopt;
+}
 
 void RequireObject(const Json& value, const std::string& node) {
   if (!value.is_object()) {
@@ -94,11 +104,11 @@ class Reader {
                                const char* expected) const {
     std::vector<int64_t> dims;
     for (const Json& dim : list) {
-      bool isFitting = dim.is_number_integer() && dim.get<int64_t>() >= smallest;
-      if (!isFitting || dim.get<int64_t>() == 0) {
+      int64_t value = GetInteger(dim).value_or(0);
+      if (value < smallest || value == 0) {
         Refuse(key, expected);
       }
-      dims.push_back(dim.get<int64_t>());
+      dims.push_back(value);
     }
     return dims;
   }
@@ -113,7 +123,10 @@ AttrValue ReadAttr(const Json& value, const std::string& node, const std::string
     return value.get<bool>();
   }
   if (value.is_number_integer()) {
-    return value.get<int64_t>();
+    if (std::optional<int64_t> integer = GetInteger(value)) {
+      return *integer;
+    }
+    throw GraphError(node, key, "an integer up to 9223372036854775807");
   }
   if (value.is_number()) {
     return value.get<double>();
@@ -236,17 +249,8 @@ Graph ReadGraph(const Json& root) {
 }  // namespace
 
 std::string ReadGraphText(const std::string& path) {
-  std::ifstream stream(path, std::ios::binary);
-  std::string text;
-  std::array<char, 65536> piece;  // NOLINT(cppcoreguidelines-pro-type-member-init): read into
-  while (stream) {
-    stream.read(piece.data(), piece.size());
-    text.append(piece.data(), static_cast<size_t>(stream.gcount()));
-  }
-  if (!stream.eof() || stream.bad()) {
-    throw GraphError("", "", "a readable file");
-  }
-  return text;
+  return ReadFile(path, MAX_GRAPH_FILE_SIZE,
+                  [](const std::string& expected) { throw GraphError("", "", expected); });
 }
 
 Graph ParseGraph(std::string_view text) {

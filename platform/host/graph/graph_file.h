@@ -3,6 +3,7 @@
 #ifndef ORMO_HOST_GRAPH_GRAPH_FILE_H
 #define ORMO_HOST_GRAPH_GRAPH_FILE_H
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -10,7 +11,9 @@
 
 namespace OrmoHost {
 
-/// The text of a file. Throws a GraphError when it cannot be read.
+constexpr size_t MAX_GRAPH_FILE_SIZE = size_t{64} << 20;
+
+/// The text of a file. Throws a GraphError when it cannot be read or is larger.
 std::string ReadGraphText(const std::string& path);
 
 /// Reads the text of a graph file. Throws a GraphError when it breaks a rule of the format; the

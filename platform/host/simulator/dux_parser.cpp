@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "simulator/dux_costs.h"
-#include "simulator/dux_file.h"
 
 namespace OrmoHost {
 namespace {

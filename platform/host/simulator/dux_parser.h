@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +15,12 @@
 namespace OrmoHost {
 
 constexpr size_t MAX_LOOP_DEPTH = 64;
+
+/// Why there is no kernel: what was expected, and where.
+class DuxError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 /// What each kernel takes, by name.
 using KernelTicks = std::map<std::string, uint64_t, std::less<>>;

@@ -3,8 +3,7 @@
 
 #include "error_manager/error_manager.h"
 #include "pelt/pelt.h"
-#include "simulator/dux_costs.h"
-#include "simulator/dux_file.h"
+#include "services/file_reader.h"
 #include "simulator/dux_parser.h"
 
 namespace OrmoHost {
@@ -13,6 +12,7 @@ namespace {
 /// Code of the error manager's messages about kernels.
 constexpr char KERNEL_REFUSED[] = "EH0010";
 constexpr char CORE_NAME[] = "tarn_lake_core";
+constexpr size_t MAX_DUX_FILE_SIZE = 1U << 20U;
 
 /// One kernel after its simulation.
 struct Core {
@@ -23,7 +23,10 @@ uint64_t CountTicks(const std::string& file, const std::string& function, const 
   if (core != CORE_NAME) {
     throw DuxError("expected the core " + std::string(CORE_NAME));
   }
-  const KernelTicks kernels = DuxParser().Parse(ReadDuxFile(file));
+  const std::string text = ReadFile(file, MAX_DUX_FILE_SIZE, [](const std::string& expected) {
+    throw DuxError("expected " + expected);
+  });
+  const KernelTicks kernels = DuxParser().Parse(text);
   const auto found = kernels.find(function);
   if (found == kernels.end()) {
     throw DuxError("expected a kernel of the name " + function);
