@@ -7,6 +7,7 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <set>
 #include <thread>
 #include <type_traits>
 #include <utility>
@@ -236,6 +237,14 @@ TEST_F(OperatorApiTest, TensorsAndArraysAreCheckedAndCounted) {
   EXPECT_NE(forward_.Query(), 0);
   EXPECT_NE(zelDestroyIntArray(forward_.list), 0);
   EXPECT_EQ(zelDestroyFloatArray(floats), 0);
+  std::set<zelFloatArray*> known = {floats};
+  for (int i = 0; i < 40000; ++i) {
+    zelFloatArray* next = zelCreateFloatArray(nullptr, 0);
+    EXPECT_TRUE(known.insert(next).second);
+    EXPECT_EQ(std::memcmp(next, "\xff\xff\xff\xff\xff\xff\xff\xff\0\0\0\0\0\0\0", 16), 0);
+    EXPECT_EQ(zelDestroyFloatArray(next), 0);
+  }
+  EXPECT_NE(zelDestroyFloatArray(floats), 0);
   EXPECT_EQ(zelDestroyTensor(tensor), 0);
   EXPECT_NE(zelDestroyTensor(tensor), 0);
 }

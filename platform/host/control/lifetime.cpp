@@ -68,6 +68,7 @@ __attribute__((destructor)) void CloseHost() {
   ReleaseEverything();
   Single<ErrorStore>().Close();
   CloseExecutors();
+  CloseArrays();
   CloseMachine();
 }
 

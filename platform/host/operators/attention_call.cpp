@@ -52,7 +52,7 @@ void CheckReservedArray(const AttentionAttributes& attributes) {
     return;
   }
   auto array = Single<Arrays<int64_t>>().Find(reinterpret_cast<uintptr_t>(attributes.reserved));
-  Expect(array != nullptr && array->values.empty(), {"reserved", attributes.position},
+  Expect(array != nullptr && array->empty(), {"reserved", attributes.position},
          "an integer array without elements");
 }
 

@@ -23,21 +23,16 @@ struct Tensor {
 
 using Tensors = HandleTable<zelTensor*, const Tensor>;
 
-/// What a user's array pointer points to: unlike other handles it can be taken for an attribute's
-/// value, and read.
+/// By handle, which is also what tells an array from any other pointer: nothing is read to find
+/// out.
 template <typename Element>
-struct Array {
-  /// No number, no count and no text that an attribute accepts; ends as a text.
-  uint64_t mark[2] = {UINT64_MAX, 0};
-  std::vector<Element> values;
-};
-
-/// By address, which is what tells an array from any other pointer: nothing is read to find out.
-template <typename Element>
-using Arrays = Table<const Array<Element>>;
+using Arrays = Table<const std::vector<Element>>;
 
 size_t CountArrays();
 size_t ClearArrays();
+
+/// Gives up the addresses that have been handles; there are no more.
+void CloseArrays();
 
 }  // namespace OrmoHost
 

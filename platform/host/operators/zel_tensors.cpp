@@ -1,9 +1,14 @@
+#include <sys/mman.h>
+
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <utility>
 
 #include "control/host_call.h"
 #include "control/single.h"
 #include "operators/tensors.h"
+#include "zel/zel.h"
 #include "zel/zel_tensor.h"
 
 namespace OrmoHost {
@@ -18,15 +23,69 @@ std::optional<Shape> CopyShape(const int64_t* dims, int64_t count) {
   return Shape(dims, dims + count);
 }
 
+/// What a user's array pointer points to: unlike other handles it can be taken for an attribute's
+/// value, and read. No number, no count and no text that an attribute accepts; ends as a text.
+struct Mark {
+  uint64_t words[2] = {UINT64_MAX, 0};
+};
+
+/// Addresses of marks, none of which is given out twice. All pages show the same few, so that only
+/// address space is used up.
+class MarkAddresses {
+ public:
+  uintptr_t Next() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    Require(!IsHostClosed(), NOT_INITIALIZED);
+    if (next_ == MARKS) {
+      pieces_.reserve(pieces_.size() + 1);
+      pieces_.push_back(pieces_.empty() ? MakePiece() : ShowAgain(pieces_.front()));
+      next_ = 0;
+    }
+    return reinterpret_cast<uintptr_t>(pieces_.back() + next_++);
+  }
+
+  void Close() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (Mark* piece : pieces_) {
+      munmap(piece, BYTES);
+    }
+    Forget(pieces_);
+    next_ = MARKS;
+  }
+
+ private:
+  static constexpr size_t MARKS = 16384;
+  static constexpr size_t BYTES = MARKS * sizeof(Mark);
+
+  static Mark* Mapped(void* memory) {
+    Require(memory != MAP_FAILED, ZEL_ERROR_RUNTIME_MEMORY_ALLOCATION);
+    return static_cast<Mark*>(memory);
+  }
+
+  static Mark* MakePiece() {
+    Mark* piece =
+        Mapped(mmap(nullptr, BYTES, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    std::uninitialized_fill_n(piece, MARKS, Mark());
+    mprotect(piece, BYTES, PROT_READ);
+    return piece;
+  }
+
+  /// A size of 0 leaves the old mapping where it is.
+  static Mark* ShowAgain(Mark* piece) { return Mapped(mremap(piece, 0, BYTES, MREMAP_MAYMOVE)); }
+
+  std::mutex mutex_;
+  std::vector<Mark*> pieces_;
+  size_t next_ = MARKS;  ///< in the last piece
+};
+
 template <typename Handle, typename Element>
 Handle* CreateArray(const char* function, const Element* values, uint64_t size) {
   return Attempt(function, [&] {
     Require(size == 0 || values != nullptr, INVALID_ARGUMENT);
-    auto array = std::make_shared<Array<Element>>();
-    array->values.assign(values, values + size);
-    auto* address = array.get();
-    Single<Arrays<Element>>().Add(reinterpret_cast<uintptr_t>(address), std::move(array));
-    return reinterpret_cast<Handle*>(address);
+    auto array = std::make_shared<std::vector<Element>>(values, values + size);
+    uintptr_t handle = Single<MarkAddresses>().Next();
+    Single<Arrays<Element>>().Add(handle, std::move(array));
+    return reinterpret_cast<Handle*>(handle);  // NOLINT(performance-no-int-to-ptr): an address
   });
 }
 
@@ -48,6 +107,10 @@ size_t CountArrays() {
 size_t ClearArrays() {
   return Single<Arrays<int64_t>>().Clear() + Single<Arrays<float>>().Clear() +
          Single<Arrays<bool>>().Clear();
+}
+
+void CloseArrays() {
+  Single<MarkAddresses>().Close();
 }
 
 }  // namespace OrmoHost

@@ -2,7 +2,8 @@
 /// Tensors and arrays that operators are called with.
 ///
 /// Types and formats are the codes of ox/types.h. Whatever is created is released by the function
-/// of that name; a handle that is not alive is answered with a code, never followed. Any thread.
+/// of that name; a handle that is not alive is answered with a code, never followed, and not given
+/// out again. Any thread.
 #ifndef ZEL_ZEL_TENSOR_H
 #define ZEL_ZEL_TENSOR_H
 
