@@ -10,11 +10,12 @@
 namespace {
 
 std::atomic<bool> isArmed{false};
+std::atomic<bool> isForPlatform{false};
 std::atomic<int64_t> allocationsLeft{0};
 std::atomic<int64_t> failuresInARow{1};
 
 bool MustFail() {
-  if (!isArmed || OrmoHost::IsInsideHost()) {
+  if (!isArmed || OrmoHost::IsInsideHost() != isForPlatform) {
     return false;
   }
   const int64_t left = allocationsLeft.fetch_sub(1);
@@ -78,9 +79,10 @@ void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept {
 
 namespace Ormo::Test {
 
-FailingAllocation::FailingAllocation(int64_t nth, int64_t count) {
+FailingAllocation::FailingAllocation(int64_t nth, int64_t count, bool isPlatforms) {
   failuresInARow = count;
   allocationsLeft = nth;
+  isForPlatform = isPlatforms;
   isArmed = true;
 }
 

@@ -8,11 +8,11 @@
 namespace Ormo::Test {
 
 /// While it lives, the `nth` allocation from now on, of whichever thread, fails, and with it
-/// `count` in a row. Those that the platform makes within its functions do not count. One at a
-/// time.
+/// `count` in a row. Those that the platform makes within its functions do not count, or they alone
+/// do. One at a time.
 class FailingAllocation {
  public:
-  explicit FailingAllocation(int64_t nth, int64_t count = 1);
+  explicit FailingAllocation(int64_t nth, int64_t count = 1, bool isPlatforms = false);
   ~FailingAllocation();
   FailingAllocation(const FailingAllocation&) = delete;
   FailingAllocation& operator=(const FailingAllocation&) = delete;

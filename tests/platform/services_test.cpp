@@ -5,12 +5,14 @@
 
 #include "annex_k/annex_k.h"
 #include "dlog/dlog.h"
+#include "faults/failing_allocation.h"
 #include "ormo_host/control.h"
 #include "support/temp_directory.h"
 
 namespace Ormo {
 namespace {
 
+using Test::FailingAllocation;
 using Test::ReadFile;
 using Test::TempDirectory;
 using ::testing::HasSubstr;
@@ -27,6 +29,23 @@ TEST(LogTest, LinesGoToTheFileThatTheEnvironmentNames) {
   EXPECT_THAT(ReadFile(directory / "log"), HasSubstr(" warning [a.cpp:1][TAG][Tid:2] device 3\n"));
   unsetenv("ORMO_HOST_LOG");  // NOLINT(concurrency-mt-unsafe)
   OrmoHost::Reset();
+}
+
+TEST(LogTest, ALineThatFindsNoMemoryIsLost) {
+  OrmoHost::CaptureLog(DLOG_DEBUG);
+  const std::string text(100, 'x');
+  int64_t lines = 0;
+  for (bool isLost = true; isLost; ++lines) {
+    const FailingAllocation failing(lines + 1, 1, true);
+    EXPECT_NO_THROW(
+        DlogInner(60, DLOG_WARN, "[%s:%d][%s][Tid:%d] %s", "a.cpp", 1, "TAG", 2, text.c_str()));
+    isLost = failing.HasFailed();
+  }
+  EXPECT_GT(lines, 3);
+  const std::vector<OrmoHost::LogLine> kept = OrmoHost::CapturedLog();
+  OrmoHost::Reset();
+  ASSERT_EQ(kept.size(), 1U);
+  EXPECT_EQ(kept[0].message, text);
 }
 
 TEST(SafeFunctionsTest, WhatDoesNotFitIsRefused) {

@@ -1,6 +1,7 @@
 #include "engine/engine.h"
 
 #include <algorithm>
+#include <exception>
 #include <new>
 #include <utility>
 
@@ -39,7 +40,7 @@ DeviceSeat::DeviceSeat() {
   uint32_t count = std::max(1U, CurrentMachine().deviceCount);
   std::lock_guard<std::mutex> lock(use.mutex);
   device_ = 0;
-  for (uint32_t device = 1; device < count; ++device) {
+  for (uint32_t device = 1; device < count && use.sessions[device_] > 0; ++device) {
     device_ = use.sessions[device] < use.sessions[device_] ? device : device_;
   }
   ++use.sessions[device_];
@@ -105,10 +106,10 @@ void Engine::Start(uint32_t id, const std::vector<ox::Tensor>& inputs,
   error_message::Context errors = Single<ErrorStore>().ThreadContext();
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (fault == CompletionFault::AFTER_FAILURE) {
-      lateCallbacks_.push_back(std::move(callback));
-      throw Refusal(EXECUTION_FAILED);
+    if (fault == CompletionFault::AFTER_FAILURE || fault == CompletionFault::TWICE) {
+      lateCallbacks_.push_back(callback);
     }
+    Require(fault != CompletionFault::AFTER_FAILURE, EXECUTION_FAILED);
     queue_.push_back({std::move(graph), inputs, std::move(callback), std::move(errors), fault});
   }
   wake_.notify_one();
@@ -147,31 +148,30 @@ bool Engine::Take(Execution& execution) {
 }
 
 void Engine::Run(Execution execution) {
-  Single<ErrorStore>().ThreadContext() = execution.errors;
   std::vector<ox::Tensor> outputs;
   int32_t code = Compute(execution, outputs);
   code = execution.fault == CompletionFault::FAILED_STATUS ? EXECUTION_FAILED : code;
   execution.inputs.clear();
   execution.graph.reset();
   OutsideMark outside;
-  if (execution.fault == CompletionFault::TWICE) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    lateCallbacks_.push_back(execution.callback);
-  }
   if (execution.fault != CompletionFault::DESTROYED) {
     execution.callback(static_cast<uint32_t>(code), outputs);
   }
   execution.callback = nullptr;
 }
 
-int32_t Engine::Compute(const Execution& execution, std::vector<ox::Tensor>& outputs) {
+/// All that can fail on the engine's thread: nobody there could be told of an exception.
+int32_t Engine::Compute(Execution& execution, std::vector<ox::Tensor>& outputs) {
   try {
+    Single<ErrorStore>().ThreadContext() = std::move(execution.errors);
     outputs = execution.graph->Run(execution.inputs);
     return execution.graph->Options().savesOutputs ? Save(*execution.graph, outputs) : SUCCESS;
   } catch (const Refusal& refusal) {
     return refusal.Code();
   } catch (const std::bad_alloc&) {
     return ZEL_ERROR_RUNTIME_MEMORY_ALLOCATION;
+  } catch (const std::exception&) {
+    return EXECUTION_FAILED;
   }
 }
 

@@ -68,7 +68,7 @@ class Engine {
   void Work();
   bool Take(Execution& execution);
   void Run(Execution execution);
-  int32_t Compute(const Execution& execution, std::vector<ox::Tensor>& outputs);
+  int32_t Compute(Execution& execution, std::vector<ox::Tensor>& outputs);
   int32_t Save(const SessionGraph& graph, const std::vector<ox::Tensor>& outputs);
   void CallLate();
 

@@ -59,15 +59,17 @@ std::vector<ox::Tensor> SessionGraph::Execute(const std::vector<ox::Tensor>& inp
     }
   }
   std::vector<TensorSpec> specs = model_->Outputs(execution);
-  std::vector<std::vector<uint8_t>> contents;
   for (const TensorSpec& spec : specs) {
-    execution.outputs.push_back(SpanOf(contents.emplace_back(CountBytes(spec, ""))));
+    execution.outputs.push_back(
+        AllocateSpan(model_->Device(), CountBytes(spec, ""), EXECUTION_REFUSED, model_->Origin()));
   }
   model_->Execute(execution);
   std::vector<ox::Tensor> outputs;
   for (size_t i = 0; i < specs.size(); ++i) {
+    const DeviceSpan& span = execution.outputs[i];
+    const auto* bytes = reinterpret_cast<const uint8_t*>(span.data);
     outputs.emplace_back(ox::TensorDesc(specs[i].shape, specs[i].format, specs[i].dataType),
-                         std::move(contents[i]));
+                         std::vector<uint8_t>(bytes, bytes + span.size));
   }
   return outputs;
 }
@@ -89,8 +91,9 @@ std::shared_ptr<SessionGraph> CompileGraph(
   return Reporting(MODEL_REFUSED, origin, INVALID_MODEL, [&] {
     GraphOptions known = GraphOptions::Parse(options);
     Model model(MakeGraph(computeGraph));
-    DeviceSpan work = AllocateSpan(device, model.WorkBytes(), origin);
-    DeviceSpan weights = AllocateSpan(device, model.GetProgram().WeightBytes(), origin);
+    DeviceSpan work = AllocateSpan(device, model.WorkBytes(), MODEL_REFUSED, origin);
+    DeviceSpan weights =
+        AllocateSpan(device, model.GetProgram().WeightBytes(), MODEL_REFUSED, origin);
     return std::make_shared<SessionGraph>(
         engine, id, known,
         std::make_unique<LoadedModel>(id, device, origin, std::move(model), std::move(work),

@@ -15,6 +15,7 @@ namespace OrmoHost {
 namespace {
 
 constexpr uint32_t DEFAULT_DEVICES = 2;
+constexpr uint32_t MOST_DEVICES = std::numeric_limits<uint32_t>::max();
 constexpr size_t DEFAULT_MEMORY = size_t{4} << 30;
 constexpr char DEFAULT_SOC[] = "TarnLake1";
 
@@ -33,8 +34,8 @@ struct MachineRoom {
 
   void ReadEnvironment() {
     std::string soc = ReadVariable("ORMO_HOST_SOC");
-    machine.deviceCount =
-        static_cast<uint32_t>(ReadNumber("ORMO_HOST_DEVICES").value_or(DEFAULT_DEVICES));
+    machine.deviceCount = static_cast<uint32_t>(std::min<uint64_t>(
+        ReadNumber("ORMO_HOST_DEVICES").value_or(DEFAULT_DEVICES), MOST_DEVICES));
     machine.memorySize = ReadNumber("ORMO_HOST_MEMORY").value_or(DEFAULT_MEMORY);
     machine.hugePageSize = std::numeric_limits<size_t>::max();
     NameChip(soc.empty() ? DEFAULT_SOC : soc);

@@ -11,7 +11,6 @@
 #include <memory>
 #include <mutex>
 #include <utility>
-#include <vector>
 
 #include "control/host_call.h"
 #include "control/lifetime.h"
@@ -58,17 +57,16 @@ class Table {
     return found == objects_.end() ? nullptr : std::move(objects_.extract(found).mapped());
   }
 
-  /// Takes out all that the predicate picks.
+  /// Takes out all that the predicate picks. Allocates nothing: whoever releases cannot fail.
   template <typename Predicate>
-  std::vector<Pointer> TakeIf(Predicate predicate) {
-    std::vector<Pointer> taken;
+  std::map<uintptr_t, Pointer> TakeIf(Predicate predicate) {
+    std::map<uintptr_t, Pointer> taken;
     std::lock_guard<std::mutex> lock(mutex_);
     ++changeCount;
     for (auto entry = objects_.begin(); entry != objects_.end();) {
       auto current = entry++;
       if (predicate(*current->second)) {
-        taken.push_back(std::move(current->second));
-        objects_.erase(current);
+        taken.insert(objects_.extract(current));
       }
     }
     return taken;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 #include "control/host_call.h"
@@ -46,7 +47,9 @@ error_message::Context& ErrorStore::ThreadContext() {
   }
   auto* context = static_cast<error_message::Context*>(pthread_getspecific(contextKey_));
   if (context == nullptr) {
-    context = *contexts_.insert(new error_message::Context()).first;
+    auto made = std::make_unique<error_message::Context>();
+    contexts_.insert(made.get());
+    context = made.release();
     pthread_setspecific(contextKey_, context);
   }
   return *context;

@@ -8,6 +8,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
+#include <exception>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -213,6 +214,10 @@ void DlogInner(int moduleId, int level, const char* format, ...) {
   }
   va_list arguments;
   va_start(arguments, format);
-  OrmoHost::Write(moduleId, level, format, arguments);
+  try {
+    OrmoHost::Write(moduleId, level, format, arguments);
+  } catch (const std::exception&) {
+    // Callers log where nothing may be thrown. A line that finds no memory is lost.
+  }
   va_end(arguments);
 }
