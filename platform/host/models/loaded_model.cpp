@@ -33,17 +33,24 @@ constexpr size_t MOST_KEPT_BLOCKS = 8;
 
 }  // namespace
 
-DeviceSpan GetDeviceSpan(void* address, size_t size) {
-  return {GetUserBlock(address, size), static_cast<std::byte*>(address), size};
+DeviceSpan GetDeviceSpan(void* address, size_t size, uint32_t device, const std::string& use) {
+  std::shared_ptr<Block> block = FindUserBlock(address, size);
+  if (block == nullptr || block->Device() != device) {
+    throw GraphError("", "",
+                     std::to_string(size) + " bytes of memory of device " + std::to_string(device) +
+                         " for " + use);
+  }
+  return {std::move(block), static_cast<std::byte*>(address), size};
 }
 
-DeviceSpan AllocateSpan(uint32_t device, size_t size, const std::string& origin) {
+DeviceSpan AllocateSpan(uint32_t device, size_t size, const char* message,
+                        const std::string& origin) {
   try {
     auto block = std::make_shared<Block>(device, size, ZEL_MEM_MALLOC_HUGE_FIRST);
     return {block, block->Data(), size};
   } catch (const Refusal&) {
     Report(
-        MODEL_REFUSED, origin,
+        message, origin,
         "expected room for " + std::to_string(size) + " bytes on device " + std::to_string(device));
     throw;
   }
@@ -81,8 +88,8 @@ void LoadedModel::Execute(const Execution& execution, const DatasetPair* dataset
     return;
   }
   Plan plan = model_.GetProgram().MakePlan(shapes);
-  Block work(device_, plan.workBytes, ZEL_MEM_MALLOC_HUGE_FIRST);
-  Run(plan, MakeAreas(plan, execution, work.Data()));
+  DeviceSpan work = AllocateSpan(device_, plan.workBytes, EXECUTION_REFUSED, origin_);
+  Run(plan, MakeAreas(plan, execution, work.data));
 }
 
 void LoadedModel::Remember(const DatasetPair& datasets, const Execution& execution,
@@ -91,18 +98,21 @@ void LoadedModel::Remember(const DatasetPair& datasets, const Execution& executi
   if (!isAlwaysTheSame || execution.inputs.size() + execution.outputs.size() > MOST_KEPT_BLOCKS) {
     return;
   }
-  last_ = {datasets, &plan, areas, {}};
+  Repetition repetition{datasets, &plan, areas, {}};
   for (const auto* spans : {&execution.inputs, &execution.outputs}) {
     for (const DeviceSpan& span : *spans) {
-      last_.blocks.push_back(span.block);
+      repetition.blocks.push_back(span.block);
     }
   }
+  last_ = std::move(repetition);
 }
 
 bool LoadedModel::Repeat(const DatasetPair& datasets) {
   std::lock_guard<std::mutex> lock(mutex_);
-  if (last_.datasets.input != datasets.input || last_.datasets.output != datasets.output ||
-      last_.datasets.changes != datasets.changes) {
+  bool isSame = last_.plan != nullptr && last_.datasets.input == datasets.input &&
+                last_.datasets.output == datasets.output &&
+                last_.datasets.changes == datasets.changes;
+  if (!isSame) {
     return false;
   }
   std::array<std::shared_ptr<Block>, MOST_KEPT_BLOCKS> kept;
@@ -173,10 +183,12 @@ void LoadedModel::Run(const Plan& plan, const Areas& areas) {
     OrmoHost::Run(plan, areas);
     return;
   }
-  uint64_t start = ReadRawClock();
-  RunTimed(plan, areas, subscription_->Timings());
-  uint64_t end = std::max(ReadRawClock(), start + 1);
-  AddToAccount(model_.GetProgram().StepLabels(), subscription_->Timings());
+  std::vector<StepTiming>& timings = subscription_->Timings();
+  timings.clear();  // of an execution that failed
+  uint64_t start = subscription_->Start();
+  uint64_t lastEnd = RunTimed(plan, areas, start, timings);
+  uint64_t end = std::max(ReadRawClock(), lastEnd);
+  AddToAccount(model_.GetProgram().StepLabels(), timings);
   subscription_->EndExecution(start, end);
 }
 

@@ -25,11 +25,14 @@ struct DeviceSpan {
   size_t size = 0;
 };
 
-/// Refuses an address whose bytes do not come from zelrtMalloc.
-DeviceSpan GetDeviceSpan(void* address, size_t size);
+/// Throws a GraphError when these are not bytes from zelrtMalloc on the device. `use` is what they
+/// are for.
+DeviceSpan GetDeviceSpan(void* address, size_t size, uint32_t device, const std::string& use);
 
-/// Memory of the platform's own. Refuses, and reports what `origin` needs, when there is no room.
-DeviceSpan AllocateSpan(uint32_t device, size_t size, const std::string& origin);
+/// Memory of the platform's own. Refuses, and reports what `origin` needs as `message`, when there
+/// is no room.
+DeviceSpan AllocateSpan(uint32_t device, size_t size, const char* message,
+                        const std::string& origin);
 
 /// What one execution works on.
 struct Execution {

@@ -14,11 +14,12 @@
 namespace OrmoHost {
 namespace {
 
-std::vector<DeviceSpan> GetSpans(const Dataset& dataset) {
+std::vector<DeviceSpan> GetSpans(const Dataset& dataset, uint32_t device, const char* use) {
   std::vector<DeviceSpan> spans;
   for (zelDataBuffer* handle : dataset.buffers) {
     std::shared_ptr<DataBuffer> buffer = Single<DataBuffers>().Get(handle);
-    spans.push_back(GetDeviceSpan(buffer->data, buffer->size));
+    spans.push_back(
+        GetDeviceSpan(buffer->data, buffer->size, device, use + std::to_string(spans.size())));
   }
   return spans;
 }
@@ -32,11 +33,13 @@ void Execute(uint32_t modelId, const zelmdlDataset* input, const zelmdlDataset* 
     return;
   }
   std::shared_ptr<Dataset> inputs = Single<Datasets>().Get(input);
-  // A setting holds for one execution.
-  Execution execution{GetSpans(*inputs), GetSpans(*Single<Datasets>().Get(output)), inputs->shapes,
-                      std::exchange(inputs->setting, {})};
-  Reporting(EXECUTION_REFUSED, model->Origin(), EXECUTION_FAILED,
-            [&] { model->Execute(execution, &datasets); });
+  std::shared_ptr<Dataset> outputs = Single<Datasets>().Get(output);
+  Reporting(EXECUTION_REFUSED, model->Origin(), EXECUTION_FAILED, [&] {
+    // A setting holds for one execution.
+    Execution execution{GetSpans(*inputs, device, "input "), GetSpans(*outputs, device, "output "),
+                        inputs->shapes, std::exchange(inputs->setting, {})};
+    model->Execute(execution, &datasets);
+  });
 }
 
 void RequireSetting(const Model& model, const Setting& setting) {

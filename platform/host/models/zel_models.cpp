@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -34,18 +35,37 @@ std::string ReadImage(const std::string& path) {
 uint32_t Load(const std::string& origin, std::string_view image) {
   uint32_t device = GetCurrentContext()->device;
   Model model = MakeModel(origin, image);
-  DeviceSpan work = AllocateSpan(device, model.WorkBytes(), origin);
-  DeviceSpan weights = AllocateSpan(device, model.GetProgram().WeightBytes(), origin);
+  DeviceSpan work = AllocateSpan(device, model.WorkBytes(), MODEL_REFUSED, origin);
+  DeviceSpan weights =
+      AllocateSpan(device, model.GetProgram().WeightBytes(), MODEL_REFUSED, origin);
   return AddModel(device, origin, std::move(model), std::move(work), std::move(weights));
 }
 
+void CheckMemory(const Model& model, const DeviceSpan& work, const DeviceSpan& weights) {
+  size_t workBytes = model.WorkBytes();
+  size_t weightBytes = model.GetProgram().WeightBytes();
+  if (work.size < workBytes || weights.size < weightBytes) {
+    throw GraphError("", "",
+                     std::to_string(workBytes) + " bytes of work memory and " +
+                         std::to_string(weightBytes) + " of weight memory");
+  }
+  if (std::max(work.data, weights.data) <
+      std::min(work.data + work.size, weights.data + weights.size)) {
+    throw GraphError("", "", "work and weight memory that do not overlap");
+  }
+}
+
 /// Loads into memory of the user.
-uint32_t LoadInto(std::string_view image, DeviceSpan work, DeviceSpan weights) {
+uint32_t LoadInto(std::string_view image, void* workPtr, size_t workSize, void* weightPtr,
+                  size_t weightSize) {
   uint32_t device = GetCurrentContext()->device;
-  Model model = MakeModel(IN_MEMORY, image);
-  bool fits = work.size >= model.WorkBytes() && weights.size >= model.GetProgram().WeightBytes();
-  Require(fits, OUT_OF_RANGE);
-  return AddModel(device, IN_MEMORY, std::move(model), std::move(work), std::move(weights));
+  return Reporting(MODEL_REFUSED, IN_MEMORY, INVALID_MODEL, [&] {
+    Model model(image);
+    DeviceSpan work = GetDeviceSpan(workPtr, workSize, device, "work");
+    DeviceSpan weights = GetDeviceSpan(weightPtr, weightSize, device, "weights");
+    CheckMemory(model, work, weights);
+    return AddModel(device, IN_MEMORY, std::move(model), std::move(work), std::move(weights));
+  });
 }
 
 }  // namespace
@@ -84,8 +104,7 @@ int32_t zelmdlLoadFromMemWithMem(const void* model, size_t modelSize, uint32_t* 
                                  size_t weightSize) {
   return Attempt("zelmdlLoadFromMemWithMem", [&] {
     Require(modelId != nullptr, INVALID_ARGUMENT);
-    *modelId = LoadInto(ImageText(model, modelSize), GetDeviceSpan(workPtr, workSize),
-                        GetDeviceSpan(weightPtr, weightSize));
+    *modelId = LoadInto(ImageText(model, modelSize), workPtr, workSize, weightPtr, weightSize);
   });
 }
 

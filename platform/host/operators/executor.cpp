@@ -85,11 +85,9 @@ CallError::CallError(const Parameter& parameter, const std::string& expected)
                          ": expected " + expected) {}
 
 std::shared_ptr<Block> GetOperandBlock(const Operand& operand, uint32_t device) {
-  auto address = reinterpret_cast<uintptr_t>(operand.data);
-  std::shared_ptr<Block> block = UserBlocks().FindUpTo(address);
-  bool isThere =
-      block != nullptr && block->Device() == device && block->Contains(operand.data, operand.bytes);
-  if (!isThere || address % operand.alignment != 0) {
+  std::shared_ptr<Block> block = FindUserBlock(operand.data, operand.bytes);
+  bool isThere = block != nullptr && block->Device() == device;
+  if (!isThere || reinterpret_cast<uintptr_t>(operand.data) % operand.alignment != 0) {
     throw CallError(operand.parameter, std::to_string(operand.bytes) +
                                            " bytes of memory of device " + std::to_string(device) +
                                            " at a multiple of " +

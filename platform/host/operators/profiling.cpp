@@ -1,6 +1,5 @@
 #include "operators/profiling.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "control/host_call.h"
@@ -24,11 +23,11 @@ OperatorProfile::OperatorProfile(uint32_t device, std::shared_ptr<RecordOutput> 
       labels_{MakeLabel(OperatorKind::ATTENTION), MakeLabel(OperatorKind::ATTENTION_GRADIENT)},
       subscription_(device, labels_, std::move(output), RecordStyle::WITH_STEPS) {}
 
-void OperatorProfile::Add(const StepTiming& timing, uint64_t start, uint64_t end) {
+void OperatorProfile::Add(const StepTiming& timing) {
   std::lock_guard<std::mutex> lock(mutex_);
-  subscription_.Timings().push_back(timing);
+  subscription_.Timings().assign(1, timing);
   AddToAccount(labels_, subscription_.Timings());
-  subscription_.EndExecution(start, end);
+  subscription_.EndExecution(timing.start, timing.end);
 }
 
 bool OperatorProfile::Finish() {
@@ -41,14 +40,12 @@ void RunProfiled(const Executor& executor, void* workspace) {
     executor.kernel(workspace);
     return;
   }
-  // One operator is the whole execution; what is around its arithmetic is what bounds it.
-  uint64_t start = ReadRawClock();
+  // What is around the arithmetic is what bounds it.
+  uint64_t start = profile->Start();
   uint64_t coreStart = ReadRawClock();
   executor.kernel(workspace);
   uint64_t coreEnd = ReadRawClock();
-  uint64_t end = std::max(ReadRawClock(), start + 1);
-  uint64_t core = std::max<uint64_t>(coreEnd - coreStart, 1);
-  profile->Add({static_cast<uint32_t>(executor.kind), start, end, core}, start, end);
+  profile->Add(EndStep(static_cast<uint32_t>(executor.kind), start, coreEnd - coreStart));
 }
 
 }  // namespace OrmoHost

@@ -20,8 +20,11 @@ class OperatorProfile {
 
   uint32_t Device() const { return device_; }
 
-  /// Queues the records of one execution. Any thread.
-  void Add(const StepTiming& timing, uint64_t start, uint64_t end);
+  /// Begins an execution and tells its start.
+  uint64_t Start() const { return subscription_.Start(); }
+
+  /// Queues the records of one execution, which is nothing but this operator. Any thread.
+  void Add(const StepTiming& timing);
 
   /// Returns when the last record is written; false when some were dropped.
   bool Finish();

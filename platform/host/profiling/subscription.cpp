@@ -12,6 +12,7 @@
 
 #include "profiling/record_script.h"
 #include "runtime/signals.h"
+#include "services/raw_clock.h"
 
 namespace OrmoHost {
 namespace {
@@ -52,7 +53,12 @@ Subscription::~Subscription() {
   Finish();
 }
 
+uint64_t Subscription::Start() const {
+  return std::max(ReadRawClock(), lastEnd_.load());
+}
+
 void Subscription::EndExecution(uint64_t start, uint64_t end) {
+  lastEnd_ = end;
   if (style_ == RecordStyle::WITH_STEPS) {
     timings_.push_back({WHOLE_EXECUTION, start, end, 0});
   }

@@ -54,7 +54,11 @@ class Subscription {
   Subscription(const Subscription&) = delete;
   Subscription& operator=(const Subscription&) = delete;
 
-  /// Where the next execution puts its timings. One execution at a time.
+  /// Begins an execution and tells its start: not before the end of the one before, also when the
+  /// clock stood still.
+  uint64_t Start() const;
+
+  /// Where an execution puts its timings. One execution at a time.
   std::vector<StepTiming>& Timings() { return timings_; }
 
   /// Queues the timings and, where the style has one, a record for the whole execution.
@@ -80,6 +84,7 @@ class Subscription {
   const std::shared_ptr<RecordOutput> output_;
   const RecordStyle style_;
   std::vector<StepTiming> timings_;
+  std::atomic<uint64_t> lastEnd_{0};
 
   std::mutex mutex_;
   std::condition_variable wake_;

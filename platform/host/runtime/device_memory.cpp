@@ -106,10 +106,23 @@ Table<Block>& UserBlocks() {
   return Single<Table<Block>>();
 }
 
-std::shared_ptr<Block> GetUserBlock(const void* address, size_t count) {
+std::shared_ptr<Block> FindUserBlock(const void* address, size_t count) {
   std::shared_ptr<Block> block = UserBlocks().FindUpTo(reinterpret_cast<uintptr_t>(address));
-  Require(block != nullptr && block->Contains(address, count), UNKNOWN_ADDRESS);
+  return block != nullptr && block->Contains(address, count) ? block : nullptr;
+}
+
+std::shared_ptr<Block> GetUserBlock(const void* address, size_t count, uint32_t device) {
+  std::shared_ptr<Block> block = FindUserBlock(address, count);
+  Require(block != nullptr, UNKNOWN_ADDRESS);
+  Require(block->Device() == device, WRONG_DEVICE);
   return block;
+}
+
+bool TouchesUserBlock(const void* address, size_t count) {
+  auto start = reinterpret_cast<uintptr_t>(address);
+  // Blocks do not overlap: of those that begin before the end, the last one reaches farthest.
+  std::shared_ptr<Block> last = UserBlocks().FindUpTo(start + std::max<size_t>(count, 1) - 1);
+  return last != nullptr && reinterpret_cast<uintptr_t>(last->Data()) + last->Size() > start;
 }
 
 }  // namespace OrmoHost

@@ -46,8 +46,14 @@ uint64_t UsedMemory();
 /// The blocks that users hold, by address.
 Table<Block>& UserBlocks();
 
-/// The user's block that holds these bytes; refuses when there is none.
-std::shared_ptr<Block> GetUserBlock(const void* address, size_t count);
+/// The user's block that holds these bytes, or null.
+std::shared_ptr<Block> FindUserBlock(const void* address, size_t count);
+
+/// The same; refuses when there is none, or not on the device.
+std::shared_ptr<Block> GetUserBlock(const void* address, size_t count, uint32_t device);
+
+/// Whether any of these bytes lies in a user's block.
+bool TouchesUserBlock(const void* address, size_t count);
 
 }  // namespace OrmoHost
 

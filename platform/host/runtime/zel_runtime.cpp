@@ -89,9 +89,9 @@ int32_t zelrtFree(void* devPtr) {
 
 int32_t zelrtMemset(void* devPtr, size_t maxCount, int32_t value, size_t count) {
   return Attempt("zelrtMemset", [&] {
-    GetCurrentContext();
+    uint32_t device = GetCurrentContext()->device;
     Require(count <= maxCount, OUT_OF_RANGE);
-    std::shared_ptr<Block> block = GetUserBlock(devPtr, count);
+    std::shared_ptr<Block> block = GetUserBlock(devPtr, count, device);
     std::memset(devPtr, value, count);
   });
 }
@@ -99,12 +99,13 @@ int32_t zelrtMemset(void* devPtr, size_t maxCount, int32_t value, size_t count) 
 int32_t zelrtMemcpy(void* dst, size_t destMax, const void* src, size_t count,
                     zelrtMemcpyKind kind) {
   return Attempt("zelrtMemcpy", [&] {
-    GetCurrentContext();
+    uint32_t device = GetCurrentContext()->device;
     Require(count <= destMax, OUT_OF_RANGE);
-    bool isKnownKind = kind == ZEL_MEMCPY_HOST_TO_DEVICE || kind == ZEL_MEMCPY_DEVICE_TO_HOST;
+    bool isToDevice = kind == ZEL_MEMCPY_HOST_TO_DEVICE;
+    bool isKnownKind = isToDevice || kind == ZEL_MEMCPY_DEVICE_TO_HOST;
     Require(dst != nullptr && src != nullptr && isKnownKind, INVALID_ARGUMENT);
-    std::shared_ptr<Block> block =
-        GetUserBlock(kind == ZEL_MEMCPY_HOST_TO_DEVICE ? dst : src, count);
+    std::shared_ptr<Block> block = GetUserBlock(isToDevice ? dst : src, count, device);
+    Require(!TouchesUserBlock(isToDevice ? src : dst, count), INVALID_ARGUMENT);
     std::memmove(dst, src, count);
   });
 }

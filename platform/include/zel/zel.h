@@ -81,10 +81,12 @@ int32_t zelrtMalloc(void** devPtr, size_t size, zelrtMemMallocPolicy policy);
 /// Frees what zelrtMalloc gave. An unknown address is an error, never a crash.
 int32_t zelrtFree(void* devPtr);
 
-/// Sets `count` bytes to `value`; fails when `count` exceeds `maxCount`.
+/// Sets `count` bytes of the current context's device to `value`; fails when `count` exceeds
+/// `maxCount`.
 int32_t zelrtMemset(void* devPtr, size_t maxCount, int32_t value, size_t count);
 
-/// Copies `count` bytes; fails when `count` exceeds `destMax`.
+/// Copies `count` bytes between the host and the current context's device; fails when `count`
+/// exceeds `destMax`, for memory of another device, and for device memory in the host's place.
 int32_t zelrtMemcpy(void* dst, size_t destMax, const void* src, size_t count, zelrtMemcpyKind kind);
 
 /// Free and total bytes of the current device's memory of that kind; fails for a kind that the chip

@@ -39,7 +39,8 @@ int32_t zelmdlLoadFromFile(const char* modelPath, uint32_t* modelId);
 /// The same from an image in memory, which is copied.
 int32_t zelmdlLoadFromMem(const void* model, size_t modelSize, uint32_t* modelId);
 
-/// The same into memory of the caller, which must outlive the unload and stays the caller's.
+/// The same into memory of the caller, which must outlive the unload and stays the caller's: on the
+/// calling thread's device, work and weights apart.
 int32_t zelmdlLoadFromMemWithMem(const void* model, size_t modelSize, uint32_t* modelId,
                                  void* workPtr, size_t workSize, void* weightPtr,
                                  size_t weightSize);
@@ -92,7 +93,8 @@ int32_t zelmdlSetDynamicHWSize(uint32_t modelId, zelmdlDataset* dataset, size_t 
 int32_t zelmdlSetInputDynamicDims(uint32_t modelId, zelmdlDataset* dataset, size_t index,
                                   const zelmdlIODims* dims);
 
-/// Executes the model on the calling thread's device and returns when its outputs are written.
+/// Executes the model on the calling thread's device, which is the model's and that of all buffers,
+/// and returns when its outputs are written.
 int32_t zelmdlExecute(uint32_t modelId, const zelmdlDataset* input, zelmdlDataset* output);
 
 }  // extern "C"
