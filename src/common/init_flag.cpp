@@ -1,6 +1,6 @@
 #include "common/init_flag.h"
 
-#include <unistd.h>
+#include "common/fork_count.h"
 
 namespace Ormo {
 
@@ -20,7 +20,7 @@ InitFlag::Call::~Call() {
 
 void InitFlag::Set() noexcept {
   if (!IsOwnProcess()) {
-    process_ = getpid();
+    forkCount_ = ForkCount();
     calls_ = 0;  // those of the parent's threads
   }
   isSet_ = true;
@@ -39,7 +39,7 @@ bool InitFlag::IsInherited() const noexcept {
 }
 
 bool InitFlag::IsOwnProcess() const noexcept {
-  return process_ == getpid();
+  return forkCount_ == ForkCount();
 }
 
 // Who waits has said so before it looks at the count, and looks at it again under the mutex: it

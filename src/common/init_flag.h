@@ -3,8 +3,6 @@
 #ifndef ORMO_COMMON_INIT_FLAG_H
 #define ORMO_COMMON_INIT_FLAG_H
 
-#include <sys/types.h>
-
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
@@ -58,7 +56,7 @@ class InitFlag {
   static thread_local const Call* innermost_;
 
   std::atomic<bool> isSet_{false};
-  std::atomic<pid_t> process_{0};
+  std::atomic<uint32_t> forkCount_{0};
   std::atomic<uint32_t> calls_{0};
   std::atomic<bool> isAwaited_{false};
   std::mutex mutex_;  // of the wait alone

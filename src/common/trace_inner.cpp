@@ -1,16 +1,15 @@
 #include "common/trace_inner.h"
 
-#include <pthread.h>
 #include <unistd.h>
 
 #include <array>
-#include <atomic>
 #include <cstddef>
 #include <exception>
 #include <new>
 #include <utility>
 
 #include "common/blocked_signals.h"
+#include "common/fork_count.h"
 #include "common/log.h"
 #include "common/trace_text.h"
 #include "common/utils.h"
@@ -23,15 +22,6 @@ constexpr char BEGIN_EVENT = 'B';
 constexpr char END_EVENT = 'E';
 constexpr uint64_t NS_PER_US = 1000;
 constexpr char FILE_PREFIX[] = "ormo_trace_";
-
-/// True in a forked child of a process that had a recorder. Asking for the process's id instead
-/// would cost more than recording an event.
-std::atomic<bool> inForkedChild{false};
-
-void WatchForks() {
-  static const int result = pthread_atfork(nullptr, nullptr, [] { inForkedChild = true; });
-  static_cast<void>(result);
-}
 
 uint64_t NowInMicroseconds() {
   return Utils::GetClockMonoRawTime() / NS_PER_US;
@@ -84,12 +74,14 @@ TraceInner& TraceInner::Instance() {
 }
 
 TraceInner::TraceInner(std::chrono::milliseconds dumpPeriod)
-    : dumpPeriod_(dumpPeriod), processId_(Utils::GetPid()) {
-  WatchForks();
-}
+    : dumpPeriod_(dumpPeriod), processId_(Utils::GetPid()), forkCount_(ForkCount()) {}
 
 TraceInner::~TraceInner() {
   Close();
+}
+
+bool TraceInner::IsInherited() const noexcept {
+  return forkCount_ != ForkCount();
 }
 
 /// Says whether there is a thread to be joined.
@@ -99,7 +91,7 @@ bool TraceInner::SetClosed() noexcept {
 }
 
 void TraceInner::Close() noexcept {
-  if (inForkedChild) {
+  if (IsInherited()) {
     return;
   }
   if (SetClosed()) {
@@ -130,7 +122,7 @@ void TraceInner::End(std::string_view name, std::string_view processId, std::str
 }
 
 void TraceInner::InsertItem(const EventInfo& event) noexcept {
-  if (inForkedChild) {
+  if (IsInherited()) {
     return;
   }
   bool firstDrop = false;
@@ -150,7 +142,7 @@ void TraceInner::InsertItem(const EventInfo& event) noexcept {
 }
 
 void TraceInner::StartDumpTrace(const std::string& dir) noexcept {
-  if (inForkedChild) {
+  if (IsInherited()) {
     return;
   }
   try {

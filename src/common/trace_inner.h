@@ -68,6 +68,7 @@ class TraceInner {
   bool SetClosed() noexcept;
 
   void DumpTraceRoutine() noexcept;
+  bool IsInherited() const noexcept;
   bool OpenFile();
   bool DumpHead(const TPath& path);
   bool WaitForPeriod();
@@ -82,6 +83,7 @@ class TraceInner {
 
   const std::chrono::milliseconds dumpPeriod_;
   const std::string processId_;
+  const uint32_t forkCount_;
 
   std::mutex mutex;  ///< guards tracePath, state_, events, limited_, dropReported_
   std::string tracePath;

@@ -3,11 +3,11 @@
 #include <pthread.h>
 
 #include <cerrno>
-#include <csignal>
 #include <optional>
 #include <system_error>
 #include <thread>
 
+#include "common/blocked_signals.h"
 #include "common/file_lock.h"
 #include "common/scope_exit.h"
 #include "ormo/file_utils.h"
@@ -16,18 +16,6 @@ namespace Ormo {
 namespace {
 
 constexpr CallSite FILE_UTILS_SITE{"file_utils.cpp", 0};
-
-// Starts a thread that handles no signal of the program's.
-template <typename Function>
-std::thread StartWithoutSignals(Function function) {
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
-  const ScopeExit restore("the signal mask",
-                          [&before] { pthread_sigmask(SIG_SETMASK, &before, nullptr); });
-  return std::thread(std::move(function));
-}
 
 }  // namespace
 
@@ -112,7 +100,8 @@ bool DeviceLocks::AwaitFile(int fd) {
   std::optional<int> outcome;  // errno, or 0 when the file is locked
   std::thread waiter;
   try {
-    waiter = StartWithoutSignals([&] {
+    const BlockedSignals blocked;
+    waiter = std::thread([&] {
       const int error = AwaitWriteLock(fd) ? 0 : errno;
       pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
       const std::lock_guard<std::mutex> lock(mutex_);

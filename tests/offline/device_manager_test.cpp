@@ -11,6 +11,7 @@
 #include <fstream>
 #include <future>
 #include <limits>
+#include <ostream>
 #include <string>
 
 #include "ormo/status.h"
@@ -54,6 +55,10 @@ struct LockPlace {
   std::string directory;  // where the lock file stands, below the test's
   std::string warning;
 };
+
+void PrintTo(const LockPlace& place, std::ostream* stream) {
+  *stream << place.directory << " " << place.warning;
+}
 
 class LockPlaceTest : public DeviceManagerTest, public ::testing::WithParamInterface<LockPlace> {};
 
