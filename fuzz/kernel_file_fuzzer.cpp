@@ -10,7 +10,6 @@
 #include "error_manager/error_manager.h"
 #include "pelt/pelt.h"
 #include "simulator/dux_costs.h"
-#include "simulator/dux_file.h"
 #include "simulator/dux_parser.h"
 #include "support.h"
 
