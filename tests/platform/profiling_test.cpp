@@ -249,6 +249,7 @@ TEST_F(ProfilingTest, APipeThatNobodyReadsDoesNotKillTheProcess) {
 }  // namespace Ormo
 
 /// In place of the system's.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): its names are reserved
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
   if (clock == CLOCK_MONOTONIC_RAW && Ormo::isCoarse) {
     *time = {1, static_cast<long>(Ormo::looks++ / 11 * 100)};
