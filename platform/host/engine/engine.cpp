@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <new>
+#include <set>
 #include <utility>
 
 #include "control/fault_list.h"
@@ -16,10 +17,10 @@ namespace {
 
 using CompletionScript = FaultList<CompletionFault>;
 
-/// How many sessions use each device.
+/// The device of every session.
 struct DeviceUse {
   std::mutex mutex;
-  std::map<uint32_t, size_t> sessions;
+  std::multiset<uint32_t> devices;
 };
 
 /// Leaves the host for a call of the user's.
@@ -40,26 +41,22 @@ DeviceSeat::DeviceSeat() {
   uint32_t count = std::max(1U, CurrentMachine().deviceCount);
   std::lock_guard<std::mutex> lock(use.mutex);
   device_ = 0;
-  for (uint32_t device = 1; device < count && use.sessions[device_] > 0; ++device) {
-    device_ = use.sessions[device] < use.sessions[device_] ? device : device_;
+  for (uint32_t device = 1; device < count && use.devices.count(device_) > 0; ++device) {
+    device_ = use.devices.count(device) < use.devices.count(device_) ? device : device_;
   }
-  ++use.sessions[device_];
+  use.devices.insert(device_);
 }
 
 DeviceSeat::~DeviceSeat() {
   auto& use = Single<DeviceUse>();
   std::lock_guard<std::mutex> lock(use.mutex);
-  --use.sessions[device_];
+  use.devices.erase(use.devices.find(device_));
 }
 
 size_t DeviceSeat::Count() {
   auto& use = Single<DeviceUse>();
   std::lock_guard<std::mutex> lock(use.mutex);
-  size_t count = 0;
-  for (const auto& [device, sessions] : use.sessions) {
-    count += sessions;
-  }
-  return count;
+  return use.devices.size();
 }
 
 void ClearCompletionScript() {
