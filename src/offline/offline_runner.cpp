@@ -146,15 +146,22 @@ void OfflineRunner::UnloadModel(const uint32_t& modelId) {
   EraseModelDevMap(modelId);
 }
 
+// A call like any other: the map goes with the runner.
 int OfflineRunner::GetDevIdByModelId(uint32_t modelId, uint32_t& deviceId) {
-  const std::lock_guard<std::mutex> lock(modelDevMutex_);
-  const auto entry = modelDevMap_.find(modelId);
-  if (entry == modelDevMap_.end()) {
-    ORMO_LOG_ERROR("Model %u has not found in device map", modelId);
-    return STATUS_INVALID_PARAM;
+  if (DeviceManager::RefusesCall()) {
+    return STATUS_FAILED;
   }
-  deviceId = entry->second;
-  return STATUS_SUCCESS;
+  const InitFlag::Call call(initFlag_);
+  if (call) {
+    const std::lock_guard<std::mutex> lock(modelDevMutex_);
+    const auto entry = modelDevMap_.find(modelId);
+    if (entry != modelDevMap_.end()) {
+      deviceId = entry->second;
+      return STATUS_SUCCESS;
+    }
+  }
+  ORMO_LOG_ERROR("Model %u has not found in device map", modelId);
+  return STATUS_INVALID_PARAM;
 }
 
 void OfflineRunner::InsertModelDevMap(uint32_t modelId, uint32_t deviceId) {
