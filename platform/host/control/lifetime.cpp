@@ -1,5 +1,7 @@
 #include "control/lifetime.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <optional>
 #include <string>
@@ -28,6 +30,7 @@
 namespace OrmoHost {
 namespace {
 
+const pid_t LOADED_BY = getpid();
 std::atomic<bool> isClosed{false};
 std::atomic<size_t> abandoned{0};
 
@@ -62,9 +65,13 @@ void ReleaseEverything() {
 
 /// Runs when the library is unloaded or the process exits, after every destructor of a static
 /// object of the libraries that use the host. It leaves valid, empty objects behind: a later call
-/// finds nothing alive and gets an error.
+/// finds nothing alive and gets an error. A forked child has none of the threads that what is alive
+/// would wait for.
 __attribute__((destructor)) void CloseHost() {
   isClosed = true;
+  if (getpid() != LOADED_BY) {
+    return;
+  }
   ReleaseEverything();
   Single<ErrorStore>().Close();
   CloseExecutors();
