@@ -3,11 +3,13 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <future>
 #include <stdexcept>
 #include <string>
 
 #include "ormo/ormo_error_manager.h"
 #include "support/graph_text.h"
+#include "support/log_capture.h"
 #include "support/offline_test.h"
 #include "support/open_descriptors.h"
 
@@ -15,6 +17,7 @@ namespace Ormo {
 namespace {
 
 using Test::AddGraph;
+using Test::LogCapture;
 using Test::MakeConfig;
 using Test::OfflineTest;
 using Test::OpenDescriptors;
@@ -85,10 +88,56 @@ TEST_F(OwnTaskTest, ItsStatusAndItsExceptionReachTheCaller) {
       EXPECT_EQ(Run([](auto&, auto&, auto&, auto) { return 815; }, prof), 815);
       EXPECT_THROW(Run([](auto&, auto&, auto&, auto) -> int { throw std::domain_error(""); }, prof),
                    std::domain_error);
+      // Also the very exception that a call would see whose task is dropped.
+      EXPECT_THROW(Run(
+                       [](auto&, auto&, auto&, auto) -> int {
+                         std::future<int> broken = std::promise<int>().get_future();
+                         return broken.get();
+                       },
+                       prof),
+                   std::future_error);
       EXPECT_EQ(info_.profFd, nullptr);
       EXPECT_EQ(OpenDescriptors(), descriptors);
     }
   }
+}
+
+TEST_F(OwnTaskTest, WhatItCallsOnItsWorkerIsRefused) {
+  Init();
+  ASSERT_EQ(OrmoOnlineRunnerInit({{0}}), STATUS_SUCCESS);
+  ASSERT_EQ(OrmoZelnnRunnerInit({{0}}), STATUS_SUCCESS);
+  const std::string graph = AddGraph(1, 1);
+  uint32_t model = Load(graph);
+  const LogCapture log(DLOG_ERROR);
+  const auto task = [&](auto&, RunInfo& info, auto&, auto) {
+    RunnerConfig config = MakeConfig(graph, false);
+    RunnerResult result;
+    std::vector<RunnerRunResult> results;
+    OfflineTask inner = [](auto&, auto&, auto&, auto) { return 0; };
+    uint32_t loaded = 0;
+    OrmoOfflineUnloadModel(model);
+    OrmoOfflineRunnerFinalize();
+    OrmoOnlineRunnerFinalize();
+    OrmoZelnnRunnerFinalize();
+    info.runCostTime = 17;
+    return OrmoOfflineLoadFromMem(config.modelData, loaded) +
+                       OrmoOfflineRunModel(model, config, result) + OrmoOfflineRun(config, result) +
+                       OrmoOfflineRunProcess(config, info, result, inner) +
+                       OrmoOnlineRun(ox::Graph(), config, results) +
+                       OrmoZelnnRun(ZelnnRunConfig(), result) + OrmoOfflineRunnerInit({{0}}) +
+                       OrmoOnlineRunnerInit({{0}}) + OrmoZelnnRunnerInit({{0}}) ==
+                   9 * STATUS_FAILED
+               ? 0
+               : 1;
+  };
+  EXPECT_EQ(Run(task, false), STATUS_SUCCESS);
+  EXPECT_EQ(result_.totalCostTime, 17U);
+  EXPECT_EQ(log.Count(DLOG_ERROR, "from a device's worker would wait for itself"), 13U);
+  RunnerConfig config = MakeConfig(graph, true);
+  EXPECT_EQ(OrmoOfflineRunModel(model, config, result_), STATUS_SUCCESS);
+  OrmoOfflineUnloadModel(model);
+  OrmoZelnnRunnerFinalize();
+  OrmoOnlineRunnerFinalize();
 }
 
 TEST_F(OwnTaskTest, ADeviceWithoutAWorkerIsRefused) {

@@ -4,6 +4,8 @@
 #include <signal.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <string>
 
 #include "support/child_process.h"
 #include "support/temp_directory.h"
@@ -13,6 +15,7 @@ namespace {
 
 using Test::ChildProcess;
 using Test::TempDirectory;
+using Test::WriteFile;
 
 class DeviceLockTest : public ::testing::Test {
  protected:
@@ -40,6 +43,7 @@ class DeviceLockTest : public ::testing::Test {
   }
 
   TempDirectory directory_;
+  const std::string lockFile_ = directory_ / "ormo_data/Tarn/.ormo_dev_0.lock";
 };
 
 TEST_F(DeviceLockTest, TwoProcessesTakeTurnsOnADevice) {
@@ -94,6 +98,23 @@ TEST_F(DeviceLockTest, AKilledProcessDoesNotBlockAnother) {
   Expect(second, "running 0");
   Finish(second, "0");
   EXPECT_EQ(second.Wait(), 0);
+}
+
+TEST_F(DeviceLockTest, AWaiterFollowsTheFileThatTookThePlaceOfItsOwn) {
+  ChildProcess first({DEVICE_USER});
+  ChildProcess second({DEVICE_USER});
+  ChildProcess third({DEVICE_USER});
+  Start(first, "0");
+  second.Send("run 0");
+  Expect(second, "waiting 0");
+  WriteFile(directory_ / "new", "");
+  std::filesystem::rename(directory_ / "new", lockFile_);
+  Start(third, "0");
+  Finish(first, "0");
+  Expect(second, "waiting 0");
+  Finish(third, "0");
+  Expect(second, "running 0");
+  Finish(second, "0");
 }
 
 }  // namespace

@@ -85,8 +85,12 @@ ChildProcess& ChildProcess::AwaitOutput(ChildProcess& one, ChildProcess& other) 
   return outputs[0].revents != 0 ? one : other;
 }
 
+void ChildProcess::Signal(int signal) {
+  kill(pid_, signal);
+}
+
 void ChildProcess::Kill() {
-  kill(pid_, SIGKILL);
+  Signal(SIGKILL);
 }
 
 int ChildProcess::Wait() {

@@ -29,6 +29,8 @@ class ChildProcess {
   /// Waits until one of two programs has written something, or ended, and returns it.
   static ChildProcess& AwaitOutput(ChildProcess& one, ChildProcess& other);
 
+  void Signal(int signal);
+
   void Kill();
 
   /// Closes its input and waits for its end: the exit status, or minus the signal that ended it.

@@ -1,0 +1,350 @@
+// A process that ends while it measures on device 0. Arguments: graph file, PATH, STATE, WAY.
+// Standard output: "caller I STATUS" for each call that came back, what the WAY has to tell, and
+// "late STATUS" of a call made after the runners are gone.
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <semaphore.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdarg>
+#include <cstdlib>
+#include <fstream>
+#include <limits>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "ormo/ormo_runner.h"
+#include "ormo/trace.h"
+#include "ormo_host/control.h"
+#include "ox/graph_utils.h"
+#include "ox/session.h"
+#include "single_op/request_text.h"
+
+namespace {
+
+constexpr int EXIT_CODE = 7;
+constexpr int CHILD_CODE = 9;
+
+class Event {
+ public:
+  void Set() { sem_post(&semaphore_); }
+
+  void Await() {
+    while (sem_wait(&semaphore_) != 0) {
+    }
+  }
+
+ private:
+  sem_t semaphore_ = {};
+};
+
+bool isForked = false;
+Event lockIsAwaited;
+Event isExecuting;
+Event mayGoOn;
+
+// One write for each line: several threads report.
+void Report(const std::string& event, int status) {
+  const std::string line = event + " " + std::to_string(status) + "\n";
+  if (write(STDOUT_FILENO, line.data(), line.size()) < 0) {
+    std::_Exit(1);
+  }
+}
+
+void AwaitSleep(pid_t thread) {
+  std::string state;
+  while (state != "S") {
+    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/stat");
+    status.ignore(std::numeric_limits<std::streamsize>::max(), ')');
+    status >> state;
+  }
+}
+
+// One way of measuring: "loaded", "once", "online" or "op", and "+prof".
+class Path {
+ public:
+  Path(std::string graph, const std::string& name)
+      : graph_(std::move(graph)), kind_(name.substr(0, name.find('+'))), prof_(name != kind_) {}
+
+  int Init(const std::vector<uint32_t>& devices) {
+    if (kind_ == "online") {
+      return OrmoOnlineRunnerInit({devices});
+    }
+    if (kind_ == "op") {
+      return OrmoZelnnRunnerInit({devices});
+    }
+    const int status = OrmoOfflineRunnerInit({devices});
+    return kind_ != "loaded" || status != 0 ? status : OrmoOfflineLoadFromFile(graph_, modelId_);
+  }
+
+  int Run() {
+    Ormo::RunnerConfig config;
+    config.prof = prof_;
+    config.modelPath = graph_;
+    Ormo::RunnerResult result;
+    if (kind_ == "once") {
+      return OrmoOfflineRun(config, result);
+    }
+    if (kind_ == "loaded") {
+      return OrmoOfflineRunModel(modelId_, config, result);
+    }
+    if (kind_ == "op") {
+      Ormo::ZelnnRunConfig call;
+      call.opJson = Ormo::Test::AttentionRequest();
+      return OrmoZelnnRun(call, result);
+    }
+    std::vector<Ormo::RunnerRunResult> results;
+    std::shared_ptr<ox::ComputeGraph> graph;
+    ox::GraphUtils::LoadOXGraph(graph_.c_str(), graph);
+    config.session = session_;
+    return OrmoOnlineRun(ox::Graph(graph), config, results);
+  }
+
+  void Finalize() const {
+    kind_ == "online" ? OrmoOnlineRunnerFinalize()
+    : kind_ == "op"   ? OrmoZelnnRunnerFinalize()
+                      : OrmoOfflineRunnerFinalize();
+  }
+
+  // A platform function in the middle of a run.
+  std::string Work() const {
+    return kind_ == "online" ? "Session::RunGraphAsync"
+           : kind_ == "op"   ? "zelnnFlashAttentionScore"
+                             : "zelmdlExecute";
+  }
+
+ private:
+  std::string graph_;
+  std::string kind_;
+  bool prof_;
+  uint32_t modelId_ = 0;
+  ox::Session* session_ = new ox::Session();  // for good: its engine is not in a forked child
+};
+
+class Caller {
+ public:
+  Caller(Path& path, int number)
+      : thread_([this, &path, number] {
+          id_ = gettid();
+          started_.Set();
+          Report("caller " + std::to_string(number), path.Run());
+          mayGoOn.Set();
+        }) {
+    started_.Await();
+  }
+
+  Caller(const Caller&) = delete;
+  Caller& operator=(const Caller&) = delete;
+
+  ~Caller() {
+    if (thread_.joinable()) {
+      thread_.detach();
+    }
+  }
+
+  void AwaitSleep() const { ::AwaitSleep(id_); }
+
+  void Terminate() { pthread_kill(thread_.native_handle(), SIGTERM); }
+
+  void Join() {
+    if (thread_.get_id() != std::this_thread::get_id()) {
+      thread_.join();
+    }
+  }
+
+ private:
+  Event started_;
+  pid_t id_ = 0;
+  std::thread thread_;
+};
+
+// Made before anything of the library, and so destroyed after it.
+class Process {
+ public:
+  Process(const std::string& graph, const std::string& path, std::string way)
+      : path_(graph, path), way_(std::move(way)) {}
+
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  ~Process() {
+    if (!isForked) {
+      Join();
+#ifndef __SANITIZE_ADDRESS__  // which comes with a check that runners still exist
+      path_.Finalize();
+      Report("late", path_.Run());
+#endif
+    }
+  }
+
+  bool Init() {
+    const bool isAlone = way_ == "fork";  // nothing may go on while a process is forked
+    return path_.Init(isAlone ? std::vector<uint32_t>{0} : std::vector<uint32_t>{0, 0}) == 0;
+  }
+
+  void Reach(const std::string& state) {
+    if (state == "idle") {
+      Report("first", path_.Run());
+    } else if (state == "busy") {
+      OrmoHost::OnCall(path_.Work(), 1, [this] { Stay(2); });
+      Call(isExecuting);
+    } else if (state == "waiting") {
+      Call(lockIsAwaited);
+    } else {
+      OrmoHost::OnCall(path_.Work(), 1, [this] { Stay(1); });
+      // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
+      unsetenv("ORMO_PROF_END");
+      callers_[0] = std::make_unique<Caller>(path_, 0);
+      isExecuting.Await();
+      // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
+      setenv("ORMO_PROF_END", "close", 1);
+      mayGoOn.Set();
+      // A run that gets the device comes after the first one's records.
+      Report("second", path_.Run());
+    }
+  }
+
+  void End() {
+    if (way_ == "exit") {
+      std::exit(EXIT_CODE);
+    } else if (way_ == "signal" || way_ == "worker") {
+      Kill();
+    } else if (way_ == "finalize") {
+      path_.Finalize();
+      Join();
+      OrmoHost::AliveObjects alive = OrmoHost::Alive();
+      alive.abandoned = alive.sessions = 0;
+      Report("alive " + alive.ToString(), 0);
+      const int status = Init() ? path_.Run() : -1;
+      Report("again", status);
+    } else if (way_ == "fork") {
+      Fork(false);
+      Fork(true);
+      mayGoOn.Set();
+      mayGoOn.Set();
+      Join();
+      Report("parent", path_.Run());
+    }
+  }
+
+ private:
+  // One call that comes as far as `event`, and two more that wait.
+  void Call(Event& event) {
+    for (size_t i = 0; i < callers_.size(); ++i) {
+      callers_[i] = std::make_unique<Caller>(path_, static_cast<int>(i));
+      if (i == 0) {
+        event.Await();
+      }
+      callers_[i]->AwaitSleep();
+    }
+  }
+
+  // In the middle of a run, on the worker, until that many others have come back.
+  void Stay(int others) {
+    isExecuting.Set();
+    const bool isOneLess = way_ == "worker" || (way_ == "signal" && others > 1);
+    for (int i = isOneLess ? 1 : 0; i < others; ++i) {
+      mayGoOn.Await();
+    }
+    if (way_ == "worker") {
+      std::exit(EXIT_CODE);
+    }
+  }
+
+  void Kill() {
+    signal(SIGTERM, [](int) { std::exit(EXIT_CODE); });
+    if (way_ == "worker") {
+      mayGoOn.Set();
+    } else {
+      Caller* last = callers_[2] != nullptr ? callers_[2].get() : callers_[0].get();
+      last != nullptr ? last->Terminate() : static_cast<void>(raise(SIGTERM));
+    }
+    for (;;) {
+      pause();
+    }
+  }
+
+  void Fork(bool calls) {
+    const pid_t child = fork();
+    if (child == 0) {
+      isForked = true;
+      if (calls) {
+        Report("child init", path_.Init({0}));
+        Report("child run", path_.Run());
+        path_.Finalize();
+      }
+      std::exit(CHILD_CODE);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    Report("child", WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status));
+  }
+
+  void Join() {
+    for (std::unique_ptr<Caller>& caller : callers_) {
+      // The first one waits for the worker that ends the process.
+      if (caller != nullptr && (way_ != "worker" || caller != callers_[0])) {
+        caller->Join();
+      }
+    }
+    callers_ = {};
+  }
+
+  Path path_;
+  const std::string way_;
+  std::array<std::unique_ptr<Caller>, 3> callers_;
+};
+
+}  // namespace
+
+// What a cancelled thread leaves marked on its stack is in the way of the sanitizer's own code at
+// the thread's end. NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
+extern "C" const char* __asan_default_options();
+
+extern "C" const char* __asan_default_options() {
+  return "use_sigaltstack=0";
+}
+
+// What the threads of the parent hold looks lost in a forked child.
+extern "C" int __lsan_is_turned_off();
+
+extern "C" int __lsan_is_turned_off() {
+  return isForked ? 1 : 0;
+}
+
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
+
+// Stands before the system's.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the system's are reserved
+extern "C" int fcntl(int fd, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  void* argument = va_arg(arguments, void*);
+  va_end(arguments);
+  if (command == F_SETLKW && static_cast<struct flock*>(argument)->l_type == F_WRLCK) {
+    lockIsAwaited.Set();
+  }
+  static const auto next = reinterpret_cast<int (*)(int, int, ...)>(dlsym(RTLD_NEXT, "fcntl"));
+  return next(fd, command, argument);
+}
+
+int main(int /*argc*/, char** argv) {
+  // A test that fails leaves a process that does not end.
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  static Process process(argv[1], argv[2], argv[4]);
+  if (argv[5] != nullptr) {
+    Ormo::Trace::StartDumpTraceToPath(argv[5]);
+  }
+  if (!process.Init()) {
+    return 1;
+  }
+  process.Reach(argv[3]);
+  process.End();
+  return EXIT_CODE;
+}

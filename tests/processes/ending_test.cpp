@@ -1,0 +1,192 @@
+// Processes that end, or fork, whatever their calls are doing.
+#include <gmock/gmock.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "support/child_process.h"
+#include "support/graph_text.h"
+#include "support/temp_directory.h"
+
+namespace Ormo {
+namespace {
+
+using Test::ChildProcess;
+using Test::SpinGraph;
+using Test::TempDirectory;
+using Test::WriteFile;
+using ::testing::Combine;
+using ::testing::UnorderedElementsAreArray;
+using ::testing::Values;
+using ::testing::ValuesIn;
+
+struct Path {
+  const char* name;
+  std::vector<std::string> files;  ///< whose lines tell of a failure
+  int late = -1;                   ///< status of a call after the runner's end
+};
+
+const std::vector<Path> PATHS = {
+    {"loaded", {"offline_runner.cpp", "run_task.cpp"}, 2},
+    {"once", {"offline_runner.cpp", "run_task.cpp"}},
+    {"online", {"online_runner.cpp"}},
+    {"loaded+prof", {"offline_runner.cpp", "run_task.cpp"}, 2},
+    {"once+prof", {"offline_runner.cpp", "run_task.cpp"}},
+    {"online+prof", {"online_runner.cpp"}},
+    {"op+prof", {"zelnn_runner.cpp", "zelnn_run_task.cpp"}},
+};
+
+struct State {
+  const char* name;
+  std::vector<std::string> reports;  ///< before the end
+  std::vector<int> statuses;         ///< of the calls, in the order of their begin
+};
+
+const std::vector<State> STATES = {{"idle", {"first 0"}, {}},
+                                   {"busy", {}, {0, -1, -1}},
+                                   {"waiting", {}, {-1, -1, -1}},
+                                   {"reading", {"second 0"}, {0}}};
+
+void PrintTo(const State& state, std::ostream* stream) {
+  *stream << state.name;
+}
+
+class EndingTest : public ::testing::TestWithParam<std::tuple<State, std::string>> {
+ protected:
+  EndingTest() {
+    for (const char* variable : {"HOME", "TARN_CACHE_PATH"}) {
+      // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
+      setenv(variable, directory_.Path().c_str(), 1);
+    }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
+    setenv("ORMO_PROF_END", "close", 1);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
+    setenv("ORMO_HOST_LOG_LEVEL", "warning", 1);
+    WriteFile(graph_, SpinGraph({1000}));
+  }
+
+  // Keeps device 0 to itself, and is stopped.
+  void StartHolder() {
+    holder_ = std::make_unique<ChildProcess>(std::vector<std::string>{DEVICE_USER});
+    holder_->Send("run 0");
+    EXPECT_EQ(holder_->ReadLine(), "running 0");
+    holder_->Signal(SIGSTOP);
+  }
+
+  // Runs the program; its log goes where its reports go.
+  int Run(const std::vector<std::string>& arguments) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
+    setenv("ORMO_HOST_LOG", "/proc/self/fd/1", 1);
+    std::vector<std::string> command = {ENDING, graph_};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    ChildProcess process(command);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
+    unsetenv("ORMO_HOST_LOG");
+    reports_.clear();
+    log_.clear();
+    for (std::string line = process.ReadLine(); !line.empty(); line = process.ReadLine()) {
+      (line.find("[Tid:") == std::string::npos ? reports_ : log_).push_back(line);
+      if (line.find("alive") == 0) {
+        holder_.reset();  // for the run that follows
+      }
+    }
+    return process.Wait();
+  }
+
+  ptrdiff_t CountLines(const Path& path) const {
+    return std::count_if(log_.begin(), log_.end(), [&path](const std::string& line) {
+      return std::any_of(path.files.begin(), path.files.end(), [&line](const std::string& file) {
+        return line.find("error [" + file) != std::string::npos ||
+               line.find("warning [" + file) != std::string::npos;
+      });
+    });
+  }
+
+  TempDirectory directory_;
+  const std::string graph_ = directory_ / "graph.json";
+  std::unique_ptr<ChildProcess> holder_;
+  std::vector<std::string> reports_;
+  std::vector<std::string> log_;
+};
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool CALLS_LATE = false;
+#else
+constexpr bool CALLS_LATE = true;
+#endif
+
+// Whoever ends the process reports nothing more.
+bool ReportsStatus(const std::string& way, size_t caller, size_t callers) {
+  return way == "signal" ? caller + 1 < callers : way != "worker" || caller > 0;
+}
+
+TEST_P(EndingTest, EveryCallComesBackAndTheProcessEndsAsItWishes) {
+  const auto& [state, way] = GetParam();
+  for (const Path& path : PATHS) {
+    const bool isProfiled = std::string(path.name).find('+') != std::string::npos;
+    if (std::string(state.name) == "reading" && !isProfiled) {
+      continue;
+    }
+    SCOPED_TRACE(path.name);
+    if (std::string(state.name) == "waiting") {
+      StartHolder();
+    }
+    std::vector<std::string> expected = state.reports;
+    ptrdiff_t failures = CALLS_LATE ? 1 : 0;
+    for (size_t i = 0; i < state.statuses.size(); ++i) {
+      if (ReportsStatus(way, i, state.statuses.size())) {
+        expected.push_back("caller " + std::to_string(i) + " " + std::to_string(state.statuses[i]));
+        failures += state.statuses[i] != 0 ? 1 : 0;
+      }
+    }
+    if (CALLS_LATE) {
+      expected.push_back("late " + std::to_string(way == "worker" ? -1 : path.late));
+    }
+    if (way == "finalize") {
+      expected.insert(expected.end(), {"alive  0", "again 0"});
+    }
+    EXPECT_EQ(Run({path.name, state.name, way}), 7);
+    EXPECT_THAT(reports_, UnorderedElementsAreArray(expected));
+    EXPECT_GE(CountLines(path), failures) << ::testing::PrintToString(log_);
+  }
+}
+
+std::string NameOf(const ::testing::TestParamInfo<EndingTest::ParamType>& info) {
+  return std::string(std::get<0>(info.param).name) + "_" + std::get<1>(info.param);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, EndingTest,
+                         Combine(ValuesIn(STATES), Values("exit", "signal", "return", "finalize")),
+                         NameOf);
+INSTANTIATE_TEST_SUITE_P(OnTheWorker, EndingTest, Combine(Values(STATES[1]), Values("worker")),
+                         NameOf);
+
+using ForkTest = EndingTest;
+
+TEST_F(ForkTest, AChildIsRefusedAndEndsAndTheParentGoesOn) {
+  for (const Path& path : PATHS) {
+    for (const std::string state : {"idle", "busy"}) {
+      SCOPED_TRACE(path.name + (" " + state));
+      std::vector<std::string> expected = {"child 9", "child init -1", "child run -1", "child 9",
+                                           "parent 0"};
+      if (CALLS_LATE) {
+        expected.push_back("late " + std::to_string(path.late));
+      }
+      if (state == "busy") {
+        expected.insert(expected.end(), {"caller 0 0", "caller 1 0", "caller 2 0"});
+      } else {
+        expected.emplace_back("first 0");
+      }
+      EXPECT_EQ(Run({path.name, state, "fork", directory_.Path()}), 7);
+      EXPECT_THAT(reports_, UnorderedElementsAreArray(expected));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace Ormo
