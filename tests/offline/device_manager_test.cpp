@@ -57,7 +57,7 @@ struct LockPlace {
 };
 
 void PrintTo(const LockPlace& place, std::ostream* stream) {
-  *stream << place.directory << " " << place.warning;
+  *stream << place.directory << (place.isHomeSet ? " " : " without HOME ") << place.warning;
 }
 
 class LockPlaceTest : public DeviceManagerTest, public ::testing::WithParamInterface<LockPlace> {};
