@@ -17,6 +17,9 @@ namespace {
 
 constexpr std::chrono::milliseconds DEADLOCK_PAUSE{5};
 
+// A file system may give one file many numbers.
+constexpr int MAX_ATTEMPTS = 100;
+
 struct flock WholeFile(short type) {
   struct flock lock {};
 
@@ -75,7 +78,7 @@ void DropLock(int fd) {
 int OpenLocked(const TPath& path, const TPath& name, const std::function<bool(int)>& lock,
                CallSite site) {
   ORMO_LOG_DEBUG_AT(site, "Lock file %s", name.GetCString());
-  for (;;) {
+  for (int attempt = 1;; ++attempt) {
     FileDescriptor file =
         OpenWriteableRegularFile(path, O_RDWR | O_CREAT, FileUtils::SAFE_PERMISSION, site);
     if (!file) {
@@ -86,11 +89,12 @@ int OpenLocked(const TPath& path, const TPath& name, const std::function<bool(in
     }
     if (!lock(file.Get())) {
       const int error = errno;
-      file.Reset();
+      int fd = file.Detach();
+      FileUtils::Close(fd);
       errno = error;
       return -1;
     }
-    if (IsFileAt(file.Get(), path)) {
+    if (IsFileAt(file.Get(), path) || attempt == MAX_ATTEMPTS) {
       ORMO_LOG_DEBUG_AT(site, "Lock file %s success, fd : %d", name.GetCString(), file.Get());
       return file.Detach();
     }

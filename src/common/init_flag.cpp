@@ -7,15 +7,17 @@ namespace Ormo {
 thread_local const InitFlag::Call* InitFlag::innermost_ = nullptr;
 
 // Counted before it looks: a finalisation that cleared the flag either sees the call or is seen.
+// Linked as long as it is counted: a signal handler that ends the process must not wait for its own
+// thread.
 InitFlag::Call::Call(InitFlag& flag) noexcept : flag_(flag), outer_(innermost_) {
-  ++flag_.calls_;
   innermost_ = this;
+  ++flag_.calls_;
   isAdmitted_ = static_cast<bool>(flag_);
 }
 
 InitFlag::Call::~Call() {
-  innermost_ = outer_;
   flag_.Leave();
+  innermost_ = outer_;
 }
 
 void InitFlag::Set() noexcept {
@@ -46,23 +48,24 @@ bool InitFlag::IsOwnProcess() const noexcept {
 // cannot miss the last call.
 void InitFlag::Leave() noexcept {
   --calls_;
-  if (isAwaited_) {
+  if (waiters_ != 0) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    left_.notify_all();
+    left_->notify_all();
   }
 }
 
-void InitFlag::AwaitCalls() {
+void InitFlag::AwaitCalls(uint32_t excepted) {
   if (!IsOwnProcess()) {
     return;
   }
-  uint32_t own = 0;
+  uint32_t ignored = excepted;
   for (const Call* call = innermost_; call != nullptr; call = call->outer_) {
-    own += &call->flag_ == this ? 1 : 0;
+    ignored += &call->flag_ == this ? 1 : 0;
   }
-  isAwaited_ = true;
+  ++waiters_;
   std::unique_lock<std::mutex> lock(mutex_);
-  left_.wait(lock, [this, own] { return calls_ <= own; });
+  left_->wait(lock, [this, ignored] { return calls_ <= ignored; });
+  --waiters_;
 }
 
 }  // namespace Ormo

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <mutex>
 
+#include "common/never_destroyed.h"
+
 namespace Ormo {
 
 /// Set by an initialisation, cleared by the finalisation, which can then wait for the calls that
@@ -44,10 +46,10 @@ class InitFlag {
 
   explicit operator bool() const noexcept;
 
-  /// Waits until no call is inside, but for those of the calling thread, which may be ending the
-  /// process from a signal handler. The flag is clear. In a forked child there is nobody to wait
-  /// for.
-  void AwaitCalls();
+  /// Waits until no call is inside, but for `excepted` ones and those of the calling thread, which
+  /// may be ending the process from a signal handler. The flag is clear. In a forked child there is
+  /// nobody to wait for.
+  void AwaitCalls(uint32_t excepted = 0);
 
  private:
   bool IsOwnProcess() const noexcept;
@@ -58,9 +60,9 @@ class InitFlag {
   std::atomic<bool> isSet_{false};
   std::atomic<uint32_t> forkCount_{0};
   std::atomic<uint32_t> calls_{0};
-  std::atomic<bool> isAwaited_{false};
+  std::atomic<uint32_t> waiters_{0};
   std::mutex mutex_;  // of the wait alone
-  std::condition_variable left_;
+  NeverDestroyed<std::condition_variable> left_;
 };
 
 }  // namespace Ormo

@@ -57,11 +57,11 @@ void MakeWriteable(const TPath& path, const CallSite& site) {
   if (!file || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
     return;  // missing, or refused when it is opened
   }
-  const TPath opened("/proc/self/fd/" + std::to_string(file.Get()));
-  if (opened.IsWriteable()) {
+  if ((status.st_mode & FileUtils::WRITE_ONLY_MODE) != 0) {
     return;
   }
-  const int ret = mmChmod(opened.GetCString(), status.st_mode | FileUtils::WRITE_ONLY_MODE);
+  const std::string opened = "/proc/self/fd/" + std::to_string(file.Get());
+  const int ret = mmChmod(opened.c_str(), status.st_mode | FileUtils::WRITE_ONLY_MODE);
   if (ret != 0) {
     ORMO_LOG_ERROR_AT(site, "Chmod failed, path : %s, ret : %d", path.GetCString(), ret);
   }
@@ -90,8 +90,11 @@ FileDescriptor OpenRegularFile(const TPath& path, int flags, uint32_t mode) {
 
 FileDescriptor OpenWriteableRegularFile(const TPath& path, int flags, uint32_t mode,
                                         const CallSite& site) {
-  MakeWriteable(path, site);
   FileDescriptor file = OpenRegularFile(path, flags, mode);
+  if (!file && mmGetErrorCode() == EACCES) {
+    MakeWriteable(path, site);
+    file = OpenRegularFile(path, flags, mode);
+  }
   if (!file) {
     const int error = errno;
     LogSystemError("mmOpen2", "failed", DLOG_ERROR, site);

@@ -17,8 +17,8 @@ namespace Ormo {
 /// ENXIO for whatever else is no regular file.
 FileDescriptor OpenRegularFile(const TPath& path, int flags, uint32_t mode);
 
-/// The same with what FileUtils::Open does around it: a file that exists and is not writable is
-/// made writable for its owner first, unless it is no regular file; failures are logged as lines of
+/// The same with what FileUtils::Open does around it: a regular file that exists and is not
+/// writable is made writable for its owner; failures are logged as lines of
 /// `site`. The reason is still in errno.
 FileDescriptor OpenWriteableRegularFile(const TPath& path, int flags, uint32_t mode,
                                         const CallSite& site = CallSite::Here());

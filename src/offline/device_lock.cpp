@@ -15,22 +15,25 @@
 namespace Ormo {
 namespace {
 
-constexpr CallSite FILE_UTILS_SITE{"file_utils.cpp", 0};
+// Lock files are the business of these utilities, whoever waits for them.
+constexpr CallSite FILE_UTILS_SITE = CallSite::Here("file_utils.cpp");
 
 }  // namespace
 
-int DeviceLocks::Acquire(uint32_t deviceId, const TPath& path, const TPath& name) {
+int DeviceLocks::Acquire(uint32_t deviceId, const TPath& path, const TPath& name, CallSite site) {
   if (!AwaitTurn(deviceId)) {
     errno = ECANCELED;
     return -1;
   }
-  ScopeExit endTurn("a device's turn", [&] { EndTurn(deviceId); });
+  ScopeExit endTurn(
+      "a device's turn", [&] { EndTurn(deviceId); }, site);
   int fd = OpenLocked(
       path, name, [this](int opened) { return AwaitFile(opened); }, FILE_UTILS_SITE);
   if (fd < 0) {
     return fd;
   }
-  ScopeExit unlock("a device's lock file", [&] { FileUtils::FileUnlock(fd); });
+  ScopeExit unlock(
+      "a device's lock file", [&] { FileUtils::FileUnlock(fd); }, site);
   const std::lock_guard<std::mutex> lock(mutex_);
   held_[fd] = deviceId;
   unlock.Dismiss();
@@ -38,7 +41,7 @@ int DeviceLocks::Acquire(uint32_t deviceId, const TPath& path, const TPath& name
   return fd;
 }
 
-void DeviceLocks::Release(int& fd) {
+void DeviceLocks::Release(int& fd, CallSite site) {
   if (fd < 0) {
     return;
   }
@@ -51,11 +54,14 @@ void DeviceLocks::Release(int& fd) {
       held_.erase(found);
     }
   }
-  const ScopeExit endTurn("a device's turn", [&] {
-    if (deviceId.has_value()) {
-      EndTurn(*deviceId);
-    }
-  });
+  const ScopeExit endTurn(
+      "a device's turn",
+      [&] {
+        if (deviceId.has_value()) {
+          EndTurn(*deviceId);
+        }
+      },
+      site);
   FileUtils::FileUnlock(fd);
 }
 
@@ -68,6 +74,11 @@ void DeviceLocks::Leave() {
 void DeviceLocks::Reopen() {
   const std::lock_guard<std::mutex> lock(mutex_);
   isLeft_ = false;
+}
+
+bool DeviceLocks::IsLeft() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return isLeft_;
 }
 
 bool DeviceLocks::AwaitTurn(uint32_t deviceId) {
@@ -91,6 +102,10 @@ void DeviceLocks::EndTurn(uint32_t deviceId) {
 // and is cancelled when the wait is left. A lock that comes at that very moment goes with the
 // descriptor.
 bool DeviceLocks::AwaitFile(int fd) {
+  if (IsLeft()) {  // between two files of one name, too
+    errno = ECANCELED;
+    return false;
+  }
   if (TryWriteLock(fd)) {
     return true;
   }

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <set>
 
+#include "common/call_site.h"
 #include "ormo/t_path.h"
 
 namespace Ormo {
@@ -22,16 +23,18 @@ class DeviceLocks {
   /// without polling. Returns the descriptor of the locked file `path`, which log lines call
   /// `name`, or a negative value with the reason in errno: that of opening or locking the file, or
   /// ECANCELED when the wait was left. Holders of other devices never wait.
-  int Acquire(uint32_t deviceId, const TPath& path, const TPath& name);
+  int Acquire(uint32_t deviceId, const TPath& path, const TPath& name,
+              CallSite site = CallSite::Here());
 
   /// Gives back what Acquire returned and sets `fd` to -1; nothing for a negative `fd`.
-  void Release(int& fd);
+  void Release(int& fd, CallSite site = CallSite::Here());
 
   /// Ends all waits, and those that would begin, until Reopen.
   void Leave();
   void Reopen();
 
  private:
+  bool IsLeft();
   bool AwaitTurn(uint32_t deviceId);
   void EndTurn(uint32_t deviceId);
   bool AwaitFile(int fd);

@@ -10,6 +10,7 @@
 #include "common/log.h"
 #include "common/quiet_release.h"
 #include "common/utils.h"
+#include "offline/profiled_run.h"
 #include "ormo/file_utils.h"
 #include "ormo/status.h"
 
@@ -23,10 +24,15 @@ struct ExitGuard {
   ExitGuard(const ExitGuard&) = delete;
   ExitGuard& operator=(const ExitGuard&) = delete;
 
+  // A worker that ends the process stands in the middle of its pool.
   ~ExitGuard() {
-    DeviceManager::AbandonInherited();
+    DeviceManager::isEnding_ = true;
     DeviceManager::Drain();
-    DeviceManager::Finalize();
+    if (ThreadPool::IsWorker()) {
+      (*DeviceManager::threadPool_)->Stop();
+    } else {
+      DeviceManager::Finalize();
+    }
   }
 };
 
@@ -52,11 +58,13 @@ std::unique_ptr<ThreadPool> CreateThreadPool(const std::vector<uint32_t>& device
 }  // namespace
 
 std::mutex DeviceManager::poolMutex_;
-std::shared_ptr<ThreadPool> DeviceManager::threadPool_;
+// Not destroyed: the threads of a pool that a forked child inherits do not exist.
+NeverDestroyed<std::shared_ptr<ThreadPool>> DeviceManager::threadPool_;
 InitFlag DeviceManager::initFlag_;
 TPath DeviceManager::lockPath_;
 TPath DeviceManager::resolvedLockPath_;
-DeviceLocks DeviceManager::locks_;
+NeverDestroyed<DeviceLocks> DeviceManager::locks_;
+std::atomic<bool> DeviceManager::isEnding_{false};
 
 int DeviceManager::Init(const std::vector<uint32_t>& deviceIds) {
   if (initFlag_) {
@@ -73,10 +81,10 @@ int DeviceManager::Init(const std::vector<uint32_t>& deviceIds) {
     return STATUS_FAILED;
   }
   InitFileLock();
-  locks_.Reopen();
+  locks_->Reopen();
   {
     const std::lock_guard<std::mutex> lock(poolMutex_);
-    threadPool_ = std::move(pool);
+    *threadPool_ = std::move(pool);
   }
   ORMO_LOG_INFO("Device manager init success.");
   initFlag_.Set();
@@ -90,11 +98,13 @@ void DeviceManager::Drain() {
   std::shared_ptr<ThreadPool> pool;
   {
     const std::lock_guard<std::mutex> lock(poolMutex_);
-    pool = threadPool_;
+    pool = *threadPool_;
   }
-  locks_.Leave();
+  locks_->Leave();
   if (pool != nullptr) {
-    pool->Drain();
+    pool->Refuse();
+    ProfiledRun::AwaitTaskOfThisThread();
+    pool->AwaitIdle();
   }
 }
 
@@ -105,7 +115,7 @@ void DeviceManager::Finalize() {
   std::shared_ptr<ThreadPool> pool;
   {
     const std::lock_guard<std::mutex> lock(poolMutex_);
-    pool = std::move(threadPool_);
+    pool = std::move(*threadPool_);
   }
   pool.reset();
   initFlag_.Clear();
@@ -123,14 +133,12 @@ bool DeviceManager::RefusesCall(CallSite site) {
   return false;
 }
 
-// The threads of the pool that a forked child inherits do not exist: it can neither be joined nor
-// destroyed.
-void DeviceManager::AbandonInherited() noexcept {
-  if (initFlag_.IsInherited()) {
-    static auto* const inherited =
-        new (std::nothrow) std::shared_ptr<ThreadPool>(std::move(threadPool_));
-    static_cast<void>(inherited);
+bool DeviceManager::RefusesInit(CallSite site) {
+  if (isEnding_) {
+    ORMO_LOG_ERROR_AT(site, "The process is ending, no runner can be initialized");
+    return true;
   }
+  return RefusesCall(site);
 }
 
 bool DeviceManager::IsDropped(uint32_t workerId, CallSite site) {
@@ -143,10 +151,10 @@ bool DeviceManager::IsDropped(uint32_t workerId, CallSite site) {
 
 std::shared_ptr<ThreadPool> DeviceManager::FindPool(CallSite site) {
   const std::lock_guard<std::mutex> lock(poolMutex_);
-  if (threadPool_ == nullptr) {
+  if (*threadPool_ == nullptr) {
     ORMO_LOG_ERROR_AT(site, "Thread pool has been stopped");
   }
-  return threadPool_;
+  return *threadPool_;
 }
 
 bool DeviceManager::Commit(PreparedTask& task, WorkerId worker) {
@@ -160,10 +168,10 @@ void DeviceManager::EndCalls(InitFlag& runner) {
 }
 
 void DeviceManager::EndCallsAtExit(InitFlag& runner) {
+  isEnding_ = true;
   runner.Clear();
-  if (!ThreadPool::IsWorker()) {
-    runner.AwaitCalls();
-  }
+  Drain();  // a runner that was made after the guard goes before it
+  runner.AwaitCalls(ThreadPool::IsWorker() ? 1 : 0);
 }
 
 void DeviceManager::InitFileLock() {
@@ -174,7 +182,8 @@ void DeviceManager::InitFileLock() {
   }
   const TPath home = FileUtils::GetHomePath();
   const TPath homeCandidate = home + HOME_SUBDIRECTORY;
-  if (cachePath.has_value() && FileUtils::CreateDirectory(candidate)) {
+  const bool usesCache = cachePath.has_value() && FileUtils::CreateDirectory(candidate);
+  if (usesCache) {
     lockPath_ = candidate;
   } else {
     ORMO_LOG_INFO(
@@ -191,26 +200,26 @@ void DeviceManager::InitFileLock() {
   // The working directory may change, and links may be turned.
   resolvedLockPath_ = lockPath_.Empty() ? TPath(".") : lockPath_;
   resolvedLockPath_.RealPath();
-  const bool isCacheUnusable = cachePath.has_value() && !candidate.Equals(lockPath_);
-  if (isCacheUnusable || (home.Empty() && !candidate.Equals(lockPath_))) {
-    ORMO_LOG_WARNING("%s: devices are locked in %s, where other processes may not look",
-                     isCacheUnusable ? "TARN_CACHE_PATH cannot be used" : "HOME cannot be used",
-                     resolvedLockPath_.GetCString());
+  if (!usesCache && (cachePath.has_value() || home.Empty())) {
+    ORMO_LOG_WARNING(
+        "%s: devices are locked in %s, where other processes may not look",
+        cachePath.has_value() ? "TARN_CACHE_PATH cannot be used" : "HOME cannot be used",
+        resolvedLockPath_.GetCString());
   }
 }
 
 int DeviceManager::Lock(uint32_t deviceId) {
   if (!initFlag_) {
     ORMO_LOG_ERROR("Device manager has not been initialized");
-    errno = 0;
+    errno = ENODEV;
     return STATUS_FAILED;
   }
   const std::string name = ".ormo_dev_" + std::to_string(deviceId) + ".lock";
-  return locks_.Acquire(deviceId, resolvedLockPath_ + name, lockPath_ + name);
+  return locks_->Acquire(deviceId, resolvedLockPath_ + name, lockPath_ + name);
 }
 
 void DeviceManager::Unlock(int& fd) {
-  locks_.Release(fd);
+  locks_->Release(fd);
 }
 
 DeviceLockHolder::DeviceLockHolder(uint32_t deviceId, CallSite site)

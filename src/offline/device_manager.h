@@ -3,6 +3,7 @@
 #ifndef ORMO_OFFLINE_DEVICE_MANAGER_H
 #define ORMO_OFFLINE_DEVICE_MANAGER_H
 
+#include <atomic>
 #include <cstdint>
 #include <future>
 #include <list>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "common/init_flag.h"
+#include "common/never_destroyed.h"
 #include "offline/device_lock.h"
 #include "offline/thread_pool.h"
 #include "ormo/status.h"
@@ -46,6 +48,9 @@ class DeviceManager {
   /// Joins the workers; tasks still queued are dropped. Blocks until running tasks have ended.
   static void Finalize();
 
+  /// RefusesCall for an initialisation, which comes too late when the process ends.
+  static bool RefusesInit(CallSite site = CallSite::Here());
+
   static bool IsInitialized() noexcept { return static_cast<bool>(initFlag_); }
 
   /// Ends all calls that wait for a worker or a device: nothing can be committed any more, queued
@@ -55,8 +60,8 @@ class DeviceManager {
   /// For a runner whose flag is clear: Drain, and wait until no call is inside it.
   static void EndCalls(InitFlag& runner);
 
-  /// Clears the flag of a runner that goes because the process ends, after the workers, and waits
-  /// for the calls inside it; for none in a worker that ends the process, whose caller waits on.
+  /// Clears the flag of a runner that goes because the process ends, and waits for the calls inside
+  /// it; but for one in a worker that ends the process, whose caller waits on.
   static void EndCallsAtExit(InitFlag& runner);
 
   /// Whether a call must not wait for a worker, after an error line of `site`'s file that says why:
@@ -77,8 +82,8 @@ class DeviceManager {
   /// a task that no worker runs any more ANY_THREAD_ID: IsDropped.
   template <typename F, typename... Args>
   static auto Commit(F&& f, WorkerId worker, Args&&... args) {
-    using Future =
-        decltype(threadPool_->Commit(std::forward<F>(f), worker, std::forward<Args>(args)...));
+    using Future = decltype(std::declval<ThreadPool&>().Commit(std::forward<F>(f), worker,
+                                                               std::forward<Args>(args)...));
     const std::shared_ptr<ThreadPool> pool = FindPool(worker.site);
     return pool == nullptr ? Future()
                            : pool->Commit(std::forward<F>(f), worker, std::forward<Args>(args)...);
@@ -95,15 +100,15 @@ class DeviceManager {
   friend struct ExitGuard;
 
   static void InitFileLock();
-  static void AbandonInherited() noexcept;
   static std::shared_ptr<ThreadPool> FindPool(CallSite site);
 
   static std::mutex poolMutex_;  ///< guards threadPool_, not what its workers do
-  static std::shared_ptr<ThreadPool> threadPool_;
+  static NeverDestroyed<std::shared_ptr<ThreadPool>> threadPool_;
   static InitFlag initFlag_;
   static TPath lockPath_;
   static TPath resolvedLockPath_;
-  static DeviceLocks locks_;
+  static NeverDestroyed<DeviceLocks> locks_;
+  static std::atomic<bool> isEnding_;  ///< the process, or the library's time in it
 };
 
 /// Holds a device's lock as long as the object lives. A device whose lock cannot be had is used all

@@ -12,7 +12,7 @@ namespace Ormo {
 // which the worker may leave later.
 ModelUnload::ModelUnload()
     : ModelUnload(std::make_shared<Work>([this](uint32_t worker) {
-        hasRun_ = !DeviceManager::IsDropped(worker);
+        hasRun_ = !DeviceManager::IsDropped(worker, site_);
         if (hasRun_) {
           RunTask::UnloadModel(modelId_, context_, worker);
         }
@@ -22,6 +22,7 @@ ModelUnload::ModelUnload(const std::shared_ptr<Work>& work)
     : task_([work](uint32_t worker) { (*work)(worker); }), done_(work->get_future()) {}
 
 bool ModelUnload::Run(uint32_t deviceId, CallSite site) {
+  site_ = site;
   // A long text that cannot be copied is no reason to keep the model.
   ReleaseQuietly(
       "the error context",

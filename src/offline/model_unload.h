@@ -39,6 +39,7 @@ class ModelUnload {
   uint32_t modelId_ = 0;
   error_message::Context context_;
   bool hasRun_ = false;
+  CallSite site_ = CallSite::Here();
   PreparedTask task_;
   std::future<void> done_;  ///< goes first: work that ends under a future takes memory to say so
 };

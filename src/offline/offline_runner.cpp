@@ -56,7 +56,7 @@ std::vector<uint32_t> OfflineRunner::GetDeviceList(const std::vector<uint32_t>& 
 }
 
 int OfflineRunner::Init(const RunnerInitConfig& config) const {
-  if (DeviceManager::RefusesCall()) {
+  if (DeviceManager::RefusesInit()) {
     return STATUS_FAILED;
   }
   if (initFlag_) {
@@ -79,6 +79,7 @@ void OfflineRunner::Finalize() {
   if (DeviceManager::RefusesCall()) {
     return;
   }
+  const InitFlag::Call call(initFlag_);  // whoever ends the process waits for it
   if (!initFlag_.Clear()) {
     ORMO_LOG_ERROR("Offline runner has not been initialized");
     return;

@@ -42,10 +42,21 @@ bool Discard(int fd) {
 
 }  // namespace
 
-ProfiledRun::ProfiledRun() : closesAtEnd_(Utils::FindEnv(PROF_END_VARIABLE) == PROF_END_CLOSE) {}
+thread_local ProfiledRun* ProfiledRun::ofThisThread_ = nullptr;
+
+ProfiledRun::ProfiledRun() : closesAtEnd_(Utils::FindEnv(PROF_END_VARIABLE) == PROF_END_CLOSE) {
+  ofThisThread_ = this;
+}
 
 ProfiledRun::~ProfiledRun() {
   AwaitTask();
+  ofThisThread_ = nullptr;
+}
+
+void ProfiledRun::AwaitTaskOfThisThread() noexcept {
+  if (ofThisThread_ != nullptr) {
+    ofThisThread_->AwaitTask();
+  }
 }
 
 int ProfiledRun::Open(CallSite site) {
@@ -71,11 +82,11 @@ int ProfiledRun::Read(const std::function<int(int, std::future<int>&)>& analysis
   return status;
 }
 
-int ProfiledRun::TakeStatus(int analysisStatus) {
-  if (!future_.valid()) {
-    return analysisStatus;
+int ProfiledRun::TakeStatus(int analysisStatus, CallSite site) {
+  const int runStatus = future_.valid() ? future_.get() : STATUS_SUCCESS;
+  if (isDropped_) {
+    ORMO_LOG_ERROR_AT(site, "Run model failed");
   }
-  const int runStatus = future_.get();
   return runStatus != STATUS_SUCCESS ? runStatus : analysisStatus;
 }
 

@@ -49,10 +49,10 @@ class ProfiledRun {
     future_ = DeviceManager::Commit(
         [this, task = std::move(task), site = worker.site](auto&&... taskArgs) mutable {
           const uint32_t id = std::get<sizeof...(taskArgs) - 1>(std::forward_as_tuple(taskArgs...));
-          const bool isDropped = DeviceManager::IsDropped(id, site);
-          const WriteEndCloser closer(closesAtEnd_ || isDropped ? &pipe_.writeEnd : nullptr);
-          return isDropped ? STATUS_FAILED
-                           : static_cast<int>(task(std::forward<decltype(taskArgs)>(taskArgs)...));
+          isDropped_ = DeviceManager::IsDropped(id, site);
+          const WriteEndCloser closer(closesAtEnd_ || isDropped_ ? &pipe_.writeEnd : nullptr);
+          return isDropped_ ? STATUS_FAILED
+                            : static_cast<int>(task(std::forward<decltype(taskArgs)>(taskArgs)...));
         },
         worker, std::forward<Args>(args)...);
     return future_.valid();
@@ -65,8 +65,13 @@ class ProfiledRun {
            std::initializer_list<int> expectedStatuses, CallSite site = CallSite::Here());
 
   /// The status of the whole run: the task's when the analysis did not take it and it is not 0,
-  /// else the analysis's. Rethrows what the task threw.
-  int TakeStatus(int analysisStatus);
+  /// else the analysis's. A task that was dropped is a failure to run, in `site`'s file. Rethrows
+  /// what the task threw.
+  int TakeStatus(int analysisStatus, CallSite site = CallSite::Here());
+
+  /// For a thread that ends the process or the devices in the middle of its own run, in a signal
+  /// handler: waits for the task, whose records nobody else would read.
+  static void AwaitTaskOfThisThread() noexcept;
 
  private:
   // Closes the write end, if there is one to close, when the task has returned or thrown.
@@ -89,7 +94,10 @@ class ProfiledRun {
 
   void AwaitTask() noexcept;
 
+  static thread_local ProfiledRun* ofThisThread_;
+
   bool closesAtEnd_;
+  bool isDropped_ = false;
   Pipe pipe_;
   std::future<int> future_;
 };

@@ -3,6 +3,7 @@
 #include <system_error>
 
 #include "common/quiet_release.h"
+#include "common/scope_exit.h"
 #include "common/trace_inner.h"
 #include "common/utils.h"
 #include "ormo/status.h"
@@ -89,7 +90,7 @@ int ThreadPool::CheckThreadId(uint32_t threadId) {
 }
 
 bool ThreadPool::MayCommit(const WorkerId& worker) {
-  if (isStopped_ || isDrained_) {
+  if (isStopped_ || isRefusing_) {
     ORMO_LOG_ERROR_AT(worker.site, "Thread pool has been stopped");
     return false;
   }
@@ -106,7 +107,7 @@ bool ThreadPool::Commit(std::list<Task>& task, WorkerId worker) {
   }
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (!isDrained_) {
+    if (!isRefusing_) {
       std::list<Task>& queue = tasks_[worker.value];
       queue.splice(queue.end(), task);
     }
@@ -119,11 +120,11 @@ bool ThreadPool::Commit(std::list<Task>& task, WorkerId worker) {
   return true;
 }
 
-void ThreadPool::Drain() {
+void ThreadPool::Refuse() {
   std::list<Task> queued;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    isDrained_ = true;
+    isRefusing_ = true;
     for (auto& [id, queue] : tasks_) {
       queued.splice(queued.end(), queue);
     }
@@ -131,6 +132,9 @@ void ThreadPool::Drain() {
   for (const Task& task : queued) {
     task(ANY_THREAD_ID);
   }
+}
+
+void ThreadPool::AwaitIdle() {
   std::unique_lock<std::mutex> lock(mutex_);
   cond_.wait(lock, [this] { return busy_ <= (isWorker_ ? 1 : 0); });
 }
@@ -157,7 +161,7 @@ void ThreadPool::EndTask(std::list<Task>& task) {
   task.clear();
   const std::lock_guard<std::mutex> lock(mutex_);
   --busy_;
-  if (isDrained_) {
+  if (isRefusing_) {
     cond_.notify_all();
   }
 }
@@ -174,8 +178,8 @@ void ThreadPool::ThreadFunc(ThreadPool* pool, uint32_t threadId, const std::stri
     if (!pool->TakeTask(threadName, threadId, task)) {
       return;
     }
+    const ScopeExit end("a task", [&] { pool->EndTask(task); });
     task.front()(threadId);
-    pool->EndTask(task);
   }
   ORMO_LOG_DEBUG("Stop thread [%s]", threadName.c_str());
 }

@@ -70,9 +70,15 @@ class ThreadPool {
   /// left where it is, when it was not queued. Allocates nothing.
   bool Commit(std::list<Task>& task, WorkerId worker);
 
-  /// Refuses further commits, gives every queued task ANY_THREAD_ID for the worker it runs on,
-  /// since none will, and waits until no worker is busy but the calling one. The workers live on.
-  void Drain();
+  /// From now on refuses commits, and gives every queued task ANY_THREAD_ID for the worker that it
+  /// runs on, since none will. The workers live on.
+  void Refuse();
+
+  /// Waits until no worker is busy but the calling one.
+  void AwaitIdle();
+
+  /// Lets every worker finish its task and joins it, but for the calling one.
+  void Stop() noexcept;
 
   /// Whether the calling thread is a worker of a pool.
   static bool IsWorker() noexcept { return isWorker_; }
@@ -82,7 +88,6 @@ class ThreadPool {
 
  private:
   void CreateThread(size_t threadId);
-  void Stop() noexcept;
   bool MayCommit(const WorkerId& worker);
   bool TakeTask(const std::string& threadName, uint32_t threadId, std::list<Task>& task);
   void EndTask(std::list<Task>& task);
@@ -91,7 +96,7 @@ class ThreadPool {
   static thread_local bool isWorker_;
 
   std::atomic<bool> isStopped_{false};
-  std::atomic<bool> isDrained_{false};
+  std::atomic<bool> isRefusing_{false};
   std::string name_;
   std::mutex mutex_;
   std::vector<std::thread> threads_;

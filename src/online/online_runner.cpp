@@ -40,7 +40,7 @@ InitFlag OnlineRunner::initFlag_;
 std::atomic<uint32_t> OnlineRunner::id_{FIRST_GRAPH_ID_LESS_ONE};
 
 int OnlineRunner::Init(const RunnerInitConfig& config) const {
-  if (DeviceManager::RefusesCall()) {
+  if (DeviceManager::RefusesInit()) {
     return STATUS_FAILED;
   }
   if (initFlag_) {
@@ -59,12 +59,15 @@ void OnlineRunner::Finalize() const {
   if (DeviceManager::RefusesCall()) {
     return;
   }
+  const InitFlag::Call call(initFlag_);  // whoever ends the process waits for it
   if (!initFlag_.Clear()) {
     ORMO_LOG_WARNING("Online runner has not been initailzed, no need to finalize");
     return;
   }
+  ScopeExit undo("the finalisation", [] { initFlag_.Set(); });
   DeviceManager::EndCalls(initFlag_);
   DeviceManager::Finalize();
+  undo.Dismiss();
 }
 
 int OnlineRunner::Process(const ox::Graph& graph, RunnerConfig& config,

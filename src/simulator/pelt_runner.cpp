@@ -101,6 +101,7 @@ int PeltRunner::InitPeltLib(PeltFuncInfo& library) const {
 }
 
 void PeltRunner::Finalize() {
+  const InitFlag::Call call(initFlag);
   if (!initFlag.Clear()) {
     ORMO_LOG_ERROR("Pelt runner has not been initialized.");
     return;

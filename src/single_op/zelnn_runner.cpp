@@ -27,7 +27,7 @@ std::vector<uint32_t> ZelnnRunner::GetDeviceList(const std::vector<uint32_t>& de
 }
 
 int ZelnnRunner::Init(const RunnerInitConfig& config) const {
-  if (DeviceManager::RefusesCall()) {
+  if (DeviceManager::RefusesInit()) {
     return STATUS_FAILED;
   }
   if (initFlag_) {
@@ -50,6 +50,7 @@ void ZelnnRunner::Finalize() {
   if (DeviceManager::RefusesCall()) {
     return;
   }
+  const InitFlag::Call call(initFlag_);  // whoever ends the process waits for it
   if (!initFlag_.Clear()) {
     ORMO_LOG_ERROR("ZelnnRunner runner has not been initialized");
     return;

@@ -126,7 +126,8 @@ TEST(ThreadPoolTest, ADrainedPoolLetsTheRunningTaskEndAndTellsQueuedOnesThatNoWo
     return id;
   };
   std::future<uint32_t> queued = pool.Commit(workerId, 0);
-  pool.Drain();
+  pool.Refuse();
+  pool.AwaitIdle();
   EXPECT_EQ(queued.get(), ANY_THREAD_ID);
   EXPECT_EQ(running.wait_for(std::chrono::seconds(0)), std::future_status::ready);
   EXPECT_FALSE(pool.Commit(workerId, 0).valid());
