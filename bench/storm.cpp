@@ -2,6 +2,7 @@
 // and the reason when something was wrong.
 //
 //   storm kills N        processes that take turns on a device, N of them killed
+//   storm fair N         N runs of a process beside one that is always busy
 //   storm signals N      N measurements, two processes, signals on all threads
 //   storm flat N         N measurements with flat memory, descriptors and threads
 #include <fcntl.h>
@@ -12,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdio>
@@ -51,6 +53,7 @@ std::string ReadText(const char* file) {
 
 pid_t Start(std::vector<std::string> arguments, int output) {
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) {
     argv.push_back(argument.data());
   }
@@ -73,15 +76,24 @@ int MeasureOffline(bool prof) {
   return OrmoOfflineRun(config, result);
 }
 
-// --- Kills
+// --- Turns
 
-// Runs for ever, a letter for each run. While it executes it holds the lock of a file of its own:
-// two at once would see each other. That file's descriptor is lower than the device lock's, and so
-// a process that is killed gives it up first.
-int TakeTurns() {
+constexpr char OVERLAP = '!';
+
+void Tell(char event) {
+  Require(write(STDOUT_FILENO, &event, 1) == 1, "nobody reads");
+}
+
+// Runs for ever on a device with two callers. Tells each load, before the run waits for the device,
+// as a capital letter, and each run as a small one. While it executes it holds the lock of a file
+// of its own: two at once would see each other. That file's descriptor is lower than the device
+// lock's, and so a process that is killed gives it up first.
+int TakeTurns(char name) {
   const int marker = open("marker", O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   Require(OrmoOfflineRunnerInit({{0, 0}}) == 0, "cannot initialise");
-  OrmoHost::OnCall("zelmdlExecute", OrmoHost::EVERY_CALL, [marker] {
+  OrmoHost::OnCall("zelmdlLoadFromFile", OrmoHost::EVERY_CALL,
+                   [name] { Tell(static_cast<char>('A' + name)); });
+  OrmoHost::OnCall("zelmdlExecute", OrmoHost::EVERY_CALL, [marker, name] {
     struct flock lock {};
 
     lock.l_type = F_WRLCK;
@@ -89,7 +101,7 @@ int TakeTurns() {
     for (int i = 0; i < 20; ++i) {
       sched_yield();  // to whoever is on the device as well
     }
-    Require(write(STDOUT_FILENO, isAlone ? "r" : "O", 1) == 1, "nobody reads");
+    Tell(isAlone ? static_cast<char>('a' + name) : OVERLAP);
     lock.l_type = F_UNLCK;
     fcntl(marker, F_SETLK, &lock);
   });
@@ -103,33 +115,88 @@ int TakeTurns() {
   return 0;
 }
 
+// Processes that take turns, and what they tell.
+class Turns {
+ public:
+  explicit Turns(size_t count) : processes_(count) {
+    Require(pipe2(ends_.data(), O_CLOEXEC) == 0, "no pipe");
+  }
+
+  Turns(const Turns&) = delete;
+  Turns& operator=(const Turns&) = delete;
+
+  ~Turns() {
+    for (const pid_t process : processes_) {
+      kill(process, SIGKILL);
+      waitpid(process, nullptr, 0);
+    }
+  }
+
+  void StartOne(size_t index) {
+    processes_[index] = Start({"storm", "turns", std::to_string(index)}, ends_[1]);
+  }
+
+  void Kill(size_t index) {
+    kill(processes_[index], SIGKILL);
+    int status = 0;
+    Require(waitpid(processes_[index], &status, 0) == processes_[index] && WIFSIGNALED(status),
+            "a process ended");
+  }
+
+  char Next() {
+    char event = OVERLAP;
+    Require(read(ends_[0], &event, 1) == 1 && event != OVERLAP, "two ran on one device");
+    return event;
+  }
+
+  // Returns how many runs were told before.
+  size_t Await(char event) {
+    size_t runs = 0;
+    for (char next = Next(); next != event; next = Next()) {
+      runs += next >= 'a' ? 1 : 0;
+    }
+    return runs;
+  }
+
+ private:
+  std::array<int, 2> ends_{};
+  std::vector<pid_t> processes_;
+};
+
 void Kills(size_t count) {
   constexpr size_t PROCESSES = 4;
   constexpr size_t RUNS_AT_MOST = 20;
-  std::array<int, 2> ends{};
-  Require(pipe2(ends.data(), O_CLOEXEC) == 0, "no pipe");
-  std::array<pid_t, PROCESSES> processes{};
-  for (pid_t& process : processes) {
-    process = Start({"storm", "turns", "0"}, ends[1]);
+  Turns turns(PROCESSES);
+  for (size_t i = 0; i < PROCESSES; ++i) {
+    turns.StartOne(i);
   }
   std::minstd_rand random(1);  // NOLINT(cert-msc51-cpp): the same storm every time
   size_t runs = 0;
   for (size_t kill = 0; kill < count; ++kill) {
-    for (size_t i = random() % RUNS_AT_MOST; i > 0; --i, ++runs) {
-      char event = 0;
-      Require(read(ends[0], &event, 1) == 1 && event == 'r', "two processes ran on one device");
+    const size_t wanted = runs + random() % RUNS_AT_MOST;
+    while (runs < wanted) {
+      runs += turns.Next() >= 'a' ? 1 : 0;
     }
-    pid_t& process = processes.at(random() % PROCESSES);
-    ::kill(process, SIGKILL);
-    int status = 0;
-    Require(waitpid(process, &status, 0) == process && WIFSIGNALED(status), "a process ended");
-    process = Start({"storm", "turns", "0"}, ends[1]);
-  }
-  for (const pid_t process : processes) {
-    ::kill(process, SIGKILL);
-    waitpid(process, nullptr, 0);
+    const size_t victim = random() % PROCESSES;
+    turns.Kill(victim);
+    turns.StartOne(victim);
   }
   std::cout << count << " kills, " << runs << " runs, no two at once\n";
+}
+
+void Fair(size_t count) {
+  constexpr size_t RUNS_AT_MOST = 500;
+  Turns turns(2);
+  turns.StartOne(0);
+  turns.Await('a');
+  turns.StartOne(1);
+  size_t longest = 0;
+  for (size_t i = 0; i < count; ++i) {
+    turns.Await('B');
+    longest = std::max(longest, turns.Await('b'));
+  }
+  std::cout << count << " runs, each after at most " << longest << " of another process\n";
+  Require(longest <= RUNS_AT_MOST, "a process was starved");
 }
 
 // --- Measurements of every path
@@ -279,11 +346,13 @@ void Flat(size_t count) {
 
 void Run(const std::string& attack, size_t count) {
   if (attack == "turns") {
-    TakeTurns();
+    TakeTurns(static_cast<char>(count));
   } else if (attack == "struck") {
     MeasureUnderSignals(count);
   } else if (attack == "kills") {
     Kills(count);
+  } else if (attack == "fair") {
+    Fair(count);
   } else if (attack == "signals") {
     Signals(count);
   } else {

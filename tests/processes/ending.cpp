@@ -57,6 +57,10 @@ void Report(const std::string& event, int status) {
   }
 }
 
+[[noreturn]] void Exit(int code) {
+  std::exit(code);  // NOLINT(concurrency-mt-unsafe): no other thread ends the process
+}
+
 void AwaitSleep(pid_t thread) {
   std::string state;
   while (state != "S") {
@@ -150,7 +154,8 @@ class Caller {
 
   void AwaitSleep() const { ::AwaitSleep(id_); }
 
-  void Terminate() { pthread_kill(thread_.native_handle(), SIGTERM); }
+  // Has the program's handler run on the thread.
+  void Signal(int signal) { pthread_kill(thread_.native_handle(), signal); }
 
   void Join() {
     if (thread_.get_id() != std::this_thread::get_id()) {
@@ -212,7 +217,7 @@ class Process {
 
   void End() {
     if (way_ == "exit") {
-      std::exit(EXIT_CODE);
+      Exit(EXIT_CODE);
     } else if (way_ == "signal" || way_ == "worker") {
       Kill();
     } else if (way_ == "finalize") {
@@ -253,17 +258,17 @@ class Process {
       mayGoOn.Await();
     }
     if (way_ == "worker") {
-      std::exit(EXIT_CODE);
+      Exit(EXIT_CODE);
     }
   }
 
   void Kill() {
-    signal(SIGTERM, [](int) { std::exit(EXIT_CODE); });
+    signal(SIGTERM, [](int) { Exit(EXIT_CODE); });
     if (way_ == "worker") {
       mayGoOn.Set();
     } else {
       Caller* last = callers_[2] != nullptr ? callers_[2].get() : callers_[0].get();
-      last != nullptr ? last->Terminate() : static_cast<void>(raise(SIGTERM));
+      last != nullptr ? last->Signal(SIGTERM) : static_cast<void>(raise(SIGTERM));
     }
     for (;;) {
       pause();
@@ -279,7 +284,7 @@ class Process {
         Report("child run", path_.Run());
         path_.Finalize();
       }
-      std::exit(CHILD_CODE);
+      Exit(CHILD_CODE);
     }
     int status = 0;
     waitpid(child, &status, 0);
