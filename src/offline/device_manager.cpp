@@ -100,9 +100,11 @@ void DeviceManager::Drain() {
     const std::lock_guard<std::mutex> lock(poolMutex_);
     pool = *threadPool_;
   }
+  if (pool != nullptr) {
+    pool->Refuse();  // a worker that leaves its wait must not find another task
+  }
   locks_->Leave();
   if (pool != nullptr) {
-    pool->Refuse();
     ProfiledRun::AwaitTaskOfThisThread();
     pool->AwaitIdle();
   }

@@ -13,6 +13,7 @@
 #include <array>
 #include <cstdarg>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <limits>
 #include <memory>
@@ -70,6 +71,17 @@ void AwaitSleep(pid_t thread) {
   }
 }
 
+pid_t FindWorker() {
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::string name;
+    std::ifstream(entry.path() / "comm") >> name;
+    if (name == "OrmoRun0") {
+      return std::stoi(entry.path().filename());
+    }
+  }
+  return 0;
+}
+
 // One way of measuring: "loaded", "once", "online" or "op", and "+prof".
 class Path {
  public:
@@ -85,6 +97,11 @@ class Path {
     }
     const int status = OrmoOfflineRunnerInit({devices});
     return kind_ != "loaded" || status != 0 ? status : OrmoOfflineLoadFromFile(graph_, modelId_);
+  }
+
+  // A runner that the path does not use.
+  int InitAnother(const std::vector<uint32_t>& devices) const {
+    return kind_ == "op" ? OrmoOfflineRunnerInit({devices}) : OrmoZelnnRunnerInit({devices});
   }
 
   int Run() {
@@ -189,11 +206,15 @@ class Process {
   }
 
   bool Init() {
-    const bool isAlone = way_ == "fork";  // nothing may go on while a process is forked
-    return path_.Init(isAlone ? std::vector<uint32_t>{0} : std::vector<uint32_t>{0, 0}) == 0;
+    // Nothing may go on while a process is forked, and it must be known whose worker ends one.
+    const bool isAlone = way_ == "fork" || way_ == "worker";
+    const auto devices = isAlone ? std::vector<uint32_t>{0} : std::vector<uint32_t>{0, 0};
+    // A runner whose workers another one started goes before them.
+    return (way_ != "exit" || path_.InitAnother(devices) == 0) && path_.Init(devices) == 0;
   }
 
   void Reach(const std::string& state) {
+    state_ = state;
     if (state == "idle") {
       Report("first", path_.Run());
     } else if (state == "busy") {
@@ -264,8 +285,10 @@ class Process {
 
   void Kill() {
     signal(SIGTERM, [](int) { Exit(EXIT_CODE); });
-    if (way_ == "worker") {
+    if (way_ == "worker" && state_ == "busy") {
       mayGoOn.Set();
+    } else if (way_ == "worker") {
+      tgkill(getpid(), FindWorker(), SIGTERM);
     } else {
       Caller* last = callers_[2] != nullptr ? callers_[2].get() : callers_[0].get();
       last != nullptr ? last->Signal(SIGTERM) : static_cast<void>(raise(SIGTERM));
@@ -303,6 +326,7 @@ class Process {
 
   Path path_;
   const std::string way_;
+  std::string state_;
   std::array<std::unique_ptr<Caller>, 3> callers_;
 };
 

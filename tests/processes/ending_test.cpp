@@ -172,7 +172,8 @@ INSTANTIATE_TEST_SUITE_P(All, EndingTest,
 #ifndef __SANITIZE_THREAD__
 INSTANTIATE_TEST_SUITE_P(InAHandler, EndingTest, Combine(ValuesIn(STATES), Values("signal")),
                          NameOf);
-INSTANTIATE_TEST_SUITE_P(OnTheWorker, EndingTest, Combine(Values(STATES[1]), Values("worker")),
+INSTANTIATE_TEST_SUITE_P(OnTheWorker, EndingTest,
+                         Combine(Values(STATES[0], STATES[1], STATES[2]), Values("worker")),
                          NameOf);
 #endif
 
