@@ -82,6 +82,9 @@ TEST_F(DriverOp, AWrongRequestIsRefusedWithItsPlace) {
   }
   WriteFile(directory_ / "no.json", "{} x");
   EXPECT_THAT(ReasonFor(directory_ / "no.json"), HasSubstr("this is no JSON text: "));
+  WriteFile(directory_ / "deep.json", std::string(33, '['));
+  EXPECT_EQ(ReasonFor(directory_ / "deep.json"),
+            "the request: expected at most 32 levels of arrays and objects");
 }
 
 TEST_F(DriverOp, WhatTheOperatorRefusesHasThePlatformsReason) {

@@ -45,6 +45,8 @@ std::vector<BadGraph> BadGraphs() {
   const int64_t huge = int64_t{1} << 40;
   return {
       {"{", {"JSON"}},
+      {std::string(32, '['), {"JSON"}},
+      {std::string(33, '['), {"expected at most 32 levels"}},
       {Replaced(good, "\"version\": 1", "\"version\": 2"), {"version", "1"}},
       {Replaced(good, "\"version\"", "\"verison\": 1, \"version\""), {"verison"}},
       {Graph({Data({2, 3}), relu, relu}), {"\"r\"", "name"}},

@@ -16,6 +16,7 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr int VERSION = 1;
+constexpr int MAX_DEPTH = 32;  ///< more than any graph has
 
 constexpr std::pair<const char*, ox::DataType> DATA_TYPES[] = {
     {"float32", ox::DT_FLOAT}, {"float16", ox::DT_FLOAT16}, {"float64", ox::DT_DOUBLE},
@@ -246,6 +247,19 @@ Graph ReadGraph(const Json& root) {
   return graph;
 }
 
+/// Each level of a tree takes far more memory than its bracket in the text. A pass of its own,
+/// which keeps nothing: with a callback that keeps values the parser's time is quadratic in a
+/// list's size.
+void RequireBoundedDepth(std::string_view text) {
+  const auto check = [](int depth, Json::parse_event_t event, const Json& /*value*/) {
+    if (depth >= MAX_DEPTH && event != Json::parse_event_t::key) {
+      throw GraphError("", "", "at most 32 levels of lists and objects");
+    }
+    return false;
+  };
+  [[maybe_unused]] const Json nothing = Json::parse(text.begin(), text.end(), check);
+}
+
 }  // namespace
 
 std::string ReadGraphText(const std::string& path) {
@@ -255,6 +269,7 @@ std::string ReadGraphText(const std::string& path) {
 
 Graph ParseGraph(std::string_view text) {
   try {
+    RequireBoundedDepth(text);
     return ReadGraph(Json::parse(text.begin(), text.end()));
   } catch (const Json::exception& error) {
     throw GraphError("", "", std::string("a graph in JSON: ") + error.what());
