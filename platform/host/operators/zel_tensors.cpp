@@ -29,8 +29,8 @@ struct Mark {
   uint64_t words[2] = {UINT64_MAX, 0};
 };
 
-/// Addresses of marks, none of which is given out twice. All pages show the same few, so that only
-/// address space is used up.
+/// Addresses of marks, none of which is given out twice. All pages show the same few where the
+/// system permits it, so that only address space is used up.
 class MarkAddresses {
  public:
   uintptr_t Next() {
@@ -70,8 +70,11 @@ class MarkAddresses {
     return piece;
   }
 
-  /// A size of 0 leaves the old mapping where it is.
-  static Mark* ShowAgain(Mark* piece) { return Mapped(mremap(piece, 0, BYTES, MREMAP_MAYMOVE)); }
+  /// A size of 0 leaves the old mapping where it is; some tools that run a process refuse it.
+  static Mark* ShowAgain(Mark* piece) {
+    void* memory = mremap(piece, 0, BYTES, MREMAP_MAYMOVE);
+    return memory != MAP_FAILED ? static_cast<Mark*>(memory) : MakePiece();
+  }
 
   std::mutex mutex_;
   std::vector<Mark*> pieces_;
