@@ -137,7 +137,7 @@ RunnerOpInfo MakeOperator(const Record& record) {
   op.modelId = std::to_string(record.id);
   op.startTime = record.start;
   op.endTime = record.end;
-  op.aicoreCostTime = record.core;
+  op.aicoreCostTime = record.end < record.start ? 0 : record.core;
   op.opCostTime = record.end < record.start ? 0 : record.end - record.start;
   return op;
 }

@@ -36,6 +36,16 @@ int Decode(const char* record, size_t length, ModelOpInfo& modelOpInfo) {
   return STATUS_SUCCESS;
 }
 
+// A platform may take the part of a record for no record rather than for an error.
+int DecodeTail(const char* part, size_t length, ModelOpInfo& modelOpInfo) {
+  const size_t before = modelOpInfo.opInfos.size() + modelOpInfo.steps.size();
+  const int status = Decode(part, length, modelOpInfo);
+  if (status == STATUS_SUCCESS && modelOpInfo.opInfos.size() + modelOpInfo.steps.size() == before) {
+    ORMO_LOG_WARNING("The profiling data ends within a record, whose %zu bytes are lost", length);
+  }
+  return status;
+}
+
 // Waits for an event. Signals that interrupt the wait do not make it any longer.
 EpollWaiter::Event WaitThroughSignals(EpollWaiter& epoll, std::chrono::milliseconds timeout) {
   const Clock::time_point deadline = Clock::now() + timeout;
@@ -120,7 +130,7 @@ int ProfilingParser::ReadLoop(EpollWaiter& epoll, int fd, std::future<int>& futu
     }
   }
   if (status == STATUS_SUCCESS && buffer.carried != 0) {
-    status = Decode(buffer.data, buffer.carried, modelOpInfo);
+    status = DecodeTail(buffer.data, buffer.carried, modelOpInfo);
   }
   return status;
 }

@@ -22,8 +22,9 @@ namespace Ormo {
 /// late.
 ///
 /// A record that stands in the pipe only in part is completed by the reads that follow. Of a stream
-/// that ends within a record, the part is decoded like a whole one, which fails unless the run's
-/// own failure ended the read.
+/// that ends within a record, the part is decoded like a whole one unless the run's own failure
+/// ended the read. That fails; on a platform that takes a part for no record, a warning line tells
+/// of it instead.
 class ProfilingParser {
  public:
   /// How long one wait for records lasts.

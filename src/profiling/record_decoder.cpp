@@ -63,6 +63,7 @@ void AppendOperator(const Record& record, size_t modelId, RunnerOpInfo&& op, Mod
   op.opCostTime = zelprofGetOpDuration(record.buffer, record.length, record.index);
   if (op.endTime < op.startTime) {
     op.opCostTime = 0;  // a difference of its times would be near the largest value
+    op.aicoreCostTime = 0;
   }
   ORMO_LOG_DEBUG(
       "ModelId %zu, name %s, type %s, aicore cost time %lluns, op cost time %lluns, op start "

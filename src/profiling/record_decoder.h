@@ -13,8 +13,9 @@ namespace Ormo {
 
 /// Decodes the whole records in `buffer` through the platform's accessors: those of type "na"
 /// become steps, all others operators, appended in order. 0, or STATUS_FAILED after an error line;
-/// what was decoded before the failure stays. An operator that ends before it starts gets a cost of
-/// 0. Any thread.
+/// what was decoded before the failure stays. An operator that ends before it starts gets 0 for
+/// its cost and for its time on the cores; the analyses of offline models and of single operators
+/// count such operators in a warning line, on the online path no line tells of them. Any thread.
 int GetModelOpInfo(const char* buffer, size_t length, ModelOpInfo& modelOpInfo);
 
 /// One text field of record `index`. 0, or STATUS_FAILED after an error line with `out` left alone.

@@ -27,6 +27,8 @@ void WriteRecord(int fd, const FakeRecord& record);
 void FailAccessor(const char* function);
 /// What zelprofGetOpDescSize says instead of the true size; 0 for the true one.
 void PretendRecordSize(size_t size);
+/// Whether a part of a record is no record rather than an error.
+void IgnoreParts(bool areIgnored);
 /// What the lengths of texts are said to be; 0 for the true ones.
 void PretendTextLength(size_t length);
 

@@ -105,6 +105,9 @@ TEST_F(OfflineParserTest, RecordsThatAreLostOrDamagedAreCountedInOneLine) {
     EXPECT_EQ(Analyse(), test.status);
     EXPECT_EQ(result_.totalCostTime, test.total);
     EXPECT_EQ(result_.opCostTimes, test.costs);
+    for (const auto& [name, cost] : test.costs) {
+      EXPECT_EQ(result_.aicoreCostTimes.at(name) == 0, cost == 0) << name;
+    }
     EXPECT_EQ(log.Count(DLOG_WARN, " operators "), test.warning == nullptr ? 0U : 1U);
     if (test.warning != nullptr) {
       EXPECT_EQ(log.Find(test.warning).file, "offline_parser.cpp");
