@@ -48,14 +48,19 @@ class ORMO_EXPORT FileUtils {
   /// Closes the descriptor and sets it to -1, on failure too.
   static void Close(int& fd);
 
-  /// Copies the content; what `to` held is lost. 0, or -1 with `to` incomplete. A file is not
-  /// copied to itself, by whatever names or links: -1, and it keeps its content.
+  /// Copies the content; what `to` held is lost. 0, or -1 with `to` incomplete. A regular file is
+  /// not copied to itself, by whatever names or links that lead to it at the call: -1, and it keeps
+  /// its content.
   static int CopyFile(const TPath& from, const TPath& to);
 
   /// Takes the write lock of the whole file, which is created where it is missing, and waits
   /// without a time-out while another process holds it. The lock is the process's: two threads that
   /// take the same one both get it, and closing any descriptor of the file drops it. The descriptor
   /// belongs to the caller, for FileUnlock; negative on failure.
+  ///
+  /// A symbolic link, and whatever else is no regular file, is refused. A file that was replaced
+  /// while its lock was waited for is left for the new one, 99 times at most. A relative
+  /// path is looked up in the working directory each time, also after such a wait.
   static int FileLock(const TPath& path);
   /// Drops the lock, closes the descriptor and sets it to -1; a negative one is left alone. 0.
   static int FileUnlock(int& fd);

@@ -60,8 +60,9 @@ class ORMO_EXPORT TPath {
   /// Appends `suffix` as it is, unless it is empty, equals GetSuffix, or the path is empty.
   TPath& AddSuffix(const std::string& suffix);
   /// AddSuffix; then, if no readable and writable file of that name exists, takes the first file
-  /// beside it, in order of names, that starts with the same pure name and ends with `suffix`. An
-  /// empty path stays empty.
+  /// beside it, in order of names, that starts with the same pure name and ends with `suffix`. A
+  /// path without a pure name, "dir/" or "dir/.txt", is no start of a name: nothing is taken for
+  /// it. An empty path stays empty.
   TPath& IntellAddSuffix(const std::string& suffix);
 
   /// Whether `other` stands below this path, by the letters of both.

@@ -1,7 +1,6 @@
 #include "common/file_lock.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <chrono>
@@ -29,16 +28,6 @@ struct flock WholeFile(short type) {
   lock.l_len = 0;
   lock.l_pid = -1;
   return lock;
-}
-
-// Somebody may have removed the file, and others may lock what has taken its place.
-bool IsFileAt(int fd, const TPath& path) {
-  struct stat opened {};
-
-  struct stat named {};
-
-  return fstat(fd, &opened) == 0 && lstat(path.GetCString(), &named) == 0 &&
-         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
 }  // namespace
@@ -80,7 +69,7 @@ int OpenLocked(const TPath& path, const TPath& name, const std::function<bool(in
   ORMO_LOG_DEBUG_AT(site, "Lock file %s", name.GetCString());
   for (int attempt = 1;; ++attempt) {
     FileDescriptor file =
-        OpenWriteableRegularFile(path, O_RDWR | O_CREAT, FileUtils::SAFE_PERMISSION, site);
+        OpenWriteableRegularFile(path, name, O_RDWR | O_CREAT, FileUtils::SAFE_PERMISSION, site);
     if (!file) {
       const int error = errno;
       ORMO_LOG_ERROR_AT(site, "Open file %s  failed", name.GetCString());
@@ -94,7 +83,7 @@ int OpenLocked(const TPath& path, const TPath& name, const std::function<bool(in
       errno = error;
       return -1;
     }
-    if (IsFileAt(file.Get(), path) || attempt == MAX_ATTEMPTS) {
+    if (IsFileAt(file, path) || attempt == MAX_ATTEMPTS) {
       ORMO_LOG_DEBUG_AT(site, "Lock file %s success, fd : %d", name.GetCString(), file.Get());
       return file.Detach();
     }

@@ -18,7 +18,8 @@ bool TryWriteLock(int fd);
 /// False with the reason in errno. A thread that waits may be cancelled.
 bool AwaitWriteLock(int fd);
 
-/// A record lock belongs to the process; closing any descriptor of the file drops it as well.
+/// Gives up the process's lock of an open file and leaves the file open. Closing any descriptor of
+/// the file does so as well.
 void DropLock(int fd);
 
 /// Opens the file, made where it is missing, and locks it as `lock` does, which gets a descriptor

@@ -57,14 +57,15 @@ bool CreateLevel(const TPath& dir) {
   return false;
 }
 
-/// Whether the path leads to the open file, by whatever name or link.
+/// Whether the path leads to the open regular file, by whatever name or link.
 bool LeadsTo(int fd, const TPath& path) {
   struct stat64 file {};
 
   struct stat64 other {};
 
-  return fstat64(fd, &file) == 0 && stat64(path.GetCString(), &other) == 0 &&
-         file.st_dev == other.st_dev && file.st_ino == other.st_ino;
+  return fstat64(fd, &file) == 0 && S_ISREG(file.st_mode) &&
+         stat64(path.GetCString(), &other) == 0 && file.st_dev == other.st_dev &&
+         file.st_ino == other.st_ino;
 }
 
 bool WriteAll(int fd, const char* data, int64_t size) {

@@ -49,7 +49,7 @@ bool IsRegular(const FileDescriptor& file) {
 
 /// Gives the owner the right to write a regular file that lacks it. Goes through a descriptor: the
 /// path may lead to another file at any time.
-void MakeWriteable(const TPath& path, const CallSite& site) {
+void MakeWriteable(const TPath& path, const TPath& name, const CallSite& site) {
   const FileDescriptor file(open(path.GetCString(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
 
   struct stat status {};
@@ -63,7 +63,7 @@ void MakeWriteable(const TPath& path, const CallSite& site) {
   const std::string opened = "/proc/self/fd/" + std::to_string(file.Get());
   const int ret = mmChmod(opened.c_str(), status.st_mode | FileUtils::WRITE_ONLY_MODE);
   if (ret != 0) {
-    ORMO_LOG_ERROR_AT(site, "Chmod failed, path : %s, ret : %d", path.GetCString(), ret);
+    ORMO_LOG_ERROR_AT(site, "Chmod failed, path : %s, ret : %d", name.GetCString(), ret);
   }
 }
 
@@ -88,11 +88,11 @@ FileDescriptor OpenRegularFile(const TPath& path, int flags, uint32_t mode) {
   return file;
 }
 
-FileDescriptor OpenWriteableRegularFile(const TPath& path, int flags, uint32_t mode,
-                                        const CallSite& site) {
+FileDescriptor OpenWriteableRegularFile(const TPath& path, const TPath& name, int flags,
+                                        uint32_t mode, const CallSite& site) {
   FileDescriptor file = OpenRegularFile(path, flags, mode);
   if (!file && mmGetErrorCode() == EACCES) {
-    MakeWriteable(path, site);
+    MakeWriteable(path, name, site);
     file = OpenRegularFile(path, flags, mode);
   }
   if (!file) {
@@ -101,6 +101,15 @@ FileDescriptor OpenWriteableRegularFile(const TPath& path, int flags, uint32_t m
     errno = error;
   }
   return file;
+}
+
+bool IsFileAt(const FileDescriptor& file, const TPath& path) noexcept {
+  struct stat opened {};
+
+  struct stat named {};
+
+  return fstat(file.Get(), &opened) == 0 && lstat(path.GetCString(), &named) == 0 &&
+         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
 bool SetMode(const FileDescriptor& file, uint32_t mode) noexcept {

@@ -18,10 +18,14 @@ namespace Ormo {
 FileDescriptor OpenRegularFile(const TPath& path, int flags, uint32_t mode);
 
 /// The same with what FileUtils::Open does around it: a regular file that exists and is not
-/// writable is made writable for its owner; failures are logged as lines of
-/// `site`. The reason is still in errno.
-FileDescriptor OpenWriteableRegularFile(const TPath& path, int flags, uint32_t mode,
-                                        const CallSite& site = CallSite::Here());
+/// writable is made writable for its owner; failures are logged as lines of `site`, which call the
+/// file `name`. The reason is still in errno.
+FileDescriptor OpenWriteableRegularFile(const TPath& path, const TPath& name, int flags,
+                                        uint32_t mode, const CallSite& site = CallSite::Here());
+
+/// Whether the open file still stands at the path: somebody may have removed it, and others may use
+/// what has taken its place.
+bool IsFileAt(const FileDescriptor& file, const TPath& path) noexcept;
 
 /// Sets the permission bits of an open file, whatever its path leads to by now. False, with the
 /// reason in errno, on failure.

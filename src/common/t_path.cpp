@@ -207,7 +207,7 @@ TPath& TPath::AddSuffix(const std::string& suffix) {
 
 TPath& TPath::IntellAddSuffix(const std::string& suffix) {
   AddSuffix(suffix);
-  if (IsExist(true) || path_.empty()) {
+  if (GetPureName().empty() || IsExist(true)) {
     return *this;
   }
   const std::string directory = path_.substr(0, NameStart(path_));

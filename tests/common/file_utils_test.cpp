@@ -149,6 +149,7 @@ TEST(FileUtilsTest, CopiesAFileOrSaysWhereItStopped) {
     EXPECT_EQ(FileUtils::CopyFile(to, TPath(directory / same)), -1);
     EXPECT_EQ(ReadFile(to.GetString()), content) << same;
   }
+  EXPECT_EQ(FileUtils::CopyFile(TPath("/dev/null"), TPath("/dev/null")), 0) << "loses nothing";
   EXPECT_EQ(log.Count(DLOG_ERROR, " are the same file"), 3U);
   EXPECT_EQ(FileUtils::CopyFile(TPath(directory / "missing"), to), -1);
   EXPECT_EQ(FileUtils::CopyFile(from, TPath(directory / "missing/to")), -1);

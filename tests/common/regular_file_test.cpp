@@ -57,14 +57,21 @@ void ExpectOpened(const std::string& path) {
   OrmoHost::Fail("mmGetErrorCode", 2, EACCES);
   OrmoHost::Fail("mmGetErrorCode", 3, EACCES);
   const LogCapture log(DLOG_ERROR);
-  EXPECT_TRUE(OpenWriteableRegularFile(TPath(path), O_RDWR | O_CREAT, 0640));
+  EXPECT_TRUE(OpenWriteableRegularFile(TPath(path), {}, O_RDWR | O_CREAT, 0640));
   EXPECT_NE(ModeOf(path) & fs::perms::owner_write, fs::perms::none);
   EXPECT_TRUE(log.Lines().empty());
+  fs::permissions(path, fs::perms::owner_read);
+  OrmoHost::Fail("mmOpen2", 1, -1);
+  OrmoHost::Fail("mmGetErrorCode", 1, EACCES);
+  OrmoHost::Fail("mmGetErrorCode", 2, EACCES);
+  OrmoHost::Fail("mmChmod", 1, -1);
+  EXPECT_TRUE(OpenWriteableRegularFile(TPath(path), TPath("shown"), O_RDWR, 0640));
+  EXPECT_THAT(log.Messages(), ElementsAre("Chmod failed, path : shown, ret : -1"));
 }
 
 void ExpectRefused(const std::string& path, int error) {
   const LogCapture log(DLOG_ERROR);
-  EXPECT_FALSE(OpenWriteableRegularFile(TPath(path), O_RDWR | O_CREAT, 0640));
+  EXPECT_FALSE(OpenWriteableRegularFile(TPath(path), {}, O_RDWR | O_CREAT, 0640));
   EXPECT_EQ(errno, error);
   EXPECT_THAT(log.Messages(), ElementsAre("[mmOpen2]failed:(" + std::to_string(error) + ")" +
                                           Utils::GetErrorText(error)));

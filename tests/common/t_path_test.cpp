@@ -99,6 +99,7 @@ TEST(TPathTest, ListsADirectoryInOrderOfNames) {
   EXPECT_EQ((path + "x").IntellAddSuffix(".json").GetString(), directory / "x.json");
   std::filesystem::current_path(directory.Path());
   EXPECT_EQ(TPath().IntellAddSuffix(".json").GetString(), "");
+  EXPECT_EQ((path + "").IntellAddSuffix(".txt").GetString(), directory / ".txt");
 }
 
 TEST(TPathTest, CreatesResolvesAndRemovesDirectories) {
