@@ -15,12 +15,11 @@ namespace {
 
 constexpr char DOCUMENT_HEAD[] = R"({"displayTimeUnit":"ms","traceEvents":[)";
 constexpr std::string_view DOCUMENT_TAIL = "]}";
-constexpr mode_t NEW_FILE_MODE = 0666;  // the process's mask takes away what it wants
 
 }  // namespace
 
 bool TraceFile::Open(const TPath& path) {
-  file = OpenRegularFile(path, O_WRONLY | O_CREAT | O_TRUNC, NEW_FILE_MODE);
+  file = OpenRegularFile(path, O_WRONLY | O_CREAT | O_TRUNC, FileUtils::SAFE_PERMISSION);
   return static_cast<bool>(file);
 }
 
@@ -35,6 +34,12 @@ bool TraceFile::Append(const std::string& events) {
   }
   dumped = true;
   return true;
+}
+
+void TraceFile::Remove(const TPath& path) const noexcept {
+  if (IsFileAt(file, path)) {
+    unlink(path.GetCString());
+  }
 }
 
 bool TraceFile::Close() noexcept {

@@ -23,8 +23,10 @@ class TraceFile {
   /// Adds JSON objects with commas between them. On failure, a full disk for one, the document ends
   /// as it did before.
   bool Append(const std::string& events);
-  /// Makes the file read-only, if there is one, and closes it. False, with the reason in errno,
-  /// when its mode could not be set.
+  /// Removes the file, unless another one has taken its place at the path. It stays open.
+  void Remove(const TPath& path) const noexcept;
+  /// Makes the file read-only, if there is one, and closes it. False when its mode could not be
+  /// set.
   bool Close() noexcept;
 
  private:

@@ -1,8 +1,7 @@
 #include "common/trace_inner.h"
 
-#include <unistd.h>
-
 #include <array>
+#include <csignal>
 #include <cstddef>
 #include <exception>
 #include <new>
@@ -11,6 +10,7 @@
 #include "common/blocked_signals.h"
 #include "common/fork_count.h"
 #include "common/log.h"
+#include "common/scope_exit.h"
 #include "common/trace_text.h"
 #include "common/utils.h"
 
@@ -37,6 +37,25 @@ std::string_view CurrentThreadId() {
   }
   return {text.data(), size};
 }
+
+/// Exists while the calling thread inserts an event. A handler of a signal that comes in there
+/// finds the mutex held by the thread it runs on, and may end the process all the same.
+class Insertion {
+ public:
+  Insertion() noexcept { underWay_ = 1; }
+
+  ~Insertion() { underWay_ = 0; }
+
+  Insertion(const Insertion&) = delete;
+  Insertion& operator=(const Insertion&) = delete;
+
+  static bool IsUnderWay() noexcept { return underWay_ != 0; }
+
+ private:
+  static thread_local volatile std::sig_atomic_t underWay_;
+};
+
+thread_local volatile std::sig_atomic_t Insertion::underWay_ = 0;
 
 void WarnOfDrop() {
   ORMO_TRACE_LOG_WARNING("No trace file, only the latest %zu events are kept.",
@@ -91,7 +110,7 @@ bool TraceInner::SetClosed() noexcept {
 }
 
 void TraceInner::Close() noexcept {
-  if (IsInherited()) {
+  if (IsInherited() || Insertion::IsUnderWay()) {
     return;
   }
   if (SetClosed()) {
@@ -122,11 +141,12 @@ void TraceInner::End(std::string_view name, std::string_view processId, std::str
 }
 
 void TraceInner::InsertItem(const EventInfo& event) noexcept {
-  if (IsInherited()) {
+  if (IsInherited() || Insertion::IsUnderWay()) {
     return;
   }
   bool firstDrop = false;
   try {
+    const Insertion insertion;
     const std::lock_guard<std::mutex> lock(mutex);
     if (state_ == State::CLOSED) {
       return;
@@ -146,15 +166,13 @@ void TraceInner::StartDumpTrace(const std::string& dir) noexcept {
     return;
   }
   try {
+    const BlockedSignals blocked;  // until the mutex is free: a handler may end the process
     const std::lock_guard<std::mutex> lock(mutex);
     if (state_ != State::IDLE) {
       return;
     }
     std::string path = TraceFilePath(dir, processId_);
-    {
-      const BlockedSignals blocked;
-      dumpThread = std::thread(&TraceInner::DumpTraceRoutine, this);
-    }
+    dumpThread = std::thread(&TraceInner::DumpTraceRoutine, this);
     state_ = State::WRITING;
     tracePath = std::move(path);
     limited_ = false;
@@ -192,11 +210,12 @@ bool TraceInner::OpenFile() {
 }
 
 bool TraceInner::DumpHead(const TPath& path) {
+  ScopeExit remove("a trace file without a document", [&] { file.Remove(path); });
   if (!file.WriteHead()) {
-    unlink(path.GetCString());
     ORMO_TRACE_LOG_ERROR("Write trace file failed.");
     return false;
   }
+  remove.Dismiss();
   return true;
 }
 
@@ -240,7 +259,8 @@ bool TraceInner::DumpEvents(const TraceEvents& block) {
 
 void TraceInner::CloseFile() noexcept {
   if (!file.Close()) {
-    ORMO_TRACE_LOG_ERROR("Chmod failed, path : %s, ret : %d", tracePath.c_str(), -1);
+    ORMO_LOG_ERROR_AT(CallSite::Here("file_utils.cpp"), "Chmod failed, path : %s, ret : %d",
+                      tracePath.c_str(), -1);
   }
 }
 

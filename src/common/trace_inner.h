@@ -52,7 +52,7 @@ class TraceInner {
   void InsertItem(const EventInfo& event) noexcept;
 
   /// Writes what is pending and makes the file read-only, if there is one; what is recorded later
-  /// is dropped.
+  /// is dropped. Does nothing in a handler of a signal that came while its thread was recording.
   void Close() noexcept;
 
   /// Names the directory and starts the thread that writes; only the first call counts.

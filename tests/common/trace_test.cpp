@@ -2,20 +2,27 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
+#include <new>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "common/trace_inner.h"
@@ -23,6 +30,36 @@
 #include "support/log_capture.h"
 #include "support/open_descriptors.h"
 #include "support/temp_directory.h"
+
+namespace {
+
+std::function<void()> onNextWrite;
+bool areModesRefused = false;
+bool areForksHidden = false;
+
+}  // namespace
+
+// They take the place of the system's, which cannot be brought to fail at will.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the system's are reserved
+extern "C" ssize_t pwrite(int fd, const void* bytes, size_t size, off_t offset) {
+  if (const auto action = std::exchange(onNextWrite, nullptr)) {
+    action();
+  }
+  return syscall(SYS_pwrite64, fd, bytes, size, offset);
+}
+
+extern "C" int fchmod(int fd, mode_t mode) noexcept {
+  return areModesRefused ? -1 : static_cast<int>(syscall(SYS_fchmod, fd, mode));
+}
+
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
+extern "C" int __register_atfork(void (*prepare)(), void (*parent)(), void (*child)(), void* dso);
+
+extern "C" int pthread_atfork(void (*prepare)(), void (*parent)(), void (*child)()) noexcept {
+  return areForksHidden ? ENOMEM : __register_atfork(prepare, parent, child, nullptr);
+}
+
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 namespace Ormo {
 namespace {
@@ -184,6 +221,30 @@ TEST(TraceInnerTest, KeepsTheBoundWhenThereCanBeNoFile) {
   }
 }
 
+TEST(TraceInnerTest, RemovesItsFileWithoutADocumentAndNoOther) {
+  for (const bool isReplaced : {false, true}) {
+    const LogCapture log(DLOG_ERROR);
+    const TempDirectory directory;
+    onNextWrite = [&] {
+      if (isReplaced) {
+        const std::string path = OnlyFile(directory);
+        fs::remove(path);
+        WriteFile(path, "of somebody else");
+      }
+      throw std::bad_alloc();
+    };
+    areModesRefused = true;
+    TraceInner recorder;
+    recorder.StartDumpTrace(directory.Path().string());
+    recorder.Close();
+    areModesRefused = false;
+    EXPECT_EQ(fs::is_empty(directory.Path()), !isReplaced);
+    EXPECT_EQ(log.Lines().size(), 2U);
+    const auto refused = log.Find("Chmod failed, path : " + directory.Path().string());
+    EXPECT_EQ(refused.file + refused.tag, "file_utils.cppORMO");
+  }
+}
+
 TEST(TraceInnerTest, WritesNamesThatAreNoUtf8AndNamesOfAnyLength) {
   const std::string longName(200000, 'n');
   const json events = Events(Recorded([&longName](TraceInner& recorder) {
@@ -280,6 +341,42 @@ int StatusOfForkedChild() {
   int status = -1;
   waitpid(child, &status, 0);
   return status;
+}
+
+void ExitOnSignal(int /*signal*/) {
+  std::exit(0);  // NOLINT(concurrency-mt-unsafe)
+}
+
+TEST(TraceDeathTest, EndsInHandlersOfSignalsThatComeWhileItIsLocked) {
+  const TempDirectory directory;
+  EXPECT_EXIT(
+      {
+        signal(SIGTERM, ExitOnSignal);
+        OrmoHost::OnCall("mmGetTimeOfDay", 1, [] { raise(SIGTERM); });
+        Trace::StartDumpTraceToPath(directory.Path().string());
+      },
+      ::testing::ExitedWithCode(0), "");
+  EXPECT_TRUE(Events(Content(directory)).empty());
+  EXPECT_EXIT(
+      {
+        signal(SIGSEGV, ExitOnSignal);
+        const void* unreadable = mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        TraceInner::Instance().Begin({static_cast<const char*>(unreadable), 1}, "", "");
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
+TEST(TraceDeathTest, TellsAForkedChildAlsoWhenForksCannotBeWatched) {
+  const TempDirectory directory;
+  EXPECT_EXIT(
+      {
+        areForksHidden = true;
+        int ended = -1;
+        OrmoHost::OnCall("mmGetTimeOfDay", 1, [&ended] { ended = StatusOfForkedChild(); });
+        Trace::StartDumpTraceToPath(directory.Path().string());
+        std::exit(ended);  // NOLINT(concurrency-mt-unsafe)
+      },
+      ::testing::ExitedWithCode(0), "");
 }
 
 // The process's own recorder writes at exit; only a process of its own shows that.
