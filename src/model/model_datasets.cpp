@@ -41,14 +41,15 @@ int AllocateZeroed(size_t size, DeviceMemory& memory) {
   return STATUS_SUCCESS;
 }
 
-// Frees a dataset's buffer with the memory behind it. False when there is none at `index`.
-bool ReleaseBuffer(zelmdlDataset* dataset, size_t index) {
+// Frees a dataset's buffer with the memory behind it. `isThere` says, after an exception too,
+// whether there is one at `index`.
+void ReleaseBuffer(zelmdlDataset* dataset, size_t index, bool& isThere) {
+  isThere = false;
   const DataBuffer buffer(zelmdlGetDatasetBuffer(dataset, index));
-  if (!buffer) {
-    return false;
+  isThere = static_cast<bool>(buffer);
+  if (isThere) {
+    const DeviceMemory memory(zelGetDataBufferAddr(buffer.Get()));
   }
-  const DeviceMemory memory(zelGetDataBufferAddr(buffer.Get()));
-  return true;
 }
 
 int CheckInputSize(const OrmoDataInfo& input, size_t index, size_t modelSize) {
@@ -355,9 +356,8 @@ void ModelManager::DestroyDataset(zelmdlDataset*& dataset) const {
   ReleaseQuietly("a dataset's list", [&] { count = zelmdlGetDatasetNumBuffers(dataset); });
   bool isThere = true;
   for (size_t index = 0; count.has_value() ? index < *count : isThere; ++index) {
-    isThere = false;
     ReleaseQuietly("a dataset's buffer", [&] {
-      isThere = ReleaseBuffer(dataset, index);
+      ReleaseBuffer(dataset, index, isThere);
       if (!isThere && count.has_value()) {
         ORMO_LOG_ERROR("Get dataset buffer failed");
       }

@@ -194,6 +194,9 @@ void FaultSweepTest::SweepExceptions(const Work& work) {
     ++count;
     const auto faultyRun = [&] {
       OrmoHost::Throw(call.function, call.nth);
+      if (call.function == "zelGetDataBufferAddr") {  // one that is not found hides no other
+        OrmoHost::Throw("zelmdlGetDatasetNumBuffers", 1);
+      }
       bool isHeard = false;
       try {
         do {
