@@ -126,6 +126,9 @@ TEST_F(OfflineReport, WhatIsNotLockedIsInEachReport) {
   const std::vector<std::string> environment = {"TARN_CACHE_PATH=" + directory_.Path().string(),
                                                 "ORMO_HOST_LOG=" + log,
                                                 "ORMO_HOST_LOG_LEVEL=warning"};
+  std::filesystem::create_directories(directory_ / "ormo_data/Tarn");
+  WriteFile(lock, "");
+  std::filesystem::permissions(lock, std::filesystem::perms::owner_read);  // the library widens it
   for (const bool isLocked : {true, false}) {
     if (!isLocked) {
       std::filesystem::remove(lock);
