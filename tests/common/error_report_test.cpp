@@ -12,13 +12,9 @@
 #include "support/log_capture.h"
 #include "support/temp_directory.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::LogCapture;
-using Test::LogLine;
-using Test::TempDirectory;
-using Test::WriteFile;
 using ::testing::ElementsAre;
 
 static_assert(LOG_LEVEL_NAMES[3].second == LogLevel::LEVEL_ERROR &&
@@ -68,4 +64,4 @@ TEST(ErrorManagerTest, LoadsBothCataloguesOnceAndTriesAgainAfterAFailure) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

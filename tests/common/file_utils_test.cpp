@@ -42,15 +42,10 @@ extern "C" int fcntl(int fd, int command, ...) {
   return static_cast<int>(syscall(SYS_fcntl, fd, command, argument));
 }
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
 namespace fs = std::filesystem;
-using Test::LogCapture;
-using Test::OpenDescriptors;
-using Test::ReadFile;
-using Test::TempDirectory;
-using Test::WriteFile;
 using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -204,4 +199,4 @@ TEST(LibPathTest, FindsTheProgramThatHoldsThisCode) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -15,15 +15,10 @@
 #include "support/open_descriptors.h"
 #include "support/temp_directory.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
 namespace fs = std::filesystem;
-using Test::LogCapture;
-using Test::OpenDescriptors;
-using Test::ReadFile;
-using Test::TempDirectory;
-using Test::WriteFile;
 using ::testing::ElementsAre;
 
 /// What is planted where a file is to be opened, beside a file "victim".
@@ -120,4 +115,4 @@ TEST(RegularFileTest, NothingElseIsOpenedOrChanged) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -10,10 +10,9 @@
 #include "common/singleton.h"
 #include "support/log_capture.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::LogCapture;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -44,4 +43,4 @@ TEST(ReleaseTest, TellsWhatFailedAsALineOfTheOwner) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

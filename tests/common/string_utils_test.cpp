@@ -9,10 +9,9 @@
 #include "ormo/status.h"
 #include "support/log_capture.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::LogCapture;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -84,4 +83,4 @@ TEST(StringUtilsTest, TrimsBlanksAndTheFirstOccurrenceOfAText) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

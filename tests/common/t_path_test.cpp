@@ -11,11 +11,9 @@
 
 #include "support/temp_directory.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::TempDirectory;
-using Test::WriteFile;
 using ::testing::ElementsAre;
 using ::testing::Pair;
 
@@ -123,4 +121,4 @@ TEST(TPathTest, CreatesResolvesAndRemovesDirectories) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

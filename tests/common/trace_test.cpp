@@ -61,17 +61,12 @@ extern "C" int pthread_atfork(void (*prepare)(), void (*parent)(), void (*child)
 
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::json;
 using std::chrono::milliseconds;
-using Test::LogCapture;
-using Test::OpenDescriptors;
-using Test::ReadFile;
-using Test::TempDirectory;
-using Test::WriteFile;
 using ::testing::ElementsAre;
 using ::testing::MatchesRegex;
 
@@ -421,4 +416,4 @@ TEST(TraceDeathTest, ClosesSpansAndWritesThemWhenTheProcessEnds) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -36,10 +36,9 @@ mmTimespec mmGetTickCount() {
   return tick;
 }
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::LogCapture;
 using ::testing::ElementsAre;
 using ::testing::MatchesRegex;
 using ::testing::Pair;
@@ -120,4 +119,4 @@ TEST(FileDescriptorTest, NoProgramThatIsStartedInheritsAPipe) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -8,14 +8,9 @@
 #include "support/offline_test.h"
 #include "support/open_descriptors.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::AddGraph;
-using Test::AsBuffer;
-using Test::MakeConfig;
-using Test::OfflineTest;
-using Test::OpenDescriptors;
 using ::testing::Each;
 using ::testing::SizeIs;
 
@@ -80,4 +75,4 @@ TEST_F(CallersTest, SixteenCallersOnFourDevicesDoNotDisturbEachOther) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -10,15 +10,8 @@
 #include "support/graph_text.h"
 #include "support/temp_directory.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
-
-using Test::AttentionRequest;
-using Test::ChildProcess;
-using Test::ReadFile;
-using Test::SpinGraph;
-using Test::TempDirectory;
-using Test::WriteFile;
 
 class LibraryLifeTest : public ::testing::Test {
  protected:
@@ -54,4 +47,4 @@ TEST_F(LibraryLifeTest, ClosedItIsGoneWithItsPlatform) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -7,14 +7,9 @@
 #include "support/log_capture.h"
 #include "support/offline_test.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::LogCapture;
-using Test::MakeConfig;
-using Test::OfflineTest;
-using Test::SpinGraph;
-using Test::WriteFile;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Key;
@@ -145,4 +140,4 @@ TEST_F(MeasurementTest, TheBoundKeepsProfiledFiguresAndTheDefaultEndingForgetsIt
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

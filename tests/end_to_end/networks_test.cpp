@@ -5,14 +5,8 @@
 #include "end_to_end/reference_network.h"
 #include "support/offline_test.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
-
-using Test::AsBuffer;
-using Test::ComputeNetwork;
-using Test::Generate;
-using Test::OfflineTest;
-using Test::ReadFile;
 
 constexpr uint64_t INPUT_SEED = 4711;
 constexpr double TOLERANCE = 1e-5;
@@ -88,4 +82,4 @@ TEST_F(NetworksTest, APartOfTheLargestBatch) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

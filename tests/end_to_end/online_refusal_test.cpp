@@ -6,14 +6,10 @@
 #include "support/online_test.h"
 #include "support/open_descriptors.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
 using OrmoHost::CompletionFault;
-using Test::AddGraph;
-using Test::LogCapture;
-using Test::OnlineTest;
-using Test::OpenDescriptors;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
@@ -129,4 +125,4 @@ TEST_F(OnlineRefusalTest, AMisbehavingEngineNeitherHangsNorTouchesWhatIsGone) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

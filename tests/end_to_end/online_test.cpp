@@ -12,17 +12,11 @@
 #include "support/log_capture.h"
 #include "support/offline_test.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
 using OrmoHost::CallCount;
 using OrmoHost::OperatorTimes;
-using Test::AddGraph;
-using Test::AsBuffer;
-using Test::LogCapture;
-using Test::OnlineTest;
-using Test::ReadFile;
-using Test::SpinGraph;
 using ::testing::AllOf;
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -257,4 +251,4 @@ TEST_F(OnlineMeasurementTest, TwoCallersMeasureAtOnceInOneSessionAndInTwo) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

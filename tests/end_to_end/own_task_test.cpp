@@ -13,14 +13,9 @@
 #include "support/offline_test.h"
 #include "support/open_descriptors.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::AddGraph;
-using Test::LogCapture;
-using Test::MakeConfig;
-using Test::OfflineTest;
-using Test::OpenDescriptors;
 using ::testing::IsEmpty;
 
 bool IsOpen(int fd) {
@@ -169,4 +164,4 @@ TEST_F(OwnTaskTest, AReaderThatFailsInTheMiddleDoesNotBlockTheWorker) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

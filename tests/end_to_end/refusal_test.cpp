@@ -10,16 +10,9 @@
 #include "support/offline_test.h"
 #include "zel/zel.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::AddGraph;
-using Test::AsBuffer;
-using Test::LogCapture;
-using Test::MakeConfig;
-using Test::OfflineTest;
-using Test::SpinGraph;
-using Test::WriteFile;
 using ::testing::AllOf;
 using ::testing::Each;
 using ::testing::HasSubstr;
@@ -122,4 +115,4 @@ TEST_F(RefusalTest, OutsideInitialisationEverythingIsRefused) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

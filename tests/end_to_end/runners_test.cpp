@@ -14,15 +14,8 @@
 #include "support/open_descriptors.h"
 #include "support/zelnn_test.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
-
-using Test::AddGraph;
-using Test::AttentionRequest;
-using Test::LogCapture;
-using Test::MakeOpConfig;
-using Test::OnlineTest;
-using Test::OpenDescriptors;
 
 struct Runner {
   const char* file;
@@ -165,4 +158,4 @@ TEST_F(RunnersTest, AWorkerOfADeviceThatARunnerDidNotAskForIsRefused) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -10,15 +10,10 @@
 #include "ormo/ormo_error_manager.h"
 #include "support/log_capture.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
 using OrmoHost::CallCount;
-using Test::AttentionGradRequest;
-using Test::AttentionRequest;
-using Test::LogCapture;
-using Test::MakeOpConfig;
-using Test::ZelnnTest;
 using ::testing::AllOf;
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -211,4 +206,4 @@ TEST_F(ZelnnMeasurementTest, SeveralCallersMeasureAtOnceOnTwoDevicesAndWithTwoWo
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

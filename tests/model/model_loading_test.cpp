@@ -9,11 +9,9 @@
 #include "ormo/status.h"
 #include "support/log_capture.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::Device;
-using Test::LogCapture;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -174,4 +172,4 @@ TEST_F(ModelLoadingTest, SizesThatWrapAroundDoNotFit) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -12,10 +12,8 @@
 #include "ormo_host/control.h"
 #include "support/log_capture.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
-
-using Test::LogCapture;
 
 // One input and one output of 2 x 4 floats, or of a batch to be set before each execution.
 constexpr char FIXED_GRAPH[] = R"({"format": "ox-graph", "version": 1, "name": "fixed", "nodes": [
@@ -207,4 +205,4 @@ TEST_F(RunManagerTest, CallersOutputsCountAgainstTheInputsOnlyOnChipsWithDdr) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -18,13 +18,9 @@
 #include "support/log_capture.h"
 #include "support/temp_directory.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::LogCapture;
-using Test::ReadFile;
-using Test::TempDirectory;
-using Test::WriteFile;
 using ::testing::HasSubstr;
 
 // What the kernel knows of a descriptor, record locks of this process included.
@@ -180,4 +176,4 @@ TEST_F(DeviceManagerTest, TheFirstInitialisationChoosesTheDevices) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

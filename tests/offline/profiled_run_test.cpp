@@ -16,11 +16,8 @@
 #include "support/open_descriptors.h"
 #include "support/temp_directory.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
-
-using Test::OpenDescriptors;
-using Test::TempDirectory;
 
 // Far more than a pipe holds.
 constexpr int BLOCKS = 64;
@@ -116,4 +113,4 @@ TEST_P(ProfiledRunTest, TheWriteEndIsClosedWithTheTaskOnlyWhenAskedFor) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

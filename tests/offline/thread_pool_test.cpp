@@ -11,10 +11,9 @@
 #include "ormo/status.h"
 #include "support/log_capture.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::LogCapture;
 using ::testing::ElementsAre;
 
 const std::vector<uint32_t> DEVICES = {0, 1};
@@ -134,4 +133,4 @@ TEST(ThreadPoolTest, ADrainedPoolLetsTheRunningTaskEndAndTellsQueuedOnesThatNoWo
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -12,10 +12,9 @@
 #include "ox/types.h"
 #include "support/log_capture.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::LogCapture;
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
 using Bytes = std::vector<uint8_t>;
@@ -135,4 +134,4 @@ TEST(ElementTypes, SizesInBytesAreExactOrMinusOne) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

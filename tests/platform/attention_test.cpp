@@ -8,13 +8,8 @@
 #include "platform/attention_call.h"
 #include "platform/platform_test.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
-
-using Test::BackwardCall;
-using Test::DeviceTensor;
-using Test::ForwardCall;
-using Test::Values;
 
 /// Of problems for which central differences take too long.
 constexpr size_t LARGE_DEPTH = 64;
@@ -192,9 +187,9 @@ struct OnDevice {
   ForwardCall forward;
 };
 
-using AttentionValueTest = Test::PlatformTest;
+using AttentionValueTest = PlatformTest;
 
-class AttentionTest : public Test::PlatformTest, public ::testing::WithParamInterface<Problem> {};
+class AttentionTest : public PlatformTest, public ::testing::WithParamInterface<Problem> {};
 
 TEST_P(AttentionTest, AgreesWithAPlainComputationAndItsGradientsWithCentralDifferences) {
   const Problem& p = GetParam();
@@ -254,4 +249,4 @@ TEST_F(AttentionValueTest, LargeScoresStayExact) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -10,14 +10,9 @@
 #include "platform/platform_test.h"
 #include "support/temp_directory.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::Graph;
-using Test::Node;
-using Test::PlatformTest;
-using Test::TempDirectory;
-using Test::WriteFile;
 using ::testing::HasSubstr;
 
 using BadGraph = std::pair<std::string, std::vector<std::string>>;  ///< with parts of the reason
@@ -109,4 +104,4 @@ TEST_F(ModelRefusalTest, OnlyAnOrdinaryFileOfBoundedSizeIsRead) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

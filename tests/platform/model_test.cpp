@@ -8,13 +8,9 @@
 
 #include "platform/platform_test.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::FloatDataset;
-using Test::Graph;
-using Test::Node;
-using Test::PlatformTest;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -268,4 +264,4 @@ TEST_F(ModelTest, RunsOnlyOnItsDevice) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -30,19 +30,16 @@ extern "C" void* mremap(void* old, size_t oldSize, size_t size, int flags, ...) 
   return reinterpret_cast<void*>(syscall(SYS_mremap, old, oldSize, size, flags));
 }
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::BackwardCall;
-using Test::DeviceTensor;
-using Test::ForwardCall;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 
 constexpr char REFUSED[] = "EH0003: FlashAttentionScore";
 
 /// A call of two batches, two heads, three queries, four keys and eight elements a head.
-class OperatorApiTest : public Test::PlatformTest {
+class OperatorApiTest : public PlatformTest {
  protected:
   void SetUp() override {
     PlatformTest::SetUp();
@@ -371,4 +368,4 @@ TEST_F(OperatorApiTest, ADeviceHasOneSubscriptionAtATime) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -5,13 +5,9 @@
 
 #include "platform/platform_test.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::FloatDataset;
-using Test::Graph;
-using Test::Node;
-using Test::PlatformTest;
 using ::testing::ElementsAre;
 using ::testing::FloatNear;
 using ::testing::Pointwise;
@@ -127,4 +123,4 @@ TEST_F(OperatorTest, AConstHasTheValuesThatAreListed) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -15,16 +15,9 @@
 #include "support/open_descriptors.h"
 #include "zel/zel_prof.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::DeviceTensor;
-using Test::FloatDataset;
-using Test::ForwardCall;
-using Test::Graph;
-using Test::Node;
-using Test::OpenDescriptors;
-using Test::PlatformTest;
 using ::testing::ElementsAre;
 
 /// Looks at the raw clock while it is coarse; every eleventh sees it move.
@@ -246,13 +239,13 @@ TEST_F(ProfilingTest, APipeThatNobodyReadsDoesNotKillTheProcess) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test
 
 /// In place of the system's.
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): its names are reserved
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
-  if (clock == CLOCK_MONOTONIC_RAW && Ormo::isCoarse) {
-    *time = {1, static_cast<long>(Ormo::looks++ / 11 * 100)};
+  if (clock == CLOCK_MONOTONIC_RAW && Ormo::Test::isCoarse) {
+    *time = {1, static_cast<long>(Ormo::Test::looks++ / 11 * 100)};
     return 0;
   }
   return static_cast<int>(syscall(SYS_clock_gettime, clock, time));

@@ -5,10 +5,8 @@
 
 #include "platform/platform_test.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
-
-using Test::PlatformTest;
 
 using RuntimeTest = PlatformTest;
 
@@ -150,4 +148,4 @@ TEST_F(RuntimeTest, AChipHasOneKindOfMemory) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

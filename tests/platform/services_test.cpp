@@ -9,12 +9,9 @@
 #include "ormo_host/control.h"
 #include "support/temp_directory.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::FailingAllocation;
-using Test::ReadFile;
-using Test::TempDirectory;
 using ::testing::HasSubstr;
 
 TEST(LogTest, LinesGoToTheFileThatTheEnvironmentNames) {
@@ -57,4 +54,4 @@ TEST(SafeFunctionsTest, WhatDoesNotFitIsRefused) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -19,14 +19,9 @@
 #include "support/temp_directory.h"
 #include "zel/zel_prof.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::FailingAllocation;
-using Test::Graph;
-using Test::Node;
-using Test::PlatformTest;
-using Test::TempDirectory;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::SizeIs;
@@ -36,7 +31,7 @@ using Nodes = std::vector<std::shared_ptr<ox::Node>>;
 
 ox::Graph LoadGraph(const std::string& text) {
   TempDirectory directory;
-  Test::WriteFile(directory / "graph", text);
+  WriteFile(directory / "graph", text);
   std::shared_ptr<ox::ComputeGraph> graph;
   EXPECT_TRUE(ox::GraphUtils::LoadOXGraph((directory / "graph").c_str(), graph));
   return ox::Graph(graph);
@@ -237,4 +232,4 @@ TEST_F(SessionTest, UnknownGraphsCannotBeSubscribedAndAResetTakesGraphsAway) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -13,14 +13,9 @@
 #include "profiling/fake_records.h"
 #include "support/log_capture.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::FakeRecord;
-using Test::LogCapture;
-using Test::Op;
-using Test::Step;
-using Test::WriteRecord;
 using ::testing::ElementsAre;
 using ::testing::Pair;
 
@@ -116,4 +111,4 @@ TEST_F(OfflineParserTest, RecordsThatAreLostOrDamagedAreCountedInOneLine) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

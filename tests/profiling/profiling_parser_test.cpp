@@ -17,19 +17,10 @@
 #include "profiling/fake_records.h"
 #include "support/log_capture.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
 using std::chrono::milliseconds;
-using Test::FailAccessor;
-using Test::FakeRecord;
-using Test::IgnoreParts;
-using Test::LogCapture;
-using Test::Op;
-using Test::PretendRecordSize;
-using Test::PretendTextLength;
-using Test::Step;
-using Test::WriteRecord;
 using ::testing::ElementsAre;
 using ::testing::Field;
 
@@ -296,4 +287,4 @@ TEST_F(ProfilingParserTest, ADescriptorThatCannotBeWaitedForIsAFailureOfTheStrea
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

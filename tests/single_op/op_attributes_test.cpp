@@ -28,16 +28,10 @@ extern "C" void* __wrap_malloc(size_t size) {
 
 // NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::Attr;
-using Test::LogCapture;
-using Test::ONE_FLOAT;
-using Test::Repeat;
-using Test::Request;
-
-class OpAttributes : public Test::PlatformContext {};
+class OpAttributes : public PlatformContext {};
 
 struct AttrFault {
   std::string function;  ///< of the platform; empty: malloc of `size` bytes
@@ -79,4 +73,4 @@ TEST_F(OpAttributes, AnAttributeThatCannotBeMadeFailsTheRequest) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

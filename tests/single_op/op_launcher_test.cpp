@@ -16,15 +16,9 @@
 #include "single_op/request_text.h"
 #include "support/log_capture.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::AttentionRequest;
-using Test::Attr;
-using Test::LogCapture;
-using Test::ONE_FLOAT;
-using Test::Repeat;
-using Test::Request;
 using ::testing::ElementsAre;
 
 constexpr char SCORE[] = "FlashAttentionScore";
@@ -50,7 +44,7 @@ class BuiltRequest {
   ZelnnParamterInner inner;
 };
 
-class OpLauncher : public Test::PlatformContext {};
+class OpLauncher : public PlatformContext {};
 
 TEST_F(OpLauncher, LaunchersAreFoundByTheirExactName) {
   for (const char* name : {"flashattentionscore", "FlashAttentionScore ", "OrmoZelnn", ""}) {
@@ -178,4 +172,4 @@ TEST_F(OpLauncher, QueriesOfOneOperatorWaitForEachOther) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

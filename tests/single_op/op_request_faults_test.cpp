@@ -13,15 +13,10 @@
 #include "single_op/platform_context.h"
 #include "single_op/request_text.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::Attr;
-using Test::FailingAllocation;
-using Test::ONE_FLOAT;
-using Test::Request;
-
-class OpRequestFaults : public Test::PlatformContext {};
+class OpRequestFaults : public PlatformContext {};
 
 TEST_F(OpRequestFaults, ATensorThatCannotBeMadeLeavesANullSlot) {
   for (const char* function : {"zelrtMemset", "zelCreateTensor"}) {
@@ -85,4 +80,4 @@ TEST_F(OpRequestFaults, OtherExceptionsComeOutWithEverythingReleased) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test

@@ -13,14 +13,9 @@
 #include "single_op/request_text.h"
 #include "support/log_capture.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::Attr;
-using Test::LogCapture;
-using Test::ONE_FLOAT;
-using Test::Repeat;
-using Test::Request;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::IsNull;
@@ -36,7 +31,7 @@ struct Refusal {
   std::string line;
 };
 
-class OpRequest : public Test::PlatformContext {
+class OpRequest : public PlatformContext {
  protected:
   /// Refused with -1 and that error line, and nothing to release.
   void ExpectRefusal(const std::string& text, const std::string& line) {
@@ -288,7 +283,7 @@ TEST_F(OpRequest, LargeTextsEndInTime) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test
 
 /// The platform's, with its arguments written down.
 extern "C" zelTensor* zelCreateTensor(const int64_t* viewDims, int64_t viewDimCount,

@@ -8,13 +8,9 @@
 #include "profiling/fake_records.h"
 #include "support/log_capture.h"
 
-namespace Ormo {
+namespace Ormo::Test {
 namespace {
 
-using Test::LogCapture;
-using Test::Op;
-using Test::Step;
-using Test::WriteRecord;
 using ::testing::ElementsAre;
 using ::testing::Pair;
 
@@ -77,4 +73,4 @@ TEST_F(ZelnnParserTest, AnExecutionWithoutLengthIsAFailureOfTheParser) {
 }
 
 }  // namespace
-}  // namespace Ormo
+}  // namespace Ormo::Test
