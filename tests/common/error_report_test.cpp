@@ -1,6 +1,4 @@
 // Log lines and the catalogues of errors for the user.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <string>
@@ -10,12 +8,11 @@
 #include "ormo/ormo_error_manager.h"
 #include "ormo/status.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 #include "support/temp_directory.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::ElementsAre;
 
 static_assert(LOG_LEVEL_NAMES[3].second == LogLevel::LEVEL_ERROR &&
               static_cast<int>(LogLevel::LEVEL_ERROR) == DLOG_ERROR);

@@ -1,8 +1,6 @@
 #include "ormo/file_utils.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -17,6 +15,7 @@
 #include "ormo/lib_path.h"
 #include "ormo/ormo_error_manager.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 #include "support/open_descriptors.h"
 #include "support/temp_directory.h"
 
@@ -46,9 +45,6 @@ namespace Ormo::Test {
 namespace {
 
 namespace fs = std::filesystem;
-using ::testing::AllOf;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 unsigned ModeOf(const std::string& path) {
   struct stat status {};

@@ -1,8 +1,6 @@
 #include "common/regular_file.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -12,6 +10,7 @@
 #include "common/trace_inner.h"
 #include "common/utils.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 #include "support/open_descriptors.h"
 #include "support/temp_directory.h"
 
@@ -19,7 +18,6 @@ namespace Ormo::Test {
 namespace {
 
 namespace fs = std::filesystem;
-using ::testing::ElementsAre;
 
 /// What is planted where a file is to be opened, beside a file "victim".
 struct Planted {

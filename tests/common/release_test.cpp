@@ -1,7 +1,4 @@
 // What is told of releases that fail, and of objects used after their end.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <stdexcept>
 #include <utility>
 
@@ -9,12 +6,10 @@
 #include "common/scope_exit.h"
 #include "common/singleton.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 class Once : public Singleton<Once> {};
 

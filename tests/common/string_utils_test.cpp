@@ -1,19 +1,14 @@
 #include "common/string_utils.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
 #include "ormo/status.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 TEST(StringUtilsTest, ParsesDigitsThatFitAndLeavesTheValueAloneOtherwise) {
   struct Case {

@@ -1,21 +1,16 @@
 #include "ormo/t_path.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "support/matchers.h"
 #include "support/temp_directory.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::Pair;
 
 TEST(TPathTest, AppendsWithOneSeparator) {
   const char* const cases[][3] = {

@@ -1,7 +1,5 @@
 #include "ormo/trace.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -28,6 +26,7 @@
 #include "common/trace_inner.h"
 #include "common/utils.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 #include "support/open_descriptors.h"
 #include "support/temp_directory.h"
 
@@ -67,8 +66,6 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 using std::chrono::milliseconds;
-using ::testing::ElementsAre;
-using ::testing::MatchesRegex;
 
 constexpr milliseconds SHORT_PERIOD{1};
 
@@ -279,7 +276,7 @@ TEST(TraceInnerTest, LosesNothingToManyThreadsAndAWriter) {
     const size_t thread = std::stoul(event.at("tid").get<std::string>());
     ASSERT_EQ(event.at("ts"), next.at(thread)++);
   }
-  EXPECT_THAT(next, ::testing::Each(each));
+  EXPECT_THAT(next, Each(each));
 }
 
 TEST(TraceInnerTest, SurvivesADiskThatIsFullForAWhile) {

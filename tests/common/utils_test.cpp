@@ -1,8 +1,6 @@
 #include "common/utils.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -16,6 +14,7 @@
 
 #include "common/file_descriptor.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 
 namespace {
 
@@ -39,10 +38,6 @@ mmTimespec mmGetTickCount() {
 namespace Ormo::Test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::MatchesRegex;
-using ::testing::Pair;
-
 TEST(UtilsTest, AveragesWithoutTheSmallestAndTheLargestFifthOfManySamples) {
   const std::pair<std::multiset<uint64_t>, uint64_t> cases[] = {
       {{}, 0},
@@ -56,7 +51,7 @@ TEST(UtilsTest, AveragesWithoutTheSmallestAndTheLargestFifthOfManySamples) {
       {{0, 0, 20, 20, 20, 20, 20, 20, 20, 20, 20, 30, 900, 900}, 21},
   };
   for (const auto& [times, average] : cases) {
-    EXPECT_EQ(Utils::CalcAvgExecuteTime(times), average) << ::testing::PrintToString(times);
+    EXPECT_EQ(Utils::CalcAvgExecuteTime(times), average) << PrintToString(times);
   }
   EXPECT_THAT(Utils::CalcAvgExecuteTime({{"a", {9, 5}}, {"b", {}}}),
               ElementsAre(Pair("a", 5), Pair("b", 0)));

@@ -1,21 +1,16 @@
 // Options that change what a run does.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <filesystem>
 
 #include "driver/driver_process.h"
 #include "support/graph_text.h"
+#include "support/matchers.h"
 #include "support/temp_directory.h"
 
 namespace Ormo::Test {
 namespace {
 
 using nlohmann::json;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::SizeIs;
 
 std::string Bytes(const std::vector<float>& values) {
   std::string bytes(values.size() * sizeof(float), '\0');
@@ -55,8 +50,8 @@ TEST_F(OfflineOptions, AnOutputThatCannotBeWrittenIsAFailure) {
   const DriverRun run =
       RunDriver({"offline", "--format", "csv", "--output", "/dev/full:8", model_});
   EXPECT_EQ(run.exitStatus, 1);
-  EXPECT_THAT(run.output, testing::HasSubstr("failed,0,"));
-  EXPECT_THAT(run.output, testing::HasSubstr("/dev/full cannot be written"));
+  EXPECT_THAT(run.output, HasSubstr("failed,0,"));
+  EXPECT_THAT(run.output, HasSubstr("/dev/full cannot be written"));
 }
 
 TEST_F(OfflineOptions, TheDynamicBatchIsSetAndTheInputBringsItsShape) {

@@ -1,19 +1,14 @@
 // What becomes of candidates, and of the exit status.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "driver/driver_process.h"
 #include "support/graph_text.h"
+#include "support/matchers.h"
 #include "support/temp_directory.h"
 
 namespace Ormo::Test {
 namespace {
 
 using nlohmann::json;
-using testing::AllOf;
-using testing::ContainsRegex;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 class OfflineOutcomes : public testing::Test {
  protected:
@@ -46,7 +41,7 @@ TEST_F(OfflineOutcomes, ADamagedModelFailsWithItsReasonAndLeavesTheOthersAlone) 
   const std::string good = Model("good.json", SpinGraph({1000}));
   for (const std::vector<std::string>& options :
        {std::vector<std::string>{"--devices", "0,1"}, {"--wall"}, {"--from-file"}}) {
-    SCOPED_TRACE(testing::PrintToString(options));
+    SCOPED_TRACE(PrintToString(options));
     std::vector<std::string> arguments = options;
     arguments.insert(arguments.end(), {bad, good});
     const json candidates = Measure(arguments, 2, 1);

@@ -1,7 +1,4 @@
 // The three reports, checked against patterns: figures differ from run to run.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <sstream>
@@ -9,15 +6,13 @@
 #include "driver/driver_process.h"
 #include "report.h"
 #include "support/graph_text.h"
+#include "support/matchers.h"
 #include "support/temp_directory.h"
 
 namespace Ormo::Test {
 namespace {
 
 using nlohmann::json;
-using testing::HasSubstr;
-using testing::MatchesRegex;
-using testing::SizeIs;
 
 class OfflineReport : public testing::Test {
  protected:
@@ -116,7 +111,7 @@ TEST_F(OfflineReport, OperatorsOfNoTotalHaveNoShare) {
   std::ostringstream table;
   OrmoMeasure::PrintTable(table, OrmoMeasure::OfflineReport{{}, "chip", {}, {lost}});
   EXPECT_THAT(table.str(), HasSubstr("no profiled operator lies in an execution"));
-  EXPECT_THAT(table.str(), testing::ContainsRegex("\n +1\\.000 ms +- +0 ns +op *\n$"));
+  EXPECT_THAT(table.str(), ContainsRegex("\n +1\\.000 ms +- +0 ns +op *\n$"));
 }
 
 // What the driver says, beside what the library logs of the same run.

@@ -1,20 +1,15 @@
 // Graphs in sessions, from the command line to the ranking.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <filesystem>
 
 #include "driver/driver_process.h"
 #include "support/graph_text.h"
+#include "support/matchers.h"
 #include "support/temp_directory.h"
 
 namespace Ormo::Test {
 namespace {
 
 using nlohmann::json;
-using testing::HasSubstr;
-using testing::MatchesRegex;
-using testing::SizeIs;
 
 const std::string EXAMPLES = ORMO_EXAMPLES_PATH "/online/";
 

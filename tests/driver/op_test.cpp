@@ -1,16 +1,13 @@
 // Single operators, from the command line to the ranking.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "driver/driver_process.h"
+#include "support/matchers.h"
 #include "support/temp_directory.h"
 
 namespace Ormo::Test {
 namespace {
 
 using nlohmann::json;
-using testing::HasSubstr;
-using testing::SizeIs;
 
 const std::string EXAMPLES = ORMO_EXAMPLES_PATH "/operators/";
 
@@ -78,7 +75,7 @@ TEST_F(DriverOp, AWrongRequestIsRefusedWithItsPlace) {
        "attrs[6]: expected the key \"value\""},
   };
   for (const Row& row : table) {
-    EXPECT_THAT(ReasonFor(Request(row.place, row.value)), testing::StartsWith(row.reason));
+    EXPECT_THAT(ReasonFor(Request(row.place, row.value)), StartsWith(row.reason));
   }
   WriteFile(directory_ / "no.json", "{} x");
   EXPECT_THAT(ReasonFor(directory_ / "no.json"), HasSubstr("this is no JSON text: "));

@@ -1,19 +1,14 @@
 // Graphs of kernels, from the command line to the ranking.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <filesystem>
 
 #include "driver/driver_process.h"
+#include "support/matchers.h"
 #include "support/temp_directory.h"
 
 namespace Ormo::Test {
 namespace {
 
 using nlohmann::json;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 class DriverSim : public testing::Test {
  protected:
@@ -74,14 +69,14 @@ TEST_F(DriverSim, TheTableShowsTicksAndWhatFailed) {
   EXPECT_EQ(run.exitStatus, 1);
   const std::vector<std::string> lines = run.Lines();
   ASSERT_EQ(lines.size(), 15U) << run.output;
-  EXPECT_THAT(lines[0], testing::MatchesRegex("TarnLake1, simulated by /.*/pelt"));
-  EXPECT_THAT(lines[3], testing::MatchesRegex(" +1  " + good + " +1,234,567 +1.000x"));
-  EXPECT_THAT(lines[4], testing::MatchesRegex(" +2  " + endless + " +maximum +-"));
-  EXPECT_THAT(lines[5], testing::MatchesRegex(" +-  " + broken +
-                                              " +- +-  failed \\(-1\\): "
-                                              "EH0010: .*broken.dux: line 3: expected one of .*"));
-  EXPECT_THAT(lines[6], testing::EndsWith("the graph names no kernels"));
-  EXPECT_THAT(lines[10], testing::MatchesRegex(" +1,234,567 +100.0 %  only +#+"));
+  EXPECT_THAT(lines[0], MatchesRegex("TarnLake1, simulated by /.*/pelt"));
+  EXPECT_THAT(lines[3], MatchesRegex(" +1  " + good + " +1,234,567 +1.000x"));
+  EXPECT_THAT(lines[4], MatchesRegex(" +2  " + endless + " +maximum +-"));
+  EXPECT_THAT(lines[5], MatchesRegex(" +-  " + broken +
+                                     " +- +-  failed \\(-1\\): "
+                                     "EH0010: .*broken.dux: line 3: expected one of .*"));
+  EXPECT_THAT(lines[6], EndsWith("the graph names no kernels"));
+  EXPECT_THAT(lines[10], MatchesRegex(" +1,234,567 +100.0 %  only +#+"));
 }
 
 TEST_F(DriverSim, TheUsersSimulatorAndChipStand) {

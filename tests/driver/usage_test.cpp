@@ -1,17 +1,12 @@
 // What the driver does with its arguments before anything is measured.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "driver/driver_process.h"
 #include "support/graph_text.h"
+#include "support/matchers.h"
 #include "support/temp_directory.h"
 
 namespace Ormo::Test {
 namespace {
-
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::MatchesRegex;
 
 struct BadUsage {
   std::vector<std::string> options;  ///< after "offline" and before the model
@@ -45,7 +40,7 @@ TEST(DriverUsage, OptionsThatCannotBeUsedAreRefusedWithWhatWasExpected) {
       {{"/no/such/model"}, "File does not exist: /no/such/model"},
   };
   for (const BadUsage& row : table) {
-    SCOPED_TRACE(testing::PrintToString(row.options));
+    SCOPED_TRACE(PrintToString(row.options));
     std::vector<std::string> arguments = {"offline"};
     arguments.insert(arguments.end(), row.options.begin(), row.options.end());
     arguments.push_back(model);

@@ -1,18 +1,14 @@
-#include <gmock/gmock.h>
-
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "support/graph_text.h"
+#include "support/matchers.h"
 #include "support/offline_test.h"
 #include "support/open_descriptors.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::Each;
-using ::testing::SizeIs;
 
 constexpr size_t CALLERS = 16;
 constexpr size_t ROUNDS = 5;

@@ -1,18 +1,13 @@
 // Measurements as a tuner makes them. Spin is busy for a known time, so its figures have a floor.
-#include <gmock/gmock.h>
-
 #include <cstdlib>
 
 #include "support/graph_text.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 #include "support/offline_test.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::Key;
 
 constexpr uint64_t LONG_NS = 1000000;
 constexpr uint64_t SHORT_NS = 200000;

@@ -1,8 +1,8 @@
 // Graphs that cannot be measured, and engines that do not keep their promises.
-#include <gmock/gmock.h>
 
 #include "support/graph_text.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 #include "support/online_test.h"
 #include "support/open_descriptors.h"
 
@@ -10,8 +10,6 @@ namespace Ormo::Test {
 namespace {
 
 using OrmoHost::CompletionFault;
-using ::testing::IsEmpty;
-using ::testing::SizeIs;
 
 /// Expects of a failed run its line, and that it leaves nothing behind.
 class OnlineRefusalTest : public OnlineTest {

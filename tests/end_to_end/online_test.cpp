@@ -1,8 +1,6 @@
 // Graphs measured in a session, as a tuner does it.
 #include "support/online_test.h"
 
-#include <gmock/gmock.h>
-
 #include <cstring>
 #include <limits>
 #include <map>
@@ -10,6 +8,7 @@
 
 #include "support/graph_text.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 #include "support/offline_test.h"
 
 namespace Ormo::Test {
@@ -17,10 +16,6 @@ namespace {
 
 using OrmoHost::CallCount;
 using OrmoHost::OperatorTimes;
-using ::testing::AllOf;
-using ::testing::Each;
-using ::testing::ElementsAre;
-using ::testing::SizeIs;
 
 constexpr char STEP_RECORDS[] = "ox.stepRecords";
 constexpr uint64_t SPIN_NS = 100000;

@@ -1,6 +1,5 @@
 // Tasks of the caller's own, and what is left when one goes wrong.
 #include <fcntl.h>
-#include <gmock/gmock.h>
 
 #include <cstdlib>
 #include <future>
@@ -10,13 +9,12 @@
 #include "ormo/ormo_error_manager.h"
 #include "support/graph_text.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 #include "support/offline_test.h"
 #include "support/open_descriptors.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::IsEmpty;
 
 bool IsOpen(int fd) {
   return fcntl(fd, F_GETFD) != -1;

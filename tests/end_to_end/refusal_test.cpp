@@ -1,22 +1,16 @@
 // What a caller is told when there is nothing to measure.
-#include <gmock/gmock.h>
-
 #include <stdexcept>
 #include <string>
 
 #include "ormo/ormo_error_manager.h"
 #include "support/graph_text.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 #include "support/offline_test.h"
 #include "zel/zel.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::AllOf;
-using ::testing::Each;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 
 constexpr uint32_t UNTOUCHED = 4711;
 

@@ -1,26 +1,18 @@
 // Single operators measured as a tuner does it.
 #include "support/zelnn_test.h"
 
-#include <gmock/gmock.h>
-
 #include <map>
 #include <thread>
 #include <tuple>
 
 #include "ormo/ormo_error_manager.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
 
 using OrmoHost::CallCount;
-using ::testing::AllOf;
-using ::testing::Each;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Key;
-using ::testing::Pair;
 
 // A result that no measurement gives.
 RunnerResult MakeStaleResult() {

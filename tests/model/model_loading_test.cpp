@@ -1,6 +1,3 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
@@ -8,12 +5,10 @@
 #include "model/model_manager.h"
 #include "ormo/status.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr size_t GIB = size_t{1} << 30;
 constexpr char CLEAN_CACHE[] = "popen echo 3 > /proc/sys/vm/drop_caches";

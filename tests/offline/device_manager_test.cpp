@@ -1,7 +1,5 @@
 #include "offline/device_manager.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -16,12 +14,11 @@
 
 #include "ormo/status.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 #include "support/temp_directory.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::HasSubstr;
 
 // What the kernel knows of a descriptor, record locks of this process included.
 std::string DescribeDescriptor(int fd) {

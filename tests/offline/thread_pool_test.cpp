@@ -1,8 +1,5 @@
 #include "offline/thread_pool.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <future>
 #include <thread>
@@ -10,11 +7,10 @@
 
 #include "ormo/status.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::ElementsAre;
 
 const std::vector<uint32_t> DEVICES = {0, 1};
 

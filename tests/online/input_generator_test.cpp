@@ -1,7 +1,5 @@
 #include "online/input_generator.h"
 
-#include <gmock/gmock.h>
-
 #include <limits>
 #include <memory>
 #include <string>
@@ -11,12 +9,11 @@
 #include "ox/compute_graph.h"
 #include "ox/types.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::SizeIs;
 using Bytes = std::vector<uint8_t>;
 using Dims = std::vector<int64_t>;
 

@@ -1,19 +1,15 @@
 #include "online/online_parser.h"
 
-#include <gmock/gmock.h>
-
 #include <string>
 #include <vector>
 
 #include "common/file_descriptor.h"
 #include "ormo/status.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 RunnerOpInfo MakeOp(const std::string& name, uint64_t start, uint64_t end) {
   RunnerOpInfo op;

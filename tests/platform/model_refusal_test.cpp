@@ -1,5 +1,4 @@
 // A graph file that breaks a rule is refused, and people are told where.
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -8,12 +7,11 @@
 
 #include "ox/graph_utils.h"
 #include "platform/platform_test.h"
+#include "support/matchers.h"
 #include "support/temp_directory.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::HasSubstr;
 
 using BadGraph = std::pair<std::string, std::vector<std::string>>;  ///< with parts of the reason
 

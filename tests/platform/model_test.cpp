@@ -1,18 +1,14 @@
 // Loaded models: sizes, memory, shapes and settings.
-#include <gmock/gmock.h>
-
 #include <cstddef>
 #include <functional>
 #include <limits>
 #include <tuple>
 
 #include "platform/platform_test.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 /// y = relu(x + 1), with the sum in work memory.
 std::string AddRelu(const std::vector<int64_t>& shape, const std::string& rest = "") {

@@ -1,6 +1,5 @@
 // Calls of single operators: what is refused and why, who owns what, and what is recorded.
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -17,6 +16,7 @@
 #include "error_manager/error_manager.h"
 #include "platform/attention_call.h"
 #include "platform/platform_test.h"
+#include "support/matchers.h"
 #include "zel/zel_prof.h"
 
 /// In place of the system's: shows one mapping again and refuses the next, as some tools do all.
@@ -32,9 +32,6 @@ extern "C" void* mremap(void* old, size_t oldSize, size_t size, int flags, ...) 
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::AllOf;
-using ::testing::HasSubstr;
 
 constexpr char REFUSED[] = "EH0003: FlashAttentionScore";
 

@@ -1,16 +1,11 @@
 // Operators compute what their formulas say.
-#include <gmock/gmock.h>
-
 #include <cmath>
 
 #include "platform/platform_test.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::FloatNear;
-using ::testing::Pointwise;
 
 using Values = std::vector<float>;
 

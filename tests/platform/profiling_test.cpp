@@ -1,6 +1,5 @@
 // Subscriptions and their records.
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -12,13 +11,12 @@
 
 #include "platform/attention_call.h"
 #include "platform/platform_test.h"
+#include "support/matchers.h"
 #include "support/open_descriptors.h"
 #include "zel/zel_prof.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::ElementsAre;
 
 /// Looks at the raw clock while it is coarse; every eleventh sees it move.
 std::atomic<uint64_t> looks{0};

@@ -1,18 +1,15 @@
 // The log and the functions that watch over the sizes of buffers.
-#include <gmock/gmock.h>
-
 #include <cstdlib>
 
 #include "annex_k/annex_k.h"
 #include "dlog/dlog.h"
 #include "faults/failing_allocation.h"
 #include "ormo_host/control.h"
+#include "support/matchers.h"
 #include "support/temp_directory.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::HasSubstr;
 
 TEST(LogTest, LinesGoToTheFileThatTheEnvironmentNames) {
   const TempDirectory directory;

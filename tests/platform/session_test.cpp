@@ -1,8 +1,6 @@
 // Graphs in sessions.
 #include "ox/session.h"
 
-#include <gmock/gmock.h>
-
 #include <atomic>
 #include <cstring>
 #include <future>
@@ -16,15 +14,13 @@
 #include "faults/failing_allocation.h"
 #include "ox/graph_utils.h"
 #include "platform/platform_test.h"
+#include "support/matchers.h"
 #include "support/temp_directory.h"
 #include "zel/zel_prof.h"
 
 namespace Ormo::Test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::SizeIs;
 using Floats = std::vector<float>;
 using Options = std::map<ox::TarnString, ox::TarnString>;
 using Nodes = std::vector<std::shared_ptr<ox::Node>>;

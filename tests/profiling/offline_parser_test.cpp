@@ -1,8 +1,5 @@
 #include "profiling/offline_parser.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <future>
 #include <map>
 #include <string>
@@ -12,12 +9,10 @@
 #include "ormo/status.h"
 #include "profiling/fake_records.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::Pair;
 
 class OfflineParserTest : public ::testing::Test {
  protected:

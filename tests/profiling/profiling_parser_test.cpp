@@ -1,7 +1,5 @@
 #include "profiling/profiling_parser.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -16,13 +14,12 @@
 #include "ormo/status.h"
 #include "profiling/fake_records.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
 
 using std::chrono::milliseconds;
-using ::testing::ElementsAre;
-using ::testing::Field;
 
 // Long enough that a read which needs one idle wait runs into the test's time-out.
 constexpr milliseconds NEVER = std::chrono::hours(1);

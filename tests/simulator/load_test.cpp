@@ -1,7 +1,4 @@
 // The simulator's library: from Init to Finalize, and every way in which it is refused.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <stdexcept>
 #include <tuple>
@@ -10,13 +7,10 @@
 #include "ormo_host/control.h"
 #include "simulator/simulator_test.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::StartsWith;
 
 class SimulatorLoad : public SimulatorTest {};
 

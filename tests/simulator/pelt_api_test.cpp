@@ -1,7 +1,5 @@
 // The host platform's cycle simulator, through its own functions.
 #include <dlfcn.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <limits>
@@ -10,13 +8,11 @@
 
 #include "error_manager/error_manager.h"
 #include "pelt/pelt.h"
+#include "support/matchers.h"
 #include "support/temp_directory.h"
 
 namespace Ormo::Test {
 namespace {
-
-using testing::EndsWith;
-using testing::IsEmpty;
 
 constexpr uint64_t MAX = std::numeric_limits<uint64_t>::max();
 constexpr size_t MAX_FILE_SIZE = 1048576;

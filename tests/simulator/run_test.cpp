@@ -1,7 +1,4 @@
 // Runs on a simulator that says what the test wants.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <future>
 #include <limits>
@@ -10,14 +7,10 @@
 #include "ormo/ormo_runner.h"
 #include "simulator/simulator_test.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
-
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Pair;
 
 constexpr uint64_t MAX = std::numeric_limits<uint64_t>::max();
 
@@ -89,7 +82,7 @@ TEST_F(SimulatorRun, TotalsStayAtTheMaximum) {
       {{5}, 3, MAX, 8, MAX, 0},
   };
   for (const Row& row : table) {
-    SCOPED_TRACE(testing::PrintToString(row.ticks) + " on " + std::to_string(row.totalBefore));
+    SCOPED_TRACE(PrintToString(row.ticks) + " on " + std::to_string(row.totalBefore));
     result_ = {};
     result_.totalCostTime = row.totalBefore;
     result_.runCostTime = row.runBefore;

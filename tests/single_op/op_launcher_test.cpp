@@ -1,5 +1,3 @@
-#include <gmock/gmock.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
@@ -15,11 +13,10 @@
 #include "single_op/platform_context.h"
 #include "single_op/request_text.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::ElementsAre;
 
 constexpr char SCORE[] = "FlashAttentionScore";
 constexpr char QUERY[] = "zelnnFlashAttentionScoreGetWorkspaceSize";
@@ -121,7 +118,7 @@ TEST_F(OpLauncher, CountsThatDoNotFitAreRefusedBeforeAnythingIsCalled) {
                           "SetParamByZelnnRunParam attrs idx[15];input size[6];attrs size[9]!",
                           "Tensor idx[19] out of bounds!",
                           "OrmoZelnnFlashAttentionScore run SetParam failed!"));
-  EXPECT_THAT(OrmoHost::Calls(), ::testing::IsEmpty());
+  EXPECT_THAT(OrmoHost::Calls(), IsEmpty());
 
   request.inner.opType = "FlashAttentionScoreGrad";
   const LogCapture gradLog;

@@ -1,7 +1,6 @@
 #include "single_op/op_request.h"
 
 #include <dlfcn.h>
-#include <gmock/gmock.h>
 #include <sys/resource.h>
 
 #include <cstring>
@@ -12,14 +11,10 @@
 #include "single_op/platform_context.h"
 #include "single_op/request_text.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::IsNull;
-using ::testing::NotNull;
 
 constexpr char BAD_TEXT[] = "ZelnnParamter construct failed, json str: ";
 constexpr char BAD_TYPE[] = "ZelnnParamter construct failed, errMsg: [json.exception.type_error.";
@@ -39,7 +34,7 @@ class OpRequest : public PlatformContext {
     const LogCapture log(DLOG_ERROR);
     ZelnnParamterInner inner;
     EXPECT_EQ(ZelnnParamterConstructor(text, inner), STATUS_FAILED);
-    EXPECT_TRUE(log.Contains(DLOG_ERROR, line)) << ::testing::PrintToString(log.Messages());
+    EXPECT_TRUE(log.Contains(DLOG_ERROR, line)) << PrintToString(log.Messages());
     EXPECT_THAT(inner.inputs, IsEmpty());
     EXPECT_THAT(inner.outputs, IsEmpty());
     EXPECT_THAT(inner.attrs, IsEmpty());
@@ -294,10 +289,10 @@ extern "C" zelTensor* zelCreateTensor(const int64_t* viewDims, int64_t viewDimCo
       reinterpret_cast<decltype(&zelCreateTensor)>(dlsym(RTLD_NEXT, "zelCreateTensor"));
   EXPECT_EQ(strides, nullptr);
   EXPECT_EQ(offset, 0);
-  Ormo::lastTensor = std::to_string(dataType) + " " + std::to_string(format) + " view " +
-                     Ormo::ShapeText(viewDims, viewDimCount) + " storage " +
-                     Ormo::ShapeText(storageDims, storageDimCount) +
-                     (deviceData == nullptr ? " null" : " data");
+  Ormo::Test::lastTensor = std::to_string(dataType) + " " + std::to_string(format) + " view " +
+                           Ormo::Test::ShapeText(viewDims, viewDimCount) + " storage " +
+                           Ormo::Test::ShapeText(storageDims, storageDimCount) +
+                           (deviceData == nullptr ? " null" : " data");
   return create(viewDims, viewDimCount, dataType, strides, offset, format, storageDims,
                 storageDimCount, deviceData);
 }

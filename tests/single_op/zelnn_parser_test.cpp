@@ -1,18 +1,13 @@
 #include "single_op/zelnn_parser.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "common/file_descriptor.h"
 #include "ormo/status.h"
 #include "profiling/fake_records.h"
 #include "support/log_capture.h"
+#include "support/matchers.h"
 
 namespace Ormo::Test {
 namespace {
-
-using ::testing::ElementsAre;
-using ::testing::Pair;
 
 class ZelnnParserTest : public ::testing::Test {
  protected:

@@ -1,0 +1,33 @@
+/// \file
+/// Googletest, and the matchers by their names.
+#ifndef ORMO_TESTS_SUPPORT_MATCHERS_H
+#define ORMO_TESTS_SUPPORT_MATCHERS_H
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace Ormo::Test {
+
+using ::testing::AllOf;
+using ::testing::Contains;
+using ::testing::ContainsRegex;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::Field;
+using ::testing::FloatNear;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::IsNull;
+using ::testing::Key;
+using ::testing::MatchesRegex;
+using ::testing::NotNull;
+using ::testing::Pair;
+using ::testing::Pointwise;
+using ::testing::PrintToString;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+}  // namespace Ormo::Test
+
+#endif  // ORMO_TESTS_SUPPORT_MATCHERS_H
