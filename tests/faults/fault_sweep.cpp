@@ -1,7 +1,6 @@
 #include "faults/fault_sweep.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <iostream>
 #include <new>
@@ -21,19 +20,13 @@ constexpr char WORKER_NAME_FUNCTION[] = "mmSetCurrentThreadName";
 // Functions that give something back, and one that also prepares for that. What they throw must not
 // keep anything else from being released.
 bool MayThrowUnheard(const std::string& function) {
-  constexpr std::array<const char*, 11> WORDS = {"Free",
-                                                 "Destroy",
-                                                 "Unload",
-                                                 "UnSubscribe",
-                                                 "Reset",
-                                                 "Close",
-                                                 "Finalize",
-                                                 "RemoveGraph",
-                                                 "SetCurrentContext",
-                                                 "GetDataset",
-                                                 "GetDataBufferAddr"};
-  return std::any_of(WORDS.begin(), WORDS.end(),
-                     [&](const char* word) { return function.find(word) != std::string::npos; });
+  for (const char* word : {"Free", "Destroy", "Unload", "UnSubscribe", "Reset", "Close", "Finalize",
+                           "RemoveGraph", "SetCurrentContext", "GetDataset", "GetDataBufferAddr"}) {
+    if (function.find(word) != std::string::npos) {
+      return true;
+    }
+  }
+  return false;
 }
 
 // Where a dataset's buffer is found again. When these go wrong, nobody can free what they hide.
@@ -70,6 +63,14 @@ void PrintCount(size_t count, const std::string& what) {
 }
 
 }  // namespace
+
+ExpectedStatuses All(int status, std::initializer_list<const char*> functions) {
+  ExpectedStatuses all;
+  for (const char* function : functions) {
+    all[function] = {status};
+  }
+  return all;
+}
 
 ExpectedStatuses Join(std::initializer_list<ExpectedStatuses> tables) {
   ExpectedStatuses all;

@@ -25,6 +25,9 @@ using ExpectedStatuses = std::map<std::string, std::vector<int>>;
 /// reader of its records both call.
 constexpr int FAILED_OR_NOT = 1;
 
+/// A row for each of the functions: any of its calls that fails leads to `status`.
+ExpectedStatuses All(int status, std::initializer_list<const char*> functions);
+
 /// All rows of the tables; those of a later table replace those of an earlier one.
 ExpectedStatuses Join(std::initializer_list<ExpectedStatuses> tables);
 

@@ -10,33 +10,22 @@ namespace {
 
 constexpr int32_t MEMORY_CODE = 207001;
 
-const ExpectedStatuses LOAD_FROM_MEMORY = {
-    {"zelmdlQuerySizeFromMem", {STATUS_PLATFORM_FAILED}},
-    {"zelmdlLoadFromMem", {STATUS_PLATFORM_FAILED}},
-};
+const ExpectedStatuses LOAD_FROM_MEMORY =
+    All(STATUS_PLATFORM_FAILED, {"zelmdlQuerySizeFromMem", "zelmdlLoadFromMem"});
 
 // What every run does with its buffers, wherever they come from. The context is set for the load,
 // for the run and for the unload, which goes on without it.
-const ExpectedStatuses RUN = {
-    {"zelrtSetCurrentContext", {STATUS_FAILED, STATUS_FAILED, 0}},
-    {"zelrtGetMemInfo", {STATUS_NOT_ENOUGH_MEMORY}},
-    {"zelmdlCreateDesc", {STATUS_FAILED}},
-    {"zelmdlGetDesc", {STATUS_FAILED}},
-    {"zelmdlCreateDataset", {STATUS_PLATFORM_FAILED}},
-    {"zelrtMalloc", {STATUS_DEVICE_MEMORY_FAILED}},
-    {"zelrtMemset", {0}},
-    {"zelCreateDataBuffer", {STATUS_PLATFORM_FAILED}},
-    {"zelmdlAddDatasetBuffer", {STATUS_PLATFORM_FAILED}},
-    {"zelmdlExecute", {STATUS_EXECUTE_FAILED}},
-    {"zelmdlDestroyDesc", {0}},
-    {"zelmdlGetDatasetNumBuffers", {0}},
-    {"zelmdlGetDatasetBuffer", {0}},
-    {"zelGetDataBufferAddr", {0}},
-    {"zelrtFree", {0}},
-    {"zelDestroyDataBuffer", {0}},
-    {"zelmdlDestroyDataset", {0}},
-    {"zelmdlUnload", {0}},
-};
+const ExpectedStatuses RUN =
+    Join({{{"zelrtSetCurrentContext", {STATUS_FAILED, STATUS_FAILED, 0}},
+           {"zelrtGetMemInfo", {STATUS_NOT_ENOUGH_MEMORY}},
+           {"zelrtMalloc", {STATUS_DEVICE_MEMORY_FAILED}},
+           {"zelmdlExecute", {STATUS_EXECUTE_FAILED}}},
+          All(STATUS_FAILED, {"zelmdlCreateDesc", "zelmdlGetDesc"}),
+          All(STATUS_PLATFORM_FAILED,
+              {"zelmdlCreateDataset", "zelCreateDataBuffer", "zelmdlAddDatasetBuffer"}),
+          All(0, {"zelrtMemset", "zelmdlDestroyDesc", "zelmdlGetDatasetNumBuffers",
+                  "zelmdlGetDatasetBuffer", "zelGetDataBufferAddr", "zelrtFree",
+                  "zelDestroyDataBuffer", "zelmdlDestroyDataset", "zelmdlUnload"})});
 
 // Without buffers of the caller's: an input of no size cannot be, an output of no size gets a
 // default, and a model without its buffers does not execute.
@@ -49,42 +38,25 @@ const ExpectedStatuses MODEL_SIZES = {
 
 // With them: their number is checked first, their sizes and shapes count, and of the accesses to
 // the buffers the first copies back while others free.
-const ExpectedStatuses GIVEN_BUFFERS = {
-    {"zelmdlGetNumInputs", {STATUS_FAILED, STATUS_EXECUTE_FAILED}},
-    {"zelmdlGetNumOutputs", {STATUS_FAILED, STATUS_EXECUTE_FAILED}},
-    {"zelmdlGetInputSizeByIndex", {0}},
-    {"zelmdlGetOutputSizeByIndex", {0}},
-    {"zelrtMemcpy", {STATUS_DEVICE_MEMORY_FAILED}},
-    {"zelCreateTensorDesc", {STATUS_PLATFORM_FAILED}},
-    {"zelmdlSetDatasetTensorDesc", {STATUS_PLATFORM_FAILED}},
-    {"zelmdlGetDatasetBuffer", {STATUS_FAILED, 0}},
-    {"zelGetDataBufferAddr", {STATUS_FAILED, 0}},
-    {"zelGetDataBufferSizeV2", {0}},
-};
+const ExpectedStatuses GIVEN_BUFFERS = Join(
+    {All(0, {"zelmdlGetInputSizeByIndex", "zelmdlGetOutputSizeByIndex", "zelGetDataBufferSizeV2"}),
+     All(STATUS_PLATFORM_FAILED, {"zelCreateTensorDesc", "zelmdlSetDatasetTensorDesc"}),
+     {{"zelmdlGetNumInputs", {STATUS_FAILED, STATUS_EXECUTE_FAILED}},
+      {"zelmdlGetNumOutputs", {STATUS_FAILED, STATUS_EXECUTE_FAILED}},
+      {"zelrtMemcpy", {STATUS_DEVICE_MEMORY_FAILED}},
+      {"zelmdlGetDatasetBuffer", {STATUS_FAILED, 0}},
+      {"zelGetDataBufferAddr", {STATUS_FAILED, 0}}}});
 
-const ExpectedStatuses PROFILING = Join(
-    {RECORDS,
-     {{"zelprofModelSubscribe", {STATUS_FAILED}}, {"zelprofModelUnSubscribe", {STATUS_FAILED}}}});
+const ExpectedStatuses PROFILING =
+    Join({RECORDS, All(STATUS_FAILED, {"zelprofModelSubscribe", "zelprofModelUnSubscribe"})});
 
 // Whatever fails with memory of the library's own, the platform's is the way out; and without huge
 // pages ordinary ones do.
-const ExpectedStatuses OWN_MEMORY = {
-    {"zelrtMalloc", {0}},
-    {"zelmdlLoadFromMemWithMem", {0}},
-};
+const ExpectedStatuses OWN_MEMORY = All(0, {"zelrtMalloc", "zelmdlLoadFromMemWithMem"});
 
 // An unknown chip has no time-out.
 const ExpectedStatuses INITIALISATION_AND_FINALISATION =
-    Join({CLAIMING,
-          {{"zelInit", {STATUS_FAILED}},
-           {"zelrtGetDeviceCount", {STATUS_FAILED}},
-           {"zelrtSetDevice", {STATUS_FAILED}},
-           {"zelrtCreateContext", {STATUS_FAILED}},
-           {"zelrtGetSocName", {0}},
-           {"zelrtSetOpExecuteTimeOut", {STATUS_FAILED}},
-           {"zelrtDestroyContext", {0}},
-           {"zelrtResetDevice", {0}},
-           {"zelFinalize", {0}}}});
+    Join({CLAIMING, PLATFORM_LIFE, All(STATUS_FAILED, {"zelrtSetOpExecuteTimeOut"})});
 
 // The tables of the paths; later rows go before earlier ones.
 const ExpectedStatuses LOADED_FILE =
@@ -95,9 +67,8 @@ const ExpectedStatuses ONCE = Join({LOCK, LOAD_FROM_MEMORY, RUN, MODEL_SIZES});
 const ExpectedStatuses ONCE_PROFILED = Join({ONCE, PROFILING});
 const ExpectedStatuses ONCE_IN_OWN_MEMORY = Join({ONCE, OWN_MEMORY});
 const ExpectedStatuses ONCE_WITH_BATCH =
-    Join({ONCE,
-          {{"zelmdlGetInputIndexByName", {STATUS_DYNAMIC_PARAM_FAILED}},
-           {"zelmdlSetDynamicBatchSize", {STATUS_DYNAMIC_PARAM_FAILED}}}});
+    Join({ONCE, All(STATUS_DYNAMIC_PARAM_FAILED,
+                    {"zelmdlGetInputIndexByName", "zelmdlSetDynamicBatchSize"})});
 const ExpectedStatuses LIFE = Join({ONCE, INITIALISATION_AND_FINALISATION});
 
 // The same when the platform says that it could not allocate.

@@ -9,39 +9,25 @@
 namespace Ormo::Test {
 
 /// A device that cannot be locked is used all the same.
-inline const ExpectedStatuses LOCK = {
-    {"mmAccess2", {0}},
-    {"mmOpen2", {0}},
-    {"mmClose", {0}},
-};
+inline const ExpectedStatuses LOCK = All(0, {"mmAccess2", "mmOpen2", "mmClose"});
 
 /// A record that cannot be decoded fails the stream; a figure that is missing is a figure of 0.
-inline const ExpectedStatuses RECORDS = {
-    {"zelprofCreateSubscribeConfig", {STATUS_FAILED}},
-    {"zelprofDestroySubscribeConfig", {0}},
-    {"zelprofGetOpDescSize", {STATUS_FAILED}},
-    {"memset_s", {0}},
-    {"mmRead", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetOpNum", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetOpNameLen", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetOpName", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetOpTypeLen", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetOpType", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetOpStart", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetOpEnd", {STATUS_PROFILING_FAILED}},
-    {"zelprofGetModelId", {0}},
-    {"zelprofGetOpDuration", {0}},
-    {"ProfGetOpExecutionTime", {0}},
-};
+inline const ExpectedStatuses RECORDS =
+    Join({All(STATUS_FAILED, {"zelprofCreateSubscribeConfig", "zelprofGetOpDescSize"}),
+          All(STATUS_PROFILING_FAILED,
+              {"mmRead", "zelprofGetOpNum", "zelprofGetOpNameLen", "zelprofGetOpName",
+               "zelprofGetOpTypeLen", "zelprofGetOpType", "zelprofGetOpStart", "zelprofGetOpEnd"}),
+          All(0, {"zelprofDestroySubscribeConfig", "memset_s", "zelprofGetModelId",
+                  "zelprofGetOpDuration", "ProfGetOpExecutionTime"})});
 
 /// Lock files have a second place, and a worker needs no name.
-inline const ExpectedStatuses CLAIMING = {
-    {"mmSetCurrentThreadName", {0}},
-    {"mmGetEnv", {0}},
-    {"mmRealPath", {0}},
-    {"mmMkdir", {0}},
-    {"mmIsDir", {0}},
-};
+inline const ExpectedStatuses CLAIMING =
+    All(0, {"mmSetCurrentThreadName", "mmGetEnv", "mmRealPath", "mmMkdir", "mmIsDir"});
+
+/// An unknown chip is used as well.
+inline const ExpectedStatuses PLATFORM_LIFE = Join(
+    {All(STATUS_FAILED, {"zelInit", "zelrtGetDeviceCount", "zelrtSetDevice", "zelrtCreateContext"}),
+     All(0, {"zelrtGetSocName", "zelrtDestroyContext", "zelrtResetDevice", "zelFinalize"})});
 
 }  // namespace Ormo::Test
 
