@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -34,7 +33,6 @@ namespace {
 
 std::function<void()> onNextWrite;
 bool areModesRefused = false;
-bool areForksHidden = false;
 
 }  // namespace
 
@@ -49,13 +47,6 @@ extern "C" ssize_t pwrite(int fd, const void* bytes, size_t size, off_t offset) 
 
 extern "C" int fchmod(int fd, mode_t mode) noexcept {
   return areModesRefused ? -1 : static_cast<int>(syscall(SYS_fchmod, fd, mode));
-}
-
-// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
-extern "C" int __register_atfork(void (*prepare)(), void (*parent)(), void (*child)(), void* dso);
-
-extern "C" int pthread_atfork(void (*prepare)(), void (*parent)(), void (*child)()) noexcept {
-  return areForksHidden ? ENOMEM : __register_atfork(prepare, parent, child, nullptr);
 }
 
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
@@ -335,6 +326,7 @@ int StatusOfForkedChild() {
   return status;
 }
 
+#ifndef __SANITIZE_THREAD__  // allows handlers next to nothing
 void ExitOnSignal(int /*signal*/) {
   std::exit(0);  // NOLINT(concurrency-mt-unsafe)
 }
@@ -357,19 +349,7 @@ TEST(TraceDeathTest, EndsInHandlersOfSignalsThatComeWhileItIsLocked) {
       },
       ::testing::ExitedWithCode(0), "");
 }
-
-TEST(TraceDeathTest, TellsAForkedChildAlsoWhenForksCannotBeWatched) {
-  const TempDirectory directory;
-  EXPECT_EXIT(
-      {
-        areForksHidden = true;
-        int ended = -1;
-        OrmoHost::OnCall("mmGetTimeOfDay", 1, [&ended] { ended = StatusOfForkedChild(); });
-        Trace::StartDumpTraceToPath(directory.Path().string());
-        std::exit(ended);  // NOLINT(concurrency-mt-unsafe)
-      },
-      ::testing::ExitedWithCode(0), "");
-}
+#endif
 
 // The process's own recorder writes at exit; only a process of its own shows that.
 TEST(TraceDeathTest, ClosesSpansAndWritesThemWhenTheProcessEnds) {
