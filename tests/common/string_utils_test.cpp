@@ -1,6 +1,7 @@
 #include "common/string_utils.h"
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "ormo/status.h"
@@ -11,16 +12,10 @@ namespace Ormo::Test {
 namespace {
 
 TEST(StringUtilsTest, ParsesDigitsThatFitAndLeavesTheValueAloneOtherwise) {
-  struct Case {
-    std::string text;
-    int number;           ///< 42 stands for a refusal
-    unsigned long wide;   ///< likewise
-    std::string message;  ///< of a refusal
-  };
-
   const std::string notDigits = "] for index must be a digit.";
   const std::string tooLarge = "] catch out_of_range.";
-  const std::vector<Case> cases = {
+  // The text, both numbers or 42 for a refusal, and the message of a refusal.
+  const std::tuple<std::string, int, unsigned long, std::string> cases[] = {
       {"0007", 7, 7, ""},
       {"2147483647", 2147483647, 2147483647, ""},
       {"2147483648", 42, 2147483648, tooLarge},
@@ -32,19 +27,19 @@ TEST(StringUtilsTest, ParsesDigitsThatFitAndLeavesTheValueAloneOtherwise) {
       {"7\n", 42, 42, notDigits},
       {"0x1F", 42, 42, notDigits},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.text);
+  for (const auto& [text, expected, expectedWide, message] : cases) {
+    SCOPED_TRACE(text);
     const LogCapture log(DLOG_ERROR);
     int number = 42;
     unsigned long wide = 42;
-    EXPECT_EQ(StringUtils::StringToInt(c.text, number),
-              c.number == 42 ? STATUS_INVALID_PARAM : STATUS_SUCCESS);
-    EXPECT_EQ(StringUtils::StringToUll(c.text, wide),
-              c.wide == 42 ? STATUS_INVALID_PARAM : STATUS_SUCCESS);
-    EXPECT_EQ(number, c.number);
-    EXPECT_EQ(wide, c.wide);
-    const size_t refusals = (c.number == 42 ? 1U : 0U) + (c.wide == 42 ? 1U : 0U);
-    EXPECT_EQ(log.Count(DLOG_ERROR, "Value [" + c.text + c.message), refusals);
+    EXPECT_EQ(StringUtils::StringToInt(text, number),
+              expected == 42 ? STATUS_INVALID_PARAM : STATUS_SUCCESS);
+    EXPECT_EQ(StringUtils::StringToUll(text, wide),
+              expectedWide == 42 ? STATUS_INVALID_PARAM : STATUS_SUCCESS);
+    EXPECT_EQ(number, expected);
+    EXPECT_EQ(wide, expectedWide);
+    const size_t refusals = (expected == 42 ? 1U : 0U) + (expectedWide == 42 ? 1U : 0U);
+    EXPECT_EQ(log.Count(DLOG_ERROR, "Value [" + text + message), refusals);
   }
 }
 

@@ -112,12 +112,6 @@ void LimitFileSize(rlim_t size) {
   setrlimit(RLIMIT_FSIZE, &limit);
 }
 
-void WaitForLine(const LogCapture& log, const std::string& text) {
-  while (log.Find(text).message.empty()) {
-    std::this_thread::yield();
-  }
-}
-
 TEST(TraceInnerTest, WritesEventsInTheOrderInWhichTheyWereRecorded) {
   EXPECT_EQ(Recorded([](TraceInner& recorder) {
               recorder.Begin("run model", "345", "12", 7);
@@ -282,7 +276,9 @@ TEST(TraceInnerTest, SurvivesADiskThatIsFullForAWhile) {
   const std::string name(70000, 'n');  // fills a block, so that several blocks go back
   recorder.Begin(name, "", "", 1);
   recorder.Begin(name, "", "", 2);
-  WaitForLine(log, "Write trace file failed.");
+  while (!log.Contains(DLOG_ERROR, "Write trace file failed.")) {
+    std::this_thread::yield();
+  }
   WaitForEvents(directory, [](const json& events) { return events.size() == 1; });
   LimitFileSize(RLIM_INFINITY);
   const json events = WaitForEvents(directory, [](const json& found) { return found.size() == 3; });

@@ -53,13 +53,7 @@ TEST_F(DriverOp, TheExamplesAreRanked) {
 }
 
 TEST_F(DriverOp, AWrongRequestIsRefusedWithItsPlace) {
-  struct Row {
-    const char* place;
-    json value;
-    const char* reason;
-  };
-
-  const Row table[] = {
+  const std::tuple<const char*, json, const char*> table[] = {
       {"/typ", "x", "the request: expected no key but \"attrs\", \"inputs\", \"op_type\", "},
       {"/op_type", 1, "op_type: expected a string"},
       {"/inputs", {{"a", 1}}, "inputs: expected an array"},
@@ -70,12 +64,10 @@ TEST_F(DriverOp, AWrongRequestIsRefusedWithItsPlace) {
       {"/inputs/0/shape/2", 1ULL << 60, "inputs[0].shape: expected a product that 64 bits can"},
       {"/attrs/4/dtype", "double", "attrs[4].dtype: expected \"bool\", \"int\", \"float\","},
       {"/attrs/4/value", 1.5, "attrs[4].value: expected an integer of 64 bits"},
-      {"/attrs/6",
-       {{"dtype", "string"}, {"name", "layout"}},
-       "attrs[6]: expected the key \"value\""},
+      {"/attrs/6", {{"dtype", "int"}, {"name", "n"}}, "attrs[6]: expected the key \"value\""},
   };
-  for (const Row& row : table) {
-    EXPECT_THAT(ReasonFor(Request(row.place, row.value)), StartsWith(row.reason));
+  for (const auto& [place, value, reason] : table) {
+    EXPECT_THAT(ReasonFor(Request(place, value)), StartsWith(reason));
   }
   WriteFile(directory_ / "no.json", "{} x");
   EXPECT_THAT(ReasonFor(directory_ / "no.json"), HasSubstr("this is no JSON text: "));

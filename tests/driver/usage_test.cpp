@@ -8,16 +8,12 @@
 namespace Ormo::Test {
 namespace {
 
-struct BadUsage {
-  std::vector<std::string> options;  ///< after "offline" and before the model
-  std::string complaint;
-};
-
 TEST(DriverUsage, OptionsThatCannotBeUsedAreRefusedWithWhatWasExpected) {
   const TempDirectory directory;
   const std::string model = directory / "model.json";
   WriteFile(model, SpinGraph({1000}));
-  const BadUsage table[] = {
+  // Options after "offline" and before the model.
+  const std::pair<std::vector<std::string>, std::string> table[] = {
       {{"--wibble"}, "not expected: --wibble"},
       {{"--loop", "0"}, "--loop: '0' is not a positive 32-bit integer"},
       {{"--loop", "4294967296"}, "--loop: '4294967296' is not a positive 32-bit integer"},
@@ -39,15 +35,15 @@ TEST(DriverUsage, OptionsThatCannotBeUsedAreRefusedWithWhatWasExpected) {
       {{"--format", "xml"}, "--format: 'xml' is not table, json or csv"},
       {{"/no/such/model"}, "File does not exist: /no/such/model"},
   };
-  for (const BadUsage& row : table) {
-    SCOPED_TRACE(PrintToString(row.options));
+  for (const auto& [options, complaint] : table) {
+    SCOPED_TRACE(PrintToString(options));
     std::vector<std::string> arguments = {"offline"};
-    arguments.insert(arguments.end(), row.options.begin(), row.options.end());
+    arguments.insert(arguments.end(), options.begin(), options.end());
     arguments.push_back(model);
     const DriverRun run = RunDriver(arguments);
     EXPECT_EQ(run.exitStatus, 2);
     EXPECT_THAT(run.output, IsEmpty());
-    EXPECT_THAT(run.errors, HasSubstr(row.complaint));
+    EXPECT_THAT(run.errors, HasSubstr(complaint));
   }
 }
 

@@ -1,5 +1,6 @@
 // Measurements as a tuner makes them. Spin is busy for a known time, so its figures have a floor.
 #include <cstdlib>
+#include <tuple>
 
 #include "support/graph_text.h"
 #include "support/log_capture.h"
@@ -11,18 +12,6 @@ namespace {
 
 constexpr uint64_t LONG_NS = 1000000;
 constexpr uint64_t SHORT_NS = 200000;
-
-// A result that no measurement gives.
-RunnerResult MakeStaleResult() {
-  return {1, 2, {{"stale", 3}}, {{"stale", 4}}};
-}
-
-void ExpectReset(const RunnerResult& result) {
-  EXPECT_EQ(result.totalCostTime, 0U);
-  EXPECT_EQ(result.runCostTime, 0U);
-  EXPECT_THAT(result.opCostTimes, IsEmpty());
-  EXPECT_THAT(result.aicoreCostTimes, IsEmpty());
-}
 
 // What must hold of a profiled run of LONG_NS and SHORT_NS: averages of up to nine executions keep
 // the order that the times of each execution have.
@@ -109,14 +98,8 @@ TEST_F(MeasurementTest, ARunOfAnUnknownModelSaysSoTwiceAndTouchesNothing) {
 }
 
 TEST_F(MeasurementTest, TheBoundKeepsProfiledFiguresAndTheDefaultEndingForgetsIt) {
-  struct Case {
-    bool prof;
-    const char* ending;
-    int status;
-  };
-
   Init();
-  for (const auto& [prof, ending, status] : {Case{false, "close", STATUS_OUT_OF_BOUND},
+  for (const auto& [prof, ending, status] : {std::tuple(false, "close", STATUS_OUT_OF_BOUND),
                                              {true, "close", STATUS_OUT_OF_BOUND},
                                              {true, "", STATUS_SUCCESS}}) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it

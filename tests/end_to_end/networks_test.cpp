@@ -63,22 +63,24 @@ TEST_F(NetworksTest, TheTransformerBlock) {
   ExpectRightBuilds("transformer", 64, 128);
 }
 
-TEST_F(NetworksTest, APartOfTheLargestBatch) {
+TEST_F(NetworksTest, EveryBatchUpToTheLargest) {
   Init();
   constexpr size_t LARGEST = 32;
-  constexpr size_t BATCH = 8;
   constexpr size_t COLUMNS = 784;
   const std::string graph = ReadExample("dynamic/perceptron-batch.json");
-  std::vector<double> input = Generate(INPUT_SEED, BATCH * COLUMNS);
-  const std::vector<double> expected = ComputeNetwork(graph, input, BATCH);
-  std::vector<float> data(input.begin(), input.end());
-  data.resize(LARGEST * COLUMNS);
-  const std::vector<uint64_t> setting(1);
-  RunnerConfig config;
-  config.inputs = {AsBuffer(data), AsBuffer(setting)};
-  config.dynamicType = "dynamic_batch_size";
-  config.dynamicParam = std::to_string(BATCH);
-  EXPECT_LT(CompareOutputs(Run(config, graph, LARGEST * 10), expected), TOLERANCE);
+  for (const size_t batch : {size_t{1}, size_t{8}, LARGEST}) {
+    SCOPED_TRACE(batch);
+    std::vector<double> input = Generate(INPUT_SEED, batch * COLUMNS);
+    const std::vector<double> expected = ComputeNetwork(graph, input, batch);
+    std::vector<float> data(input.begin(), input.end());
+    data.resize(LARGEST * COLUMNS);
+    const std::vector<uint64_t> setting(1);
+    RunnerConfig config;
+    config.inputs = {AsBuffer(data), AsBuffer(setting)};
+    config.dynamicType = "dynamic_batch_size";
+    config.dynamicParam = std::to_string(batch);
+    EXPECT_LT(CompareOutputs(Run(config, graph, LARGEST * 10), expected), TOLERANCE);
+  }
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // Graphs that cannot be measured, and engines that do not keep their promises.
 
+#include <tuple>
+
 #include "support/graph_text.h"
 #include "support/log_capture.h"
 #include "support/matchers.h"
@@ -94,31 +96,25 @@ TEST_F(OnlineRefusalTest, NoDevices) {
   ExpectFailure(graph_, config, {"Online runner has not been initialized"});
 }
 
-struct Misbehaviour {
-  CompletionFault fault;
-  int status;
-  const char* line;
-};
-
 TEST_F(OnlineRefusalTest, AMisbehavingEngineNeitherHangsNorTouchesWhatIsGone) {
   Init();
-  for (const Misbehaviour& engine :
-       {Misbehaviour{CompletionFault::DESTROYED, STATUS_FAILED, "get result exception"},
+  for (const auto& [fault, status, line] :
+       {std::tuple(CompletionFault::DESTROYED, STATUS_FAILED, "get result exception"),
         {CompletionFault::AFTER_FAILURE, STATUS_FAILED, "with ret = "},
         {CompletionFault::TWICE, STATUS_SUCCESS, "completed before"},
         {CompletionFault::FAILED_STATUS, STATUS_FAILED, "with ret="}}) {
-    SCOPED_TRACE(engine.line);
+    SCOPED_TRACE(line);
     session_ = std::make_unique<ox::Session>();
     const auto descriptors = OpenDescriptors();
     LogCapture log(DLOG_INFO);
-    OrmoHost::FaultCompletion(2, engine.fault);
+    OrmoHost::FaultCompletion(2, fault);
     RunnerConfig config = MakeConfig(3);
-    EXPECT_EQ(OrmoOnlineRun(graph_, config, results_), engine.status);
-    EXPECT_THAT(results_, SizeIs(engine.status == STATUS_SUCCESS ? 3 : 0));
+    EXPECT_EQ(OrmoOnlineRun(graph_, config, results_), status);
+    EXPECT_THAT(results_, SizeIs(status == STATUS_SUCCESS ? 3 : 0));
     EXPECT_EQ(OrmoHost::Alive().graphs, 0U);
     EXPECT_EQ(OpenDescriptors(), descriptors);
     session_.reset();  // late calls come now
-    EXPECT_NE(log.Find(engine.line).text, "") << "no line";
+    EXPECT_NE(log.Find(line).text, "") << "no line";
   }
 }
 

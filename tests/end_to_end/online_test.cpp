@@ -5,6 +5,8 @@
 #include <limits>
 #include <map>
 #include <thread>
+#include <tuple>
+#include <utility>
 
 #include "support/graph_text.h"
 #include "support/log_capture.h"
@@ -104,13 +106,9 @@ TEST_F(OnlineMeasurementTest, DependencyGraphsRunOnceBeforeTheLoopOfTheMeasuredO
 }
 
 TEST_F(OnlineMeasurementTest, EveryExecutionHasItsCostAndOperatorsAgreeWithTheEnginesAccount) {
-  struct Case {
-    const char* steps;
-    const char* ending;
-  };
-
   Init();
-  for (const auto& [steps, ending] : {Case{"", "close"}, {"off", "close"}, {"", ""}, {"off", ""}}) {
+  for (const auto& [steps, ending] :
+       {std::pair("", "close"), {"off", "close"}, {"", ""}, {"off", ""}}) {
     SCOPED_TRACE(std::string(steps) + "," + ending);
     // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv("ORMO_PROF_END", ending, 1);
@@ -135,35 +133,25 @@ TEST_F(OnlineMeasurementTest, EveryExecutionHasItsCostAndOperatorsAgreeWithTheEn
   }
 }
 
-struct LoopCase {
-  bool prof;
-  uint32_t loop;
-  uint64_t bound;
-  int status;
-  uint64_t executions;
-  size_t results;
-  size_t savedOutputs;
-};
-
 TEST_F(OnlineMeasurementTest, ProfilingLoopAndBoundSayHowOftenTheGraphRuns) {
   constexpr uint64_t NO_BOUND = std::numeric_limits<uint64_t>::max();
-  const LoopCase cases[] = {
+  const std::tuple<bool, uint32_t, uint64_t, int, uint64_t, size_t, size_t> cases[] = {
       {true, 3, NO_BOUND, STATUS_SUCCESS, 3, 3, 1},
       {true, 0, NO_BOUND, STATUS_SUCCESS, 0, 0, 0},
       {false, 7, NO_BOUND, STATUS_SUCCESS, 1, 0, 1},
       {true, 5, 0, STATUS_FAILED, 1, 0, 0},
   };
   Init();
-  for (const LoopCase& row : cases) {
-    RunnerConfig config = MakeConfig(row.loop);
-    config.prof = row.prof;
-    config.runTimeBound = row.bound;
+  for (const auto& [prof, loop, bound, status, executions, results, outputs] : cases) {
+    RunnerConfig config = MakeConfig(loop);
+    config.prof = prof;
+    config.runTimeBound = bound;
     OrmoHost::RecordCalls();
-    EXPECT_EQ(Run(AddGraph(2, 1), config), row.status);
-    EXPECT_EQ(CallCount("Session::RunGraphAsync"), row.executions);
-    EXPECT_EQ(CallCount("zelgrphProfGraphSubscribe"), row.prof ? 1U : 0U);
-    EXPECT_THAT(results_, SizeIs(row.results));
-    EXPECT_THAT(config.graphOutputs, SizeIs(row.savedOutputs));
+    EXPECT_EQ(Run(AddGraph(2, 1), config), status);
+    EXPECT_EQ(CallCount("Session::RunGraphAsync"), executions);
+    EXPECT_EQ(CallCount("zelgrphProfGraphSubscribe"), prof ? 1U : 0U);
+    EXPECT_THAT(results_, SizeIs(results));
+    EXPECT_THAT(config.graphOutputs, SizeIs(outputs));
   }
 }
 

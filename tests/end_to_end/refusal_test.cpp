@@ -19,11 +19,9 @@ class RefusalTest : public OfflineTest {
   static std::string Reason() { return OrmoErrorManager::GetInstance().OrmoGetErrorMessage(); }
 
   void ExpectRefused(RunnerConfig config, int status) {
-    RunnerResult result = {1, 2, {{"stale", 3}}, {{"stale", 4}}};
+    RunnerResult result = MakeStaleResult();
     EXPECT_EQ(OrmoOfflineRun(config, result), status);
-    EXPECT_EQ(result.totalCostTime + result.runCostTime, 0U);
-    EXPECT_THAT(result.opCostTimes, IsEmpty());
-    EXPECT_THAT(result.aicoreCostTimes, IsEmpty());
+    ExpectReset(result);
   }
 
   uint32_t modelId_ = UNTOUCHED;

@@ -14,17 +14,6 @@ namespace {
 
 using OrmoHost::CallCount;
 
-// A result that no measurement gives.
-RunnerResult MakeStaleResult() {
-  return {1, 2, {{"stale", 3}}, {{"stale", 4}}};
-}
-
-void ExpectReset(const RunnerResult& result) {
-  EXPECT_EQ(result.totalCostTime + result.runCostTime, 0U);
-  EXPECT_THAT(result.opCostTimes, IsEmpty());
-  EXPECT_THAT(result.aicoreCostTimes, IsEmpty());
-}
-
 void ExpectStale(const RunnerResult& result) {
   EXPECT_EQ(result.totalCostTime, 1U);
   EXPECT_EQ(result.runCostTime, 2U);
@@ -75,27 +64,22 @@ TEST_F(ZelnnMeasurementTest, WithoutRecordsTheResultStays) {
 }
 
 TEST_F(ZelnnMeasurementTest, AFailureResetsTheResultAndHasItsLines) {
-  struct Case {
-    const char* function;  ///< of the platform
-    uint64_t nth;          ///< its call that fails
-    std::vector<const char*> lines;
-  };
-
-  const Case cases[] = {
+  // A function of the platform, its call that fails, and the lines of that.
+  const std::tuple<const char*, uint64_t, std::vector<const char*>> cases[] = {
       {"zelCreateTensor", 1, {"FlashAttentionScore zelnn run failed!", "zelnn failed, index = 0"}},
       {"zelnnFlashAttentionScore", 3, {"zelnn failed, index = 2"}},
       {"ProfOpSubscribe", 1, {"Zel profiling subscribe failed with ret 9"}},
       {"ProfOpUnSubscribe", 1, {"Zel profiling unsubscribe failed with ret 9"}},
   };
   Init();
-  for (const Case& test : cases) {
-    SCOPED_TRACE(test.function);
+  for (const auto& [function, nth, lines] : cases) {
+    SCOPED_TRACE(function);
     const LogCapture log(DLOG_ERROR);
     result_ = MakeStaleResult();
-    OrmoHost::Fail(test.function, test.nth, 9);
+    OrmoHost::Fail(function, nth, 9);
     EXPECT_EQ(Run(AttentionRequest(), 5), STATUS_FAILED);
     ExpectReset(result_);
-    for (const char* line : test.lines) {
+    for (const char* line : lines) {
       EXPECT_TRUE(log.Contains(DLOG_ERROR, line)) << line;
     }
   }
@@ -130,22 +114,17 @@ TEST_F(ZelnnMeasurementTest, LinesNameTheirSourcesAndADeviceThatCouldNotBeSetUpI
 }
 
 TEST_F(ZelnnMeasurementTest, DevicesThatDoNotExistAreReported) {
-  struct Case {
-    uint32_t devices;
-    std::vector<uint32_t> requested;
-    const char* reason;
-  };
-
-  for (const Case& test : {Case{2, {0, 5}, "Device [5] does not exist"},
-                           {0, {}, "No available device. Please check the device status"}}) {
-    OrmoHost::SetDeviceCount(test.devices);
+  for (const auto& [devices, requested, reason] :
+       {std::tuple(2, std::vector<uint32_t>{0, 5}, "Device [5] does not exist"),
+        {0, {}, "No available device. Please check the device status"}}) {
+    OrmoHost::SetDeviceCount(devices);
     OrmoErrorManager::GetInstance().OrmoGenWorkStreamIdDefault();
     LogCapture log(DLOG_ERROR);
     OrmoHost::RecordCalls();
-    EXPECT_EQ(OrmoZelnnRunnerInit({test.requested}), STATUS_FAILED);
+    EXPECT_EQ(OrmoZelnnRunnerInit({requested}), STATUS_FAILED);
     EXPECT_EQ(CallCount("zelFinalize"), 1U);
-    EXPECT_EQ(log.Find(test.reason).file, "zelnn_runner.cpp");
-    EXPECT_THAT(Reason(), AllOf(HasSubstr("EG0013"), HasSubstr(test.reason)));
+    EXPECT_EQ(log.Find(reason).file, "zelnn_runner.cpp");
+    EXPECT_THAT(Reason(), AllOf(HasSubstr("EG0013"), HasSubstr(reason)));
   }
 }
 

@@ -1,4 +1,5 @@
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "model/fake_device.h"
@@ -42,14 +43,8 @@ TEST_F(ModelLoadingTest, AFileGoesBeforeAnImageAndWithoutBothThereIsNothingToLoa
   EXPECT_EQ(info.modelId, 12U);
 }
 
-struct StrategyCase {
-  RunMode mode;
-  size_t weightSize;
-  std::vector<std::string> calls;
-};
-
 TEST_F(ModelLoadingTest, EachRunModeTakesItsPathByTheSizeOfTheWeights) {
-  const std::vector<StrategyCase> cases = {
+  const std::tuple<RunMode, size_t, std::vector<std::string>> cases[] = {
       {RunMode::PREVIOUS_MEMORY, 4095, {"query", "load"}},
       {RunMode::PREVIOUS_MEMORY,
        4096,
@@ -62,14 +57,14 @@ TEST_F(ModelLoadingTest, EachRunModeTakesItsPathByTheSizeOfTheWeights) {
       {RunMode::DEFAULT, 4096, {"query", "memory hbm", "load"}},
       {static_cast<RunMode>(7), 4096, {"query", "memory hbm", "load"}},
   };
-  for (const StrategyCase& strategy : cases) {
-    SCOPED_TRACE(strategy.weightSize);
+  for (const auto& [mode, weightSize, calls] : cases) {
+    SCOPED_TRACE(weightSize);
     Device() = {};
     Device().workSize = 64;
-    Device().weightSize = strategy.weightSize;
+    Device().weightSize = weightSize;
     Device().freeMemory = Device().totalMemory = GIB;
-    EXPECT_EQ(Load(strategy.mode), STATUS_SUCCESS);
-    EXPECT_EQ(Device().calls, strategy.calls);
+    EXPECT_EQ(Load(mode), STATUS_SUCCESS);
+    EXPECT_EQ(Device().calls, calls);
     ModelManager::UnloadModel(modelId_);
     EXPECT_EQ(Device().allocated, 0);
   }
@@ -94,16 +89,8 @@ TEST_F(ModelLoadingTest, AllocationsFallBackFromHugePagesInTheirRange) {
   EXPECT_EQ(ModelManager::RtMalloc(&memory, 1), STATUS_MEMORY_ALLOCATION_FAILED);
 }
 
-struct FitCase {
-  const char* socVersion;
-  size_t free;
-  size_t total;
-  bool checkReserved;
-  size_t fits;  ///< the largest request that fits
-};
-
 TEST_F(ModelLoadingTest, ARequestOfExactlyTheAvailableMemoryFitsAndOneByteMoreDoesNot) {
-  const std::vector<FitCase> cases = {
+  const std::tuple<const char*, size_t, size_t, bool, size_t> cases[] = {
       {"TarnLake1", 5 * GIB, 100 * GIB, true, 4 * GIB},
       {"TarnLake1", 5 * GIB, 100 * GIB, false, 5 * GIB},
       {"TarnRiverX", 5 * GIB, 100 * GIB, true, 4 * GIB},
@@ -112,15 +99,13 @@ TEST_F(ModelLoadingTest, ARequestOfExactlyTheAvailableMemoryFitsAndOneByteMoreDo
       {"TarnPond1", GIB, 8 * GIB, true, 0},
       {"TarnLake1", 1000, 150, true, 999},  // 1.5 bytes of reserve count as 1
   };
-  for (const FitCase& test : cases) {
-    SCOPED_TRACE(std::string(test.socVersion) + " " + std::to_string(test.fits));
-    Device().freeMemory = test.free;
-    Device().totalMemory = test.total;
-    const auto check = [&](size_t size) {
-      return ModelManager::CheckAllocMemSize(size, test.socVersion, test.checkReserved);
-    };
-    EXPECT_EQ(check(test.fits), STATUS_SUCCESS);
-    EXPECT_EQ(check(test.fits + 1), STATUS_NOT_ENOUGH_MEMORY);
+  for (const auto& [chip, free, total, checkReserved, largest] : cases) {
+    SCOPED_TRACE(std::string(chip) + " " + std::to_string(largest));
+    Device().freeMemory = free;
+    Device().totalMemory = total;
+    EXPECT_EQ(ModelManager::CheckAllocMemSize(largest, chip, checkReserved), STATUS_SUCCESS);
+    EXPECT_EQ(ModelManager::CheckAllocMemSize(largest + 1, chip, checkReserved),
+              STATUS_NOT_ENOUGH_MEMORY);
   }
   // A reserve beyond the free memory leaves room for nothing.
   Device().freeMemory = GIB - 1;

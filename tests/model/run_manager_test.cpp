@@ -5,6 +5,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "model/model_manager.h"
@@ -17,16 +18,14 @@ namespace {
 
 // One input and one output of 2 x 4 floats, or of a batch to be set before each execution.
 constexpr char FIXED_GRAPH[] = R"({"format": "ox-graph", "version": 1, "name": "fixed", "nodes": [
-  {"name": "x", "type": "Data", "inputs": [],
-   "outputs": [{"shape": [2, 4], "dtype": "float32", "format": "ND"}]},
-  {"name": "y", "type": "Relu", "inputs": ["x"],
-   "outputs": [{"shape": [2, 4], "dtype": "float32", "format": "ND"}]}]})";
+  {"name": "x", "type": "Data", "outputs": [{"shape": [2, 4], "dtype": "float32"}]},
+  {"name": "y", "type": "Relu", "inputs": ["x"], "outputs": [{"shape": [2, 4], "dtype": "float32"}]}
+]})";
 constexpr char BATCH_GRAPH[] = R"({"format": "ox-graph", "version": 1, "name": "batch",
   "dynamic": {"batch": [1, 8]}, "nodes": [
-  {"name": "x", "type": "Data", "inputs": [],
-   "outputs": [{"shape": [-1, 4], "dtype": "float32", "format": "ND"}]},
-  {"name": "y", "type": "Relu", "inputs": ["x"],
-   "outputs": [{"shape": [-1, 4], "dtype": "float32", "format": "ND"}]}]})";
+  {"name": "x", "type": "Data", "outputs": [{"shape": [-1, 4], "dtype": "float32"}]},
+  {"name": "y", "type": "Relu", "inputs": ["x"], "outputs": [{"shape": [-1, 4], "dtype": "float32"}]}
+]})";
 constexpr size_t FIXED_SIZE = 8 * sizeof(float);
 
 class RunManagerTest : public ::testing::Test {
@@ -70,13 +69,7 @@ class RunManagerTest : public ::testing::Test {
 };
 
 TEST_F(RunManagerTest, BuffersThatDoNotFitTheModelAreRefusedByName) {
-  struct Case {
-    const char* name;
-    std::vector<OrmoDataInfo> inputs;
-    std::vector<OrmoDataInfo> outputs;
-    const char* message;
-  };
-
+  using Buffers = std::vector<OrmoDataInfo>;
   std::vector<float> values(8);
   int64_t shape[] = {2, 4};
   OrmoDataInfo right = Buffer(values);
@@ -86,24 +79,21 @@ TEST_F(RunManagerTest, BuffersThatDoNotFitTheModelAreRefusedByName) {
   small.size -= 4;
   OrmoDataInfo halfShape = right;
   halfShape.dims = shape;
-  const std::vector<Case> cases = {
-      {"too many", {right, right}, {}, "The number of input 2 is not equal to model input num 1"},
-      {"empty", {empty}, {}, "Invalid input[0] size : 0 byte(s)"},
-      {"small", {small}, {}, "Invalid input[0] size: 28 byte(s), but expect size: 32 byte(s)"},
-      {"too many outputs",
-       {},
-       {right, right},
-       "The number of output 2 is not equal to model output num 1"},
-      {"empty output", {}, {empty}, "Invalid output[0] size : 0 byte(s)"},
+  const std::tuple<Buffers, Buffers, const char*> cases[] = {
+      {{right, right}, {}, "The number of input 2 is not equal to model input num 1"},
+      {{empty}, {}, "Invalid input[0] size : 0 byte(s)"},
+      {{small}, {}, "Invalid input[0] size: 28 byte(s), but expect size: 32 byte(s)"},
+      {{}, {right, right}, "The number of output 2 is not equal to model output num 1"},
+      {{}, {empty}, "Invalid output[0] size : 0 byte(s)"},
   };
   Load(FIXED_GRAPH);
-  for (const Case& test : cases) {
-    SCOPED_TRACE(test.name);
+  for (const auto& [inputs, outputs, message] : cases) {
+    SCOPED_TRACE(message);
     LogCapture log(DLOG_ERROR);
-    config_.inputs = test.inputs;
-    config_.outputs = test.outputs;
+    config_.inputs = inputs;
+    config_.outputs = outputs;
     EXPECT_EQ(Process(), STATUS_FAILED);
-    EXPECT_TRUE(log.Contains(DLOG_ERROR, test.message));
+    EXPECT_TRUE(log.Contains(DLOG_ERROR, message));
     EXPECT_TRUE(log.Contains(DLOG_ERROR, "Invalid run config"));
   }
   config_.inputs = {halfShape};
@@ -137,44 +127,34 @@ TEST_F(RunManagerTest, OutputsReplaceTheStatusOfAHitBound) {
 }
 
 TEST_F(RunManagerTest, DynamicSettingsAreCheckedBeforeEachExecution) {
-  struct Case {
-    const char* type;
-    std::string param;
-    int status;
-    const char* message;
-  };
-
+  constexpr int REFUSED = STATUS_DYNAMIC_PARAM_FAILED;
+  const std::string notSet = "set input dynamic param failed.";
   std::string many = "1";
   for (int i = 1; i < 129; ++i) {
     many += ",1";
   }
-  const std::vector<Case> cases = {
-      {"dynamic_batch_size", "8", STATUS_SUCCESS, nullptr},
-      {"dynamic_batch_size", "eight", STATUS_DYNAMIC_PARAM_FAILED,
-       "invalid dynamic_batch_size param."},
-      {"dynamic_batch_size", "3", STATUS_DYNAMIC_PARAM_FAILED, "set input dynamic param failed."},
-      {"dynamic_image_size", "224", STATUS_DYNAMIC_PARAM_FAILED,
-       "invalid dynamic_image_size param."},
-      {"dynamic_image_size", "1,2,3", STATUS_DYNAMIC_PARAM_FAILED,
-       "invalid dynamic_image_size param."},
-      {"dynamic_image_size", "224,224", STATUS_DYNAMIC_PARAM_FAILED,
-       "set input dynamic param failed."},
-      {"dynamic_dims", many, STATUS_DYNAMIC_PARAM_FAILED, "invalid dynamic_dims param."},
-      {"dynamic_dims", many.substr(2), STATUS_DYNAMIC_PARAM_FAILED,
-       "set input dynamic param failed."},
+  const std::tuple<std::string, std::string, int, std::string> cases[] = {
+      {"dynamic_batch_size", "8", STATUS_SUCCESS, ""},
+      {"dynamic_batch_size", "eight", REFUSED, "invalid dynamic_batch_size param."},
+      {"dynamic_batch_size", "3", REFUSED, notSet},
+      {"dynamic_image_size", "224", REFUSED, "invalid dynamic_image_size param."},
+      {"dynamic_image_size", "1,2,3", REFUSED, "invalid dynamic_image_size param."},
+      {"dynamic_image_size", "224,224", REFUSED, notSet},
+      {"dynamic_dims", many, REFUSED, "invalid dynamic_dims param."},
+      {"dynamic_dims", many.substr(2), REFUSED, notSet},
       // Nothing is set, which a model with settings does not execute without.
       {"dynamic_colour", "8", STATUS_EXECUTE_FAILED, "Execute model failed"},
       {"", "8", STATUS_EXECUTE_FAILED, "Execute model failed"},
   };
   Load(BATCH_GRAPH);
-  for (const Case& test : cases) {
-    SCOPED_TRACE(std::string(test.type) + " " + test.param);
+  for (const auto& [type, param, status, message] : cases) {
+    SCOPED_TRACE(type + " " + param);
     LogCapture log(DLOG_ERROR);
-    config_.dynamicType = test.type;
-    config_.dynamicParam = test.param;
-    EXPECT_EQ(Process(), test.status);
-    EXPECT_EQ(test.message == nullptr, log.Lines().empty());
-    EXPECT_TRUE(test.message == nullptr || log.Contains(DLOG_ERROR, test.message));
+    config_.dynamicType = type;
+    config_.dynamicParam = param;
+    EXPECT_EQ(Process(), status);
+    EXPECT_EQ(message.empty(), log.Lines().empty());
+    EXPECT_TRUE(message.empty() || log.Contains(DLOG_ERROR, message));
   }
 }
 

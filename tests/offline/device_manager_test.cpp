@@ -9,8 +9,8 @@
 #include <fstream>
 #include <future>
 #include <limits>
-#include <ostream>
 #include <string>
+#include <tuple>
 
 #include "ormo/status.h"
 #include "support/log_capture.h"
@@ -41,31 +41,23 @@ class DeviceManagerTest : public ::testing::Test {
   TempDirectory directory_;
 };
 
-struct LockPlace {
-  bool isCacheSet;
-  bool isCacheUsable;
-  bool isHomeSet;
-  std::string directory;  // where the lock file stands, below the test's
-  std::string warning;
-};
-
-void PrintTo(const LockPlace& place, std::ostream* stream) {
-  *stream << place.directory << (place.isHomeSet ? " " : " without HOME ") << place.warning;
-}
+// Whether the cache's variable is set, and usable, and that of the home set; where the lock file
+// then stands, below the test's directory; the warning.
+using LockPlace = std::tuple<bool, bool, bool, std::string, std::string>;
 
 class LockPlaceTest : public DeviceManagerTest, public ::testing::WithParamInterface<LockPlace> {};
 
 // A lock file that other processes do not look at is no lock: that is said, once.
 TEST_P(LockPlaceTest, IsKeptAndSaidWhenOthersMayLookElsewhere) {
-  const LockPlace& place = GetParam();
+  const auto& [isCacheSet, isCacheUsable, isHomeSet, directory, warning] = GetParam();
   // NOLINTBEGIN(concurrency-mt-unsafe): no other thread asks for it
-  if (!place.isCacheSet) {
+  if (!isCacheSet) {
     unsetenv("TARN_CACHE_PATH");
   }
-  if (!place.isCacheUsable) {
+  if (!isCacheUsable) {
     WriteFile(directory_ / "cache", "a file in the way");
   }
-  if (!place.isHomeSet) {
+  if (!isHomeSet) {
     unsetenv("HOME");
   }
   // NOLINTEND(concurrency-mt-unsafe)
@@ -75,11 +67,11 @@ TEST_P(LockPlaceTest, IsKeptAndSaidWhenOthersMayLookElsewhere) {
   std::filesystem::current_path("/");
   int fd = DeviceManager::Lock(0);
   DeviceManager::Unlock(fd);
-  EXPECT_TRUE(Exists(place.directory + "/.ormo_dev_0.lock"));
+  EXPECT_TRUE(Exists(directory + "/.ormo_dev_0.lock"));
   EXPECT_EQ(log.Contains(DLOG_INFO, "Cannot find TARN_CACHE_PATH or create directory: "),
-            place.directory != "cache/ormo_data/Tarn");
-  EXPECT_EQ(log.Messages(DLOG_WARN).size(), place.warning.empty() ? 0U : 1U);
-  EXPECT_TRUE(place.warning.empty() || log.Contains(DLOG_WARN, place.warning));
+            directory != "cache/ormo_data/Tarn");
+  EXPECT_EQ(log.Messages(DLOG_WARN).size(), warning.empty() ? 0U : 1U);
+  EXPECT_TRUE(warning.empty() || log.Contains(DLOG_WARN, warning));
 }
 
 INSTANTIATE_TEST_SUITE_P(

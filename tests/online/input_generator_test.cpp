@@ -3,6 +3,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "ormo/status.h"
@@ -38,15 +39,9 @@ ox::Graph MakeGraph(const Dims& dims, ox::DataType type) {
   return MakeGraph({MakeNode("data", "Data", {MakeDesc(dims, type)})});
 }
 
-struct ContentCase {
-  ox::DataType type;
-  Dims dims;
-  Bytes content;
-};
-
 TEST(InputGenerator, ContentDependsOnTheTypeAndSizeOnTheShape) {
   const Bytes floating(12, 0x3F);
-  const ContentCase cases[] = {
+  const std::tuple<ox::DataType, Dims, Bytes> cases[] = {
       {ox::DT_FLOAT16, {2, 3}, floating},
       {ox::DT_FLOAT, {3}, floating},
       {ox::DT_DOUBLE, {1, 1}, Bytes(8, 0x3F)},
@@ -60,14 +55,14 @@ TEST(InputGenerator, ContentDependsOnTheTypeAndSizeOnTheShape) {
       {ox::DT_FLOAT16, {1LL << 62, 4}, Bytes{0x3F, 0x3F}},  // too many to count
       {ox::DT_FLOAT16, {}, Bytes{0x3F, 0x3F}},              // a scalar
   };
-  for (const ContentCase& row : cases) {
-    SCOPED_TRACE(row.type);
+  for (const auto& [type, dims, content] : cases) {
+    SCOPED_TRACE(type);
     std::vector<ox::Tensor> inputs;
-    ASSERT_EQ(GenerateInput(MakeGraph(row.dims, row.type), inputs), STATUS_SUCCESS);
+    ASSERT_EQ(GenerateInput(MakeGraph(dims, type), inputs), STATUS_SUCCESS);
     ASSERT_THAT(inputs, SizeIs(1));
-    EXPECT_EQ(inputs[0].GetData(), row.content);
-    EXPECT_EQ(inputs[0].GetTensorDesc().GetShape(), row.dims);
-    EXPECT_EQ(inputs[0].GetTensorDesc().GetDataType(), row.type);
+    EXPECT_EQ(inputs[0].GetData(), content);
+    EXPECT_EQ(inputs[0].GetTensorDesc().GetShape(), dims);
+    EXPECT_EQ(inputs[0].GetTensorDesc().GetDataType(), type);
     EXPECT_EQ(inputs[0].GetTensorDesc().GetFormat(), ox::FORMAT_NCHW);
   }
 }

@@ -1,6 +1,7 @@
 #include "online/online_parser.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/file_descriptor.h"
@@ -45,23 +46,18 @@ std::vector<std::string> Describe(const std::vector<RunnerRunResult>& results) {
   return texts;
 }
 
-struct NameCase {
-  const char* names;
-  std::vector<std::string> executions;
-};
-
 TEST(OnlineParser, WithoutStepsTheNthOfANameBelongsToTheNthExecution) {
-  const NameCase cases[] = {
+  const std::pair<const char*, std::vector<std::string>> cases[] = {
       {"A", {"A 8"}},
       {"ABABAB", {"AB 18", "AB 18", "AB 18"}},
       {"AAB", {"AB 28", "A 8"}},
       {"ABBCBB", {"ABC 38", "B 8", "B 8", "B 8"}},
       {"BAAB", {"BA 18", "AB 18"}},
   };
-  for (const NameCase& row : cases) {
+  for (const auto& [names, executions] : cases) {
     std::vector<RunnerRunResult> results;
-    EXPECT_EQ(OnlineParser::GetRunnerRunResult(MakeOps(row.names), results), STATUS_SUCCESS);
-    EXPECT_EQ(Describe(results), row.executions) << row.names;
+    EXPECT_EQ(OnlineParser::GetRunnerRunResult(MakeOps(names), results), STATUS_SUCCESS);
+    EXPECT_EQ(Describe(results), executions) << names;
   }
 }
 

@@ -2,27 +2,23 @@
 
 #include <gmock/gmock.h>
 
+#include <tuple>
+
 namespace Ormo {
 namespace {
 
 using Texts = std::map<std::string, std::string>;
 
-struct MappingCase {
-  Texts options;
-  Texts nameMap;
-  Texts mapped;
-};
-
 TEST(Options, MappingKeepsListedOptionsWithAValueAndOfTwoForOneKeyTheLater) {
-  const MappingCase cases[] = {
+  const std::tuple<Texts, Texts, Texts> cases[] = {
       {{}, {{"a", "ox.x"}}, {}},
       {{{"a", "1"}}, {}, {}},
       {{{"a", "1"}, {"b", ""}, {"c", "3"}}, {{"a", "ox.x"}, {"b", "ox.y"}}, {{"ox.x", "1"}}},
       {{{"a", "1"}, {"b", "2"}}, {{"a", "k"}, {"b", "k"}}, {{"k", "2"}}},
       {{{"a", "1"}, {"b", ""}}, {{"a", "k"}, {"b", "k"}}, {{"k", "1"}}},
   };
-  for (const MappingCase& row : cases) {
-    EXPECT_EQ(Options::Mappping(row.options, row.nameMap), row.mapped);
+  for (const auto& [options, nameMap, mapped] : cases) {
+    EXPECT_EQ(Options::Mappping(options, nameMap), mapped);
   }
 }
 

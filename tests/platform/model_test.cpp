@@ -38,18 +38,6 @@ class ModelTest : public PlatformTest {
     return sizes;
   }
 
-  /// Does `work` with a context of another device, and comes back.
-  template <typename Work>
-  void OnDevice1(Work&& work) {
-    zelrtContext other = nullptr;
-    ASSERT_EQ(zelrtSetDevice(1), 0);
-    ASSERT_EQ(zelrtCreateContext(&other, 1), 0);
-    work();
-    EXPECT_EQ(zelrtDestroyContext(other), 0);
-    EXPECT_EQ(zelrtResetDevice(1), 0);
-    EXPECT_EQ(zelrtSetCurrentContext(context_), 0);
-  }
-
   static void SetShape(const FloatDataset& dataset, size_t index, std::vector<int64_t> shape) {
     zelTensorDesc* desc = zelCreateTensorDesc(0, static_cast<int>(shape.size()), shape.data(), 0);
     EXPECT_EQ(zelmdlSetDatasetTensorDesc(dataset.Get(), desc, index), 0);

@@ -10,6 +10,7 @@
 #include <memory>
 #include <set>
 #include <thread>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -120,14 +121,8 @@ TEST_F(OperatorApiTest, EveryTensorIsNeededOrReserved) {
 TEST_F(OperatorApiTest, ATensorThatDoesNotFitIsRefusedWithItsReason) {
   constexpr int64_t LARGE = INT64_MAX / 16;
 
-  struct Case {
-    size_t slot;  ///< of the forward call's inputs, then outputs
-    std::vector<int64_t> shape;
-    ox::DataType type;
-    const char* reason;
-  };
-
-  const Case cases[] = {
+  // The first stands for one of the forward call's inputs, then outputs.
+  const std::tuple<size_t, std::vector<int64_t>, ox::DataType, const char*> cases[] = {
       {0, {2, 3}, ox::DT_FLOAT, "query (position 0): expected 3 positive dimensions, not [2, 3]"},
       {0, {-2, -3, 16}, ox::DT_FLOAT, "expected 3 positive dimensions, not [-2, -3, 16]"},
       {0, {LARGE, 3, LARGE * 2}, ox::DT_FLOAT, "query (position 0): expected fewer elements"},
@@ -144,12 +139,11 @@ TEST_F(OperatorApiTest, ATensorThatDoesNotFitIsRefusedWithItsReason) {
       {8, {2, 2, 3}, ox::DT_FLOAT16, "softmaxSum (position 17): expected float32"},
       {10, {2, 4, 16}, ox::DT_FLOAT, "attentionOut (position 19): expected the shape [2, 3, 16]"},
   };
-  for (const Case& wrong : cases) {
+  for (const auto& [slot, shape, type, reason] : cases) {
     ForwardCall call = forward_;
-    (wrong.slot < 7 ? call.inputs[wrong.slot] : call.outputs[wrong.slot - 7]) =
-        Odd(wrong.shape, wrong.type);
-    EXPECT_NE(call.Query(), 0) << wrong.reason;
-    EXPECT_THAT(Reason(), AllOf(HasSubstr(REFUSED), HasSubstr(wrong.reason)));
+    (slot < 7 ? call.inputs[slot] : call.outputs[slot - 7]) = Odd(shape, type);
+    EXPECT_NE(call.Query(), 0) << reason;
+    EXPECT_THAT(Reason(), AllOf(HasSubstr(REFUSED), HasSubstr(reason)));
     EXPECT_EQ(call.executor, nullptr);
   }
   for (size_t i = 0; i < 3; ++i) {
@@ -263,6 +257,7 @@ TEST_F(OperatorApiTest, AnExecutorServesOneExecution) {
   EXPECT_EQ(OrmoHost::Alive().executors, 1U);
   ASSERT_EQ(zelrtMalloc(&workspace, forward_.workspaceSize, ZEL_MEM_MALLOC_POLICY_2), 0);
   std::thread([&] {
+    EXPECT_NE(ForwardCall(forward_).Query(), 0);  // no context
     EXPECT_EQ(zelrtSetCurrentContext(context_), 0);
     EXPECT_EQ(ForwardCall(forward_).Query(), 0);
     EXPECT_EQ(OrmoHost::Alive().executors, 2U);
@@ -311,17 +306,13 @@ TEST_F(OperatorApiTest, AnExecutionChecksWhatMayHaveChanged) {
 }
 
 TEST_F(OperatorApiTest, ACallBelongsToTheDeviceOfItsContext) {
-  zelrtContext other = nullptr;
   ASSERT_EQ(forward_.Query(), 0) << Reason();
-  ASSERT_EQ(zelrtSetDevice(1), 0);
-  EXPECT_NE(ForwardCall(forward_).Query(), 0);  // no context
-  ASSERT_EQ(zelrtCreateContext(&other, 1), 0);
-  EXPECT_NE(forward_.Execute(nullptr), 0);
-  EXPECT_NE(forward_.Query(), 0);
-  EXPECT_THAT(Reason(), HasSubstr("query (position 0): expected 384 bytes of memory of device 1"));
-  EXPECT_EQ(zelrtDestroyContext(other), 0);
-  EXPECT_EQ(zelrtResetDevice(1), 0);
-  EXPECT_EQ(zelrtSetCurrentContext(context_), 0);
+  OnDevice1([this] {
+    EXPECT_NE(forward_.Execute(nullptr), 0);
+    EXPECT_NE(forward_.Query(), 0);
+    EXPECT_THAT(Reason(),
+                HasSubstr("query (position 0): expected 384 bytes of memory of device 1"));
+  });
 }
 
 TEST_F(OperatorApiTest, ContentsAreSetAndSeenFromOutside) {
@@ -349,16 +340,12 @@ TEST_F(OperatorApiTest, ADeviceHasOneSubscriptionAtATime) {
   EXPECT_NE(ProfOpSubscribe(1, config), 0);
   ASSERT_EQ(ProfOpSubscribe(0, config), 0);
   EXPECT_NE(ProfOpSubscribe(0, config), 0);
-  zelrtContext other = nullptr;
-  ASSERT_EQ(zelrtSetDevice(1), 0);
-  ASSERT_EQ(zelrtCreateContext(&other, 1), 0);
-  EXPECT_NE(ProfOpUnSubscribe(0), 0);
-  EXPECT_EQ(ProfOpSubscribe(0, config), 0);
-  EXPECT_EQ(OrmoHost::Alive().subscriptions, 2U);
-  EXPECT_EQ(ProfOpUnSubscribe(0), 0);
-  EXPECT_EQ(zelrtDestroyContext(other), 0);
-  EXPECT_EQ(zelrtResetDevice(1), 0);
-  EXPECT_EQ(zelrtSetCurrentContext(context_), 0);
+  OnDevice1([config] {
+    EXPECT_NE(ProfOpUnSubscribe(0), 0);
+    EXPECT_EQ(ProfOpSubscribe(0, config), 0);
+    EXPECT_EQ(OrmoHost::Alive().subscriptions, 2U);
+    EXPECT_EQ(ProfOpUnSubscribe(0), 0);
+  });
   EXPECT_EQ(ProfOpUnSubscribe(0), 0);
   EXPECT_EQ(zelprofDestroySubscribeConfig(config), 0);
   EXPECT_EQ(close(output), 0);

@@ -79,6 +79,16 @@ uint32_t PlatformTest::Load(const std::string& graph) {
   return id;
 }
 
+void PlatformTest::OnDevice1(const std::function<void()>& work) const {
+  zelrtContext other = nullptr;
+  ASSERT_EQ(zelrtSetDevice(1), 0);
+  ASSERT_EQ(zelrtCreateContext(&other, 1), 0);
+  work();
+  EXPECT_EQ(zelrtDestroyContext(other), 0);
+  EXPECT_EQ(zelrtResetDevice(1), 0);
+  EXPECT_EQ(zelrtSetCurrentContext(context_), 0);
+}
+
 size_t PlatformTest::FreeMemory() {
   size_t free = 0;
   size_t total = 0;

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,8 @@ class PlatformTest : public ::testing::Test {
 
   /// Loads a graph and counts on it; 0 when it was refused.
   uint32_t Load(const std::string& graph);
+  /// Does `work` with a context of another device, and comes back.
+  void OnDevice1(const std::function<void()>& work) const;
   /// Bytes free on the device.
   static size_t FreeMemory();
   /// The messages of the error manager.

@@ -121,16 +121,11 @@ TEST_F(RuntimeTest, CopiesStayInsideOneAllocation) {
   EXPECT_NE(zelrtMemcpy(device + 8, 8, device - 4, 8, ZEL_MEMCPY_HOST_TO_DEVICE), 0);
   EXPECT_NE(zelrtMemset(device, 16, 0, 17), 0);
   EXPECT_NE(zelrtMemset(device + 1, 16, 0, 16), 0);
-  std::thread([&] {
-    zelrtContext other = nullptr;
-    EXPECT_EQ(zelrtSetDevice(1), 0);
-    EXPECT_EQ(zelrtCreateContext(&other, 1), 0);
+  OnDevice1([&] {
     EXPECT_NE(zelrtMemset(device, 16, 0, 16), 0);
     EXPECT_NE(zelrtMemcpy(host, 16, device, 16, ZEL_MEMCPY_DEVICE_TO_HOST), 0);
     EXPECT_NE(zelrtMemcpy(device, 16, host, 16, ZEL_MEMCPY_HOST_TO_DEVICE), 0);
-    EXPECT_EQ(zelrtDestroyContext(other), 0);
-    EXPECT_EQ(zelrtResetDevice(1), 0);
-  }).join();
+  });
   EXPECT_EQ(zelrtFree(memory), 0);
 }
 

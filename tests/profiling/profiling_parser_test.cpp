@@ -8,6 +8,7 @@
 #include <limits>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "common/file_descriptor.h"
@@ -77,27 +78,20 @@ TEST_F(ProfilingParserTest, EveryFieldOfARecordArrivesAndOperatorsAreSortedByTim
   EXPECT_EQ(info_.steps.begin()->end, 50U);
 }
 
-struct IdleCase {
-  int runStatus;
-  int readStatus;
-  size_t furtherWaits;  ///< idle waits after which the reader goes on waiting
-};
-
 // A run that succeeded or hit its bound is given one more wait for late records; others are not.
 TEST_F(ProfilingParserTest, AnEndedRunEndsTheReadAtAnIdleWait) {
-  for (const IdleCase& test : {IdleCase{STATUS_SUCCESS, STATUS_SUCCESS, 1},
-                               {STATUS_OUT_OF_BOUND, STATUS_SUCCESS, 1},
-                               {STATUS_NOT_ENOUGH_MEMORY, STATUS_NOT_ENOUGH_MEMORY, 0},
-                               {STATUS_EXECUTE_FAILED, STATUS_EXECUTE_FAILED, 0}}) {
-    SCOPED_TRACE(test.runStatus);
+  for (const int runStatus :
+       {STATUS_SUCCESS, STATUS_OUT_OF_BOUND, STATUS_NOT_ENOUGH_MEMORY, STATUS_EXECUTE_FAILED}) {
+    SCOPED_TRACE(runStatus);
+    const bool isRead = runStatus == STATUS_SUCCESS || runStatus == STATUS_OUT_OF_BOUND;
     LogCapture log;
     info_ = {};
     Write(Op("op", 10, 20));
-    std::future<int> future = Ended(test.runStatus);
-    EXPECT_EQ(Read(future, SHORT), test.readStatus);
+    std::future<int> future = Ended(runStatus);
+    EXPECT_EQ(Read(future, SHORT), isRead ? STATUS_SUCCESS : runStatus);
     EXPECT_FALSE(future.valid());
     EXPECT_EQ(info_.opInfos.size(), 1U);
-    EXPECT_EQ(log.Count(DLOG_DEBUG, "Wating for running finished"), test.furtherWaits);
+    EXPECT_EQ(log.Count(DLOG_DEBUG, "Wating for running finished"), isRead ? 1U : 0U);
   }
 }
 
@@ -209,39 +203,34 @@ TEST_F(ProfilingParserTest, ARecordIsReadWhereverItIsCut) {
   }
 }
 
-struct TailCase {
-  bool isClosed;
-  int runStatus;
-  int readStatus;
-};
-
 TEST_F(ProfilingParserTest, AStreamThatEndsWithinARecordIsDamagedUnlessItsRunFailed) {
-  for (const TailCase& test : {TailCase{true, STATUS_SUCCESS, STATUS_PROFILING_FAILED},
-                               {true, STATUS_EXECUTE_FAILED, STATUS_PROFILING_FAILED},
-                               {false, STATUS_SUCCESS, STATUS_PROFILING_FAILED},
-                               {false, STATUS_OUT_OF_BOUND, STATUS_PROFILING_FAILED},
-                               {false, STATUS_NOT_ENOUGH_MEMORY, STATUS_NOT_ENOUGH_MEMORY},
-                               {false, STATUS_EXECUTE_FAILED, STATUS_EXECUTE_FAILED},
-                               {true, STATUS_SUCCESS, STATUS_SUCCESS},
-                               {false, STATUS_SUCCESS, STATUS_SUCCESS}}) {
-    SCOPED_TRACE(testing::Message() << "closed " << test.isClosed << ", run " << test.runStatus);
+  for (const auto& [isClosed, runStatus, readStatus] :
+       {std::tuple(true, STATUS_SUCCESS, STATUS_PROFILING_FAILED),
+        {true, STATUS_EXECUTE_FAILED, STATUS_PROFILING_FAILED},
+        {false, STATUS_SUCCESS, STATUS_PROFILING_FAILED},
+        {false, STATUS_OUT_OF_BOUND, STATUS_PROFILING_FAILED},
+        {false, STATUS_NOT_ENOUGH_MEMORY, STATUS_NOT_ENOUGH_MEMORY},
+        {false, STATUS_EXECUTE_FAILED, STATUS_EXECUTE_FAILED},
+        {true, STATUS_SUCCESS, STATUS_SUCCESS},
+        {false, STATUS_SUCCESS, STATUS_SUCCESS}}) {
+    SCOPED_TRACE(testing::Message() << "closed " << isClosed << ", run " << runStatus);
     LogCapture log(DLOG_WARN);
-    const bool isIgnored = test.readStatus == STATUS_SUCCESS;
+    const bool isIgnored = readStatus == STATUS_SUCCESS;
     IgnoreParts(isIgnored);
     pipe_ = Pipe::Open();
     info_ = {};
     Write(Op("second", 30, 40));
     Write(Op("first", 10, 20));
     WriteBytes(pipe_.writeEnd.Get(), "part", 4);
-    if (test.isClosed) {
+    if (isClosed) {
       pipe_.writeEnd.Reset();
     }
-    std::future<int> future = Ended(test.runStatus);
-    EXPECT_EQ(Read(future, SHORT), test.readStatus);
-    EXPECT_EQ(future.valid(), test.isClosed);
+    std::future<int> future = Ended(runStatus);
+    EXPECT_EQ(Read(future, SHORT), readStatus);
+    EXPECT_EQ(future.valid(), isClosed);
     EXPECT_THAT(info_.opInfos, ElementsAre(HasName("first"), HasName("second")));
     EXPECT_EQ(log.Contains(DLOG_ERROR, "Get op info of model error."),
-              test.readStatus == STATUS_PROFILING_FAILED);
+              readStatus == STATUS_PROFILING_FAILED);
     EXPECT_EQ(log.Contains(DLOG_WARN, "ends within a record, whose 4 bytes"), isIgnored);
   }
 }

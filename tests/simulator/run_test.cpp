@@ -3,6 +3,7 @@
 #include <future>
 #include <limits>
 #include <stdexcept>
+#include <tuple>
 
 #include "ormo/ormo_runner.h"
 #include "simulator/simulator_test.h"
@@ -63,35 +64,28 @@ TEST_F(SimulatorRun, KernelsStandBesideTheirDescriptionsAndRunInTheGraphsOrder) 
 }
 
 TEST_F(SimulatorRun, TotalsStayAtTheMaximum) {
-  struct Row {
-    std::vector<uint64_t> ticks;
-    uint64_t totalBefore;
-    uint64_t runBefore;
-    uint64_t total;
-    uint64_t run;
-    size_t warnings;
-  };
-
-  const Row table[] = {
-      {{MAX - 3, 2}, 0, 0, MAX - 1, MAX - 1, 0},
-      {{4, MAX, 5}, 10, 20, MAX, MAX, 2},
-      {{MAX, MAX}, 0, 0, MAX, MAX, 2},
-      {{5}, MAX, 7, MAX, 7, 1},  // nothing is added any more
-      {{MAX}, MAX, 7, MAX, MAX, 1},
-      {{MAX - 1, 5, 6}, 0, 0, MAX, MAX, 2},  // the sum does not fit
-      {{5}, 3, MAX, 8, MAX, 0},
-  };
-  for (const Row& row : table) {
-    SCOPED_TRACE(PrintToString(row.ticks) + " on " + std::to_string(row.totalBefore));
+  // The kernels' ticks, both figures before, both after, and the warnings.
+  const std::tuple<std::vector<uint64_t>, uint64_t, uint64_t, uint64_t, uint64_t, size_t> table[] =
+      {
+          {{MAX - 3, 2}, 0, 0, MAX - 1, MAX - 1, 0},
+          {{4, MAX, 5}, 10, 20, MAX, MAX, 2},
+          {{MAX, MAX}, 0, 0, MAX, MAX, 2},
+          {{5}, MAX, 7, MAX, 7, 1},  // nothing is added any more
+          {{MAX}, MAX, 7, MAX, MAX, 1},
+          {{MAX - 1, 5, 6}, 0, 0, MAX, MAX, 2},  // the sum does not fit
+          {{5}, 3, MAX, 8, MAX, 0},
+      };
+  for (const auto& [ticks, totalBefore, runBefore, total, run, warnings] : table) {
+    SCOPED_TRACE(PrintToString(ticks) + " on " + std::to_string(totalBefore));
     result_ = {};
-    result_.totalCostTime = row.totalBefore;
-    result_.runCostTime = row.runBefore;
+    result_.totalCostTime = totalBefore;
+    result_.runCostTime = runBefore;
     const LogCapture log(DLOG_WARN);
-    EXPECT_EQ(RunKernels(row.ticks), STATUS_SUCCESS);
-    EXPECT_EQ(result_.totalCostTime, row.total);
-    EXPECT_EQ(result_.runCostTime, row.run);
-    EXPECT_EQ(log.Count(DLOG_WARN, "Pelt time is max value."), row.warnings);
-    EXPECT_EQ(result_.opCostTimes["k0"], row.ticks[0]);
+    EXPECT_EQ(RunKernels(ticks), STATUS_SUCCESS);
+    EXPECT_EQ(result_.totalCostTime, total);
+    EXPECT_EQ(result_.runCostTime, run);
+    EXPECT_EQ(log.Count(DLOG_WARN, "Pelt time is max value."), warnings);
+    EXPECT_EQ(result_.opCostTimes["k0"], ticks[0]);
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <tuple>
 
 #include "ormo/status.h"
 #include "single_op/op_request.h"
@@ -33,17 +34,10 @@ namespace {
 
 class OpAttributes : public PlatformContext {};
 
-struct AttrFault {
-  std::string function;  ///< of the platform; empty: malloc of `size` bytes
-  size_t size;
-  std::string type;
-  std::string value;
-  std::string line;
-};
-
 TEST_F(OpAttributes, AnAttributeThatCannotBeMadeFailsTheRequest) {
   const std::string text = "\"" + std::string(40, 't') + "\"";
-  const AttrFault faults[] = {
+  // The function of the platform, or none for malloc of so many bytes; type and value; the line.
+  const std::tuple<std::string, size_t, std::string, std::string, std::string> faults[] = {
       {"", 16, "int", "7", "malloc for int64_t attr failed!"},
       {"", 41, "string", text, "malloc for str attr failed!"},
       {"", 6008, "list_int", "[1" + Repeat(",1", 750) + "]", "] is malloc failed!"},
@@ -55,19 +49,19 @@ TEST_F(OpAttributes, AnAttributeThatCannotBeMadeFailsTheRequest) {
       {"zelCreateFloatArray", 0, "list_float", "[1]", "zelCreateFloatArray failed!"},
       {"zelCreateBoolArray", 0, "list_bool", "[true]", "zelCreateBoolArray failed!"},
   };
-  for (const AttrFault& fault : faults) {
-    SCOPED_TRACE(fault.line);
-    const std::string request = Request(ONE_FLOAT, "", Attr(fault.type, fault.value));
+  for (const auto& [function, size, type, value, line] : faults) {
+    SCOPED_TRACE(line);
+    const std::string request = Request(ONE_FLOAT, "", Attr(type, value));
     const LogCapture log(DLOG_ERROR);
     ZelnnParamterInner inner;
-    if (!fault.function.empty()) {
-      OrmoHost::Fail(fault.function, 1, 9);
+    if (!function.empty()) {
+      OrmoHost::Fail(function, 1, 9);
     }
-    refusedSize = fault.size;
+    refusedSize = size;
     EXPECT_EQ(ZelnnParamterConstructor(request, inner), STATUS_FAILED);
     refusedSize = 0;
-    EXPECT_TRUE(log.Contains(DLOG_ERROR, fault.line)) << ::testing::PrintToString(log.Messages());
-    EXPECT_TRUE(log.Contains(DLOG_ERROR, "Parse attr[a][" + fault.type + "] failed!"));
+    EXPECT_TRUE(log.Contains(DLOG_ERROR, line)) << ::testing::PrintToString(log.Messages());
+    EXPECT_TRUE(log.Contains(DLOG_ERROR, "Parse attr[a][" + type + "] failed!"));
     EXPECT_EQ(Left(), "");
   }
 }

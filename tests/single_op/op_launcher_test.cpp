@@ -79,27 +79,21 @@ TEST_F(OpLauncher, ArgumentsAreTakenByPositionAndType) {
       16);
 }
 
-struct LaunchFault {
-  std::string function;
-  int status;
-  std::string line;
-};
-
 TEST_F(OpLauncher, EveryFailureHasItsStatusAndFreesTheWorkspace) {
-  const LaunchFault faults[] = {
+  const std::tuple<const char*, int, const char*> faults[] = {
       {QUERY, STATUS_FAILED, "OrmoZelnnFlashAttentionScoreGetWorkspaceSize failed."},
       {"zelrtMalloc", STATUS_FAILED, "OrmoZelnnFlashAttentionScore run: zelrtMalloc["},
       {"zelnnFlashAttentionScore", 4711,
        "OrmoZelnnFlashAttentionScore: zelnnFlashAttentionScore Failed."},
   };
-  for (const LaunchFault& fault : faults) {
-    SCOPED_TRACE(fault.function);
+  for (const auto& [function, status, line] : faults) {
+    SCOPED_TRACE(function);
     BuiltRequest request(AttentionRequest());
     const size_t blocks = OrmoHost::Alive().deviceBlocks;
     const LogCapture log(DLOG_ERROR);
-    OrmoHost::Fail(fault.function, 1, 4711);
-    EXPECT_EQ(request.Launch(), fault.status);
-    EXPECT_TRUE(log.Contains(DLOG_ERROR, fault.line));
+    OrmoHost::Fail(function, 1, 4711);
+    EXPECT_EQ(request.Launch(), status);
+    EXPECT_TRUE(log.Contains(DLOG_ERROR, line));
     EXPECT_EQ(OrmoHost::Alive().deviceBlocks, blocks);
     // The class's mutex is free again.
     EXPECT_EQ(request.Launch(), STATUS_SUCCESS);

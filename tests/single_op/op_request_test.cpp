@@ -5,6 +5,8 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "ormo/status.h"
@@ -21,10 +23,8 @@ constexpr char BAD_TYPE[] = "ZelnnParamter construct failed, errMsg: [json.excep
 constexpr char NO_OP_TYPE[] = "Can not find op_type in json or op_type is not str!";
 constexpr char REFUSED[] = "ZelnnParamter construct failed!";
 
-struct Refusal {
-  std::string text;
-  std::string line;
-};
+/// A text and the line of its refusal.
+using Refusal = std::pair<std::string, std::string>;
 
 class OpRequest : public PlatformContext {
  protected:
@@ -92,8 +92,8 @@ TEST_F(OpRequest, MissingAndWrongTopLevelKeysAreRefused) {
            "]}",
        REFUSED},
   };
-  for (const Refusal& refusal : refusals) {
-    ExpectRefusal(refusal.text, refusal.line);
+  for (const auto& [text, line] : refusals) {
+    ExpectRefusal(text, line);
   }
 }
 
@@ -132,8 +132,8 @@ TEST_F(OpRequest, WrongAttributesAreRefused) {
   // Something of every kind stands before it, and is released.
   const std::string before =
       Attr("list_bool", "[true]") + "," + Attr("list_float", "[1]") + "," + Attr("string", "\"\"");
-  for (const Refusal& refusal : refusals) {
-    ExpectRefusal(Request(ONE_FLOAT, ONE_FLOAT, before + "," + refusal.text), refusal.line);
+  for (const auto& [attr, line] : refusals) {
+    ExpectRefusal(Request(ONE_FLOAT, ONE_FLOAT, before + "," + attr), line);
   }
 }
 
@@ -146,20 +146,12 @@ TEST_F(OpRequest, WrongShapesAreRefused) {
       {"\"origin_shape\":[1,null]", BAD_TYPE},
       {"\"shape\":[[1]]", BAD_TYPE},
   };
-  for (const Refusal& refusal : refusals) {
-    const std::string tensor = R"({"dtype":"float",)" + refusal.text + "}";
-    ExpectRefusal(Request(ONE_FLOAT, tensor, ""), refusal.line);
+  for (const auto& [shape, line] : refusals) {
+    ExpectRefusal(Request(ONE_FLOAT, R"({"dtype":"float",)" + shape + "}", ""), line);
   }
 }
 
 // ---- Tensors ----
-
-struct TensorCase {
-  std::string element;
-  std::string created;  ///< arguments of the creation; empty: a null slot
-  uint64_t bytes;       ///< accounted on the device
-  std::string line;     ///< the only error line; empty: none
-};
 
 /// The largest part of the process's memory that was ever in use, in bytes.
 size_t PeakMemory() {
@@ -182,7 +174,9 @@ std::string ShapeText(const int64_t* dims, int64_t count) {
 TEST_F(OpRequest, TensorsTakeDefaultsForWhatIsMissingOrWrong) {
   const std::string large = "9223372036854775807";
   const std::string noType = "TensorSize[1]GetSizeInBytes[28] failed!";
-  const TensorCase cases[] = {
+  // The element, the arguments of the creation or none for a null slot, the bytes that are
+  // accounted on the device, and the only error line or none.
+  const std::tuple<std::string, std::string, uint64_t, std::string> cases[] = {
       {"null", "", 0, ""},
       {"{}", "", 0, ""},
       {"5", "", 0, noType},
@@ -217,20 +211,18 @@ TEST_F(OpRequest, TensorsTakeDefaultsForWhatIsMissingOrWrong) {
       {R"({"dtype":"float","origin_shape":[1099511627776]})", "", 0,
        "zelrtMalloc[1099511627776] failed!"},
   };
-  for (const TensorCase& row : cases) {
-    SCOPED_TRACE(row.element);
+  for (const auto& [element, created, bytes, line] : cases) {
+    SCOPED_TRACE(element);
     const LogCapture log(DLOG_ERROR);
     const uint64_t before = OrmoHost::Alive().deviceBytes;
     ZelnnParamterInner inner;
     lastTensor.clear();
-    ASSERT_EQ(ZelnnParamterConstructor(Request(row.element, "", ""), inner), STATUS_SUCCESS);
-    EXPECT_EQ(lastTensor, row.created);
+    ASSERT_EQ(ZelnnParamterConstructor(Request(element, "", ""), inner), STATUS_SUCCESS);
+    EXPECT_EQ(lastTensor, created);
     ASSERT_EQ(inner.inputs.size(), 1U);
-    EXPECT_EQ(inner.deviceBuffers.size(), row.created.empty() ? 0U : 1U);
-    EXPECT_EQ(OrmoHost::Alive().deviceBytes - before, row.bytes);
-    const std::vector<std::string> lines =
-        row.line.empty() ? std::vector<std::string>() : std::vector<std::string>{row.line};
-    EXPECT_EQ(log.Messages(), lines);
+    EXPECT_EQ(inner.deviceBuffers.size(), created.empty() ? 0U : 1U);
+    EXPECT_EQ(OrmoHost::Alive().deviceBytes - before, bytes);
+    EXPECT_EQ(log.Messages(), std::vector<std::string>(line.empty() ? 0 : 1, line));
     EXPECT_EQ(ZelnnParamterDestructor(inner), STATUS_SUCCESS);
     EXPECT_EQ(Left(), "");
   }
@@ -263,12 +255,7 @@ TEST_F(OpRequest, NoValueIsBuiltOfTextThatIsNoJson) {
 }
 
 TEST_F(OpRequest, LargeTextsEndInTime) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  constexpr size_t size = 4U << 20U;  // each byte takes a microsecond there
-#else
-  constexpr size_t size = 64U << 20U;
-#endif
-  const std::string large(size, 'x');
+  const std::string large(4U << 20U, 'x');
   ZelnnParamterInner inner;
   const std::string attr = Attr("string", "\"" + large + "\"");
   ASSERT_EQ(ZelnnParamterConstructor(Request("", "", attr), inner), STATUS_SUCCESS);

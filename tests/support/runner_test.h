@@ -3,14 +3,27 @@
 #ifndef ORMO_TESTS_SUPPORT_RUNNER_TEST_H
 #define ORMO_TESTS_SUPPORT_RUNNER_TEST_H
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 
+#include "ormo/ormo_runner.h"
 #include "ormo_host/control.h"
+#include "support/matchers.h"
 #include "support/temp_directory.h"
 
 namespace Ormo::Test {
+
+/// A result that no measurement gives.
+inline RunnerResult MakeStaleResult() {
+  return {1, 2, {{"stale", 3}}, {{"stale", 4}}};
+}
+
+/// Nothing of it is left.
+inline void ExpectReset(const RunnerResult& result) {
+  EXPECT_EQ(result.totalCostTime, 0U);
+  EXPECT_EQ(result.runCostTime, 0U);
+  EXPECT_THAT(result.opCostTimes, IsEmpty());
+  EXPECT_THAT(result.aicoreCostTimes, IsEmpty());
+}
 
 /// A fresh machine, with the library's files in a directory of the test's own. A profiled run ends
 /// with its pipe. What a test leaves behind on the platform fails it.
