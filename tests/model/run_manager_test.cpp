@@ -148,7 +148,7 @@ TEST_F(RunManagerTest, DynamicSettingsAreCheckedBeforeEachExecution) {
   };
   Load(BATCH_GRAPH);
   for (const auto& [type, param, status, message] : cases) {
-    SCOPED_TRACE(type + " " + param);
+    SCOPED_TRACE(::testing::Message() << type << " " << param);
     LogCapture log(DLOG_ERROR);
     config_.dynamicType = type;
     config_.dynamicParam = param;
