@@ -39,7 +39,7 @@ TEST(StringUtilsTest, ParsesDigitsThatFitAndLeavesTheValueAloneOtherwise) {
     EXPECT_EQ(number, expected);
     EXPECT_EQ(wide, expectedWide);
     const size_t refusals = (expected == 42 ? 1U : 0U) + (expectedWide == 42 ? 1U : 0U);
-    EXPECT_EQ(log.Count(DLOG_ERROR, "Value [" + text + message), refusals);
+    EXPECT_EQ(log.Count(DLOG_ERROR, std::string("Value [").append(text).append(message)), refusals);
   }
 }
 

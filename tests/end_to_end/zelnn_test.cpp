@@ -115,7 +115,7 @@ TEST_F(ZelnnMeasurementTest, LinesNameTheirSourcesAndADeviceThatCouldNotBeSetUpI
 
 TEST_F(ZelnnMeasurementTest, DevicesThatDoNotExistAreReported) {
   for (const auto& [devices, requested, reason] :
-       {std::tuple(2, std::vector<uint32_t>{0, 5}, "Device [5] does not exist"),
+       {std::tuple(2U, std::vector<uint32_t>{0, 5}, "Device [5] does not exist"),
         {0, {}, "No available device. Please check the device status"}}) {
     OrmoHost::SetDeviceCount(devices);
     OrmoErrorManager::GetInstance().OrmoGenWorkStreamIdDefault();

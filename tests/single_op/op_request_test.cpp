@@ -130,10 +130,10 @@ TEST_F(OpRequest, WrongAttributesAreRefused) {
       {Attr("list_bool", "[true,1]"), BAD_TYPE},
   };
   // Something of every kind stands before it, and is released.
-  const std::string before =
-      Attr("list_bool", "[true]") + "," + Attr("list_float", "[1]") + "," + Attr("string", "\"\"");
+  const std::string before = Attr("list_bool", "[true]") + "," + Attr("list_float", "[1]") + "," +
+                             Attr("string", "\"\"") + ",";
   for (const auto& [attr, line] : refusals) {
-    ExpectRefusal(Request(ONE_FLOAT, ONE_FLOAT, before + "," + attr), line);
+    ExpectRefusal(Request(ONE_FLOAT, ONE_FLOAT, before + attr), line);
   }
 }
 
