@@ -6,9 +6,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <future>
-#include <limits>
 #include <string>
 #include <tuple>
 
@@ -16,6 +14,7 @@
 #include "support/log_capture.h"
 #include "support/matchers.h"
 #include "support/temp_directory.h"
+#include "support/thread_state.h"
 
 namespace Ormo::Test {
 namespace {
@@ -105,16 +104,6 @@ TEST_F(DeviceManagerTest, ALockThatCannotBeHadIsToldWithItsReason) {
                      "symbolic links")
                 .file,
             "device_manager_test.cpp");
-}
-
-// Waits until the thread waits for something.
-void AwaitSleep(pid_t thread) {
-  std::string state;
-  while (state != "S") {
-    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/stat");
-    status.ignore(std::numeric_limits<std::streamsize>::max(), ')');
-    status >> state;
-  }
 }
 
 // Locks the device on another thread, which waits for something by the time this returns; the

@@ -15,7 +15,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <limits>
 #include <memory>
 #include <string>
 #include <thread>
@@ -26,6 +25,7 @@
 #include "ox/graph_utils.h"
 #include "ox/session.h"
 #include "single_op/request_text.h"
+#include "support/thread_state.h"
 
 namespace {
 
@@ -60,15 +60,6 @@ void Report(const std::string& event, int status) {
 
 [[noreturn]] void Exit(int code) {
   std::exit(code);  // NOLINT(concurrency-mt-unsafe): no other thread ends the process
-}
-
-void AwaitSleep(pid_t thread) {
-  std::string state;
-  while (state != "S") {
-    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/stat");
-    status.ignore(std::numeric_limits<std::streamsize>::max(), ')');
-    status >> state;
-  }
 }
 
 pid_t FindWorker() {
@@ -169,7 +160,7 @@ class Caller {
     }
   }
 
-  void AwaitSleep() const { ::AwaitSleep(id_); }
+  void AwaitSleep() const { Ormo::Test::AwaitSleep(id_); }
 
   // Has the program's handler run on the thread.
   void Signal(int signal) { pthread_kill(thread_.native_handle(), signal); }

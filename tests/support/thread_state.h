@@ -1,0 +1,15 @@
+/// \file
+/// What the kernel tells of a thread.
+#ifndef ORMO_TESTS_SUPPORT_THREAD_STATE_H
+#define ORMO_TESTS_SUPPORT_THREAD_STATE_H
+
+#include <sys/types.h>
+
+namespace Ormo::Test {
+
+/// Returns when the thread of this process waits for something.
+void AwaitSleep(pid_t thread);
+
+}  // namespace Ormo::Test
+
+#endif  // ORMO_TESTS_SUPPORT_THREAD_STATE_H
