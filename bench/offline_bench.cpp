@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "compare.h"
-#include "offline/thread_pool.h"
+#include "device/thread_pool.h"
 
 namespace Ormo::Bench {
 namespace {

@@ -16,9 +16,9 @@
 
 #include "common/file_descriptor.h"
 #include "mm/mm.h"
+#include "offline/offline_parser.h"
 #include "online/online_parser.h"
 #include "ormo/status.h"
-#include "profiling/offline_parser.h"
 #include "profiling/op_averages.h"
 #include "profiling/profiling_parser.h"
 #include "profiling/record.h"

@@ -8,8 +8,8 @@
 #include <memory>
 
 #include "common/call_site.h"
+#include "device/device_manager.h"
 #include "error_manager/error_manager.h"
-#include "offline/device_manager.h"
 
 namespace Ormo {
 

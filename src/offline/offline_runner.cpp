@@ -7,13 +7,13 @@
 #include "common/invalid_param.h"
 #include "common/log.h"
 #include "common/scope_exit.h"
-#include "offline/device_manager.h"
-#include "offline/platform_session.h"
-#include "offline/profiled_run.h"
+#include "device/device_manager.h"
+#include "device/platform_session.h"
+#include "device/profiled_run.h"
+#include "offline/offline_parser.h"
 #include "offline/run_task.h"
 #include "ormo/ormo_error_manager.h"
 #include "ormo/status.h"
-#include "profiling/offline_parser.h"
 #include "zel/zel.h"
 
 namespace Ormo {

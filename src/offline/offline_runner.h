@@ -11,8 +11,8 @@
 
 #include "common/init_flag.h"
 #include "common/singleton.h"
+#include "device/runner_exit.h"
 #include "offline/model_unload.h"
-#include "offline/runner_exit.h"
 #include "ormo/runner_types.h"
 
 namespace Ormo {

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "device/manager_map.h"
 #include "model/run_manager.h"
-#include "offline/manager_map.h"
 #include "ormo/runner_types.h"
 
 namespace Ormo {

@@ -2,7 +2,7 @@
 
 #include "common/log.h"
 #include "common/status_translation.h"
-#include "offline/device_manager.h"
+#include "device/device_manager.h"
 #include "ormo/ormo_error_manager.h"
 #include "ormo/status.h"
 #include "ormo/trace.h"

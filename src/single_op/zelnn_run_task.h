@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "offline/manager_map.h"
+#include "device/manager_map.h"
 #include "ormo/runner_types.h"
 #include "ormo/zelnn_run_config.h"
 #include "single_op/zelnn_run_manager.h"

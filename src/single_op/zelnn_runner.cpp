@@ -5,9 +5,9 @@
 
 #include "common/log.h"
 #include "common/scope_exit.h"
-#include "offline/device_manager.h"
-#include "offline/platform_session.h"
-#include "offline/profiled_run.h"
+#include "device/device_manager.h"
+#include "device/platform_session.h"
+#include "device/profiled_run.h"
 #include "ormo/ormo_error_manager.h"
 #include "ormo/status.h"
 #include "single_op/zelnn_parser.h"

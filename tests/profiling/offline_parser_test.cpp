@@ -1,4 +1,4 @@
-#include "profiling/offline_parser.h"
+#include "offline/offline_parser.h"
 
 #include <future>
 #include <map>

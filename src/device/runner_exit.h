@@ -1,11 +1,11 @@
 /// \file
 /// What a runner does when the process ends.
-#ifndef ORMO_OFFLINE_RUNNER_EXIT_H
-#define ORMO_OFFLINE_RUNNER_EXIT_H
+#ifndef ORMO_DEVICE_RUNNER_EXIT_H
+#define ORMO_DEVICE_RUNNER_EXIT_H
 
 #include "common/init_flag.h"
 #include "common/trace_inner.h"
-#include "offline/device_manager.h"
+#include "device/device_manager.h"
 
 namespace Ormo {
 
@@ -28,4 +28,4 @@ class RunnerExit {
 
 }  // namespace Ormo
 
-#endif  // ORMO_OFFLINE_RUNNER_EXIT_H
+#endif  // ORMO_DEVICE_RUNNER_EXIT_H

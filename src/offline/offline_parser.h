@@ -1,7 +1,7 @@
 /// \file
 /// Result of a profiled offline run.
-#ifndef ORMO_PROFILING_OFFLINE_PARSER_H
-#define ORMO_PROFILING_OFFLINE_PARSER_H
+#ifndef ORMO_OFFLINE_OFFLINE_PARSER_H
+#define ORMO_OFFLINE_OFFLINE_PARSER_H
 
 #include <future>
 
@@ -32,4 +32,4 @@ class OfflineParser {
 
 }  // namespace Ormo
 
-#endif  // ORMO_PROFILING_OFFLINE_PARSER_H
+#endif  // ORMO_OFFLINE_OFFLINE_PARSER_H

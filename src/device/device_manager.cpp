@@ -1,4 +1,4 @@
-#include "offline/device_manager.h"
+#include "device/device_manager.h"
 
 #include <cerrno>
 #include <new>
@@ -10,7 +10,7 @@
 #include "common/log.h"
 #include "common/quiet_release.h"
 #include "common/utils.h"
-#include "offline/profiled_run.h"
+#include "device/profiled_run.h"
 #include "ormo/file_utils.h"
 #include "ormo/status.h"
 

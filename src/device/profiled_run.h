@@ -1,8 +1,8 @@
 /// \file
 /// The whole life of a profiled run: its pipe, its task on a worker, the reading of its records and
 /// its status.
-#ifndef ORMO_OFFLINE_PROFILED_RUN_H
-#define ORMO_OFFLINE_PROFILED_RUN_H
+#ifndef ORMO_DEVICE_PROFILED_RUN_H
+#define ORMO_DEVICE_PROFILED_RUN_H
 
 #include <cstdint>
 #include <functional>
@@ -13,7 +13,7 @@
 
 #include "common/call_site.h"
 #include "common/file_descriptor.h"
-#include "offline/device_manager.h"
+#include "device/device_manager.h"
 #include "ormo/status.h"
 
 namespace Ormo {
@@ -104,4 +104,4 @@ class ProfiledRun {
 
 }  // namespace Ormo
 
-#endif  // ORMO_OFFLINE_PROFILED_RUN_H
+#endif  // ORMO_DEVICE_PROFILED_RUN_H

@@ -1,7 +1,7 @@
 /// \file
 /// The devices that the process has claimed: their workers and their lock files.
-#ifndef ORMO_OFFLINE_DEVICE_MANAGER_H
-#define ORMO_OFFLINE_DEVICE_MANAGER_H
+#ifndef ORMO_DEVICE_DEVICE_MANAGER_H
+#define ORMO_DEVICE_DEVICE_MANAGER_H
 
 #include <atomic>
 #include <cstdint>
@@ -14,8 +14,8 @@
 
 #include "common/init_flag.h"
 #include "common/never_destroyed.h"
-#include "offline/device_lock.h"
-#include "offline/thread_pool.h"
+#include "device/device_lock.h"
+#include "device/thread_pool.h"
 #include "ormo/status.h"
 #include "ormo/t_path.h"
 
@@ -132,4 +132,4 @@ class DeviceLockHolder {
 
 }  // namespace Ormo
 
-#endif  // ORMO_OFFLINE_DEVICE_MANAGER_H
+#endif  // ORMO_DEVICE_DEVICE_MANAGER_H

@@ -1,4 +1,4 @@
-#include "offline/profiled_run.h"
+#include "device/profiled_run.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -11,7 +11,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "offline/device_manager.h"
+#include "device/device_manager.h"
 #include "ormo/status.h"
 #include "support/open_descriptors.h"
 #include "support/temp_directory.h"

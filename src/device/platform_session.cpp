@@ -1,9 +1,9 @@
-#include "offline/platform_session.h"
+#include "device/platform_session.h"
 
 #include "common/invalid_param.h"
 #include "common/log.h"
 #include "common/scope_exit.h"
-#include "offline/device_manager.h"
+#include "device/device_manager.h"
 #include "ormo/status.h"
 #include "zel/zel.h"
 

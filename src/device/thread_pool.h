@@ -1,7 +1,7 @@
 /// \file
 /// Worker threads, one for each claimed device.
-#ifndef ORMO_OFFLINE_THREAD_POOL_H
-#define ORMO_OFFLINE_THREAD_POOL_H
+#ifndef ORMO_DEVICE_THREAD_POOL_H
+#define ORMO_DEVICE_THREAD_POOL_H
 
 #include <atomic>
 #include <condition_variable>
@@ -131,4 +131,4 @@ auto ThreadPool::Commit(F&& f, WorkerId worker, Args&&... args) {
 
 }  // namespace Ormo
 
-#endif  // ORMO_OFFLINE_THREAD_POOL_H
+#endif  // ORMO_DEVICE_THREAD_POOL_H

@@ -1,7 +1,7 @@
 /// \file
 /// Locks that keep two processes from measuring on one device at once.
-#ifndef ORMO_OFFLINE_DEVICE_LOCK_H
-#define ORMO_OFFLINE_DEVICE_LOCK_H
+#ifndef ORMO_DEVICE_DEVICE_LOCK_H
+#define ORMO_DEVICE_DEVICE_LOCK_H
 
 #include <condition_variable>
 #include <cstdint>
@@ -48,4 +48,4 @@ class DeviceLocks {
 
 }  // namespace Ormo
 
-#endif  // ORMO_OFFLINE_DEVICE_LOCK_H
+#endif  // ORMO_DEVICE_DEVICE_LOCK_H

@@ -1,7 +1,7 @@
 /// \file
 /// The run managers of the claimed devices.
-#ifndef ORMO_OFFLINE_MANAGER_MAP_H
-#define ORMO_OFFLINE_MANAGER_MAP_H
+#ifndef ORMO_DEVICE_MANAGER_MAP_H
+#define ORMO_DEVICE_MANAGER_MAP_H
 
 #include <cstdint>
 #include <map>
@@ -99,4 +99,4 @@ class ManagerMap {
 
 }  // namespace Ormo
 
-#endif  // ORMO_OFFLINE_MANAGER_MAP_H
+#endif  // ORMO_DEVICE_MANAGER_MAP_H

@@ -1,4 +1,4 @@
-#include "offline/device_manager.h"
+#include "device/device_manager.h"
 
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-#include "offline/thread_pool.h"
+#include "device/thread_pool.h"
 
 #include <chrono>
 #include <future>

@@ -1,4 +1,4 @@
-#include "offline/profiled_run.h"
+#include "device/profiled_run.h"
 
 #include <poll.h>
 #include <unistd.h>

@@ -1,7 +1,7 @@
 /// \file
 /// The platform for one runner: initialisation, devices, finalisation.
-#ifndef ORMO_OFFLINE_PLATFORM_SESSION_H
-#define ORMO_OFFLINE_PLATFORM_SESSION_H
+#ifndef ORMO_DEVICE_PLATFORM_SESSION_H
+#define ORMO_DEVICE_PLATFORM_SESSION_H
 
 #include <cstdint>
 #include <functional>
@@ -32,4 +32,4 @@ int StartOnDevices(const std::function<std::vector<uint32_t>()>& choose,
 
 }  // namespace Ormo
 
-#endif  // ORMO_OFFLINE_PLATFORM_SESSION_H
+#endif  // ORMO_DEVICE_PLATFORM_SESSION_H

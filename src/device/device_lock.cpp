@@ -1,4 +1,4 @@
-#include "offline/device_lock.h"
+#include "device/device_lock.h"
 
 #include <pthread.h>
 
