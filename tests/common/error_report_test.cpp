@@ -11,7 +11,7 @@
 #include "support/matchers.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 static_assert(LOG_LEVEL_NAMES[3].second == LogLevel::LEVEL_ERROR &&
@@ -61,4 +61,4 @@ TEST(ErrorManagerTest, LoadsBothCataloguesOnceAndTriesAgainAfterAFailure) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

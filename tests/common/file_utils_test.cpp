@@ -41,7 +41,7 @@ extern "C" int fcntl(int fd, int command, ...) {
   return static_cast<int>(syscall(SYS_fcntl, fd, command, argument));
 }
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 namespace fs = std::filesystem;
@@ -195,4 +195,4 @@ TEST(LibPathTest, FindsTheProgramThatHoldsThisCode) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -14,7 +14,7 @@
 #include "support/open_descriptors.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 namespace fs = std::filesystem;
@@ -113,4 +113,4 @@ TEST(RegularFileTest, NothingElseIsOpenedOrChanged) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

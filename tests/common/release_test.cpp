@@ -8,7 +8,7 @@
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 class Once : public Singleton<Once> {};
@@ -38,4 +38,4 @@ TEST(ReleaseTest, TellsWhatFailedAsALineOfTheOwner) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -8,7 +8,7 @@
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 TEST(StringUtilsTest, ParsesDigitsThatFitAndLeavesTheValueAloneOtherwise) {
@@ -73,4 +73,4 @@ TEST(StringUtilsTest, TrimsBlanksAndTheFirstOccurrenceOfAText) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -9,7 +9,7 @@
 #include "support/matchers.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 TEST(TPathTest, AppendsWithOneSeparator) {
@@ -116,4 +116,4 @@ TEST(TPathTest, CreatesResolvesAndRemovesDirectories) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -51,7 +51,7 @@ extern "C" int fchmod(int fd, mode_t mode) noexcept {
 
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 namespace fs = std::filesystem;
@@ -389,4 +389,4 @@ TEST(TraceDeathTest, ClosesSpansAndWritesThemWhenTheProcessEnds) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

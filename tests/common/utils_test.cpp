@@ -35,7 +35,7 @@ mmTimespec mmGetTickCount() {
   return tick;
 }
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 TEST(UtilsTest, AveragesWithoutTheSmallestAndTheLargestFifthOfManySamples) {
@@ -114,4 +114,4 @@ TEST(FileDescriptorTest, NoProgramThatIsStartedInheritsAPipe) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

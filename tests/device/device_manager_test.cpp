@@ -16,7 +16,7 @@
 #include "support/temp_directory.h"
 #include "support/thread_state.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 // What the kernel knows of a descriptor, record locks of this process included.
@@ -154,4 +154,4 @@ TEST_F(DeviceManagerTest, TheFirstInitialisationChoosesTheDevices) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

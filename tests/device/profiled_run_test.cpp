@@ -16,7 +16,7 @@
 #include "support/open_descriptors.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 // Far more than a pipe holds.
@@ -113,4 +113,4 @@ TEST_P(ProfiledRunTest, TheWriteEndIsClosedWithTheTaskOnlyWhenAskedFor) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

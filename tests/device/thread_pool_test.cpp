@@ -9,7 +9,7 @@
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 const std::vector<uint32_t> DEVICES = {0, 1};
@@ -129,4 +129,4 @@ TEST(ThreadPoolTest, ADrainedPoolLetsTheRunningTaskEndAndTellsQueuedOnesThatNoWo
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

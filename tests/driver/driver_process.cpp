@@ -9,7 +9,7 @@
 
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 /// Pointers as exec wants them, valid as long as the texts.
@@ -78,4 +78,4 @@ DriverRun RunDriver(const std::vector<std::string>& arguments,
   return run;
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

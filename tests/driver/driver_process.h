@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 struct DriverRun {
   int exitStatus = -1;  ///< -1 when the process did not exit by itself
@@ -26,6 +26,6 @@ DriverRun RunDriver(const std::vector<std::string>& arguments,
                     const std::vector<std::string>& environment = {},
                     const std::string& outputPath = {});
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_DRIVER_DRIVER_PROCESS_H

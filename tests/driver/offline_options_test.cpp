@@ -7,7 +7,7 @@
 #include "support/matchers.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 using nlohmann::json;
@@ -98,4 +98,4 @@ TEST_F(OfflineOptions, TheTraceNamesTheBuild) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

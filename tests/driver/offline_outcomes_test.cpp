@@ -5,7 +5,7 @@
 #include "support/matchers.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 using nlohmann::json;
@@ -127,4 +127,4 @@ TEST_F(OfflineOutcomes, AReportThatCannotBeWrittenIsAFailure) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

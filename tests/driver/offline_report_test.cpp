@@ -9,7 +9,7 @@
 #include "support/matchers.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 using nlohmann::json;
@@ -143,4 +143,4 @@ TEST_F(OfflineReport, WhatIsNotLockedIsInEachReport) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -6,7 +6,7 @@
 #include "support/matchers.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 using nlohmann::json;
@@ -159,4 +159,4 @@ TEST_F(DriverOnline, OptionsThatCannotBeUsedAreRefused) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -4,7 +4,7 @@
 #include "support/matchers.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 using nlohmann::json;
@@ -82,4 +82,4 @@ TEST_F(DriverOp, WhatTheOperatorRefusesHasThePlatformsReason) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

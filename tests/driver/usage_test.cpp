@@ -5,7 +5,7 @@
 #include "support/matchers.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 TEST(DriverUsage, OptionsThatCannotBeUsedAreRefusedWithWhatWasExpected) {
@@ -70,4 +70,4 @@ TEST(DriverUsage, SocPrintsTheChipsName) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -7,7 +7,7 @@
 #include "support/offline_test.h"
 #include "support/open_descriptors.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 constexpr size_t CALLERS = 16;
@@ -71,4 +71,4 @@ TEST_F(CallersTest, SixteenCallersOnFourDevicesDoNotDisturbEachOther) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

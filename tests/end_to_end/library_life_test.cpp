@@ -10,7 +10,7 @@
 #include "support/graph_text.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 class LibraryLifeTest : public ::testing::Test {
@@ -47,4 +47,4 @@ TEST_F(LibraryLifeTest, ClosedItIsGoneWithItsPlatform) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

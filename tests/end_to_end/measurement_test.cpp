@@ -7,7 +7,7 @@
 #include "support/matchers.h"
 #include "support/offline_test.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 constexpr uint64_t LONG_NS = 1000000;
@@ -118,4 +118,4 @@ TEST_F(MeasurementTest, TheBoundKeepsProfiledFiguresAndTheDefaultEndingForgetsIt
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

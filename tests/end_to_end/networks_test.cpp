@@ -5,7 +5,7 @@
 #include "end_to_end/reference_network.h"
 #include "support/offline_test.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 constexpr uint64_t INPUT_SEED = 4711;
@@ -84,4 +84,4 @@ TEST_F(NetworksTest, EveryBatchUpToTheLargest) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

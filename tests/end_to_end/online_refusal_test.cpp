@@ -8,7 +8,7 @@
 #include "support/online_test.h"
 #include "support/open_descriptors.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 using OrmoHost::CompletionFault;
@@ -119,4 +119,4 @@ TEST_F(OnlineRefusalTest, AMisbehavingEngineNeitherHangsNorTouchesWhatIsGone) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

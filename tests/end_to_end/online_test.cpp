@@ -13,7 +13,7 @@
 #include "support/matchers.h"
 #include "support/offline_test.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 using OrmoHost::CallCount;
@@ -198,7 +198,7 @@ TEST_F(OnlineMeasurementTest, OutputsEqualThoseOfTheOfflinePath) {
 
   ASSERT_EQ(OrmoOfflineRunnerInit({}), STATUS_SUCCESS);
   std::vector<uint8_t> offline(online.size());
-  RunnerConfig offlineConfig = Ormo::Test::MakeConfig(text, false);
+  RunnerConfig offlineConfig = Ormo::Testing::MakeConfig(text, false);
   offlineConfig.inputs = {AsBuffer(config.graphInputs[0][0].GetData())};
   offlineConfig.outputs = {AsBuffer(offline)};
   RunnerResult result;
@@ -234,4 +234,4 @@ TEST_F(OnlineMeasurementTest, TwoCallersMeasureAtOnceInOneSessionAndInTwo) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

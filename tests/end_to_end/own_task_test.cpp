@@ -13,7 +13,7 @@
 #include "support/offline_test.h"
 #include "support/open_descriptors.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 bool IsOpen(int fd) {
@@ -162,4 +162,4 @@ TEST_F(OwnTaskTest, AReaderThatFailsInTheMiddleDoesNotBlockTheWorker) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -7,7 +7,7 @@
 #include <numeric>
 #include <stdexcept>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 using Json = nlohmann::json;
@@ -164,4 +164,4 @@ std::vector<double> ComputeNetwork(const std::string& graph, const std::vector<d
   return last->values;
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// `count` numbers in [-1, 1), exact in single precision: the generator of the graph file's `seed`.
 std::vector<double> Generate(uint64_t seed, size_t count);
@@ -18,6 +18,6 @@ std::vector<double> Generate(uint64_t seed, size_t count);
 std::vector<double> ComputeNetwork(const std::string& graph, const std::vector<double>& input,
                                    size_t rows);
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_END_TO_END_REFERENCE_NETWORK_H

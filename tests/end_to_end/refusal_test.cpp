@@ -9,7 +9,7 @@
 #include "support/offline_test.h"
 #include "zel/zel.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 constexpr uint32_t UNTOUCHED = 4711;
@@ -107,4 +107,4 @@ TEST_F(RefusalTest, OutsideInitialisationEverythingIsRefused) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -14,7 +14,7 @@
 #include "support/open_descriptors.h"
 #include "support/zelnn_test.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 struct Runner {
@@ -39,7 +39,7 @@ class RunnersTest : public OnlineTest {
   }
 
   int MeasureOffline() const {
-    RunnerConfig config = Ormo::Test::MakeConfig(text_, true);
+    RunnerConfig config = Ormo::Testing::MakeConfig(text_, true);
     RunnerResult result;
     return OrmoOfflineRun(config, result);
   }
@@ -158,4 +158,4 @@ TEST_F(RunnersTest, AWorkerOfADeviceThatARunnerDidNotAskForIsRefused) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

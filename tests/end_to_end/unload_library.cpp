@@ -11,7 +11,7 @@
 
 namespace {
 
-using Ormo::Test::IsMapped;
+using Ormo::Testing::IsMapped;
 
 template <typename Function>
 Function* Find(void* library, const char* name) {

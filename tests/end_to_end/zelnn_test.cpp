@@ -9,7 +9,7 @@
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 using OrmoHost::CallCount;
@@ -177,4 +177,4 @@ TEST_F(ZelnnMeasurementTest, SeveralCallersMeasureAtOnceOnTwoDevicesAndWithTwoWo
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -77,7 +77,7 @@ void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept {
   std::free(memory);
 }
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 FailingAllocation::FailingAllocation(int64_t nth, int64_t count, bool isPlatforms) {
   failuresInARow = count;
@@ -94,4 +94,4 @@ bool FailingAllocation::HasFailed() const {
   return allocationsLeft <= 0;
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

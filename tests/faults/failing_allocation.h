@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// While it lives, the `nth` allocation from now on, of whichever thread, fails, and with it
 /// `count` in a row. Those that the platform makes within its functions do not count, or they alone
@@ -21,6 +21,6 @@ class FailingAllocation {
   bool HasFailed() const;
 };
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_FAULTS_FAILING_ALLOCATION_H

@@ -11,7 +11,7 @@
 #include "ormo/status.h"
 #include "support/open_descriptors.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 // A worker names itself before it has a task whose caller could be told of an exception.
@@ -255,4 +255,4 @@ void FaultSweepTest::SweepAllocations(const Work& work, int64_t inARow) {
   PrintCount(static_cast<size_t>(nth - 1), "allocations");
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

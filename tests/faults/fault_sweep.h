@@ -12,7 +12,7 @@
 
 #include "support/runner_test.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// A piece of a tuner's work: ends with its status and, whatever that is, gives back what it took.
 using Work = std::function<int()>;
@@ -80,6 +80,6 @@ class FaultSweepTest : public RunnerTest {
   const std::function<void()> finalize_;
 };
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_FAULTS_FAULT_SWEEP_H

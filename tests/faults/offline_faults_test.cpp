@@ -5,7 +5,7 @@
 #include "ormo/ormo_runner.h"
 #include "support/graph_text.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 constexpr int32_t MEMORY_CODE = 207001;
@@ -176,4 +176,4 @@ TEST_F(OfflineFaultsTest, ADeviceThatCouldNotBeSetUpIsRefusedUntilTheNextInitial
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -10,7 +10,7 @@
 #include "ox/session.h"
 #include "support/graph_text.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 constexpr uint32_t LOOP = 2;
@@ -96,4 +96,4 @@ TEST_F(OnlineFaultsTest, RecordsAreDamaged) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -6,7 +6,7 @@
 #include "faults/fault_sweep.h"
 #include "ormo/status.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// A device that cannot be locked is used all the same.
 inline const ExpectedStatuses LOCK = All(0, {"mmAccess2", "mmOpen2", "mmClose"});
@@ -29,6 +29,6 @@ inline const ExpectedStatuses PLATFORM_LIFE = Join(
     {All(STATUS_FAILED, {"zelInit", "zelrtGetDeviceCount", "zelrtSetDevice", "zelrtCreateContext"}),
      All(0, {"zelrtGetSocName", "zelrtDestroyContext", "zelrtResetDevice", "zelFinalize"})});
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_FAULTS_SHARED_STATUSES_H

@@ -5,7 +5,7 @@
 #include "faults/fault_sweep.h"
 #include "ormo/ormo_runner.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 class SimulatorFaultsTest : public FaultSweepTest {
@@ -43,4 +43,4 @@ TEST_F(SimulatorFaultsTest, AllocationsFail) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

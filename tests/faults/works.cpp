@@ -5,7 +5,7 @@
 #include "support/graph_text.h"
 #include "support/offline_test.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 // Few enough for ordinary pages, and enough for huge ones.
@@ -105,4 +105,4 @@ int RunOnce() {
   return RunOnce(MakeConfig(SMALL_GRAPH, false));
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// Loads a model from a file, runs it by wall clock with the caller's buffers and unloads it.
 int RunLoadedFile(const std::string& path);
@@ -20,6 +20,6 @@ int RunOnceWithBatch();
 /// By wall clock, with buffers of the model's own sizes.
 int RunOnce();
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_FAULTS_WORKS_H

@@ -3,7 +3,7 @@
 #include "faults/shared_statuses.h"
 #include "support/zelnn_test.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 constexpr uint32_t LOOP = 1;  // what fails in the first execution fails in the next in the same way
@@ -64,4 +64,4 @@ TEST_F(ZelnnFaultsTest, RecordsAreDamaged) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

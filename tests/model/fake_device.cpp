@@ -5,7 +5,7 @@
 #include "zel/zel.h"
 #include "zel/zel_mdl.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 FakeDevice& Device() {
   static FakeDevice device;
@@ -31,11 +31,11 @@ int32_t Load(const std::string& call, uint32_t* modelId) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
-using Ormo::Test::Answer;
-using Ormo::Test::Device;
-using Ormo::Test::Load;
+using Ormo::Testing::Answer;
+using Ormo::Testing::Device;
+using Ormo::Testing::Load;
 
 extern "C" {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 struct FakeDevice {
   size_t workSize = 0;
@@ -30,6 +30,6 @@ struct FakeDevice {
 /// The one device of this program.
 FakeDevice& Device();
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_MODEL_FAKE_DEVICE_H

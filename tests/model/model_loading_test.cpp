@@ -8,7 +8,7 @@
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 constexpr size_t GIB = size_t{1} << 30;
@@ -152,4 +152,4 @@ TEST_F(ModelLoadingTest, SizesThatWrapAroundDoNotFit) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -13,7 +13,7 @@
 #include "ormo_host/control.h"
 #include "support/log_capture.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 // One input and one output of 2 x 4 floats, or of a batch to be set before each execution.
@@ -185,4 +185,4 @@ TEST_F(RunManagerTest, CallersOutputsCountAgainstTheInputsOnlyOnChipsWithDdr) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

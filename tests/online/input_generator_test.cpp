@@ -12,7 +12,7 @@
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
@@ -126,4 +126,4 @@ TEST(ElementTypes, SizesInBytesAreExactOrMinusOne) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

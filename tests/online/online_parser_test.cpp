@@ -9,7 +9,7 @@
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 RunnerOpInfo MakeOp(const std::string& name, uint64_t start, uint64_t end) {
@@ -111,4 +111,4 @@ TEST(OnlineParser, ResultsAreLeftAloneWhenThereIsNothingToRead) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -9,7 +9,7 @@
 #include "zelnn/zelnn_flash_attention_score.h"
 #include "zelnn/zelnn_flash_attention_score_grad.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 /// Only for numbers that float16 can hold exactly.
@@ -120,4 +120,4 @@ int32_t AttentionCall<INPUTS>::Run() {
 template struct AttentionCall<7>;
 template struct AttentionCall<12>;
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

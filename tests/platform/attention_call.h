@@ -11,7 +11,7 @@
 #include "zel/zel.h"
 #include "zel/zel_tensor.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 using Values = std::vector<double>;
 
@@ -63,6 +63,6 @@ struct AttentionCall {
 using ForwardCall = AttentionCall<7>;
 using BackwardCall = AttentionCall<12>;
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_PLATFORM_ATTENTION_CALL_H

@@ -8,7 +8,7 @@
 #include "platform/attention_call.h"
 #include "platform/platform_test.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 /// Of problems for which central differences take too long.
@@ -249,4 +249,4 @@ TEST_F(AttentionValueTest, LargeScoresStayExact) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -10,7 +10,7 @@
 #include "support/matchers.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 using BadGraph = std::pair<std::string, std::vector<std::string>>;  ///< with parts of the reason
@@ -102,4 +102,4 @@ TEST_F(ModelRefusalTest, OnlyAnOrdinaryFileOfBoundedSizeIsRead) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -7,7 +7,7 @@
 #include "platform/platform_test.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 /// y = relu(x + 1), with the sum in work memory.
@@ -248,4 +248,4 @@ TEST_F(ModelTest, RunsOnlyOnItsDevice) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -31,7 +31,7 @@ extern "C" void* mremap(void* old, size_t oldSize, size_t size, int flags, ...) 
   return reinterpret_cast<void*>(syscall(SYS_mremap, old, oldSize, size, flags));
 }
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 constexpr char REFUSED[] = "EH0003: FlashAttentionScore";
@@ -352,4 +352,4 @@ TEST_F(OperatorApiTest, ADeviceHasOneSubscriptionAtATime) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -4,7 +4,7 @@
 #include "platform/platform_test.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 using Values = std::vector<float>;
@@ -118,4 +118,4 @@ TEST_F(OperatorTest, AConstHasTheValuesThatAreListed) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -2,7 +2,7 @@
 
 #include "error_manager/error_manager.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 std::string Node(const std::string& name, const std::string& type, const std::string& inputs,
                  const std::vector<int64_t>& shape, const std::string& attrs) {
@@ -100,4 +100,4 @@ std::string PlatformTest::Reason() {
   return ErrorManager::GetInstance().GetErrorMessage();
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

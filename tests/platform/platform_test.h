@@ -15,7 +15,7 @@
 #include "zel/zel.h"
 #include "zel/zel_mdl.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// A node of a graph file. `inputs` and `attrs` as they stand in the file, without their brackets.
 std::string Node(const std::string& name, const std::string& type, const std::string& inputs,
@@ -58,6 +58,6 @@ class PlatformTest : public ::testing::Test {
   std::vector<uint32_t> models_;  ///< unloaded at the end
 };
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_PLATFORM_PLATFORM_TEST_H

@@ -15,7 +15,7 @@
 #include "support/open_descriptors.h"
 #include "zel/zel_prof.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 /// Looks at the raw clock while it is coarse; every eleventh sees it move.
@@ -237,13 +237,13 @@ TEST_F(ProfilingTest, APipeThatNobodyReadsDoesNotKillTheProcess) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 /// In place of the system's.
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): its names are reserved
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
-  if (clock == CLOCK_MONOTONIC_RAW && Ormo::Test::isCoarse) {
-    *time = {1, static_cast<long>(Ormo::Test::looks++ / 11 * 100)};
+  if (clock == CLOCK_MONOTONIC_RAW && Ormo::Testing::isCoarse) {
+    *time = {1, static_cast<long>(Ormo::Testing::looks++ / 11 * 100)};
     return 0;
   }
   return static_cast<int>(syscall(SYS_clock_gettime, clock, time));

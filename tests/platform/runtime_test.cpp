@@ -5,7 +5,7 @@
 
 #include "platform/platform_test.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 using RuntimeTest = PlatformTest;
@@ -143,4 +143,4 @@ TEST_F(RuntimeTest, AChipHasOneKindOfMemory) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -8,7 +8,7 @@
 #include "support/matchers.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 TEST(LogTest, LinesGoToTheFileThatTheEnvironmentNames) {
@@ -51,4 +51,4 @@ TEST(SafeFunctionsTest, WhatDoesNotFitIsRefused) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

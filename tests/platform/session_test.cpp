@@ -18,7 +18,7 @@
 #include "support/temp_directory.h"
 #include "zel/zel_prof.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 using Floats = std::vector<float>;
@@ -228,4 +228,4 @@ TEST_F(SessionTest, UnknownGraphsCannotBeSubscribedAndAResetTakesGraphsAway) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -13,7 +13,7 @@ int main(int /*argc*/, char** argv) {
     auto* use = reinterpret_cast<decltype(&UsePlatform)>(dlsym(library, "UsePlatform"));
     std::thread([&] { std::puts(use() ? "in use" : "not in use"); }).join();
     dlclose(library);
-    std::puts(Ormo::Test::IsMapped("libormo_host_platform") ? "still loaded" : "unloaded");
+    std::puts(Ormo::Testing::IsMapped("libormo_host_platform") ? "still loaded" : "unloaded");
   }
   return 0;
 }

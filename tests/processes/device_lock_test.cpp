@@ -13,9 +13,9 @@
 namespace Ormo {
 namespace {
 
-using Test::ChildProcess;
-using Test::TempDirectory;
-using Test::WriteFile;
+using Testing::ChildProcess;
+using Testing::TempDirectory;
+using Testing::WriteFile;
 
 class DeviceLockTest : public ::testing::Test {
  protected:

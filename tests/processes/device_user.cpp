@@ -95,7 +95,7 @@ class Device {
  public:
   void Load(uint32_t device) {
     name_ = std::to_string(device);
-    std::string graph = Ormo::Test::SpinGraph({1000});
+    std::string graph = Ormo::Testing::SpinGraph({1000});
     Ormo::OrmoDataInfo image;
     image.data = graph.data();
     image.size = graph.size();

@@ -108,7 +108,7 @@ class Path {
     }
     if (kind_ == "op") {
       Ormo::ZelnnRunConfig call;
-      call.opJson = Ormo::Test::AttentionRequest();
+      call.opJson = Ormo::Testing::AttentionRequest();
       return OrmoZelnnRun(call, result);
     }
     std::vector<Ormo::RunnerRunResult> results;
@@ -160,7 +160,7 @@ class Caller {
     }
   }
 
-  void AwaitSleep() const { Ormo::Test::AwaitSleep(id_); }
+  void AwaitSleep() const { Ormo::Testing::AwaitSleep(id_); }
 
   // Has the program's handler run on the thread.
   void Signal(int signal) { pthread_kill(thread_.native_handle(), signal); }

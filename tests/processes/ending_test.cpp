@@ -16,14 +16,14 @@
 namespace Ormo {
 namespace {
 
-using Test::ChildProcess;
-using Test::SpinGraph;
-using Test::TempDirectory;
-using Test::WriteFile;
+using Testing::ChildProcess;
 using ::testing::Combine;
+using Testing::SpinGraph;
+using Testing::TempDirectory;
 using ::testing::UnorderedElementsAreArray;
 using ::testing::Values;
 using ::testing::ValuesIn;
+using Testing::WriteFile;
 
 struct Path {
   const char* name;

@@ -8,7 +8,7 @@
 
 #include "zel/zel_prof.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 constexpr int32_t FAILURE = 99;
@@ -80,46 +80,46 @@ void PretendTextLength(size_t length) {
   pretendedTextLength = length;
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
-using Ormo::Test::Answer;
-using Ormo::Test::At;
-using Ormo::Test::FakeRecord;
+using Ormo::Testing::Answer;
+using Ormo::Testing::At;
+using Ormo::Testing::FakeRecord;
 
 extern "C" {
 
 int32_t zelprofGetOpDescSize(size_t* size) {
-  *size = Ormo::Test::pretendedSize != 0 ? Ormo::Test::pretendedSize : sizeof(FakeRecord);
+  *size = Ormo::Testing::pretendedSize != 0 ? Ormo::Testing::pretendedSize : sizeof(FakeRecord);
   return Answer("zelprofGetOpDescSize");
 }
 
 int32_t zelprofGetOpNum(const void* /*buffer*/, size_t length, uint32_t* count) {
   *count = static_cast<uint32_t>(length / sizeof(FakeRecord));
-  const bool isAnswered = length % sizeof(FakeRecord) == 0 || Ormo::Test::arePartsIgnored;
+  const bool isAnswered = length % sizeof(FakeRecord) == 0 || Ormo::Testing::arePartsIgnored;
   return isAnswered ? Answer("zelprofGetOpNum") : 1;
 }
 
 int32_t zelprofGetOpNameLen(const void* buffer, size_t /*length*/, uint32_t index,
                             size_t* nameLength) {
-  *nameLength = Ormo::Test::LengthOf(At(buffer, index).name);
+  *nameLength = Ormo::Testing::LengthOf(At(buffer, index).name);
   return Answer("zelprofGetOpNameLen");
 }
 
 int32_t zelprofGetOpTypeLen(const void* buffer, size_t /*length*/, uint32_t index,
                             size_t* typeLength) {
-  *typeLength = Ormo::Test::LengthOf(At(buffer, index).type);
+  *typeLength = Ormo::Testing::LengthOf(At(buffer, index).type);
   return Answer("zelprofGetOpTypeLen");
 }
 
 int32_t zelprofGetOpName(const void* buffer, size_t /*length*/, uint32_t index, char* name,
                          size_t nameLength) {
-  Ormo::Test::CopyText(At(buffer, index).name, name, nameLength);
+  Ormo::Testing::CopyText(At(buffer, index).name, name, nameLength);
   return Answer("zelprofGetOpName");
 }
 
 int32_t zelprofGetOpType(const void* buffer, size_t /*length*/, uint32_t index, char* type,
                          size_t typeLength) {
-  Ormo::Test::CopyText(At(buffer, index).type, type, typeLength);
+  Ormo::Testing::CopyText(At(buffer, index).type, type, typeLength);
   return Answer("zelprofGetOpType");
 }
 

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// One record as it stands in the pipe.
 struct FakeRecord {
@@ -32,6 +32,6 @@ void IgnoreParts(bool areIgnored);
 /// What the lengths of texts are said to be; 0 for the true ones.
 void PretendTextLength(size_t length);
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_PROFILING_FAKE_RECORDS_H

@@ -12,7 +12,7 @@
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 class OfflineParserTest : public ::testing::Test {
@@ -94,4 +94,4 @@ TEST_F(OfflineParserTest, RecordsThatAreLostOrDamagedAreCountedInOneLine) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -17,7 +17,7 @@
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 using std::chrono::milliseconds;
@@ -273,4 +273,4 @@ TEST_F(ProfilingParserTest, ADescriptorThatCannotBeWaitedForIsAFailureOfTheStrea
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -12,7 +12,7 @@
 #include <tuple>
 #include <vector>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// One call of CreatePeltCore.
 struct CreateCall {
@@ -40,6 +40,6 @@ struct FakeSimulator {
 /// The one of the test program.
 FakeSimulator& TheFakeSimulator();
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SIMULATOR_FAKE_SIMULATOR_H

@@ -6,7 +6,7 @@
 
 #include "simulator/fake_simulator.h"
 
-using Ormo::Test::TheFakeSimulator;
+using Ormo::Testing::TheFakeSimulator;
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 class SimulatorLoad : public SimulatorTest {};
@@ -130,4 +130,4 @@ TEST_F(SimulatorLoad, APlatformThatFailsOrThrowsLeavesNothingLoaded) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

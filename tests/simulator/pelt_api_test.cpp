@@ -11,7 +11,7 @@
 #include "support/matchers.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 constexpr uint64_t MAX = std::numeric_limits<uint64_t>::max();
@@ -149,4 +149,4 @@ TEST_F(Simulator, OnlyAnOrdinaryFileOfBoundedSizeIsRead) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -10,7 +10,7 @@
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 constexpr uint64_t MAX = std::numeric_limits<uint64_t>::max();
@@ -151,4 +151,4 @@ TEST_F(SimulatorTest, SeveralThreadsSimulateAtATimeOnTheHostsSimulator) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

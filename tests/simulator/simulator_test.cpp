@@ -7,7 +7,7 @@
 #include "ormo/ormo_runner.h"
 #include "ormo_host/control.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 FakeSimulator& TheFakeSimulator() {
   static FakeSimulator fake;
@@ -67,4 +67,4 @@ std::string SimulatorTest::WriteGraph(const KernelNodes& nodes) const {
   return directory_ / "graph.json";
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

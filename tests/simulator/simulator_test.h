@@ -13,7 +13,7 @@
 #include "simulator/fake_simulator.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// Names of nodes and their "json_file_path"; an empty one is left out.
 using KernelNodes = std::vector<std::pair<std::string, std::string>>;
@@ -41,6 +41,6 @@ class SimulatorTest : public testing::Test {
   RunnerResult result_;
 };
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SIMULATOR_SIMULATOR_TEST_H

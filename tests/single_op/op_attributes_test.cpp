@@ -29,7 +29,7 @@ extern "C" void* __wrap_malloc(size_t size) {
 
 // NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 class OpAttributes : public PlatformContext {};
@@ -67,4 +67,4 @@ TEST_F(OpAttributes, AnAttributeThatCannotBeMadeFailsTheRequest) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -15,7 +15,7 @@
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 constexpr char SCORE[] = "FlashAttentionScore";
@@ -163,4 +163,4 @@ TEST_F(OpLauncher, QueriesOfOneOperatorWaitForEachOther) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -13,7 +13,7 @@
 #include "single_op/platform_context.h"
 #include "single_op/request_text.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 class OpRequestFaults : public PlatformContext {};
@@ -80,4 +80,4 @@ TEST_F(OpRequestFaults, OtherExceptionsComeOutWithEverythingReleased) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

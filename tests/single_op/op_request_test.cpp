@@ -15,7 +15,7 @@
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 constexpr char BAD_TEXT[] = "ZelnnParamter construct failed, json str: ";
@@ -265,7 +265,7 @@ TEST_F(OpRequest, LargeTextsEndInTime) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 /// The platform's, with its arguments written down.
 extern "C" zelTensor* zelCreateTensor(const int64_t* viewDims, int64_t viewDimCount,
@@ -276,10 +276,10 @@ extern "C" zelTensor* zelCreateTensor(const int64_t* viewDims, int64_t viewDimCo
       reinterpret_cast<decltype(&zelCreateTensor)>(dlsym(RTLD_NEXT, "zelCreateTensor"));
   EXPECT_EQ(strides, nullptr);
   EXPECT_EQ(offset, 0);
-  Ormo::Test::lastTensor = std::to_string(dataType) + " " + std::to_string(format) + " view " +
-                           Ormo::Test::ShapeText(viewDims, viewDimCount) + " storage " +
-                           Ormo::Test::ShapeText(storageDims, storageDimCount) +
-                           (deviceData == nullptr ? " null" : " data");
+  Ormo::Testing::lastTensor = std::to_string(dataType) + " " + std::to_string(format) + " view " +
+                              Ormo::Testing::ShapeText(viewDims, viewDimCount) + " storage " +
+                              Ormo::Testing::ShapeText(storageDims, storageDimCount) +
+                              (deviceData == nullptr ? " null" : " data");
   return create(viewDims, viewDimCount, dataType, strides, offset, format, storageDims,
                 storageDimCount, deviceData);
 }

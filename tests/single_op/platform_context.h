@@ -10,7 +10,7 @@
 #include "ormo_host/control.h"
 #include "zel/zel.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// A fresh machine, with a context of device 0 that is current on the test's thread. What a test
 /// leaves behind on the platform fails it.
@@ -45,6 +45,6 @@ class PlatformContext : public ::testing::Test {
   std::string atStart_;
 };
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SINGLE_OP_PLATFORM_CONTEXT_H

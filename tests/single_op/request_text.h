@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// A tensor of one float32 element.
 constexpr char ONE_FLOAT[] = R"({"dtype":"float","origin_shape":[1]})";
@@ -42,6 +42,6 @@ inline std::string AttentionRequest() {
   return Request(inputs, outputs, attrs, "FlashAttentionScore");
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SINGLE_OP_REQUEST_TEXT_H

@@ -6,7 +6,7 @@
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 class ZelnnParserTest : public ::testing::Test {
@@ -68,4 +68,4 @@ TEST_F(ZelnnParserTest, AnExecutionWithoutLengthIsAFailureOfTheParser) {
 }
 
 }  // namespace
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <utility>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 struct PipeEnds {
@@ -100,4 +100,4 @@ int ChildProcess::Wait() {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// A program started with pipes in place of its standard input and output. Events are lines: the
 /// test reads what the program reports and writes what it is to do. One thread at a time.
@@ -42,6 +42,6 @@ class ChildProcess {
   int output_ = -1;
 };
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SUPPORT_CHILD_PROCESS_H

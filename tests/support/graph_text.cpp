@@ -1,6 +1,6 @@
 #include "support/graph_text.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 std::string Node(const std::string& name, const std::string& type, const std::string& inputs,
@@ -44,4 +44,4 @@ std::string AddGraph(size_t elements, double addend, size_t count) {
   return Graph(nodes);
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

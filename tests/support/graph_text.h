@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// A chain of Spin nodes "spin0", "spin1" and so on behind an input of 4 bytes, with those times.
 std::string SpinGraph(const std::vector<uint64_t>& nanoseconds);
@@ -17,6 +17,6 @@ std::string SpinGraph(const std::vector<uint64_t>& nanoseconds);
 /// with `addend`, to its input of that many elements.
 std::string AddGraph(size_t elements, double addend, size_t count = 1);
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SUPPORT_GRAPH_TEXT_H

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 namespace {
 
 bool HasText(const LogLine& line, const std::string& text) {
@@ -66,4 +66,4 @@ LogLine LogCapture::Find(const std::string& text) const {
   return {};
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -10,7 +10,7 @@
 #include "dlog/dlog.h"
 #include "ormo_host/control.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 using OrmoHost::LogLine;
 
@@ -40,6 +40,6 @@ class LogCapture {
   LogLine Find(const std::string& text) const;
 };
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SUPPORT_LOG_CAPTURE_H

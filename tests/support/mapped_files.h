@@ -6,7 +6,7 @@
 #include <fstream>
 #include <string>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// Whether one of them has a name that begins like this, wherever it lies. For programs that link
 /// nothing, too.
@@ -20,6 +20,6 @@ inline bool IsMapped(const std::string& beginning) {
   return false;
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SUPPORT_MAPPED_FILES_H

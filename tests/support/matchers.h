@@ -6,7 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 using ::testing::AllOf;
 using ::testing::Contains;
@@ -28,6 +28,6 @@ using ::testing::PrintToString;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SUPPORT_MATCHERS_H

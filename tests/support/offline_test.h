@@ -10,7 +10,7 @@
 #include "ormo/ormo_runner.h"
 #include "support/runner_test.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// The bytes of a vector or string as a buffer of the interface; they stay the caller's.
 template <typename Container>
@@ -45,6 +45,6 @@ class OfflineTest : public RunnerTest {
   }
 };
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SUPPORT_OFFLINE_TEST_H

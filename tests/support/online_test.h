@@ -13,7 +13,7 @@
 #include "ox/session.h"
 #include "support/runner_test.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 class OnlineTest : public RunnerTest {
  protected:
@@ -47,6 +47,6 @@ class OnlineTest : public RunnerTest {
   std::unique_ptr<ox::Session> session_ = std::make_unique<ox::Session>();
 };
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SUPPORT_ONLINE_TEST_H

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <system_error>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 std::map<int, std::string> OpenDescriptors() {
   std::map<int, std::string> descriptors;
@@ -18,4 +18,4 @@ std::map<int, std::string> OpenDescriptors() {
   return descriptors;
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -6,11 +6,11 @@
 #include <map>
 #include <string>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// Number to what it names, for instance "pipe:[4711]".
 std::map<int, std::string> OpenDescriptors();
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SUPPORT_OPEN_DESCRIPTORS_H

@@ -10,7 +10,7 @@
 #include "support/matchers.h"
 #include "support/temp_directory.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// A result that no measurement gives.
 inline RunnerResult MakeStaleResult() {
@@ -48,6 +48,6 @@ class RunnerTest : public ::testing::Test {
   TempDirectory directory_;
 };
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SUPPORT_RUNNER_TEST_H

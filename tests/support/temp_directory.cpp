@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <system_error>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 TempDirectory::TempDirectory() {
   std::string pattern = (std::filesystem::temp_directory_path() / "ormo_test_XXXXXX").string();
@@ -30,4 +30,4 @@ void WriteFile(const std::string& path, const std::string& content) {
   std::ofstream(path, std::ios::binary) << content;
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// A new empty directory, removed with all that it holds.
 class TempDirectory {
@@ -29,6 +29,6 @@ class TempDirectory {
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& content);
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SUPPORT_TEMP_DIRECTORY_H

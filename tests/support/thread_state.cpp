@@ -4,7 +4,7 @@
 #include <limits>
 #include <string>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 void AwaitSleep(pid_t thread) {
   std::string state;
@@ -15,4 +15,4 @@ void AwaitSleep(pid_t thread) {
   }
 }
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing

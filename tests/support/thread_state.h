@@ -5,11 +5,11 @@
 
 #include <sys/types.h>
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// Returns when the thread of this process waits for something.
 void AwaitSleep(pid_t thread);
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SUPPORT_THREAD_STATE_H

@@ -12,7 +12,7 @@
 #include "single_op/request_text.h"
 #include "support/runner_test.h"
 
-namespace Ormo::Test {
+namespace Ormo::Testing {
 
 /// The gradients of the call of AttentionRequest.
 inline std::string AttentionGradRequest() {
@@ -46,6 +46,6 @@ class ZelnnTest : public RunnerTest {
   }
 };
 
-}  // namespace Ormo::Test
+}  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_SUPPORT_ZELNN_TEST_H
