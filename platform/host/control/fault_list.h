@@ -17,13 +17,13 @@ class FaultList {
  public:
   /// For the `nth` from now on.
   void Add(uint64_t nth, Fault fault) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     pending_.push_back({nth, fault});
   }
 
   /// What the next one meets.
   Fault Meet() {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     Fault met = Fault::NONE;
     for (auto pending = pending_.begin(); pending != pending_.end();) {
       bool isDue = --pending->left == 0;
@@ -34,7 +34,7 @@ class FaultList {
   }
 
   void Clear() {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     Forget(pending_);
   }
 

@@ -44,7 +44,7 @@ struct Script {
 
 void AddRule(const std::string& function, uint64_t nth, Fault fault) {
   auto& script = Single<Script>();
-  std::lock_guard<std::mutex> lock(script.mutex);
+  const std::lock_guard<std::mutex> lock(script.mutex);
   script.rules.push_back({function, nth == EVERY_CALL, nth, std::move(fault)});
   isScriptActive = true;
 }
@@ -60,7 +60,7 @@ void Record(Script& script, const char* function, Failing failing) {
 
 Fault MeetScript(const char* function, Failing failing) {
   auto& script = Single<Script>();
-  std::lock_guard<std::mutex> lock(script.mutex);
+  const std::lock_guard<std::mutex> lock(script.mutex);
   if (script.isRecording) {
     Record(script, function, failing);
   }
@@ -80,7 +80,7 @@ Fault MeetScript(const char* function, Failing failing) {
 
 void ClearScript() {
   auto& script = Single<Script>();
-  std::lock_guard<std::mutex> lock(script.mutex);
+  const std::lock_guard<std::mutex> lock(script.mutex);
   isScriptActive = false;
   script.isRecording = false;
   Forget(script.rules);
@@ -111,20 +111,20 @@ void FailCall(uint64_t nth, int32_t code) {
 
 std::string FailedCall() {
   auto& script = Single<Script>();
-  std::lock_guard<std::mutex> lock(script.mutex);
+  const std::lock_guard<std::mutex> lock(script.mutex);
   return script.failedCall;
 }
 
 size_t PendingFaults() {
   auto& script = Single<Script>();
-  std::lock_guard<std::mutex> lock(script.mutex);
+  const std::lock_guard<std::mutex> lock(script.mutex);
   return static_cast<size_t>(std::count_if(script.rules.begin(), script.rules.end(),
                                            [](const Rule& rule) { return !rule.isForEveryCall; }));
 }
 
 void RecordCalls() {
   auto& script = Single<Script>();
-  std::lock_guard<std::mutex> lock(script.mutex);
+  const std::lock_guard<std::mutex> lock(script.mutex);
   script.counts.clear();
   script.calls.clear();
   script.isRecording = true;
@@ -133,14 +133,14 @@ void RecordCalls() {
 
 uint64_t CallCount(const std::string& function) {
   auto& script = Single<Script>();
-  std::lock_guard<std::mutex> lock(script.mutex);
+  const std::lock_guard<std::mutex> lock(script.mutex);
   auto found = script.counts.find(function);
   return found == script.counts.end() ? 0 : found->second;
 }
 
 std::vector<Call> Calls() {
   auto& script = Single<Script>();
-  std::lock_guard<std::mutex> lock(script.mutex);
+  const std::lock_guard<std::mutex> lock(script.mutex);
   return script.calls;
 }
 

@@ -39,7 +39,7 @@ class OutsideMark {
 DeviceSeat::DeviceSeat() {
   auto& use = Single<DeviceUse>();
   uint32_t count = std::max(1U, CurrentMachine().deviceCount);
-  std::lock_guard<std::mutex> lock(use.mutex);
+  const std::lock_guard<std::mutex> lock(use.mutex);
   device_ = 0;
   for (uint32_t device = 1; device < count && use.devices.count(device_) > 0; ++device) {
     device_ = use.devices.count(device) < use.devices.count(device_) ? device : device_;
@@ -49,13 +49,13 @@ DeviceSeat::DeviceSeat() {
 
 DeviceSeat::~DeviceSeat() {
   auto& use = Single<DeviceUse>();
-  std::lock_guard<std::mutex> lock(use.mutex);
+  const std::lock_guard<std::mutex> lock(use.mutex);
   use.devices.erase(use.devices.find(device_));
 }
 
 size_t DeviceSeat::Count() {
   auto& use = Single<DeviceUse>();
-  std::lock_guard<std::mutex> lock(use.mutex);
+  const std::lock_guard<std::mutex> lock(use.mutex);
   return use.devices.size();
 }
 
@@ -73,7 +73,7 @@ Engine::Engine() {
 
 Engine::~Engine() {
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     isEnding_ = true;
   }
   wake_.notify_one();
@@ -102,7 +102,7 @@ void Engine::Start(uint32_t id, const std::vector<ox::Tensor>& inputs,
   CompletionFault fault = Single<CompletionScript>().Meet();
   error_message::Context errors = Single<ErrorStore>().ThreadContext();
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     if (fault == CompletionFault::AFTER_FAILURE || fault == CompletionFault::TWICE) {
       lateCallbacks_.push_back(callback);
     }
@@ -113,7 +113,7 @@ void Engine::Start(uint32_t id, const std::vector<ox::Tensor>& inputs,
 }
 
 void Engine::SetSaveCallback(ox::Session::SaveCallback callback) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   save_ = std::move(callback);
 }
 
@@ -175,7 +175,7 @@ int32_t Engine::Compute(Execution& execution, std::vector<ox::Tensor>& outputs) 
 int32_t Engine::Save(const SessionGraph& graph, const std::vector<ox::Tensor>& outputs) {
   ox::Session::SaveCallback save;
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     save = save_;
   }
   if (!save) {

@@ -78,7 +78,7 @@ void LoadedModel::Execute(const Execution& execution, const DatasetPair* dataset
   CheckInputCount(execution);
   CheckOutputCount(execution);
   std::vector<Shape> shapes = InputShapes(execution);
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   if (const Plan* plan = model_.FindPlan(execution.setting)) {
     Areas areas = MakeAreas(*plan, execution, work_.data);
     Run(*plan, areas);
@@ -108,7 +108,7 @@ void LoadedModel::Remember(const DatasetPair& datasets, const Execution& executi
 }
 
 bool LoadedModel::Repeat(const DatasetPair& datasets) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   bool isSame = last_.plan != nullptr && last_.datasets.input == datasets.input &&
                 last_.datasets.output == datasets.output &&
                 last_.datasets.changes == datasets.changes;
@@ -193,7 +193,7 @@ void LoadedModel::Run(const Plan& plan, const Areas& areas) {
 }
 
 void LoadedModel::Subscribe(std::shared_ptr<RecordOutput> output, RecordStyle style) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   Require(subscription_ == nullptr, ALREADY_SUBSCRIBED);
   subscription_ = std::make_unique<Subscription>(id_, model_.GetProgram().StepLabels(),
                                                  std::move(output), style);
@@ -202,7 +202,7 @@ void LoadedModel::Subscribe(std::shared_ptr<RecordOutput> output, RecordStyle st
 void LoadedModel::Unsubscribe() {
   std::unique_ptr<Subscription> ended;
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     ended = std::move(subscription_);
   }
   Require(ended != nullptr, NOT_SUBSCRIBED);

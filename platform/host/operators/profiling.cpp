@@ -24,7 +24,7 @@ OperatorProfile::OperatorProfile(uint32_t device, std::shared_ptr<RecordOutput> 
       subscription_(device, labels_, std::move(output), RecordStyle::WITH_STEPS) {}
 
 void OperatorProfile::Add(const StepTiming& timing) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   subscription_.Timings().assign(1, timing);
   AddToAccount(labels_, subscription_.Timings());
   subscription_.EndExecution(timing.start, timing.end);

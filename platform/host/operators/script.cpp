@@ -29,7 +29,7 @@ void FillScriptedOperands(const Executor& executor) {
   if (!script.isActive) {
     return;
   }
-  std::lock_guard<std::mutex> lock(script.mutex);
+  const std::lock_guard<std::mutex> lock(script.mutex);
   for (const Operand& operand : executor.operands) {
     auto found = script.contents.find(operand.parameter.position);
     if (found == script.contents.end()) {
@@ -49,7 +49,7 @@ void KeepScriptedOutputs(const Executor& executor) {
   if (!script.isActive) {
     return;
   }
-  std::lock_guard<std::mutex> lock(script.mutex);
+  const std::lock_guard<std::mutex> lock(script.mutex);
   script.kept.clear();
   for (const Operand& operand : executor.operands) {
     if (script.isKeeping && operand.isOutput) {
@@ -61,7 +61,7 @@ void KeepScriptedOutputs(const Executor& executor) {
 
 void ClearOperatorScript() {
   auto& script = Single<OperatorScript>();
-  std::lock_guard<std::mutex> lock(script.mutex);
+  const std::lock_guard<std::mutex> lock(script.mutex);
   script.isActive = false;
   script.isKeeping = false;
   Forget(script.contents);
@@ -70,7 +70,7 @@ void ClearOperatorScript() {
 
 void SetOperatorTensor(size_t position, std::vector<uint8_t> bytes) {
   auto& script = Single<OperatorScript>();
-  std::lock_guard<std::mutex> lock(script.mutex);
+  const std::lock_guard<std::mutex> lock(script.mutex);
   script.contents.erase(position);
   if (!bytes.empty()) {
     script.contents[position] = std::move(bytes);
@@ -80,14 +80,14 @@ void SetOperatorTensor(size_t position, std::vector<uint8_t> bytes) {
 
 void KeepOperatorOutputs() {
   auto& script = Single<OperatorScript>();
-  std::lock_guard<std::mutex> lock(script.mutex);
+  const std::lock_guard<std::mutex> lock(script.mutex);
   script.isKeeping = true;
   script.isActive = true;
 }
 
 std::vector<uint8_t> OperatorOutput(size_t position) {
   auto& script = Single<OperatorScript>();
-  std::lock_guard<std::mutex> lock(script.mutex);
+  const std::lock_guard<std::mutex> lock(script.mutex);
   auto found = script.kept.find(position);
   return found == script.kept.end() ? std::vector<uint8_t>() : found->second;
 }

@@ -34,7 +34,7 @@ struct Mark {
 class MarkAddresses {
  public:
   uintptr_t Next() {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     Require(!IsHostClosed(), NOT_INITIALIZED);
     if (next_ == MARKS) {
       pieces_.reserve(pieces_.size() + 1);
@@ -45,7 +45,7 @@ class MarkAddresses {
   }
 
   void Close() {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     for (Mark* piece : pieces_) {
       munmap(piece, BYTES);
     }

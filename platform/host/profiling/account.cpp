@@ -17,7 +17,7 @@ struct Ledger {
 
 void SetLedger(bool isOpen) {
   auto& ledger = Single<Ledger>();
-  std::lock_guard<std::mutex> lock(ledger.mutex);
+  const std::lock_guard<std::mutex> lock(ledger.mutex);
   ledger.times = {};
   ledger.isOpen = isOpen;
 }
@@ -29,7 +29,7 @@ void AddToAccount(const std::vector<StepLabel>& labels, const std::vector<StepTi
   if (!ledger.isOpen) {
     return;
   }
-  std::lock_guard<std::mutex> lock(ledger.mutex);
+  const std::lock_guard<std::mutex> lock(ledger.mutex);
   for (const StepTiming& timing : timings) {
     OperatorTimes& times = ledger.times[labels[timing.step].name];
     ++times.executions;
@@ -48,7 +48,7 @@ void KeepAccount() {
 
 std::map<std::string, OperatorTimes> Account() {
   auto& ledger = Single<Ledger>();
-  std::lock_guard<std::mutex> lock(ledger.mutex);
+  const std::lock_guard<std::mutex> lock(ledger.mutex);
   return ledger.times;
 }
 

@@ -63,7 +63,7 @@ void Subscription::EndExecution(uint64_t start, uint64_t end) {
     timings_.push_back({WHOLE_EXECUTION, start, end, 0});
   }
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     queue_.insert(queue_.end(), timings_.begin(), timings_.end());
   }
   wake_.notify_one();
@@ -72,7 +72,7 @@ void Subscription::EndExecution(uint64_t start, uint64_t end) {
 
 bool Subscription::Finish() {
   {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     isFinishing_ = true;
   }
   wake_.notify_one();

@@ -39,7 +39,7 @@ bool Fits(size_t bytes, size_t used, size_t total) {
 bool Account(uint32_t device, size_t bytes, zelrtMemMallocPolicy policy) {
   Machine machine = CurrentMachine();
   auto& accounts = Single<Accounts>();
-  std::lock_guard<std::mutex> lock(accounts.mutex);
+  const std::lock_guard<std::mutex> lock(accounts.mutex);
   Usage& usage = accounts.usage[device];
   bool isHuge = policy != ZEL_MEM_MALLOC_POLICY_2 && Fits(bytes, usage.huge, machine.hugePageSize);
   bool isAllowed = isHuge || policy != ZEL_MEM_MALLOC_HUGE_ONLY;
@@ -52,7 +52,7 @@ bool Account(uint32_t device, size_t bytes, zelrtMemMallocPolicy policy) {
 
 void Return(uint32_t device, size_t bytes, bool isHuge) {
   auto& accounts = Single<Accounts>();
-  std::lock_guard<std::mutex> lock(accounts.mutex);
+  const std::lock_guard<std::mutex> lock(accounts.mutex);
   auto usage = accounts.usage.find(device);
   usage->second.all -= bytes;
   usage->second.huge -= isHuge ? bytes : 0;
@@ -87,14 +87,14 @@ bool Block::Contains(const void* address, size_t count) const {
 
 size_t UsedMemory(uint32_t device) {
   auto& accounts = Single<Accounts>();
-  std::lock_guard<std::mutex> lock(accounts.mutex);
+  const std::lock_guard<std::mutex> lock(accounts.mutex);
   auto usage = accounts.usage.find(device);
   return usage == accounts.usage.end() ? 0 : usage->second.all;
 }
 
 uint64_t UsedMemory() {
   auto& accounts = Single<Accounts>();
-  std::lock_guard<std::mutex> lock(accounts.mutex);
+  const std::lock_guard<std::mutex> lock(accounts.mutex);
   uint64_t bytes = 0;
   for (const auto& [device, usage] : accounts.usage) {
     bytes += usage.all;

@@ -54,7 +54,7 @@ struct MachineRoom {
 template <typename Change>
 void ChangeMachine(Change change) {
   auto& room = Single<MachineRoom>();
-  std::lock_guard<std::mutex> lock(room.mutex);
+  const std::lock_guard<std::mutex> lock(room.mutex);
   change(room);
 }
 
@@ -62,7 +62,7 @@ void ChangeMachine(Change change) {
 
 Machine CurrentMachine() {
   auto& room = Single<MachineRoom>();
-  std::lock_guard<std::mutex> lock(room.mutex);
+  const std::lock_guard<std::mutex> lock(room.mutex);
   return room.machine;
 }
 

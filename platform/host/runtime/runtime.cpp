@@ -29,32 +29,32 @@ uint32_t GetCurrentDevice() {
 }
 
 void Runtime::Init() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   Require(!IsHostClosed(), NOT_INITIALIZED);
   Require(!isInitialized_, ZEL_ERROR_REPEAT_INITIALIZE);
   isInitialized_ = true;
 }
 
 void Runtime::Finalize() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   Require(isInitialized_, NOT_INITIALIZED);
   isInitialized_ = false;
 }
 
 void Runtime::RequireInitialized() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   Require(isInitialized_, NOT_INITIALIZED);
 }
 
 void Runtime::SetDevice(uint32_t device) {
   RequireInitialized();
   Require(device < CurrentMachine().deviceCount, UNKNOWN_DEVICE);
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   ++deviceSets_[device];
 }
 
 bool Runtime::ResetDevice(uint32_t device) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   auto sets = deviceSets_.find(device);
   Require(sets != deviceSets_.end(), DEVICE_NOT_SET);
   if (--sets->second != 0) {
@@ -65,12 +65,12 @@ bool Runtime::ResetDevice(uint32_t device) {
 }
 
 void Runtime::RequireSet(uint32_t device) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   Require(deviceSets_.count(device) != 0, DEVICE_NOT_SET);
 }
 
 size_t Runtime::DeviceSetCount() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   size_t count = 0;
   for (const auto& [device, sets] : deviceSets_) {
     count += sets;
@@ -80,7 +80,7 @@ size_t Runtime::DeviceSetCount() {
 
 size_t Runtime::Clear() {
   size_t sets = DeviceSetCount();
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   isInitialized_ = false;
   Forget(deviceSets_);
   return sets;

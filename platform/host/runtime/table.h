@@ -30,28 +30,28 @@ class Table {
 
   /// False, and nothing changes, when the key is taken. Refuses once the host has closed.
   bool Add(uintptr_t key, Pointer object) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     Require(!IsHostClosed(), NOT_INITIALIZED);
     return objects_.emplace(key, std::move(object)).second;
   }
 
   /// Null when there is none.
   Pointer Find(uintptr_t key) const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     auto found = objects_.find(key);
     return found == objects_.end() ? nullptr : found->second;
   }
 
   /// The object with the largest key up to this one, or null.
   Pointer FindUpTo(uintptr_t key) const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     auto next = objects_.upper_bound(key);
     return next == objects_.begin() ? nullptr : std::prev(next)->second;
   }
 
   /// What was taken out, or null.
   Pointer Take(uintptr_t key) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     ++changeCount;
     auto found = objects_.find(key);
     return found == objects_.end() ? nullptr : std::move(objects_.extract(found).mapped());
@@ -61,7 +61,7 @@ class Table {
   template <typename Predicate>
   std::map<uintptr_t, Pointer> TakeIf(Predicate predicate) {
     std::map<uintptr_t, Pointer> taken;
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     ++changeCount;
     for (auto entry = objects_.begin(); entry != objects_.end();) {
       auto current = entry++;
@@ -78,7 +78,7 @@ class Table {
   }
 
   size_t Size() const {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     return objects_.size();
   }
 

@@ -19,7 +19,7 @@ ErrorStore::ErrorStore() {
 
 void ErrorStore::Add(Kind kind, std::string text) {
   uint64_t stream = ThreadContext().workStreamId;
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   if (messages_.size() == MAX_MESSAGES) {
     messages_.erase(messages_.begin());
   }
@@ -28,7 +28,7 @@ void ErrorStore::Add(Kind kind, std::string text) {
 
 std::string ErrorStore::Take(Kind kind) {
   uint64_t stream = ThreadContext().workStreamId;
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   auto taken = std::stable_partition(
       messages_.begin(), messages_.end(),
       [&](const Message& message) { return message.stream != stream || message.kind != kind; });
@@ -41,7 +41,7 @@ std::string ErrorStore::Take(Kind kind) {
 }
 
 error_message::Context& ErrorStore::ThreadContext() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   if (!hasKey_) {
     return sharedContext_;
   }
@@ -57,7 +57,7 @@ error_message::Context& ErrorStore::ThreadContext() {
 
 void ErrorStore::OnThreadExit(void* context) {
   auto& store = Single<ErrorStore>();
-  std::lock_guard<std::mutex> lock(store.mutex_);
+  const std::lock_guard<std::mutex> lock(store.mutex_);
   // The host may have closed, and deleted it, in the meantime.
   if (store.contexts_.erase(static_cast<error_message::Context*>(context)) != 0) {
     delete static_cast<error_message::Context*>(context);
@@ -65,17 +65,17 @@ void ErrorStore::OnThreadExit(void* context) {
 }
 
 uint64_t ErrorStore::NextStreamId() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   return ++lastStream_;
 }
 
 void ErrorStore::Clear() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   Forget(messages_);
 }
 
 void ErrorStore::Close() {
-  std::lock_guard<std::mutex> lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   if (hasKey_) {
     pthread_key_delete(contextKey_);
     hasKey_ = false;

@@ -121,7 +121,7 @@ void WriteToFile(int file, int level, const std::string& text) {
 void Write(int module, int level, const char* format, va_list arguments) {
   std::string text = FormatText(format, arguments);
   auto& service = Single<LogService>();
-  std::lock_guard<std::mutex> lock(service.mutex);
+  const std::lock_guard<std::mutex> lock(service.mutex);
   if (level >= service.fileLevel) {
     WriteToFile(service.file, level, text);
   }
@@ -151,7 +151,7 @@ __attribute__((constructor)) void OpenAtStart() {
 void OpenLogFile() {
   std::string name = ReadVariable("ORMO_HOST_LOG");
   auto& service = Single<LogService>();
-  std::lock_guard<std::mutex> lock(service.mutex);
+  const std::lock_guard<std::mutex> lock(service.mutex);
   CloseFile(service);
   if (name == "stderr") {
     service.file = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
@@ -165,14 +165,14 @@ void OpenLogFile() {
 void CloseLog() {
   StopCapturingLog();
   auto& service = Single<LogService>();
-  std::lock_guard<std::mutex> lock(service.mutex);
+  const std::lock_guard<std::mutex> lock(service.mutex);
   CloseFile(service);
   UpdateThreshold(service);
 }
 
 void CaptureLog(int level) {
   auto& service = Single<LogService>();
-  std::lock_guard<std::mutex> lock(service.mutex);
+  const std::lock_guard<std::mutex> lock(service.mutex);
   service.captureLevel = level;
   UpdateThreshold(service);
 }
@@ -184,13 +184,13 @@ void StopCapturingLog() {
 
 std::vector<LogLine> CapturedLog() {
   auto& service = Single<LogService>();
-  std::lock_guard<std::mutex> lock(service.mutex);
+  const std::lock_guard<std::mutex> lock(service.mutex);
   return service.captured;
 }
 
 void ClearCapturedLog() {
   auto& service = Single<LogService>();
-  std::lock_guard<std::mutex> lock(service.mutex);
+  const std::lock_guard<std::mutex> lock(service.mutex);
   Forget(service.captured);
 }
 
