@@ -54,7 +54,7 @@ class FileDescriptor {
 /// Both ends of a pipe.
 struct Pipe {
   FileDescriptor writeEnd;
-  FileDescriptor readEnd;  // closed first
+  FileDescriptor readEnd;  ///< closed first
 
   /// A new pipe that is closed on exec; without ends, and with the reason in errno, on failure.
   static Pipe Open() noexcept {

@@ -23,7 +23,7 @@ constexpr uint32_t DIRECTORY_MODE = 0750;
 constexpr int32_t CWD_SIZE = 512;
 constexpr uint32_t COPY_CHUNK_SIZE = 512;
 
-/// Gives the owner the right to write an existing file that lacks it.
+// Gives the owner the right to write an existing file that lacks it.
 int MakeWriteable(const TPath& path) {
   if (!path.IsExist(false) || path.IsWriteable()) {
     return 0;
@@ -41,7 +41,7 @@ int MakeWriteable(const TPath& path) {
   return 0;
 }
 
-/// Creates a directory in one that exists.
+// Creates a directory in one that exists.
 bool CreateLevel(const TPath& dir) {
   if (mmMkdir(dir.GetCString(), DIRECTORY_MODE) != 0 && mmGetErrorCode() != EEXIST) {
     LogSystemError("Create directory", dir.GetCString());
@@ -57,7 +57,7 @@ bool CreateLevel(const TPath& dir) {
   return false;
 }
 
-/// Whether the path leads to the open regular file, by whatever name or link.
+// Whether the path leads to the open regular file, by whatever name or link.
 bool LeadsTo(int fd, const TPath& path) {
   struct stat64 file {};
 

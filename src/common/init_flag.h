@@ -61,7 +61,7 @@ class InitFlag {
   std::atomic<uint32_t> forkCount_{0};
   std::atomic<uint32_t> calls_{0};
   std::atomic<uint32_t> waiters_{0};
-  std::mutex mutex_;  // of the wait alone
+  std::mutex mutex_;  ///< of the wait alone
   NeverDestroyed<std::condition_variable> left_;
 };
 

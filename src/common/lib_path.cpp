@@ -14,7 +14,7 @@ namespace {
 constexpr size_t MAX_LINK_LENGTH = 4096;
 constexpr char LIBRARY_SUFFIX[] = ".so";
 
-/// Whether a file name is that of a shared library, "libx.so" or "libx.so.1".
+// Whether a file name is that of a shared library, "libx.so" or "libx.so.1".
 bool IsLibraryName(const std::string& name) {
   const size_t suffix = name.rfind(LIBRARY_SUFFIX);
   if (suffix == std::string::npos || suffix == 0) {

@@ -51,11 +51,13 @@ void WriteLogLine(int level, const char* tag, const CallSite& site, const char* 
 #define ORMO_LOG_EVENT(...) \
   ORMO_LOG_LINE(DLOG_EVENT, ::Ormo::LOG_TAG, ::Ormo::CallSite::Here(), __VA_ARGS__)
 
-#define ORMO_TRACE_LOG_INFO(...) \
-  ORMO_LOG_LINE(DLOG_INFO, ::Ormo::TRACE_LOG_TAG, ::Ormo::CallSite::Here(), __VA_ARGS__)
+#define ORMO_TRACE_LOG_INFO_AT(site, ...) \
+  ORMO_LOG_LINE(DLOG_INFO, ::Ormo::TRACE_LOG_TAG, site, __VA_ARGS__)
+#define ORMO_TRACE_LOG_ERROR_AT(site, ...) \
+  ORMO_LOG_LINE(DLOG_ERROR, ::Ormo::TRACE_LOG_TAG, site, __VA_ARGS__)
+
 #define ORMO_TRACE_LOG_WARNING(...) \
   ORMO_LOG_LINE(DLOG_WARN, ::Ormo::TRACE_LOG_TAG, ::Ormo::CallSite::Here(), __VA_ARGS__)
-#define ORMO_TRACE_LOG_ERROR(...) \
-  ORMO_LOG_LINE(DLOG_ERROR, ::Ormo::TRACE_LOG_TAG, ::Ormo::CallSite::Here(), __VA_ARGS__)
+#define ORMO_TRACE_LOG_ERROR(...) ORMO_TRACE_LOG_ERROR_AT(::Ormo::CallSite::Here(), __VA_ARGS__)
 
 #endif  // ORMO_COMMON_LOG_H

@@ -5,7 +5,7 @@
 
 #include "common/call_site.h"
 #include "common/owner.h"
-#include "common/quiet_release.h"
+#include "common/scope_exit.h"
 #include "zel/zel.h"
 #include "zel/zel_mdl.h"
 

@@ -15,7 +15,7 @@ namespace Ormo {
 
 namespace {
 
-/// The error number for a file of such a mode that is not opened; 0 for a regular one.
+// The error number for a file of such a mode that is not opened; 0 for a regular one.
 int RefusalOf(mode_t mode) {
   if (S_ISREG(mode)) {
     return 0;
@@ -26,7 +26,7 @@ int RefusalOf(mode_t mode) {
   return S_ISDIR(mode) ? EISDIR : ENXIO;
 }
 
-/// False, with errno, for what is there and is no regular file.
+// False, with errno, for what is there and is no regular file.
 bool IsRegularOrMissing(const TPath& path) {
   struct stat status {};
 
@@ -47,8 +47,8 @@ bool IsRegular(const FileDescriptor& file) {
   return errno == 0;
 }
 
-/// Gives the owner the right to write a regular file that lacks it. Goes through a descriptor: the
-/// path may lead to another file at any time.
+// Gives the owner the right to write a regular file that lacks it. Goes through a descriptor: the
+// path may lead to another file at any time.
 void MakeWriteable(const TPath& path, const TPath& name, const CallSite& site) {
   const FileDescriptor file(open(path.GetCString(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
 

@@ -1,7 +1,6 @@
 #include "ormo/t_path.h"
 
 #include <cstring>
-#include <utility>
 
 #include "common/log.h"
 #include "common/system_error.h"
@@ -11,9 +10,6 @@
 namespace Ormo {
 
 namespace {
-
-constexpr char SEPARATOR = '/';
-constexpr char SUFFIX_MARK = '.';
 
 constexpr int ACCESS_EXIST = 0;
 constexpr int ACCESS_WRITE = 2;
@@ -31,16 +27,7 @@ bool EndsWith(const std::string& text, const std::string& end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-bool EndsWithSeparator(const std::string& path) {
-  return !path.empty() && path.back() == SEPARATOR;
-}
-
-/// Where the file name starts; the length of the path when it has none.
-size_t NameStart(const std::string& path) {
-  return path.rfind(SEPARATOR) + 1;
-}
-
-/// The entries of a directory, sorted, as the platform hands them over.
+// The entries of a directory, sorted, as the platform hands them over.
 class Entries {
  public:
   Entries(const std::string& directory, int (*filter)(const dirent*))
@@ -66,7 +53,7 @@ class Entries {
   int count_;
 };
 
-/// Appends the names of the directory's valid entries, sorted. -1 when it cannot be read, else 0.
+// Appends the names of the directory's valid entries, sorted. -1 when it cannot be read, else 0.
 int ListNames(const std::string& directory, int (*filter)(const dirent*),
               std::vector<std::string>& names) {
   const Entries entries(directory, filter);
@@ -91,138 +78,6 @@ int ListNames(const std::string& directory, int (*filter)(const dirent*),
 }
 
 }  // namespace
-
-TPath::TPath(std::string path) : path_(std::move(path)) {}
-
-TPath::TPath(const char* path) : path_(path == nullptr ? "" : path) {}
-
-TPath& TPath::operator=(const std::string& path) {
-  path_ = path;
-  return *this;
-}
-
-TPath& TPath::operator=(const char* path) {
-  path_ = path == nullptr ? "" : path;
-  return *this;
-}
-
-const std::string& TPath::GetString() const {
-  return path_;
-}
-
-const char* TPath::GetCString() const {
-  return path_.c_str();
-}
-
-bool TPath::Empty() const {
-  return path_.empty();
-}
-
-bool TPath::Equals(const TPath& other) const {
-  return path_ == other.path_;
-}
-
-TPath& TPath::Append(const std::string& part) {
-  const size_t start = part.find_first_not_of(SEPARATOR);
-  const std::string rest = start == std::string::npos ? std::string() : part.substr(start);
-  if (!path_.empty() && !EndsWithSeparator(path_)) {
-    path_ += SEPARATOR;
-  }
-  path_ += rest;
-  return *this;
-}
-
-TPath& TPath::Append(const TPath& part) {
-  return Append(part.path_);
-}
-
-TPath& TPath::Append(const char* part) {
-  return part == nullptr ? *this : Append(std::string(part));
-}
-
-TPath TPath::operator+(const TPath& part) const {
-  return TPath(*this).Append(part);
-}
-
-TPath TPath::operator+(const std::string& part) const {
-  return TPath(*this).Append(part);
-}
-
-TPath TPath::operator+(const char* part) const {
-  return TPath(*this).Append(part);
-}
-
-TPath& TPath::GetParentDirectory() {
-  if (EndsWithSeparator(path_)) {
-    path_.pop_back();
-  }
-  const size_t separator = path_.rfind(SEPARATOR);
-  path_.resize(separator == std::string::npos ? 0 : separator);
-  return *this;
-}
-
-std::string TPath::GetFileName() const {
-  return path_.substr(NameStart(path_));
-}
-
-std::string TPath::GetSuffix() const {
-  const std::string name = GetFileName();
-  const size_t mark = name.rfind(SUFFIX_MARK);
-  return mark == std::string::npos ? std::string() : name.substr(mark + 1);
-}
-
-std::string TPath::GetPureName() const {
-  const std::string name = GetFileName();
-  return name.substr(0, name.rfind(SUFFIX_MARK));
-}
-
-TPath& TPath::ChangeSuffix(const std::string& suffix) {
-  const std::string name = GetFileName();
-  if (name.empty()) {
-    return *this;
-  }
-  path_.resize(NameStart(path_));
-  path_ += name.substr(0, name.rfind(SUFFIX_MARK));
-  if (!suffix.empty() && suffix.front() != SUFFIX_MARK) {
-    path_ += SUFFIX_MARK;
-  }
-  path_ += suffix;
-  return *this;
-}
-
-TPath& TPath::ChangeSuffix(const char* suffix) {
-  return ChangeSuffix(std::string(suffix == nullptr ? "" : suffix));
-}
-
-TPath& TPath::DelSuffix() {
-  return ChangeSuffix(std::string());
-}
-
-TPath& TPath::AddSuffix(const std::string& suffix) {
-  if (!path_.empty() && !suffix.empty() && GetSuffix() != suffix) {
-    path_ += suffix;
-  }
-  return *this;
-}
-
-TPath& TPath::IntellAddSuffix(const std::string& suffix) {
-  AddSuffix(suffix);
-  if (GetPureName().empty() || IsExist(true)) {
-    return *this;
-  }
-  const std::string directory = path_.substr(0, NameStart(path_));
-  std::map<long, std::string> matches;
-  TPath(directory.empty() ? "." : directory)
-      .GetDirFileListWithPrefixAndSuffix(GetPureName(), suffix, matches);
-  if (!matches.empty()) {
-    path_ = directory + TPath(matches.begin()->second).GetFileName();
-  }
-  return *this;
-}
-
-bool TPath::IsSubPath(const TPath& other) const {
-  return StartsWith(other.path_, EndsWithSeparator(path_) ? path_ : path_ + SEPARATOR);
-}
 
 bool TPath::IsModeAccessAble(int mode) const {
   if (path_.empty()) {
@@ -303,9 +158,7 @@ bool TPath::NormalizeDir() {
     ORMO_LOG_ERROR("Failed to get the realpath of %s", path_.c_str());
     return false;
   }
-  if (!EndsWithSeparator(path_)) {
-    path_ += SEPARATOR;
-  }
+  Append("");  // ends it with a separator
   return true;
 }
 
@@ -384,6 +237,21 @@ std::string TPath::FuzzyLookupFileName(const std::string& prefix, const std::str
     return {};
   }
   return TPath(matches.begin()->second).GetPureName();
+}
+
+TPath& TPath::IntellAddSuffix(const std::string& suffix) {
+  AddSuffix(suffix);
+  if (GetPureName().empty() || IsExist(true)) {
+    return *this;
+  }
+  const std::string directory = path_.substr(0, path_.size() - GetFileName().size());
+  std::map<long, std::string> matches;
+  TPath(directory.empty() ? "." : directory)
+      .GetDirFileListWithPrefixAndSuffix(GetPureName(), suffix, matches);
+  if (!matches.empty()) {
+    path_ = directory + TPath(matches.begin()->second).GetFileName();
+  }
+  return *this;
 }
 
 }  // namespace Ormo

@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t BLOCK_SIZE = 65536;
 
-/// What stands in front of an event's three texts.
+// What stands in front of an event's three texts.
 struct PackedHead {
   uint64_t ts;
   uint32_t nameSize;
@@ -25,7 +25,7 @@ struct PackedHead {
   }
 };
 
-/// The size as a head holds it.
+// The size as a head holds it.
 uint32_t PackedSize(std::string_view text) {
   if (text.size() > std::numeric_limits<uint32_t>::max()) {
     throw std::length_error("a text of an event is beyond 4 GiB");

@@ -10,8 +10,6 @@
 #include "common/blocked_signals.h"
 #include "common/fork_count.h"
 #include "common/log.h"
-#include "common/scope_exit.h"
-#include "common/trace_text.h"
 #include "common/utils.h"
 
 namespace Ormo {
@@ -27,8 +25,8 @@ uint64_t NowInMicroseconds() {
   return Utils::GetClockMonoRawTime() / NS_PER_US;
 }
 
-/// The calling thread's id, asked for once. Destroyed without code, so that it does not keep the
-/// library loaded until the thread ends.
+// The calling thread's id, asked for once. Destroyed without code, so that it does not keep the
+// library loaded until the thread ends.
 std::string_view CurrentThreadId() {
   thread_local std::array<char, 16> text{};
   thread_local size_t size = 0;
@@ -38,8 +36,8 @@ std::string_view CurrentThreadId() {
   return {text.data(), size};
 }
 
-/// Exists while the calling thread inserts an event. A handler of a signal that comes in there
-/// finds the mutex held by the thread it runs on, and may end the process all the same.
+// Exists while the calling thread inserts an event. A handler of a signal that comes in there
+// finds the mutex held by the thread it runs on, and may end the process all the same.
 class Insertion {
  public:
   Insertion() noexcept { underWay_ = 1; }
@@ -57,11 +55,6 @@ class Insertion {
 
 thread_local volatile std::sig_atomic_t Insertion::underWay_ = 0;
 
-void WarnOfDrop() {
-  ORMO_TRACE_LOG_WARNING("No trace file, only the latest %zu events are kept.",
-                         TraceInner::MAX_EVENTS_WITHOUT_FILE);
-}
-
 std::string TraceFilePath(const std::string& dir, const std::string& processId) {
   std::string path = dir;
   if (!path.empty() && path.back() != '/') {
@@ -71,6 +64,13 @@ std::string TraceFilePath(const std::string& dir, const std::string& processId) 
 }
 
 }  // namespace
+
+TraceInner::TraceInner(std::chrono::milliseconds dumpPeriod)
+    : dumpPeriod_(dumpPeriod), processId_(Utils::GetPid()), forkCount_(ForkCount()) {}
+
+TraceInner::~TraceInner() {
+  Close();
+}
 
 TraceInner& TraceInner::Instance() {
   // Closed when the process ends or the library is unloaded, and never destroyed: callers' threads
@@ -92,18 +92,29 @@ TraceInner& TraceInner::Instance() {
   return recorder.Get();
 }
 
-TraceInner::TraceInner(std::chrono::milliseconds dumpPeriod)
-    : dumpPeriod_(dumpPeriod), processId_(Utils::GetPid()), forkCount_(ForkCount()) {}
-
-TraceInner::~TraceInner() {
-  Close();
-}
-
 bool TraceInner::IsInherited() const noexcept {
   return forkCount_ != ForkCount();
 }
 
-/// Says whether there is a thread to be joined.
+// Runs `change` under the mutex and keeps the bound; says so when events are dropped for it the
+// first time.
+template <typename Change>
+void TraceInner::ChangeEvents(Change change) {
+  bool isFirstDrop = false;
+  {
+    const Insertion insertion;
+    const std::lock_guard<std::mutex> lock(mutex);
+    change();
+    const bool dropped = limited_ && events.KeepNewest(MAX_EVENTS_WITHOUT_FILE);
+    isFirstDrop = dropped && !std::exchange(dropReported_, true);
+  }
+  if (isFirstDrop) {
+    ORMO_TRACE_LOG_WARNING("No trace file, only the latest %zu events are kept.",
+                           MAX_EVENTS_WITHOUT_FILE);
+  }
+}
+
+// Says whether there is a thread to be joined.
 bool TraceInner::SetClosed() noexcept {
   const std::lock_guard<std::mutex> lock(mutex);
   return std::exchange(state_, State::CLOSED) == State::WRITING;
@@ -144,20 +155,14 @@ void TraceInner::InsertItem(const EventInfo& event) noexcept {
   if (IsInherited() || Insertion::IsUnderWay()) {
     return;
   }
-  bool firstDrop = false;
   try {
-    const Insertion insertion;
-    const std::lock_guard<std::mutex> lock(mutex);
-    if (state_ == State::CLOSED) {
-      return;
-    }
-    events.Add(event);
-    firstDrop = DropBeyondLimit();
+    ChangeEvents([&] {
+      if (state_ != State::CLOSED) {
+        events.Add(event);
+      }
+    });
   } catch (const std::exception& e) {
     ORMO_TRACE_LOG_ERROR("Add trace item failed, exception info is [%s].", e.what());
-  }
-  if (firstDrop) {
-    WarnOfDrop();
   }
 }
 
@@ -181,122 +186,17 @@ void TraceInner::StartDumpTrace(const std::string& dir) noexcept {
   }
 }
 
-void TraceInner::DumpTraceRoutine() noexcept {
-  try {
-    if (OpenFile()) {
-      while (WaitForPeriod()) {
-        DumpTrace();
-      }
-      DumpTrace();
-    }
-  } catch (const std::exception& e) {
-    ORMO_TRACE_LOG_ERROR("Write trace failed, exception info is [%s].", e.what());
-  }
-  CloseFile();
-  LimitEvents(true);
-}
-
-bool TraceInner::OpenFile() {
-  TPath path;
-  {
-    const std::lock_guard<std::mutex> lock(mutex);
-    path = tracePath;
-  }
-  if (!file.Open(path)) {
-    ORMO_TRACE_LOG_ERROR("Open %s failed", path.GetCString());
-    return false;
-  }
-  return DumpHead(path);
-}
-
-bool TraceInner::DumpHead(const TPath& path) {
-  ScopeExit remove("a trace file without a document", [&] { file.Remove(path); });
-  if (!file.WriteHead()) {
-    ORMO_TRACE_LOG_ERROR("Write trace file failed.");
-    return false;
-  }
-  remove.Dismiss();
-  return true;
-}
-
-/// Says whether the recorder goes on after the wait.
-bool TraceInner::WaitForPeriod() {
-  std::unique_lock<std::mutex> lock(mutex);
-  return !stopped_.wait_for(lock, dumpPeriod_, [this] { return state_ != State::WRITING; });
-}
-
-void TraceInner::DumpTrace() {
-  TraceEvents taken = GetEvents();
-  if (taken.Count() == 0) {
-    ORMO_TRACE_LOG_INFO("No trace to dump.");
-    return;
-  }
-  // Block by block, so that the text stays small however much was recorded.
-  while (taken.Count() > 0) {
-    TraceEvents block = taken.TakeBlock();
-    if (!DumpEvents(block)) {
-      taken.PutBack(std::move(block));
-      PutBackEvents(std::move(taken));
-      return;
-    }
-  }
-}
-
-bool TraceInner::DumpEvents(const TraceEvents& block) {
-  bool written = false;
-  try {
-    written = file.Append(TraceText(block, processId_));
-  } catch (const std::exception& e) {
-    ORMO_TRACE_LOG_ERROR("Trace json dump failed, exception info is [%s].", e.what());
-    return false;
-  }
-  if (!written) {
-    ORMO_TRACE_LOG_ERROR("Write trace file failed.");
-  }
-  LimitEvents(!written);
-  return written;
-}
-
-void TraceInner::CloseFile() noexcept {
-  if (!file.Close()) {
-    ORMO_LOG_ERROR_AT(CallSite::Here("file_utils.cpp"), "Chmod failed, path : %s, ret : %d",
-                      tracePath.c_str(), -1);
-  }
-}
-
 TraceEvents TraceInner::GetEvents() noexcept {
   const std::lock_guard<std::mutex> lock(mutex);
   return std::move(events);
 }
 
 void TraceInner::PutBackEvents(TraceEvents older) noexcept {
-  bool firstDrop = false;
-  {
-    const std::lock_guard<std::mutex> lock(mutex);
-    events.PutBack(std::move(older));
-    firstDrop = DropBeyondLimit();
-  }
-  if (firstDrop) {
-    WarnOfDrop();
-  }
+  ChangeEvents([&] { events.PutBack(std::move(older)); });
 }
 
 void TraceInner::LimitEvents(bool limited) noexcept {
-  bool firstDrop = false;
-  {
-    const std::lock_guard<std::mutex> lock(mutex);
-    limited_ = limited;
-    firstDrop = DropBeyondLimit();
-  }
-  if (firstDrop) {
-    WarnOfDrop();
-  }
-}
-
-/// Says whether events were dropped for the first time. Needs the mutex.
-bool TraceInner::DropBeyondLimit() noexcept {
-  const bool dropped = limited_ && events.KeepNewest(MAX_EVENTS_WITHOUT_FILE);
-  return dropped && !std::exchange(dropReported_, true);
+  ChangeEvents([&] { limited_ = limited; });
 }
 
 }  // namespace Ormo

@@ -31,15 +31,15 @@ class TraceInner {
   static constexpr size_t MAX_EVENTS_WITHOUT_FILE = 65536;
   static constexpr std::chrono::seconds DUMP_PERIOD{30};
 
-  /// The recorder of the process. Whatever has threads that record until the process ends touches
-  /// it first, so that it outlives them.
-  static TraceInner& Instance();
-
   explicit TraceInner(std::chrono::milliseconds dumpPeriod = DUMP_PERIOD);
   TraceInner(const TraceInner&) = delete;
   TraceInner& operator=(const TraceInner&) = delete;
 
   ~TraceInner();
+
+  /// The recorder of the process. Whatever has threads that record until the process ends touches
+  /// it first, so that it outlives them.
+  static TraceInner& Instance();
 
   /// Record an event at this moment, or at `ts` microseconds. An empty `processId` or `threadId`
   /// stands for the current one.
@@ -65,21 +65,22 @@ class TraceInner {
     CLOSED    ///< for good
   };
 
+  bool IsInherited() const noexcept;
   bool SetClosed() noexcept;
 
+  template <typename Change>
+  void ChangeEvents(Change change);
+  TraceEvents GetEvents() noexcept;
+  void PutBackEvents(TraceEvents older) noexcept;
+  void LimitEvents(bool limited) noexcept;
+
   void DumpTraceRoutine() noexcept;
-  bool IsInherited() const noexcept;
   bool OpenFile();
   bool DumpHead(const TPath& path);
   bool WaitForPeriod();
   void DumpTrace();
   bool DumpEvents(const TraceEvents& block);
   void CloseFile() noexcept;
-
-  TraceEvents GetEvents() noexcept;
-  void PutBackEvents(TraceEvents older) noexcept;
-  void LimitEvents(bool limited) noexcept;
-  bool DropBeyondLimit() noexcept;
 
   const std::chrono::milliseconds dumpPeriod_;
   const std::string processId_;

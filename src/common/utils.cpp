@@ -27,15 +27,15 @@ constexpr size_t ERROR_TEXT_SIZE = 128;
 constexpr int TM_YEAR_BASE = 1900;
 
 constexpr size_t PAIR = 2;
-/// From this many samples on, the smallest and the largest are left out.
+// From this many samples on, the smallest and the largest are left out.
 constexpr size_t TRIM_MIN_SAMPLES = 10;
-/// One in this many goes at either end.
+// One in this many goes at either end.
 constexpr size_t TRIM_PART = 5;
 
 constexpr char MEMINFO_PATH[] = "/proc/meminfo";
 constexpr uint32_t KB_TO_MB_SHIFT = 10;
 
-/// The word after `key`; nothing when `key` does not occur.
+// The word after `key`; nothing when `key` does not occur.
 std::optional<std::string> WordAfter(std::istream& stream, const char* key) {
   for (std::string word; stream >> word;) {
     if (word == key) {
@@ -45,6 +45,35 @@ std::optional<std::string> WordAfter(std::istream& stream, const char* key) {
     }
   }
   return std::nullopt;
+}
+
+// A line of the system's list, and what log lines call it: where it is missing, where it is there.
+struct MemoryFigure {
+  const char* key;
+  const char* missingName;
+  const char* name;
+};
+
+uint64_t ReadMemorySize(const MemoryFigure& figure) {
+  std::ifstream meminfo(MEMINFO_PATH);
+  if (!meminfo) {
+    ORMO_LOG_ERROR("Open meminfo file failed");
+    return 0;
+  }
+  const std::optional<std::string> word = WordAfter(meminfo, figure.key);
+  if (!word) {
+    ORMO_LOG_ERROR("Get %smemory size failed.", figure.missingName);
+    return 0;
+  }
+  try {
+    const uint64_t size = std::stoull(*word);
+    ORMO_LOG_INFO("Get %smemory size is %lu MB.", figure.name, size >> KB_TO_MB_SHIFT);
+    return size;
+  } catch (const std::exception& e) {
+    ORMO_LOG_ERROR("Convet[%s] %smemory size failed, exception info is [%s].", word->c_str(),
+                   figure.name, e.what());
+    return 0;
+  }
 }
 
 std::string IdText(int id) {
@@ -155,47 +184,11 @@ bool Utils::IsDoubleZeroAll(const std::map<std::string, double>& map) {
 }
 
 uint64_t Utils::GetAvailableMemorySize() {
-  std::ifstream meminfo(MEMINFO_PATH);
-  if (!meminfo) {
-    ORMO_LOG_ERROR("Open meminfo file failed");
-    return 0;
-  }
-  const std::optional<std::string> word = WordAfter(meminfo, "MemAvailable:");
-  if (!word) {
-    ORMO_LOG_ERROR("Get available memory size failed.");
-    return 0;
-  }
-  try {
-    const uint64_t size = std::stoull(*word);
-    ORMO_LOG_INFO("Get available memory size is %lu MB.", size >> KB_TO_MB_SHIFT);
-    return size;
-  } catch (const std::exception& e) {
-    ORMO_LOG_ERROR("Convet[%s] available memory size failed, exception info is [%s].",
-                   word->c_str(), e.what());
-    return 0;
-  }
+  return ReadMemorySize({"MemAvailable:", "available ", "available "});
 }
 
 uint64_t Utils::GetTotalMemorySize() {
-  std::ifstream meminfo(MEMINFO_PATH);
-  if (!meminfo) {
-    ORMO_LOG_ERROR("Open meminfo file failed");
-    return 0;
-  }
-  const std::optional<std::string> word = WordAfter(meminfo, "MemTotal:");
-  if (!word) {
-    ORMO_LOG_ERROR("Get total memory size failed.");
-    return 0;
-  }
-  try {
-    const uint64_t size = std::stoull(*word);
-    ORMO_LOG_INFO("Get memory size is %lu MB.", size >> KB_TO_MB_SHIFT);
-    return size;
-  } catch (const std::exception& e) {
-    ORMO_LOG_ERROR("Convet[%s] memory size failed, exception info is [%s].", word->c_str(),
-                   e.what());
-    return 0;
-  }
+  return ReadMemorySize({"MemTotal:", "total ", ""});
 }
 
 std::string Utils::GetPid() {

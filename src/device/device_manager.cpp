@@ -8,7 +8,7 @@
 
 #include "common/invalid_param.h"
 #include "common/log.h"
-#include "common/quiet_release.h"
+#include "common/scope_exit.h"
 #include "common/utils.h"
 #include "device/profiled_run.h"
 #include "ormo/file_utils.h"

@@ -2,7 +2,6 @@
 
 #include <system_error>
 
-#include "common/quiet_release.h"
 #include "common/scope_exit.h"
 #include "common/trace_inner.h"
 #include "common/utils.h"

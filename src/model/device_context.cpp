@@ -1,7 +1,6 @@
 #include "model/device_context.h"
 
 #include "common/log.h"
-#include "common/quiet_release.h"
 #include "common/scope_exit.h"
 #include "common/status_translation.h"
 #include "ormo/status.h"

@@ -4,7 +4,7 @@
 
 #include "common/log.h"
 #include "common/platform_handles.h"
-#include "common/quiet_release.h"
+#include "common/scope_exit.h"
 #include "common/status_translation.h"
 #include "model/model_manager.h"
 #include "ormo/status.h"

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "common/quiet_release.h"
+#include "common/scope_exit.h"
 #include "offline/run_task.h"
 #include "ormo/ormo_error_manager.h"
 

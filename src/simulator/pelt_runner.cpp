@@ -19,7 +19,7 @@ namespace Ormo {
 namespace {
 
 constexpr char SOC_VERSION_VARIABLE[] = "PELT_SOC_VERSION";
-/// Chips that can be simulated, and what the simulator calls their cores.
+// Chips that can be simulated, and what the simulator calls their cores.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 1> CHIP_INFO = {
     {{"TarnLake1", "tarn_lake_core"}}};
 
@@ -28,7 +28,7 @@ constexpr char DESCRIPTION_SUFFIX[] = ".json";
 constexpr char KERNEL_SUFFIX[] = ".dux";
 constexpr char FUNCTION_SUFFIX[] = "__kernel0";
 
-/// Every kernel gets that many arguments of 0.
+// Every kernel gets that many arguments of 0.
 constexpr size_t ARGUMENT_COUNT = 21;
 constexpr uint64_t MAX_TICKS = std::numeric_limits<uint64_t>::max();
 

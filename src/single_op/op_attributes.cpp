@@ -6,7 +6,7 @@
 
 #include "annex_k/annex_k.h"
 #include "common/log.h"
-#include "common/quiet_release.h"
+#include "common/scope_exit.h"
 
 namespace Ormo {
 

@@ -4,7 +4,7 @@
 
 #include "common/log.h"
 #include "common/platform_handles.h"
-#include "common/quiet_release.h"
+#include "common/scope_exit.h"
 
 namespace Ormo {
 

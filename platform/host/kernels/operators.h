@@ -54,7 +54,7 @@ void FillConst(const GraphNode& node, size_t count, float* elements);
 /// Throws a GraphError when the node does not say what its elements are.
 void CheckConst(const GraphNode& node);
 
-/// Each lives in its own source.
+/// MatMul lives in a source of its own, the others share elementwise.cpp.
 Kernel MakeMatMul(const NodeShapes& shapes);
 Kernel MakeAdd(const NodeShapes& shapes);
 Kernel MakeMul(const NodeShapes& shapes);
