@@ -52,7 +52,7 @@ void AddRule(const std::string& function, uint64_t nth, Fault fault) {
 void Record(Script& script, const char* function, Failing failing) {
   ++script.counts[function];
   if (failing == Failing::CAN) {
-    script.calls.push_back({function, gettid()});
+    script.calls.push_back({function, "", gettid()});
   }
 }
 
@@ -76,6 +76,17 @@ Fault MeetScript(const char* function, Failing failing) {
       std::remove_if(rules.begin(), rules.end(), [](const Rule& rule) { return rule.IsSpent(); }),
       rules.end());
   return fault;
+}
+
+void AddToCall(const std::string& text) {
+  auto& script = Single<Script>();
+  const std::lock_guard<std::mutex> lock(script.mutex);
+  const auto call =
+      std::find_if(script.calls.rbegin(), script.calls.rend(),
+                   [thread = gettid()](const Call& made) { return made.thread == thread; });
+  if (script.isRecording && call != script.calls.rend()) {
+    call->arguments += text;
+  }
 }
 
 void ClearScript() {

@@ -6,6 +6,8 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <sstream>
+#include <string>
 
 namespace OrmoHost {
 
@@ -23,6 +25,20 @@ inline std::atomic<bool> isScriptActive{false};
 
 /// Takes note of a call and returns what the rules hold for it.
 Fault MeetScript(const char* function, Failing failing);
+
+/// Adds to the text of the calling thread's latest recorded call.
+void AddToCall(const std::string& text);
+
+/// Shows what a function was given with its recorded call; "#" stands before ids. For functions
+/// that do their work: those that a rule makes fail do not come here.
+template <typename... Values>
+void Note(const Values&... values) {
+  if (isScriptActive.load(std::memory_order_relaxed)) {
+    std::ostringstream text;
+    ((text << ' ' << values), ...);
+    AddToCall(text.str());
+  }
+}
 
 void ClearScript();
 

@@ -8,10 +8,14 @@ using namespace OrmoHost;  // NOLINT(google-build-using-namespace): the function
 
 int32_t zelgrphProfGraphSubscribe(uint32_t graphId, zelprofSubscribeConfig* config) {
   return Attempt("zelgrphProfGraphSubscribe", [&] {
+    Note("#", graphId);
     GetSessionGraph(graphId)->Subscribe(Single<SubscribeConfigs>().Get(config));
   });
 }
 
 int32_t zelgrphProfGraphUnSubscribe(uint32_t graphId) {
-  return Release("zelgrphProfGraphUnSubscribe", [&] { GetSessionGraph(graphId)->Unsubscribe(); });
+  return Release("zelgrphProfGraphUnSubscribe", [&] {
+    Note("#", graphId);
+    GetSessionGraph(graphId)->Unsubscribe();
+  });
 }

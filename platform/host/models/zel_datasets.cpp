@@ -17,7 +17,7 @@ int32_t zelmdlDestroyDataset(zelmdlDataset* dataset) {
 
 int32_t zelmdlAddDatasetBuffer(zelmdlDataset* dataset, zelDataBuffer* buffer) {
   return Attempt("zelmdlAddDatasetBuffer", [&] {
-    Single<DataBuffers>().Get(buffer);
+    Note(Single<DataBuffers>().Get(buffer)->size);
     Single<Datasets>().Get(dataset)->buffers.push_back(buffer);
     ++changeCount;
   });
@@ -30,6 +30,7 @@ size_t zelmdlGetDatasetNumBuffers(zelmdlDataset* dataset) {
 
 zelDataBuffer* zelmdlGetDatasetBuffer(zelmdlDataset* dataset, size_t index) {
   return Attempt("zelmdlGetDatasetBuffer", [&] {
+    Note(index);
     std::shared_ptr<Dataset> found = Single<Datasets>().Get(dataset);
     Require(index < found->buffers.size(), OUT_OF_RANGE);
     return found->buffers[index];
@@ -38,6 +39,7 @@ zelDataBuffer* zelmdlGetDatasetBuffer(zelmdlDataset* dataset, size_t index) {
 
 zelDataBuffer* zelCreateDataBuffer(void* data, size_t size) {
   return Attempt("zelCreateDataBuffer", [&] {
+    Note(size);
     Require(data != nullptr, INVALID_ARGUMENT);
     return Single<DataBuffers>().Make(DataBuffer{data, size});
   });
@@ -55,11 +57,13 @@ size_t zelGetDataBufferSizeV2(zelDataBuffer* buffer) {
   return Attempt("zelGetDataBufferSizeV2", [&] { return Single<DataBuffers>().Get(buffer)->size; });
 }
 
-zelTensorDesc* zelCreateTensorDesc(int32_t /*dataType*/, int numDims, const int64_t* dims,
-                                   int32_t /*format*/) {
+zelTensorDesc* zelCreateTensorDesc(int32_t dataType, int numDims, const int64_t* dims,
+                                   int32_t format) {
   return Attempt("zelCreateTensorDesc", [&] {
     Require(numDims >= 0 && (dims != nullptr || numDims == 0), INVALID_ARGUMENT);
-    return Single<TensorDescs>().Make(dims, dims + numDims);
+    const Shape shape(dims, dims + numDims);
+    Note(dataType, format, ToText(shape));
+    return Single<TensorDescs>().Make(shape);
   });
 }
 
@@ -71,6 +75,7 @@ void zelDestroyTensorDesc(zelTensorDesc* desc) {
 
 int32_t zelmdlSetDatasetTensorDesc(zelmdlDataset* dataset, zelTensorDesc* desc, size_t index) {
   return Attempt("zelmdlSetDatasetTensorDesc", [&] {
+    Note(index);
     std::shared_ptr<Dataset> found = Single<Datasets>().Get(dataset);
     Require(index < found->buffers.size(), NO_SUCH_INPUT);
     found->shapes[index] = *Single<TensorDescs>().Get(desc);

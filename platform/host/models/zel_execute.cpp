@@ -62,6 +62,7 @@ void ApplySetting(uint32_t modelId, zelmdlDataset* dataset, size_t index, Dynami
   Require(isSettingInput && model.GetProgram().Dynamic() == kind, NO_SUCH_INPUT);
   Reporting(EXECUTION_REFUSED, loaded->Origin(), INVALID_SETTING,
             [&] { RequireSetting(model, setting); });
+  Note("#", modelId, index, ToText(setting));
   found->setting = std::move(setting);
 }
 
@@ -96,5 +97,8 @@ int32_t zelmdlSetInputDynamicDims(uint32_t modelId, zelmdlDataset* dataset, size
 }
 
 int32_t zelmdlExecute(uint32_t modelId, const zelmdlDataset* input, zelmdlDataset* output) {
-  return Attempt("zelmdlExecute", [&] { Execute(modelId, input, output); });
+  return Attempt("zelmdlExecute", [&] {
+    Note("#", modelId);
+    Execute(modelId, input, output);
+  });
 }

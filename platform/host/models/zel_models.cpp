@@ -77,6 +77,7 @@ using namespace OrmoHost;  // NOLINT(google-build-using-namespace): the function
 int32_t zelmdlQuerySizeFromMem(const void* model, size_t modelSize, size_t* workSize,
                                size_t* weightSize) {
   return Attempt("zelmdlQuerySizeFromMem", [&] {
+    Note(modelSize);
     GetCurrentContext();
     Require(workSize != nullptr && weightSize != nullptr, INVALID_ARGUMENT);
     Model queried = MakeModel(IN_MEMORY, ImageText(model, modelSize));
@@ -89,6 +90,7 @@ int32_t zelmdlLoadFromFile(const char* modelPath, uint32_t* modelId) {
   return Attempt("zelmdlLoadFromFile", [&] {
     Require(modelPath != nullptr && modelId != nullptr, INVALID_ARGUMENT);
     *modelId = Load(modelPath, ReadImage(modelPath));
+    Note("#", *modelId);
   });
 }
 
@@ -96,6 +98,7 @@ int32_t zelmdlLoadFromMem(const void* model, size_t modelSize, uint32_t* modelId
   return Attempt("zelmdlLoadFromMem", [&] {
     Require(modelId != nullptr, INVALID_ARGUMENT);
     *modelId = Load(IN_MEMORY, ImageText(model, modelSize));
+    Note(modelSize, "#", *modelId);
   });
 }
 
@@ -105,12 +108,15 @@ int32_t zelmdlLoadFromMemWithMem(const void* model, size_t modelSize, uint32_t* 
   return Attempt("zelmdlLoadFromMemWithMem", [&] {
     Require(modelId != nullptr, INVALID_ARGUMENT);
     *modelId = LoadInto(ImageText(model, modelSize), workPtr, workSize, weightPtr, weightSize);
+    Note(modelSize, workSize, weightSize, "#", *modelId);
   });
 }
 
 int32_t zelmdlUnload(uint32_t modelId) {
-  return Release("zelmdlUnload",
-                 [&] { Require(Single<LoadedModels>().Take(modelId) != nullptr, UNKNOWN_MODEL); });
+  return Release("zelmdlUnload", [&] {
+    Note("#", modelId);
+    Require(Single<LoadedModels>().Take(modelId) != nullptr, UNKNOWN_MODEL);
+  });
 }
 
 zelmdlDesc* zelmdlCreateDesc() {
@@ -118,8 +124,10 @@ zelmdlDesc* zelmdlCreateDesc() {
 }
 
 int32_t zelmdlGetDesc(zelmdlDesc* desc, uint32_t modelId) {
-  return Attempt("zelmdlGetDesc",
-                 [&] { *Single<Descs>().Get(desc) = GetModel(modelId)->GetModel().Description(); });
+  return Attempt("zelmdlGetDesc", [&] {
+    Note("#", modelId);
+    *Single<Descs>().Get(desc) = GetModel(modelId)->GetModel().Description();
+  });
 }
 
 int32_t zelmdlDestroyDesc(zelmdlDesc* desc) {
@@ -137,6 +145,7 @@ size_t zelmdlGetNumOutputs(zelmdlDesc* desc) {
 
 size_t zelmdlGetInputSizeByIndex(zelmdlDesc* desc, size_t index) {
   return Attempt("zelmdlGetInputSizeByIndex", [&] {
+    Note(index);
     std::shared_ptr<ModelDescription> found = Single<Descs>().Get(desc);
     Require(index < found->inputs.size(), OUT_OF_RANGE);
     return found->inputs[index].bytes;
@@ -145,6 +154,7 @@ size_t zelmdlGetInputSizeByIndex(zelmdlDesc* desc, size_t index) {
 
 size_t zelmdlGetOutputSizeByIndex(zelmdlDesc* desc, size_t index) {
   return Attempt("zelmdlGetOutputSizeByIndex", [&] {
+    Note(index);
     std::shared_ptr<ModelDescription> found = Single<Descs>().Get(desc);
     Require(index < found->outputBytes.size(), OUT_OF_RANGE);
     return found->outputBytes[index];
@@ -155,6 +165,7 @@ int32_t zelmdlGetInputIndexByName(zelmdlDesc* desc, const char* name, size_t* in
   return Attempt("zelmdlGetInputIndexByName", [&] {
     std::shared_ptr<ModelDescription> found = Single<Descs>().Get(desc);
     Require(name != nullptr && index != nullptr, INVALID_ARGUMENT);
+    Note(name);
     size_t i = 0;
     while (i < found->inputs.size() && found->inputs[i].name != name) {
       ++i;

@@ -14,6 +14,10 @@
 namespace OrmoHost {
 namespace {
 
+std::string ToText(const std::optional<Shape>& shape) {
+  return shape.has_value() ? ToText(*shape) : "none";
+}
+
 std::optional<Shape> CopyShape(const int64_t* dims, int64_t count) {
   if (count == ZEL_SHAPE_NOT_GIVEN) {
     return std::nullopt;
@@ -86,6 +90,9 @@ Handle* CreateArray(const char* function, const Element* values, uint64_t size) 
   return Attempt(function, [&] {
     Require(size == 0 || values != nullptr, INVALID_ARGUMENT);
     auto array = std::make_shared<std::vector<Element>>(values, values + size);
+    for (const Element& value : *array) {
+      Note(value);
+    }
     uintptr_t handle = Single<MarkAddresses>().Next();
     Single<Arrays<Element>>().Add(handle, std::move(array));
     return reinterpret_cast<Handle*>(handle);  // NOLINT(performance-no-int-to-ptr): an address
@@ -121,13 +128,14 @@ void CloseArrays() {
 using namespace OrmoHost;  // NOLINT(google-build-using-namespace): the functions below are its face
 
 zelTensor* zelCreateTensor(const int64_t* viewDims, int64_t viewDimCount, int32_t dataType,
-                           const int64_t* strides, int64_t offset, int32_t /*format*/,
+                           const int64_t* strides, int64_t offset, int32_t format,
                            const int64_t* storageDims, int64_t storageDimCount, void* deviceData) {
   return Attempt("zelCreateTensor", [&] {
     Require(strides == nullptr && offset == 0, INVALID_ARGUMENT);
-    return Single<Tensors>().Make(Tensor{CopyShape(viewDims, viewDimCount),
-                                         CopyShape(storageDims, storageDimCount),
-                                         static_cast<ox::DataType>(dataType), deviceData});
+    Tensor tensor{CopyShape(viewDims, viewDimCount), CopyShape(storageDims, storageDimCount),
+                  static_cast<ox::DataType>(dataType), deviceData};
+    Note(dataType, format, ToText(tensor.view), ToText(tensor.storage));
+    return Single<Tensors>().Make(std::move(tensor));
   });
 }
 

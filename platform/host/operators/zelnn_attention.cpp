@@ -36,6 +36,7 @@ int32_t zelnnFlashAttentionScoreGetWorkspaceSize(
 int32_t zelnnFlashAttentionScore(void* workspace, uint64_t workspaceSize, zelOpExecutor* executor,
                                  zelrtStream stream) {
   return Attempt("zelnnFlashAttentionScore", [&] {
+    Note(workspaceSize);
     ExecuteOperator(OperatorKind::ATTENTION, workspace, workspaceSize, executor, stream);
   });
 }
@@ -77,6 +78,7 @@ int32_t zelnnFlashAttentionScoreGradGetWorkspaceSize(
 int32_t zelnnFlashAttentionScoreGrad(void* workspace, uint64_t workspaceSize,
                                      zelOpExecutor* executor, zelrtStream stream) {
   return Attempt("zelnnFlashAttentionScoreGrad", [&] {
+    Note(workspaceSize);
     ExecuteOperator(OperatorKind::ATTENTION_GRADIENT, workspace, workspaceSize, executor, stream);
   });
 }

@@ -11,6 +11,7 @@ using namespace OrmoHost;  // NOLINT(google-build-using-namespace): the function
 zelprofSubscribeConfig* zelprofCreateSubscribeConfig(int8_t timeInfoSwitch,
                                                      zelprofAicoreMetrics metric, void* fd) {
   return Attempt("zelprofCreateSubscribeConfig", [&] {
+    Note(static_cast<int>(timeInfoSwitch), metric);
     bool isSupported = timeInfoSwitch == ZEL_PROF_TIME_INFO_ON && metric == ZEL_AICORE_NONE;
     Require(isSupported && fd != nullptr, INVALID_ARGUMENT);
     return Single<SubscribeConfigs>().Make(*static_cast<int32_t*>(fd));
@@ -24,10 +25,14 @@ int32_t zelprofDestroySubscribeConfig(zelprofSubscribeConfig* config) {
 
 int32_t zelprofModelSubscribe(uint32_t modelId, zelprofSubscribeConfig* config) {
   return Attempt("zelprofModelSubscribe", [&] {
+    Note("#", modelId);
     GetModel(modelId)->Subscribe(Single<SubscribeConfigs>().Get(config), RecordStyle::WITH_STEPS);
   });
 }
 
 int32_t zelprofModelUnSubscribe(uint32_t modelId) {
-  return Release("zelprofModelUnSubscribe", [&] { GetModel(modelId)->Unsubscribe(); });
+  return Release("zelprofModelUnSubscribe", [&] {
+    Note("#", modelId);
+    GetModel(modelId)->Unsubscribe();
+  });
 }

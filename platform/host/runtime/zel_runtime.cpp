@@ -31,6 +31,7 @@ int32_t zelrtGetDeviceCount(uint32_t* count) {
 
 int32_t zelrtSetDevice(uint32_t deviceId) {
   return Attempt("zelrtSetDevice", [&] {
+    Note(deviceId);
     Single<Runtime>().SetDevice(deviceId);
     current = {nullptr, deviceId, true};
   });
@@ -38,6 +39,7 @@ int32_t zelrtSetDevice(uint32_t deviceId) {
 
 int32_t zelrtResetDevice(uint32_t deviceId) {
   return Release("zelrtResetDevice", [&] {
+    Note(deviceId);
     if (Single<Runtime>().ResetDevice(deviceId)) {
       ReleaseDevice(deviceId);
     }
@@ -46,6 +48,7 @@ int32_t zelrtResetDevice(uint32_t deviceId) {
 
 int32_t zelrtCreateContext(zelrtContext* context, uint32_t deviceId) {
   return Attempt("zelrtCreateContext", [&] {
+    Note(deviceId);
     Require(context != nullptr, INVALID_ARGUMENT);
     Single<Runtime>().RequireSet(deviceId);
     *context = Single<Contexts>().Make(deviceId);
@@ -55,7 +58,7 @@ int32_t zelrtCreateContext(zelrtContext* context, uint32_t deviceId) {
 
 int32_t zelrtSetCurrentContext(zelrtContext context) {
   return Attempt("zelrtSetCurrentContext", [&] {
-    Single<Contexts>().Get(context);
+    Note("device", Single<Contexts>().Get(context)->device);
     current.context = context;
   });
 }
@@ -69,11 +72,15 @@ const char* zelrtGetSocName() {
 }
 
 int32_t zelrtSetOpExecuteTimeOut(uint32_t timeout) {
-  return Attempt("zelrtSetOpExecuteTimeOut", [&] { GetCurrentContext()->opTimeout = timeout; });
+  return Attempt("zelrtSetOpExecuteTimeOut", [&] {
+    Note(timeout);
+    GetCurrentContext()->opTimeout = timeout;
+  });
 }
 
 int32_t zelrtMalloc(void** devPtr, size_t size, zelrtMemMallocPolicy policy) {
   return Attempt("zelrtMalloc", [&] {
+    Note(size, policy);
     Require(devPtr != nullptr, INVALID_ARGUMENT);
     auto block = std::make_shared<Block>(GetCurrentContext()->device, size, policy);
     UserBlocks().Add(reinterpret_cast<uintptr_t>(block->Data()), block);
@@ -89,6 +96,7 @@ int32_t zelrtFree(void* devPtr) {
 
 int32_t zelrtMemset(void* devPtr, size_t maxCount, int32_t value, size_t count) {
   return Attempt("zelrtMemset", [&] {
+    Note(maxCount, value, count);
     uint32_t device = GetCurrentContext()->device;
     Require(count <= maxCount, OUT_OF_RANGE);
     std::shared_ptr<Block> block = GetUserBlock(devPtr, count, device);
@@ -99,6 +107,7 @@ int32_t zelrtMemset(void* devPtr, size_t maxCount, int32_t value, size_t count) 
 int32_t zelrtMemcpy(void* dst, size_t destMax, const void* src, size_t count,
                     zelrtMemcpyKind kind) {
   return Attempt("zelrtMemcpy", [&] {
+    Note(destMax, count, kind);
     uint32_t device = GetCurrentContext()->device;
     Require(count <= destMax, OUT_OF_RANGE);
     bool isToDevice = kind == ZEL_MEMCPY_HOST_TO_DEVICE;
@@ -112,6 +121,7 @@ int32_t zelrtMemcpy(void* dst, size_t destMax, const void* src, size_t count,
 
 int32_t zelrtGetMemInfo(zelrtMemAttr attr, size_t* free, size_t* total) {
   return Attempt("zelrtGetMemInfo", [&] {
+    Note(attr);
     Require(free != nullptr && total != nullptr, INVALID_ARGUMENT);
     size_t used = UsedMemory(GetCurrentDevice());
     Machine machine = CurrentMachine();

@@ -114,6 +114,8 @@ std::map<std::string, OperatorTimes> Account();
 
 struct Call {
   std::string function;
+  /// Ids, sizes, shapes and the like that it was given or gave, each behind a space: " #7 64".
+  std::string arguments;
   int thread;  ///< id of the calling thread
 };
 
