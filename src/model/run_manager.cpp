@@ -5,17 +5,15 @@
 
 #include "common/log.h"
 #include "common/scope_exit.h"
-#include "common/utils.h"
 #include "model/chip_tables.h"
 #include "model/device_context.h"
+#include "model/measuring_loop.h"
 #include "ormo/status.h"
 #include "ormo/trace.h"
 #include "profiling/offline_manager.h"
 
 namespace Ormo {
 namespace {
-
-using Times = std::multiset<uint64_t>;
 
 int SetOpExecuteTimeout(const std::string& socVersion) {
   const auto entry = std::find_if(OP_EXECUTE_TIMEOUTS.begin(), OP_EXECUTE_TIMEOUTS.end(),
@@ -31,16 +29,13 @@ int SetOpExecuteTimeout(const std::string& socVersion) {
   return STATUS_SUCCESS;
 }
 
-// One more execution; its time is in `runInfo` and, if it succeeded, in `times`.
 int ExecuteOnce(const ModelManager& modelManager, RunInfo& runInfo, const RunnerConfig& config,
-                size_t index, Times& times) {
+                size_t index) {
   const int status = modelManager.Execute(runInfo.runCostTime, config);
   if (status != STATUS_SUCCESS) {
     ORMO_LOG_ERROR("Execute model failed, index = %zu", index);
-    return status;
   }
-  times.insert(runInfo.runCostTime);
-  return STATUS_SUCCESS;
+  return status;
 }
 
 uint64_t AddSizes(uint64_t total, const std::vector<OrmoDataInfo>& buffers) {
@@ -194,38 +189,30 @@ int RunManager::Execute(const ModelManager& modelManager, RunInfo& runInfo,
                         const RunnerConfig& config) const {
   Trace span("run model execute");
   span.Start();
-  Times times;
-  for (size_t index = 0; index < config.loop; ++index) {
-    const int status = ExecuteOnce(modelManager, runInfo, config, index, times);
-    if (status != STATUS_SUCCESS) {
-      return status;
+  size_t last = 0;
+  const auto execute = [&](size_t index) {
+    last = index;
+    const int status = ExecuteOnce(modelManager, runInfo, config, index);
+    if (status == STATUS_SUCCESS) {
+      ORMO_LOG_DEBUG("execute time : %lluns", static_cast<unsigned long long>(runInfo.runCostTime));
     }
-    ORMO_LOG_DEBUG("execute time : %lluns", static_cast<unsigned long long>(runInfo.runCostTime));
-    if (config.runTimeBound <= runInfo.runCostTime) {
-      ORMO_LOG_INFO("Execute model out of bound, index = %zu", index);
-      return STATUS_OUT_OF_BOUND;
-    }
+    return status;
+  };
+  const int status = MeasureLoop(config.loop, config.runTimeBound, runInfo.runCostTime, execute);
+  if (status == STATUS_OUT_OF_BOUND) {
+    ORMO_LOG_INFO("Execute model out of bound, index = %zu", last);
   }
-  runInfo.runCostTime = Utils::CalcAvgExecuteTime(times);
-  return STATUS_SUCCESS;
+  return status;
 }
 
 int RunManager::ExecuteWithProf(const ModelManager& modelManager, RunInfo& runInfo,
                                 const RunnerConfig& config) const {
   OfflineManager profiling(runInfo.profFd, modelManager.GetModelId());
+  const auto execute = [&](size_t index) {
+    return ExecuteOnce(modelManager, runInfo, config, index);
+  };
   return RunSubscribed(profiling, [&] {
-    Times times;
-    for (size_t index = 0; index < config.loop; ++index) {
-      const int status = ExecuteOnce(modelManager, runInfo, config, index, times);
-      if (status != STATUS_SUCCESS) {
-        return status;
-      }
-      if (config.runTimeBound <= runInfo.runCostTime) {
-        return STATUS_OUT_OF_BOUND;
-      }
-    }
-    runInfo.runCostTime = Utils::CalcAvgExecuteTime(times);
-    return STATUS_SUCCESS;
+    return MeasureLoop(config.loop, config.runTimeBound, runInfo.runCostTime, execute);
   });
 }
 

@@ -4,7 +4,6 @@
 #define ORMO_MODEL_RUN_MANAGER_H
 
 #include <cstdint>
-#include <set>
 #include <string>
 #include <vector>
 

@@ -12,6 +12,7 @@
 #include "common/utils.h"
 #include "device/device_manager.h"
 #include "device/profiled_run.h"
+#include "model/measuring_loop.h"
 #include "online/graph_completion.h"
 #include "online/input_generator.h"
 #include "online/online_manager.h"
@@ -222,7 +223,8 @@ int OnlineRunner::ExecuteGraphWithProf(uint32_t graphId, uint32_t inputIndex, Ru
 }
 
 int OnlineRunner::ExecuteLoop(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config) {
-  for (size_t index = 0; index < config.loop; ++index) {
+  uint64_t costTime = 0;
+  return MeasureLoop(config.loop, config.runTimeBound, costTime, [&](size_t index) {
     Timer timer;
     timer.Start();
     const bool isLast = index + 1 == config.loop;
@@ -232,11 +234,9 @@ int OnlineRunner::ExecuteLoop(uint32_t graphId, uint32_t inputIndex, RunnerConfi
       return status;
     }
     timer.Stop();
-    if (config.runTimeBound <= timer.Elapsed()) {
-      return STATUS_OUT_OF_BOUND;
-    }
-  }
-  return STATUS_SUCCESS;
+    costTime = timer.Elapsed();
+    return STATUS_SUCCESS;
+  });
 }
 
 int OnlineRunner::ExecuteGraph(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,

@@ -1,12 +1,12 @@
 #include "single_op/zelnn_run_manager.h"
 
 #include <cstddef>
-#include <set>
+#include <optional>
 
 #include "common/log.h"
 #include "common/scope_exit.h"
-#include "common/utils.h"
 #include "model/device_context.h"
+#include "model/measuring_loop.h"
 #include "ormo/status.h"
 #include "single_op/zelnn_prof_manager.h"
 
@@ -77,18 +77,15 @@ int ZelnnRunManager::Process(const ZelnnRunConfig& config, RunInfo& runInfo) con
 int ZelnnRunManager::ExecuteWithProf(const ZelnnManager& manager, RunInfo& runInfo,
                                      const ZelnnRunConfig& config) const {
   ZelnnProfManager profiling(runInfo.profFd, deviceId, SECOND_PROFILING_ID);
-  return RunSubscribed(profiling, [&] {
-    std::multiset<uint64_t> times;
-    for (size_t index = 0; index < config.loop; ++index) {
-      const int status = manager.Execute(runInfo.runCostTime, config);
-      if (status != STATUS_SUCCESS) {
-        ORMO_LOG_ERROR("Execute zelnn failed, index = %zu", index);
-        return status;
-      }
-      times.insert(runInfo.runCostTime);
+  const auto execute = [&](size_t index) {
+    const int status = manager.Execute(runInfo.runCostTime, config);
+    if (status != STATUS_SUCCESS) {
+      ORMO_LOG_ERROR("Execute zelnn failed, index = %zu", index);
     }
-    runInfo.runCostTime = Utils::CalcAvgExecuteTime(times);
-    return STATUS_SUCCESS;
+    return status;
+  };
+  return RunSubscribed(profiling, [&] {
+    return MeasureLoop(config.loop, std::nullopt, runInfo.runCostTime, execute);
   });
 }
 
