@@ -2,6 +2,7 @@
 
 #include "control/host_call.h"
 #include "control/single.h"
+#include "graph/graph.h"
 #include "models/datasets.h"
 #include "zel/zel_mdl.h"
 

@@ -5,6 +5,7 @@
 
 #include "control/host_call.h"
 #include "control/single.h"
+#include "graph/graph.h"
 #include "models/datasets.h"
 #include "models/loaded_model.h"
 #include "models/report.h"

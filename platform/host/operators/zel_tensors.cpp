@@ -3,10 +3,12 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "control/host_call.h"
 #include "control/single.h"
+#include "graph/graph.h"
 #include "operators/tensors.h"
 #include "zel/zel.h"
 #include "zel/zel_tensor.h"
@@ -14,7 +16,7 @@
 namespace OrmoHost {
 namespace {
 
-std::string ToText(const std::optional<Shape>& shape) {
+std::string Describe(const std::optional<Shape>& shape) {
   return shape.has_value() ? ToText(*shape) : "none";
 }
 
@@ -134,7 +136,7 @@ zelTensor* zelCreateTensor(const int64_t* viewDims, int64_t viewDimCount, int32_
     Require(strides == nullptr && offset == 0, INVALID_ARGUMENT);
     Tensor tensor{CopyShape(viewDims, viewDimCount), CopyShape(storageDims, storageDimCount),
                   static_cast<ox::DataType>(dataType), deviceData};
-    Note(dataType, format, ToText(tensor.view), ToText(tensor.storage));
+    Note(dataType, format, Describe(tensor.view), Describe(tensor.storage));
     return Single<Tensors>().Make(std::move(tensor));
   });
 }
