@@ -3,7 +3,6 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -11,6 +10,7 @@
 #include <string>
 
 #include "common/log.h"
+#include "common/run_status.h"
 #include "common/utils.h"
 #include "ormo/status.h"
 #include "ormo/trace.h"
@@ -68,15 +68,12 @@ int ProfiledRun::Open(CallSite site) {
   return STATUS_SUCCESS;
 }
 
-int ProfiledRun::Read(const std::function<int(int, std::future<int>&)>& analysis,
-                      std::initializer_list<int> expectedStatuses, CallSite site) {
+int ProfiledRun::Read(const std::function<int(int, std::future<int>&)>& analysis, CallSite site) {
   Trace span("profiling analysis");
   span.Start();
   const int status = analysis(pipe_.readEnd.Get(), future_);
   AwaitTask();
-  span.Stop();
-  if (status != STATUS_SUCCESS && std::find(expectedStatuses.begin(), expectedStatuses.end(),
-                                            status) == expectedStatuses.end()) {
+  if (EndingOf(status).isFailure) {
     ORMO_LOG_ERROR_AT(site, "Profiling analysis failed");
   }
   return status;

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <functional>
 #include <future>
-#include <initializer_list>
 #include <tuple>
 #include <utility>
 
@@ -59,10 +58,9 @@ class ProfiledRun {
   }
 
   /// Runs `analysis` on the read end while the task runs, within the span "profiling analysis", and
-  /// returns its status once the task has ended. A status that is neither 0 nor one of
-  /// `expectedStatuses` is logged as a failure.
+  /// returns its status once the task has ended. A failure (see RunEnding) is logged as such.
   int Read(const std::function<int(int, std::future<int>&)>& analysis,
-           std::initializer_list<int> expectedStatuses, CallSite site = CallSite::Here());
+           CallSite site = CallSite::Here());
 
   /// The status of the whole run: the task's when the analysis did not take it and it is not 0,
   /// else the analysis's. A task that was dropped is a failure to run, in `site`'s file. Rethrows

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "common/log.h"
+#include "common/run_status.h"
 #include "common/scope_exit.h"
 #include "model/chip_tables.h"
 #include "model/device_context.h"
@@ -113,7 +114,7 @@ int RunManager::Process(const RunnerConfig& config, RunInfo& runInfo) const {
   }
   status = config.prof ? ExecuteWithProf(modelManager, runInfo, config)
                        : Execute(modelManager, runInfo, config);
-  if (status != STATUS_SUCCESS && status != STATUS_OUT_OF_BOUND) {
+  if (!EndingOf(status).hasResult) {
     ORMO_LOG_INFO("Run config prof[%d], loop[%u], modelId[%u], input size[%zu], output size[%zu].",
                   static_cast<int>(config.prof), config.loop, runInfo.modelId, config.inputs.size(),
                   config.outputs.size());

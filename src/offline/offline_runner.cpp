@@ -6,6 +6,7 @@
 
 #include "common/invalid_param.h"
 #include "common/log.h"
+#include "common/run_status.h"
 #include "common/scope_exit.h"
 #include "device/device_manager.h"
 #include "device/platform_session.h"
@@ -257,14 +258,12 @@ int OfflineRunner::ProfProcess(OfflineTask& task, RunnerConfig& config, RunInfo&
   }
   // Also when the task turns out to have thrown: its figures are those of a run that failed.
   ScopeExit reset("the result", [this, &result] { ResetRunnerResult(result); });
-  const int analysis = run.Read(
-      [&result](int fd, std::future<int>& future) {
-        return OfflineParser().Analysis(fd, future, result);
-      },
-      {STATUS_NOT_ENOUGH_MEMORY, STATUS_OUT_OF_BOUND});
+  const int analysis = run.Read([&result](int fd, std::future<int>& future) {
+    return OfflineParser::Analysis(fd, future, result);
+  });
   result.runCostTime = info.runCostTime;
   const int status = run.TakeStatus(analysis);
-  if (status == STATUS_SUCCESS || status == STATUS_OUT_OF_BOUND) {
+  if (EndingOf(status).hasResult) {
     ORMO_LOG_INFO("Process running finished");
     reset.Dismiss();
   }

@@ -1,8 +1,8 @@
 #include "offline/run_task.h"
 
 #include "common/log.h"
+#include "common/run_status.h"
 #include "common/scope_exit.h"
-#include "common/status_translation.h"
 #include "device/device_manager.h"
 #include "model/model_manager.h"
 #include "ormo/ormo_error_manager.h"
@@ -65,7 +65,7 @@ int RunTask::Run(const RunnerConfig& config, RunInfo& info, const error_message:
     return STATUS_FAILED;
   }
   const int status = ProcessLocked(runManagers_.Get(deviceId), config, info, deviceId);
-  if (IsFailure(status)) {
+  if (EndingOf(status).isFailure) {
     ORMO_LOG_ERROR("Run model on device [%u] failed. modelId[%u], ret : %d", deviceId, info.modelId,
                    status);
   }

@@ -100,11 +100,9 @@ int OnlineRunner::Process(const ox::Graph& graph, RunnerConfig& config,
                   context)) {
     return STATUS_FAILED;
   }
-  const int analysis = run.Read(
-      [&results](int fd, std::future<int>& future) {
-        return OnlineParser::Analysis(fd, future, results);
-      },
-      {STATUS_NOT_ENOUGH_MEMORY});
+  const int analysis = run.Read([&results](int fd, std::future<int>& future) {
+    return OnlineParser::Analysis(fd, future, results);
+  });
   const int status = run.TakeStatus(analysis);
   if (status == STATUS_SUCCESS) {
     clearResults.Dismiss();

@@ -10,25 +10,11 @@ int OfflineManager::ProfStart() {
     ORMO_LOG_ERROR("Invalid model id 0");
     return STATUS_FAILED;
   }
-  if (profConfig_.zelSubscribeConfig == nullptr) {
-    ORMO_LOG_ERROR("Invalid ptr parameter [profConfig_.zelSubscribeConfig](nullptr).");
-    return STATUS_FAILED;
-  }
-  const int32_t code = zelprofModelSubscribe(modelId, profConfig_.zelSubscribeConfig);
-  if (code != 0) {
-    ORMO_LOG_ERROR("Zel profiling subscribe failed with ret %u", static_cast<uint32_t>(code));
-    return STATUS_FAILED;
-  }
-  return STATUS_SUCCESS;
+  return Subscribe(zelprofModelSubscribe, modelId);
 }
 
 int OfflineManager::ProfStop() const {
-  const int32_t code = zelprofModelUnSubscribe(modelId);
-  if (code != 0) {
-    ORMO_LOG_ERROR("Zel profiling unsubscribe failed with ret %u", static_cast<uint32_t>(code));
-    return STATUS_FAILED;
-  }
-  return STATUS_SUCCESS;
+  return Unsubscribe(zelprofModelUnSubscribe, modelId);
 }
 
 }  // namespace Ormo

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <vector>
 
 #include "common/log.h"
 #include "common/utils.h"
@@ -39,15 +40,23 @@ void CalcOpCostTime(const std::map<std::string, std::multiset<uint64_t>>& times,
   }
 }
 
-void AverageOperators(const std::vector<RunnerOpInfo>& opInfos, RunnerResult& result) {
+int CalcAverages(const ModelOpInfo& modelOpInfo, RunnerResult& result, CallSite site) {
+  std::multiset<uint64_t> totals;
+  const int status = CalcTotalCostTimeByStep(modelOpInfo, totals, site);
+  if (status != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR_AT(site, "Get total cost time failed");
+    return status;
+  }
+  result.totalCostTime = Utils::CalcAvgExecuteTime(totals);
   std::map<std::string, std::multiset<uint64_t>> opTimes;
   std::map<std::string, std::multiset<uint64_t>> aicoreTimes;
-  for (const RunnerOpInfo& op : opInfos) {
+  for (const RunnerOpInfo& op : modelOpInfo.opInfos) {
     opTimes[op.opName].insert(op.opCostTime);
     aicoreTimes[op.opName].insert(op.aicoreCostTime);
   }
   CalcOpCostTime(aicoreTimes, result.aicoreCostTimes);
   CalcOpCostTime(opTimes, result.opCostTimes);
+  return STATUS_SUCCESS;
 }
 
 }  // namespace Ormo

@@ -7,7 +7,6 @@
 #include <map>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "common/call_site.h"
 #include "ormo/runner_types.h"
@@ -26,9 +25,13 @@ int CalcTotalCostTimeByStep(const ModelOpInfo& modelOpInfo, std::multiset<uint64
 void CalcOpCostTime(const std::map<std::string, std::multiset<uint64_t>>& times,
                     std::map<std::string, uint64_t>& averages);
 
-/// Averages of the durations and compute-core times of `opInfos`, by operator name, into `result`.
-/// Executions of one name fall together whichever execution of the model they belong to.
-void AverageOperators(const std::vector<RunnerOpInfo>& opInfos, RunnerResult& result);
+/// The average cost of one execution and, by operator name, the averages of durations and
+/// compute-core times, in nanoseconds, into `result`; `runCostTime` is not touched. Operators of
+/// one name fall together whichever execution they belong to. Records that were lost make the total
+/// too low, and 0 when none is left that bounds an execution; see CalcTotalCostTimeByStep. 0, or
+/// STATUS_PROFILING_FAILED with `result` left alone, after error lines of `site`'s file.
+int CalcAverages(const ModelOpInfo& modelOpInfo, RunnerResult& result,
+                 CallSite site = CallSite::Here());
 
 }  // namespace Ormo
 

@@ -18,17 +18,45 @@ int ProfilingManager::DestroyConfig() const {
 int ProfilingManager::Start() {
   Trace span("prof start");
   span.Start();
-  const int status = ProfStart();
-  span.Stop();
-  return status == STATUS_SUCCESS ? STATUS_SUCCESS : STATUS_FAILED;
+  return ProfStart();
 }
 
 int ProfilingManager::Stop() const {
   Trace span("prof stop");
   span.Start();
-  const int status = ProfStop();
-  span.Stop();
-  return status == STATUS_SUCCESS ? STATUS_SUCCESS : STATUS_FAILED;
+  return ProfStop();
+}
+
+bool ProfilingManager::HasConfig(CallSite site) const {
+  if (profConfig_.zelSubscribeConfig == nullptr) {
+    ORMO_LOG_ERROR_AT(site, "Invalid ptr parameter [profConfig_.zelSubscribeConfig](nullptr).");
+    return false;
+  }
+  return true;
+}
+
+int ProfilingManager::Subscribe(int32_t (*subscribe)(uint32_t, zelprofSubscribeConfig*),
+                                uint32_t id, CallSite site) const {
+  if (!HasConfig(site)) {
+    return STATUS_FAILED;
+  }
+  const int32_t code = subscribe(id, profConfig_.zelSubscribeConfig);
+  if (code != 0) {
+    ORMO_LOG_ERROR_AT(site, "Zel profiling subscribe failed with ret %u",
+                      static_cast<uint32_t>(code));
+    return STATUS_FAILED;
+  }
+  return STATUS_SUCCESS;
+}
+
+int ProfilingManager::Unsubscribe(int32_t (*unsubscribe)(uint32_t), uint32_t id, CallSite site) {
+  const int32_t code = unsubscribe(id);
+  if (code != 0) {
+    ORMO_LOG_ERROR_AT(site, "Zel profiling unsubscribe failed with ret %u",
+                      static_cast<uint32_t>(code));
+    return STATUS_FAILED;
+  }
+  return STATUS_SUCCESS;
 }
 
 int ProfilingManager::ProfCreateConfig() {
@@ -46,8 +74,7 @@ int ProfilingManager::ProfCreateConfig() {
 }
 
 int ProfilingManager::ProfDestroyConfig() const {
-  if (profConfig_.zelSubscribeConfig == nullptr) {
-    ORMO_LOG_ERROR("Invalid ptr parameter [profConfig_.zelSubscribeConfig](nullptr).");
+  if (!HasConfig()) {
     return STATUS_FAILED;
   }
   const int32_t code = zelprofDestroySubscribeConfig(profConfig_.zelSubscribeConfig);

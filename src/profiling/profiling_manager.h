@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 
+#include "common/call_site.h"
 #include "zel/zel_prof.h"
 
 namespace Ormo {
@@ -35,13 +36,23 @@ class ProfilingManager {
   int Stop() const;
 
  protected:
-  virtual int ProfStart() = 0;
-  virtual int ProfStop() const = 0;
-
   struct ProfConfig {
     zelprofSubscribeConfig* zelSubscribeConfig;
     int32_t* fd;
   };
+
+  virtual int ProfStart() = 0;
+  virtual int ProfStop() const = 0;
+
+  /// Whether there is a configuration to subscribe with; else an error line of `site`'s file.
+  bool HasConfig(CallSite site = CallSite::Here()) const;
+
+  /// Subscribe a model or a graph by its id, or end that, with one call of the platform. 0, or
+  /// STATUS_FAILED after an error line of `site`'s file.
+  int Subscribe(int32_t (*subscribe)(uint32_t, zelprofSubscribeConfig*), uint32_t id,
+                CallSite site = CallSite::Here()) const;
+  static int Unsubscribe(int32_t (*unsubscribe)(uint32_t), uint32_t id,
+                         CallSite site = CallSite::Here());
 
   ProfConfig profConfig_;
   uint32_t profId_;

@@ -20,32 +20,50 @@ constexpr size_t LONGEST_TEXT = size_t{64} << 20U;
 using LengthFunc = int32_t (*)(const void*, size_t, uint32_t, size_t*);
 using TextFunc = int32_t (*)(const void*, size_t, uint32_t, char*, size_t);
 
-enum class TextResult { OK, NO_LENGTH, NO_MEMORY, NO_TEXT };
-
 struct Record {
   const char* buffer;
   size_t length;
   uint32_t index;
 };
 
-TextResult FetchText(const Record& record, LengthFunc getLength, TextFunc getText, int32_t& code,
-                     std::string& out) {
-  size_t textLength = 0;
-  if (getLength(record.buffer, record.length, record.index, &textLength) != 0) {
-    return TextResult::NO_LENGTH;
+// How a text is asked for, and the lines that say why it cannot be had.
+struct TextField {
+  LengthFunc getLength;
+  TextFunc getText;
+  void (*logNoLength)();
+  void (*logNoMemory)();
+  void (*logNoText)(int32_t code);
+};
+
+// False when there is no memory for so much.
+bool MakeRoom(std::string& text, size_t length) {
+  if (length > LONGEST_TEXT) {
+    return false;
   }
-  if (textLength > LONGEST_TEXT) {
-    return TextResult::NO_MEMORY;
+  try {
+    text.resize(length);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  return true;
+}
+
+int FetchText(const Record& record, const TextField& field, std::string& out) {
+  size_t textLength = 0;
+  if (field.getLength(record.buffer, record.length, record.index, &textLength) != 0) {
+    field.logNoLength();
+    return STATUS_FAILED;
   }
   std::string text;
-  try {
-    text.resize(textLength);
-  } catch (const std::bad_alloc&) {
-    return TextResult::NO_MEMORY;
+  if (!MakeRoom(text, textLength)) {
+    field.logNoMemory();
+    return STATUS_FAILED;
   }
-  code = getText(record.buffer, record.length, record.index, text.data(), textLength);
+  const int32_t code =
+      field.getText(record.buffer, record.length, record.index, text.data(), textLength);
   if (code != 0) {
-    return TextResult::NO_TEXT;
+    field.logNoText(code);
+    return STATUS_FAILED;
   }
   // The length may or may not count a terminating zero.
   const size_t size = strnlen(text.data(), textLength);
@@ -54,7 +72,27 @@ TextResult FetchText(const Record& record, LengthFunc getLength, TextFunc getTex
     text.shrink_to_fit();  // the text is kept, and its record may be one of millions
   }
   out = std::move(text);
-  return TextResult::OK;
+  return STATUS_SUCCESS;
+}
+
+int GetOpName(const Record& record, std::string& out) {
+  return FetchText(
+      record,
+      {zelprofGetOpNameLen, zelprofGetOpName,
+       [] { ORMO_LOG_ERROR("Profiling get op name length failed."); },
+       [] { ORMO_LOG_ERROR("Profiling new memory for op name failed."); },
+       [](int32_t code) { ORMO_LOG_ERROR("Profiling zelprofGetOpName failed, err %d.", code); }},
+      out);
+}
+
+int GetOpType(const Record& record, std::string& out) {
+  return FetchText(
+      record,
+      {zelprofGetOpTypeLen, zelprofGetOpType,
+       [] { ORMO_LOG_ERROR("Profiling get op type length failed."); },
+       [] { ORMO_LOG_ERROR("Profiling new memory for op type failed."); },
+       [](int32_t code) { ORMO_LOG_ERROR("Profiling zelprofGetOpType failed, err %d.", code); }},
+      out);
 }
 
 void AppendOperator(const Record& record, size_t modelId, RunnerOpInfo&& op, ModelOpInfo& info) {
@@ -78,11 +116,11 @@ void AppendOperator(const Record& record, size_t modelId, RunnerOpInfo&& op, Mod
 
 int DecodeRecord(const Record& record, ModelOpInfo& info) {
   RunnerOpInfo op;
-  if (GetOpName(record.buffer, record.length, record.index, op.opName) != STATUS_SUCCESS) {
+  if (GetOpName(record, op.opName) != STATUS_SUCCESS) {
     ORMO_LOG_ERROR("Profiling get op name failed");
     return STATUS_FAILED;
   }
-  if (GetOpType(record.buffer, record.length, record.index, op.opType) != STATUS_SUCCESS) {
+  if (GetOpType(record, op.opType) != STATUS_SUCCESS) {
     ORMO_LOG_ERROR("Profiling get op type failed");
     return STATUS_FAILED;
   }
@@ -106,42 +144,6 @@ int DecodeRecord(const Record& record, ModelOpInfo& info) {
 }
 
 }  // namespace
-
-int GetOpName(const char* buffer, size_t length, uint32_t index, std::string& out) {
-  int32_t code = 0;
-  switch (FetchText({buffer, length, index}, zelprofGetOpNameLen, zelprofGetOpName, code, out)) {
-    case TextResult::NO_LENGTH:
-      ORMO_LOG_ERROR("Profiling get op name length failed.");
-      return STATUS_FAILED;
-    case TextResult::NO_MEMORY:
-      ORMO_LOG_ERROR("Profiling new memory for op name failed.");
-      return STATUS_FAILED;
-    case TextResult::NO_TEXT:
-      ORMO_LOG_ERROR("Profiling zelprofGetOpName failed, err %d.", code);
-      return STATUS_FAILED;
-    case TextResult::OK:
-      break;
-  }
-  return STATUS_SUCCESS;
-}
-
-int GetOpType(const char* buffer, size_t length, uint32_t index, std::string& out) {
-  int32_t code = 0;
-  switch (FetchText({buffer, length, index}, zelprofGetOpTypeLen, zelprofGetOpType, code, out)) {
-    case TextResult::NO_LENGTH:
-      ORMO_LOG_ERROR("Profiling get op type length failed.");
-      return STATUS_FAILED;
-    case TextResult::NO_MEMORY:
-      ORMO_LOG_ERROR("Profiling new memory for op type failed.");
-      return STATUS_FAILED;
-    case TextResult::NO_TEXT:
-      ORMO_LOG_ERROR("Profiling zelprofGetOpType failed, err %d.", code);
-      return STATUS_FAILED;
-    case TextResult::OK:
-      break;
-  }
-  return STATUS_SUCCESS;
-}
 
 int GetModelOpInfo(const char* buffer, size_t length, ModelOpInfo& modelOpInfo) {
   uint32_t count = 0;

@@ -4,8 +4,6 @@
 #define ORMO_PROFILING_RECORD_DECODER_H
 
 #include <cstddef>
-#include <cstdint>
-#include <string>
 
 #include "profiling/model_op_info.h"
 
@@ -15,13 +13,9 @@ namespace Ormo {
 /// become steps, all others operators, appended in order. 0, or STATUS_FAILED after an error line;
 /// what was decoded before the failure stays. An operator that ends before it starts gets 0 for
 /// its cost and for its time on the cores; the analyses of offline models and of single operators
-/// count such operators in a warning line, on the online path no line tells of them. Any thread.
+/// count such operators in a warning line, on the online path no line tells of them. A text longer
+/// than 64 MiB fails like memory that cannot be had. Any thread.
 int GetModelOpInfo(const char* buffer, size_t length, ModelOpInfo& modelOpInfo);
-
-/// One text field of record `index`. 0, or STATUS_FAILED after an error line with `out` left alone.
-/// A length beyond 64 MiB fails like memory that cannot be had.
-int GetOpName(const char* buffer, size_t length, uint32_t index, std::string& out);
-int GetOpType(const char* buffer, size_t length, uint32_t index, std::string& out);
 
 }  // namespace Ormo
 

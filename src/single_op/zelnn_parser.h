@@ -14,17 +14,10 @@ class ZelnnParser {
  public:
   ZelnnParser() = delete;
 
-  /// Reads the records of the run behind `future` from `fd` and computes `result` from them: the
-  /// average cost of one execution and the averages of each operator, in nanoseconds. `runCostTime`
-  /// is not touched, and nothing is when no operator was read (no failure). Records that were lost
-  /// make the total too low, and 0 when none is left that bounds an execution: a warning line
-  /// counts the operators that lie in no execution, and those that end before they start, whose
-  /// cost is 0. Blocks the calling thread until the run has ended or the read failed; see
-  /// ProfilingParser::ReadModelOpInfo for statuses and the future, and STATUS_PROFILING_FAILED for
-  /// an execution without length.
+  /// Analyses the run behind `future` (see AnalyseRun) into `result` (see GetRunnerResult).
   static int Analysis(int fd, std::future<int>& future, RunnerResult& result);
 
-  /// Averages of what was read. 0, or STATUS_PROFILING_FAILED with `result` left alone.
+  /// As CalcAverages, with two lines for every operator.
   static int GetRunnerResult(const ModelOpInfo& opInfo, RunnerResult& result);
 };
 

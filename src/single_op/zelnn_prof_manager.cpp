@@ -6,8 +6,7 @@
 namespace Ormo {
 
 int ZelnnProfManager::ProfStart() {
-  if (profConfig_.zelSubscribeConfig == nullptr) {
-    ORMO_LOG_ERROR("Invalid ptr parameter [profConfig_.zelSubscribeConfig](nullptr).");
+  if (!HasConfig()) {
     return STATUS_FAILED;
   }
   const int32_t code = ProfOpSubscribe(profSecondId_, profConfig_.zelSubscribeConfig);

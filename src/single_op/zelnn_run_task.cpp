@@ -1,7 +1,7 @@
 #include "single_op/zelnn_run_task.h"
 
 #include "common/log.h"
-#include "common/status_translation.h"
+#include "common/run_status.h"
 #include "device/device_manager.h"
 #include "ormo/ormo_error_manager.h"
 #include "ormo/status.h"
@@ -41,7 +41,7 @@ int ZelnnRunTask::Run(const ZelnnRunConfig& config, RunInfo& runInfo,
     return STATUS_FAILED;
   }
   const int status = ProcessLocked(zelnnRunManagers_.Get(deviceId), config, runInfo, deviceId);
-  if (IsFailure(status)) {
+  if (EndingOf(status).isFailure) {
     ORMO_LOG_ERROR("Run model on device [%u] failed. modelId[%u], ret : %d", deviceId,
                    runInfo.modelId, status);
   }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "common/log.h"
+#include "common/run_status.h"
 #include "common/scope_exit.h"
 #include "device/device_manager.h"
 #include "device/platform_session.h"
@@ -91,13 +92,11 @@ int ZelnnRunner::Process(const ZelnnRunConfig& config, RunInfo& runInfo,
     ORMO_LOG_ERROR("Run model failed");
     return STATUS_FAILED;
   }
-  const int analysis = run.Read(
-      [&measured](int fd, std::future<int>& future) {
-        return ZelnnParser::Analysis(fd, future, measured);
-      },
-      {STATUS_NOT_ENOUGH_MEMORY, STATUS_OUT_OF_BOUND});
+  const int analysis = run.Read([&measured](int fd, std::future<int>& future) {
+    return ZelnnParser::Analysis(fd, future, measured);
+  });
   const int status = run.TakeStatus(analysis);
-  if (status == STATUS_SUCCESS || status == STATUS_OUT_OF_BOUND) {
+  if (EndingOf(status).hasResult) {
     reset.Dismiss();
     if (!measured.opCostTimes.empty()) {
       result = std::move(measured);

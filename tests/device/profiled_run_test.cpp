@@ -69,7 +69,7 @@ TEST_P(ProfiledRunTest, AReaderThatThrowsWaitsForTheWorkerFirst) {
     ProfiledRun run;
     ASSERT_EQ(run.Open(), STATUS_SUCCESS);
     ASSERT_TRUE(run.Commit(task, 0, run.WriteEnd()));
-    run.Read([](int, std::future<int>&) -> int { throw std::bad_alloc(); }, {});
+    run.Read([](int, std::future<int>&) -> int { throw std::bad_alloc(); });
   };
   EXPECT_THROW(measure(), std::bad_alloc);
   EXPECT_TRUE(ended);
@@ -79,8 +79,7 @@ TEST_P(ProfiledRunTest, TheTasksFailureGoesBeforeTheReaders) {
   ProfiledRun run;
   ASSERT_EQ(run.Open(), STATUS_SUCCESS);
   ASSERT_TRUE(run.Commit([](uint32_t) { return STATUS_EXECUTE_FAILED; }, 0));
-  const int analysis = run.Read([](int, std::future<int>&) { return STATUS_NOT_ENOUGH_MEMORY; },
-                                {STATUS_NOT_ENOUGH_MEMORY});
+  const int analysis = run.Read([](int, std::future<int>&) { return STATUS_NOT_ENOUGH_MEMORY; });
   EXPECT_EQ(run.TakeStatus(analysis), STATUS_EXECUTE_FAILED);
 }
 
@@ -88,12 +87,10 @@ TEST_P(ProfiledRunTest, AStatusThatTheReaderTookIsNotAskedForAgain) {
   ProfiledRun run;
   ASSERT_EQ(run.Open(), STATUS_SUCCESS);
   ASSERT_TRUE(run.Commit([](uint32_t) { return STATUS_OUT_OF_BOUND; }, 0));
-  const int analysis = run.Read(
-      [](int, std::future<int>& future) {
-        future.get();
-        return STATUS_SUCCESS;
-      },
-      {});
+  const int analysis = run.Read([](int, std::future<int>& future) {
+    future.get();
+    return STATUS_SUCCESS;
+  });
   EXPECT_EQ(run.TakeStatus(analysis), STATUS_SUCCESS);
 }
 
@@ -101,14 +98,12 @@ TEST_P(ProfiledRunTest, TheWriteEndIsClosedWithTheTaskOnlyWhenAskedFor) {
   ProfiledRun run;
   ASSERT_EQ(run.Open(), STATUS_SUCCESS);
   ASSERT_TRUE(run.Commit([](uint32_t) -> int { throw std::domain_error("task"); }, 0));
-  run.Read(
-      [](int fd, std::future<int>& future) {
-        future.wait();
-        char byte = 0;
-        // Only asked when the pipe must have ended; an open one would never answer.
-        return ClosesAtEnd() ? static_cast<int>(read(fd, &byte, 1)) : 0;
-      },
-      {});
+  run.Read([](int fd, std::future<int>& future) {
+    future.wait();
+    char byte = 0;
+    // Only asked when the pipe must have ended; an open one would never answer.
+    return ClosesAtEnd() ? static_cast<int>(read(fd, &byte, 1)) : 0;
+  });
   EXPECT_EQ(*run.WriteEnd() == -1, ClosesAtEnd());
 }
 

@@ -21,7 +21,7 @@ class OfflineParserTest : public ::testing::Test {
     pipe_.writeEnd.Reset();
     std::promise<int> run;
     std::future<int> future = run.get_future();
-    return OfflineParser().Analysis(pipe_.readEnd.Get(), future, result_);
+    return OfflineParser::Analysis(pipe_.readEnd.Get(), future, result_);
   }
 
   void Write(const FakeRecord& record) { WriteRecord(pipe_.writeEnd.Get(), record); }
