@@ -13,7 +13,7 @@
 
 #include "graph/graph_file.h"
 #include "graph/ox_graph.h"
-#include "graph/program.h"
+#include "models/program.h"
 #include "ox/graph_utils.h"
 #include "support.h"
 #include "zel/zel.h"

@@ -1,5 +1,3 @@
-#include "control/lifetime.h"
-
 #include <unistd.h>
 
 #include <atomic>
@@ -7,8 +5,6 @@
 #include <string>
 #include <utility>
 
-#include "control/host_call.h"
-#include "control/single.h"
 #include "engine/engine.h"
 #include "engine/session_graph.h"
 #include "models/datasets.h"
@@ -24,6 +20,8 @@
 #include "runtime/device_memory.h"
 #include "runtime/machine.h"
 #include "runtime/runtime.h"
+#include "seam/host_call.h"
+#include "seam/single.h"
 #include "services/error_store.h"
 #include "services/log_service.h"
 
@@ -31,10 +29,10 @@ namespace OrmoHost {
 namespace {
 
 const pid_t LOADED_BY = getpid();
-std::atomic<bool> isClosed{false};
 std::atomic<size_t> abandoned{0};
 
-/// Of one device, or of all.
+/// Contexts, models with their subscriptions, and memory, of one device or of all. What somebody
+/// should have released counts as abandoned.
 void ReleaseDevices(std::optional<uint32_t> wanted) {
   auto isWanted = [&](uint32_t device) { return device == wanted.value_or(device); };
   abandoned += Single<LoadedModels>()
@@ -48,6 +46,16 @@ void ReleaseDevices(std::optional<uint32_t> wanted) {
           .size();
   abandoned +=
       UserBlocks().TakeIf([&](const Block& block) { return isWanted(block.Device()); }).size();
+}
+
+/// Everything that users of the platform hold.
+void ReleasePlatform() {
+  ReleaseDevices(std::nullopt);
+  Single<Executors>().Clear();  // the platform's own: no function destroys one
+  abandoned += Single<Descs>().Clear() + Single<Datasets>().Clear() +
+               Single<DataBuffers>().Clear() + Single<TensorDescs>().Clear() +
+               Single<Tensors>().Clear() + ClearArrays() + Single<SubscribeConfigs>().Clear() +
+               Single<Runtime>().Clear();
 }
 
 void ReleaseEverything() {
@@ -68,7 +76,7 @@ void ReleaseEverything() {
 /// finds nothing alive and gets an error. A forked child has none of the threads that what is alive
 /// would wait for.
 __attribute__((destructor)) void CloseHost() {
-  isClosed = true;
+  isHostClosed = true;
   if (getpid() != LOADED_BY) {
     return;
   }
@@ -80,27 +88,6 @@ __attribute__((destructor)) void CloseHost() {
 }
 
 }  // namespace
-
-void ReleaseDevice(uint32_t device) {
-  ReleaseDevices(device);
-}
-
-void ReleasePlatform() {
-  ReleaseDevices(std::nullopt);
-  Single<Executors>().Clear();  // the platform's own: no function destroys one
-  abandoned += Single<Descs>().Clear() + Single<Datasets>().Clear() +
-               Single<DataBuffers>().Clear() + Single<TensorDescs>().Clear() +
-               Single<Tensors>().Clear() + ClearArrays() + Single<SubscribeConfigs>().Clear() +
-               Single<Runtime>().Clear();
-}
-
-bool IsHostClosed() {
-  return isClosed;
-}
-
-bool IsInsideHost() {
-  return insideDepth != 0;
-}
 
 AliveObjects Alive() {
   AliveObjects alive;
@@ -162,3 +149,21 @@ void Reset() {
 }
 
 }  // namespace OrmoHost
+
+using namespace OrmoHost;  // NOLINT(google-build-using-namespace): the functions below are its face
+
+int32_t zelFinalize() {
+  return Release("zelFinalize", [] {
+    Single<Runtime>().Finalize();
+    ReleasePlatform();
+  });
+}
+
+int32_t zelrtResetDevice(uint32_t deviceId) {
+  return Release("zelrtResetDevice", [&] {
+    Note(deviceId);
+    if (Single<Runtime>().ResetDevice(deviceId)) {
+      ReleaseDevices(deviceId);
+    }
+  });
+}

@@ -6,10 +6,10 @@
 #include <set>
 #include <utility>
 
-#include "control/fault_list.h"
-#include "control/single.h"
 #include "runtime/machine.h"
 #include "runtime/signals.h"
+#include "seam/fault_list.h"
+#include "seam/single.h"
 #include "services/error_store.h"
 
 namespace OrmoHost {

@@ -1,9 +1,9 @@
 #include <cstring>
 #include <utility>
 
-#include "control/host_call.h"
 #include "engine/engine.h"
 #include "ox/session.h"
+#include "seam/host_call.h"
 
 using OrmoHost::Attempt;
 using OrmoHost::INVALID_ARGUMENT;

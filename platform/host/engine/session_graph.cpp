@@ -3,9 +3,9 @@
 #include <string>
 #include <utility>
 
-#include "control/single.h"
 #include "graph/ox_graph.h"
-#include "models/report.h"
+#include "graph/report.h"
+#include "seam/single.h"
 
 namespace OrmoHost {
 namespace {

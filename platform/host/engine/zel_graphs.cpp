@@ -1,7 +1,7 @@
-#include "control/host_call.h"
-#include "control/single.h"
 #include "engine/session_graph.h"
 #include "profiling/subscription.h"
+#include "seam/host_call.h"
+#include "seam/single.h"
 #include "zel/zel_prof.h"
 
 using namespace OrmoHost;  // NOLINT(google-build-using-namespace): the functions below are its face

@@ -7,10 +7,10 @@
 #include <variant>
 #include <vector>
 
-#include "control/host_call.h"
 #include "graph/graph_file.h"
-#include "models/report.h"
+#include "graph/report.h"
 #include "ox/graph_utils.h"
+#include "seam/host_call.h"
 
 namespace OrmoHost {
 namespace {

@@ -5,9 +5,9 @@
 #include <atomic>
 #include <utility>
 
-#include "control/single.h"
-#include "models/report.h"
+#include "graph/report.h"
 #include "profiling/account.h"
+#include "seam/single.h"
 #include "services/raw_clock.h"
 
 namespace OrmoHost {

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "graph/program.h"
+#include "models/program.h"
 
 namespace OrmoHost {
 

@@ -1,9 +1,9 @@
 #include <memory>
 
-#include "control/host_call.h"
-#include "control/single.h"
 #include "graph/graph.h"
 #include "models/datasets.h"
+#include "seam/host_call.h"
+#include "seam/single.h"
 #include "zel/zel_mdl.h"
 
 using namespace OrmoHost;  // NOLINT(google-build-using-namespace): the functions below are its face
@@ -70,7 +70,7 @@ zelTensorDesc* zelCreateTensorDesc(int32_t dataType, int numDims, const int64_t*
 
 void zelDestroyTensorDesc(zelTensorDesc* desc) {
   HostCall call("zelDestroyTensorDesc", Failing::CANNOT);
-  Guarded([&] { Single<TensorDescs>().Remove(desc); });
+  Single<TensorDescs>().End(desc);
   call.Fails();
 }
 

@@ -3,13 +3,13 @@
 #include <utility>
 #include <vector>
 
-#include "control/host_call.h"
-#include "control/single.h"
 #include "graph/graph.h"
+#include "graph/report.h"
 #include "models/datasets.h"
 #include "models/loaded_model.h"
-#include "models/report.h"
 #include "runtime/runtime.h"
+#include "seam/host_call.h"
+#include "seam/single.h"
 #include "zel/zel_mdl.h"
 
 namespace OrmoHost {

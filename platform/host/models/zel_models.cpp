@@ -4,14 +4,15 @@
 #include <string_view>
 #include <utility>
 
-#include "control/host_call.h"
-#include "control/single.h"
 #include "graph/graph_file.h"
+#include "graph/report.h"
 #include "models/datasets.h"
 #include "models/loaded_model.h"
-#include "models/report.h"
 #include "runtime/runtime.h"
+#include "seam/host_call.h"
+#include "seam/single.h"
 #include "zel/zel_mdl.h"
+#include "zel/zel_prof.h"
 
 namespace OrmoHost {
 namespace {
@@ -172,5 +173,19 @@ int32_t zelmdlGetInputIndexByName(zelmdlDesc* desc, const char* name, size_t* in
     }
     Require(i < found->inputs.size(), NO_SUCH_INPUT);
     *index = i;
+  });
+}
+
+int32_t zelprofModelSubscribe(uint32_t modelId, zelprofSubscribeConfig* config) {
+  return Attempt("zelprofModelSubscribe", [&] {
+    Note("#", modelId);
+    GetModel(modelId)->Subscribe(Single<SubscribeConfigs>().Get(config), RecordStyle::WITH_STEPS);
+  });
+}
+
+int32_t zelprofModelUnSubscribe(uint32_t modelId) {
+  return Release("zelprofModelUnSubscribe", [&] {
+    Note("#", modelId);
+    GetModel(modelId)->Unsubscribe();
   });
 }

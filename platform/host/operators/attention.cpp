@@ -4,6 +4,7 @@
 #include <Eigen/Core>
 #include <algorithm>
 #include <limits>
+#include <optional>
 
 namespace OrmoHost {
 namespace {
@@ -50,9 +51,9 @@ size_t BlockRows(const Attention& a) {
   return std::min(BLOCK_ROWS, a.queries);
 }
 
-/// A head's keys and values, and what some of its queries need.
-struct ForwardWork {
-  ForwardWork(const Attention& a, WorkMemory& memory)
+/// A head's keys and values, and what some of its queries need; or the gradients of all these.
+struct HeadWork {
+  HeadWork(const Attention& a, WorkMemory& memory)
       : key(memory.Take(a.keys, a.depth)),
         value(memory.Take(a.keys, a.depth)),
         query(memory.Take(BlockRows(a), a.depth)),
@@ -60,18 +61,6 @@ struct ForwardWork {
         scores(memory.Take(BlockRows(a), a.keys)) {}
 
   Work key, value, query, out, scores;
-};
-
-struct BackwardWork : ForwardWork {
-  BackwardWork(const Attention& a, WorkMemory& memory)
-      : ForwardWork(a, memory),
-        keyGrad(memory.Take(a.keys, a.depth)),
-        valueGrad(memory.Take(a.keys, a.depth)),
-        queryGrad(memory.Take(BlockRows(a), a.depth)),
-        outGrad(memory.Take(BlockRows(a), a.depth)),
-        scoreGrad(memory.Take(BlockRows(a), a.keys)) {}
-
-  Work keyGrad, valueGrad, queryGrad, outGrad, scoreGrad;
 };
 
 /// `sequence` is how many rows a head has in the tensor.
@@ -127,13 +116,13 @@ auto Inverse(const Column& sum) {
   return (sum.array() > 0).select(sum.array().inverse(), 0.0F);
 }
 
-void LoadQueries(const Attention& a, const Rows& rows, ForwardWork& work) {
+void LoadQueries(const Attention& a, const Rows& rows, HeadWork& work) {
   Load(a, a.query, a.queries, rows, work.query);
   work.scores.topRows(rows.Count()).noalias() =
       a.scale * work.query.topRows(rows.Count()) * work.key.transpose();
 }
 
-void AttendRows(const Attention& a, const Rows& rows, ForwardWork& work) {
+void AttendRows(const Attention& a, const Rows& rows, HeadWork& work) {
   LoadQueries(a, rows, work);
   auto scores = work.scores.topRows(rows.Count());
   auto out = work.out.topRows(rows.Count());
@@ -150,84 +139,70 @@ void AttendRows(const Attention& a, const Rows& rows, ForwardWork& work) {
   Store(a, work.out, a.out, a.queries, rows);
 }
 
-void DifferentiateRows(const Attention& a, const AttentionGradients& gradients, const Rows& rows,
-                       BackwardWork& work) {
+void DifferentiateRows(const Attention& a, const Rows& rows, HeadWork& work, HeadWork& grad) {
   LoadQueries(a, rows, work);
   Load(a, a.out, a.queries, rows, work.out);
-  Load(a, gradients.out, a.queries, rows, work.outGrad);
+  Load(a, a.outGrad, a.queries, rows, grad.out);
   auto probability = work.scores.topRows(rows.Count());
-  auto scoreGrad = work.scoreGrad.topRows(rows.Count());
-  auto outGrad = work.outGrad.topRows(rows.Count());
+  auto scoreGrad = grad.scores.topRows(rows.Count());
+  auto outGrad = grad.out.topRows(rows.Count());
   Column largest = MapSoftmax(a, a.softmaxMax, rows);
   Column sum = MapSoftmax(a, a.softmaxSum, rows);
   probability = (probability.colwise() - largest).array().exp();
   probability.array().colwise() *= Inverse(sum).array();
   SetMasked(a, rows, 0, work.scores);
-  work.valueGrad.noalias() += probability.transpose() * outGrad;
+  grad.value.noalias() += probability.transpose() * outGrad;
   // A row's probabilities sum up to 1: what is common to all its scores' gradients has no effect.
   auto common = outGrad.cwiseProduct(work.out.topRows(rows.Count())).rowwise().sum();
   scoreGrad.noalias() = outGrad * work.value.transpose();
   scoreGrad.colwise() -= common;
   scoreGrad.array() *= probability.array() * a.scale;
-  work.queryGrad.topRows(rows.Count()).noalias() = scoreGrad * work.key;
-  work.keyGrad.noalias() += scoreGrad.transpose() * work.query.topRows(rows.Count());
-  Store(a, work.queryGrad, gradients.query, a.queries, rows);
+  grad.query.topRows(rows.Count()).noalias() = scoreGrad * work.key;
+  grad.key.noalias() += scoreGrad.transpose() * work.query.topRows(rows.Count());
+  Store(a, grad.query, a.queryGrad, a.queries, rows);
 }
 
-/// Calls `beginHead` and `endHead` with all keys of every head, and `useRows` with its queries.
-template <typename BeginHead, typename UseRows, typename EndHead>
-void ForEachHead(const Attention& a, BeginHead beginHead, UseRows useRows, EndHead endHead) {
-  for (size_t i = 0; i < a.batches * a.heads; ++i) {
-    Rows keys{i / a.heads, i % a.heads, 0, a.keys};
-    beginHead(keys);
-    for (size_t first = 0; first < a.queries; first += BLOCK_ROWS) {
-      useRows(Rows{keys.batch, keys.head, first, std::min(BLOCK_ROWS, a.queries - first)});
-    }
-    endHead(keys);
+/// Calls `useRows` for all queries of a head.
+template <typename UseRows>
+void ForEachBlock(const Attention& a, const Rows& keys, UseRows useRows) {
+  for (size_t first = 0; first < a.queries; first += BLOCK_ROWS) {
+    useRows(Rows{keys.batch, keys.head, first, std::min(BLOCK_ROWS, a.queries - first)});
   }
+}
+
+void DifferentiateHead(const Attention& a, const Rows& keys, HeadWork& work, HeadWork& grad) {
+  grad.key.setZero();
+  grad.value.setZero();
+  ForEachBlock(a, keys, [&](const Rows& rows) { DifferentiateRows(a, rows, work, grad); });
+  Store(a, grad.key, a.keyGrad, a.keys, keys);
+  Store(a, grad.value, a.valueGrad, a.keys, keys);
 }
 
 }  // namespace
 
 size_t AttentionWorkBytes(const Attention& attention) {
   WorkMemory memory;
-  ForwardWork work(attention, memory);
-  return memory.Bytes();
-}
-
-size_t AttentionGradientWorkBytes(const Attention& attention) {
-  WorkMemory memory;
-  BackwardWork work(attention, memory);
-  return memory.Bytes();
+  HeadWork work(attention, memory);
+  return memory.Bytes() * (attention.outGrad == nullptr ? 1 : 2);
 }
 
 void ComputeAttention(const Attention& attention, float* work) {
   WorkMemory memory(work);
-  ForwardWork matrices(attention, memory);
-  auto beginHead = [&](const Rows& keys) {
-    Load(attention, attention.key, attention.keys, keys, matrices.key);
-    Load(attention, attention.value, attention.keys, keys, matrices.value);
-  };
-  auto useRows = [&](const Rows& rows) { AttendRows(attention, rows, matrices); };
-  ForEachHead(attention, beginHead, useRows, [](const Rows&) {});
-}
-
-void ComputeAttentionGradients(const Attention& attention, const AttentionGradients& gradients,
-                               float* work) {
-  WorkMemory memory(work);
-  BackwardWork matrices(attention, memory);
-  auto beginHead = [&](const Rows& keys) {
-    Load(attention, attention.key, attention.keys, keys, matrices.key);
-    Load(attention, attention.value, attention.keys, keys, matrices.value);
-    matrices.keyGrad.setZero();
-    matrices.valueGrad.setZero();
-  };
-  auto useRows = [&](const Rows& rows) { DifferentiateRows(attention, gradients, rows, matrices); };
-  auto endHead = [&](const Rows& keys) {
-    Store(attention, matrices.keyGrad, gradients.key, attention.keys, keys);
-    Store(attention, matrices.valueGrad, gradients.value, attention.keys, keys);
-  };
-  ForEachHead(attention, beginHead, useRows, endHead);
+  HeadWork values(attention, memory);
+  std::optional<HeadWork> grads;
+  if (attention.outGrad != nullptr) {
+    grads.emplace(attention, memory);
+  }
+  for (size_t i = 0; i < attention.batches * attention.heads; ++i) {
+    const Rows keys{i / attention.heads, i % attention.heads, 0, attention.keys};
+    Load(attention, attention.key, attention.keys, keys, values.key);
+    Load(attention, attention.value, attention.keys, keys, values.value);
+    if (grads.has_value()) {
+      DifferentiateHead(attention, keys, values, *grads);
+    } else {
+      ForEachBlock(attention, keys, [&](const Rows& rows) { AttendRows(attention, rows, values); });
+    }
+  }
 }
 
 }  // namespace OrmoHost

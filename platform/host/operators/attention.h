@@ -31,23 +31,17 @@ struct Attention {
   const uint8_t* mask;  ///< may be null
   size_t maskBatchStep;
   size_t maskHeadStep;
-};
-
-/// What comes in for the result, and goes out.
-struct AttentionGradients {
-  void* out;
-  void* query;
-  void* key;
-  void* value;
+  void* outGrad;  ///< null for the forward call; then the other gradients are too
+  void* queryGrad;
+  void* keyGrad;
+  void* valueGrad;
 };
 
 /// Bytes of work memory: all matrices that the arithmetic needs besides its operands.
 size_t AttentionWorkBytes(const Attention& attention);
-size_t AttentionGradientWorkBytes(const Attention& attention);
 
+/// The result, or the gradients.
 void ComputeAttention(const Attention& attention, float* work);
-void ComputeAttentionGradients(const Attention& attention, const AttentionGradients& gradients,
-                               float* work);
 
 }  // namespace OrmoHost
 

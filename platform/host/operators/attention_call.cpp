@@ -8,10 +8,10 @@
 #include <string>
 #include <utility>
 
-#include "control/single.h"
 #include "operators/attention.h"
 #include "operators/tensors.h"
 #include "runtime/runtime.h"
+#include "seam/single.h"
 
 namespace OrmoHost {
 namespace {
@@ -98,22 +98,14 @@ size_t CountTensorBytes(const TensorArgument& argument, const Tensor& tensor) {
 /// From arguments to what the arithmetic works on.
 class AttentionBuilder {
  public:
-  /// Checks and binds what both operators have. `hasResults`: the forward call's results come in.
-  AttentionBuilder(const AttentionArguments& arguments, bool hasResults);
+  /// Checks and binds everything.
+  AttentionBuilder(OperatorKind kind, const AttentionArguments& arguments);
 
-  void* BindLikeQuery(const TensorArgument& argument, bool isOutput) {
-    return Bind(argument, queryShape_, elementTypes_, isOutput);
-  }
-
-  void* BindLikeKey(const TensorArgument& argument, bool isOutput) {
-    return Bind(argument, keyShape_, elementTypes_, isOutput);
-  }
-
-  const Attention& Get() const { return attention_; }
-
-  Executor MakeExecutor(OperatorKind kind, size_t workspaceBytes,
-                        std::function<void(void*)> kernel) {
-    return {kind, device_, std::move(operands_), workspaceBytes, std::move(kernel)};
+  Executor MakeExecutor() {
+    return {kind_, device_, std::move(operands_), AttentionWorkBytes(attention_),
+            [attention = attention_](void* work) {
+              ComputeAttention(attention, static_cast<float*>(work));
+            }};
   }
 
  private:
@@ -123,6 +115,16 @@ class AttentionBuilder {
   void CheckWindow() const;
   void BindMask();
   float* BindSoftmax(const TensorArgument& argument, bool isOutput);
+  void BindGradients();
+
+  void* BindLikeQuery(const TensorArgument& argument, bool isOutput) {
+    return Bind(argument, queryShape_, elementTypes_, isOutput);
+  }
+
+  void* BindLikeKey(const TensorArgument& argument, bool isOutput) {
+    return Bind(argument, keyShape_, elementTypes_, isOutput);
+  }
+
   /// Checks a tensor and its memory, which becomes an operand.
   void* Bind(const TensorArgument& argument, const Shape& shape, const Types& types, bool isOutput);
 
@@ -131,6 +133,7 @@ class AttentionBuilder {
   /// Where a shape has its queries or keys.
   size_t SequenceIndex() const { return IsByHead() ? 2 : 1; }
 
+  const OperatorKind kind_;
   const AttentionArguments& arguments_;
   const uint32_t device_;
   Types elementTypes_ = FLOAT32;  ///< the query's, which all but mask and softmax share
@@ -140,8 +143,8 @@ class AttentionBuilder {
   std::vector<Operand> operands_;
 };
 
-AttentionBuilder::AttentionBuilder(const AttentionArguments& arguments, bool hasResults)
-    : arguments_(arguments), device_(GetCurrentContext()->device) {
+AttentionBuilder::AttentionBuilder(OperatorKind kind, const AttentionArguments& arguments)
+    : kind_(kind), arguments_(arguments), device_(GetCurrentContext()->device) {
   CheckAttributes(arguments.attributes);
   for (const TensorArgument& argument : arguments.reserved) {
     Expect(argument.tensor == nullptr, argument.parameter, "no tensor");
@@ -156,9 +159,14 @@ AttentionBuilder::AttentionBuilder(const AttentionArguments& arguments, bool has
   attention_.key = BindLikeKey(arguments.key, false);
   attention_.value = BindLikeKey(arguments.value, false);
   BindMask();
-  attention_.softmaxMax = BindSoftmax(arguments.softmaxMax, !hasResults);
-  attention_.softmaxSum = BindSoftmax(arguments.softmaxSum, !hasResults);
-  attention_.out = BindLikeQuery(arguments.out, !hasResults);
+  // The gradients' call takes the results of the other one.
+  const bool isOutput = kind == OperatorKind::ATTENTION;
+  attention_.softmaxMax = BindSoftmax(arguments.softmaxMax, isOutput);
+  attention_.softmaxSum = BindSoftmax(arguments.softmaxSum, isOutput);
+  attention_.out = BindLikeQuery(arguments.out, isOutput);
+  if (kind == OperatorKind::ATTENTION_GRADIENT) {
+    BindGradients();
+  }
 }
 
 void AttentionBuilder::TakeQuery() {
@@ -231,6 +239,13 @@ float* AttentionBuilder::BindSoftmax(const TensorArgument& argument, bool isOutp
   return static_cast<float*>(Bind(argument, shape, FLOAT32, isOutput));
 }
 
+void AttentionBuilder::BindGradients() {
+  attention_.outGrad = BindLikeQuery(arguments_.outGrad, false);
+  attention_.queryGrad = BindLikeQuery(arguments_.queryGrad, true);
+  attention_.keyGrad = BindLikeKey(arguments_.keyGrad, true);
+  attention_.valueGrad = BindLikeKey(arguments_.valueGrad, true);
+}
+
 void* AttentionBuilder::Bind(const TensorArgument& argument, const Shape& shape, const Types& types,
                              bool isOutput) {
   std::shared_ptr<const Tensor> tensor = FindTensor(argument);
@@ -245,25 +260,8 @@ void* AttentionBuilder::Bind(const TensorArgument& argument, const Shape& shape,
 
 }  // namespace
 
-Executor PrepareAttention(const AttentionArguments& arguments) {
-  AttentionBuilder builder(arguments, false);
-  Attention attention = builder.Get();
-  return builder.MakeExecutor(
-      OperatorKind::ATTENTION, AttentionWorkBytes(attention),
-      [=](void* work) { ComputeAttention(attention, static_cast<float*>(work)); });
-}
-
-Executor PrepareAttentionGradients(const AttentionGradientArguments& arguments) {
-  AttentionBuilder builder(arguments.forward, true);
-  AttentionGradients gradients{builder.BindLikeQuery(arguments.outGrad, false),
-                               builder.BindLikeQuery(arguments.queryGrad, true),
-                               builder.BindLikeKey(arguments.keyGrad, true),
-                               builder.BindLikeKey(arguments.valueGrad, true)};
-  Attention attention = builder.Get();
-  return builder.MakeExecutor(
-      OperatorKind::ATTENTION_GRADIENT, AttentionGradientWorkBytes(attention), [=](void* work) {
-        ComputeAttentionGradients(attention, gradients, static_cast<float*>(work));
-      });
+Executor PrepareAttention(OperatorKind kind, const AttentionArguments& arguments) {
+  return AttentionBuilder(kind, arguments).MakeExecutor();
 }
 
 }  // namespace OrmoHost

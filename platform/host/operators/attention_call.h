@@ -31,7 +31,7 @@ struct AttentionAttributes {
   int64_t maskMode = 0;
 };
 
-/// What both operators have.
+/// The tensors of both operators, and the attributes.
 struct AttentionArguments {
   TensorArgument query;
   TensorArgument key;
@@ -42,19 +42,15 @@ struct AttentionArguments {
   TensorArgument out;
   std::vector<TensorArgument> reserved;
   AttentionAttributes attributes;
+  TensorArgument outGrad = {};  ///< this and what follows: of the gradients' call
+  TensorArgument queryGrad = {};
+  TensorArgument keyGrad = {};
+  TensorArgument valueGrad = {};
 };
 
-struct AttentionGradientArguments {
-  AttentionArguments forward;
-  TensorArgument outGrad;
-  TensorArgument queryGrad;
-  TensorArgument keyGrad;
-  TensorArgument valueGrad;
-};
-
-/// Check a call for the current device and make it ready. Throw a CallError for what does not fit.
-Executor PrepareAttention(const AttentionArguments& arguments);
-Executor PrepareAttentionGradients(const AttentionGradientArguments& arguments);
+/// Checks a call for the current device and makes it ready. Throws a CallError for what does not
+/// fit.
+Executor PrepareAttention(OperatorKind kind, const AttentionArguments& arguments);
 
 }  // namespace OrmoHost
 

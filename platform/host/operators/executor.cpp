@@ -4,39 +4,28 @@
 
 #include <utility>
 
-#include "control/single.h"
 #include "operators/profiling.h"
 #include "operators/script.h"
 #include "runtime/runtime.h"
+#include "seam/single.h"
 
 namespace OrmoHost {
 namespace {
 
+/// Nothing for one that was executed: its handle is never given out again.
 void EndExecutor(void* handle) {
-  Guarded([&] { Single<Executors>().Remove(handle); });
+  Single<Executors>().End(handle);
 }
 
-/// The executor that each thread has left over. A thread_local with a destructor would keep this
-/// library loaded.
+/// The executor that each thread's latest query has made. A thread_local with a destructor would
+/// keep this library loaded.
 class LeftOver {
  public:
   LeftOver() { Require(pthread_key_create(&key_, EndExecutor) == 0, NO_THREAD); }
 
   void Set(zelOpExecutor* executor) const { pthread_setspecific(key_, executor); }
 
-  void End() const {
-    if (void* executor = pthread_getspecific(key_)) {
-      Set(nullptr);
-      EndExecutor(executor);
-    }
-  }
-
-  /// Once the thread's executor is executed, nothing is left over.
-  void Forget(const zelOpExecutor* executor) const {
-    if (pthread_getspecific(key_) == executor) {
-      Set(nullptr);
-    }
-  }
+  void End() const { EndExecutor(pthread_getspecific(key_)); }
 
   void Close() const { pthread_key_delete(key_); }
 
@@ -98,7 +87,7 @@ std::shared_ptr<Block> GetOperandBlock(const Operand& operand, uint32_t device) 
 
 void QueryOperator(OperatorKind kind, const std::function<Executor()>& prepare,
                    uint64_t* workspaceSize, zelOpExecutor** executor) {
-  Require(!IsHostClosed(), NOT_INITIALIZED);
+  RequireOpen();
   Single<LeftOver>().End();
   Require(workspaceSize != nullptr && executor != nullptr, INVALID_ARGUMENT);
   Executor prepared = ReportingCall(kind, prepare);
@@ -112,7 +101,6 @@ void ExecuteOperator(OperatorKind kind, void* workspace, uint64_t workspaceSize,
                      zelOpExecutor* executor, zelrtStream stream) {
   std::shared_ptr<const Executor> call = Single<Executors>().Get(executor);
   Single<Executors>().Remove(executor);
-  Single<LeftOver>().Forget(executor);
   Require(call->kind == kind && stream == nullptr, UNKNOWN_HANDLE);
   Require(call->device == GetCurrentContext()->device, WRONG_DEVICE);
   ReportingCall(kind, [&] { Run(*call, workspace, workspaceSize); });

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "models/report.h"
+#include "graph/report.h"
 #include "runtime/device_memory.h"
 #include "runtime/table.h"
 #include "zel/zel.h"

@@ -2,10 +2,10 @@
 
 #include <utility>
 
-#include "control/host_call.h"
-#include "control/single.h"
 #include "profiling/account.h"
 #include "runtime/runtime.h"
+#include "seam/host_call.h"
+#include "seam/single.h"
 #include "services/raw_clock.h"
 #include "zel/zel_prof.h"
 

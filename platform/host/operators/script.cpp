@@ -6,8 +6,8 @@
 #include <mutex>
 #include <utility>
 
-#include "control/single.h"
 #include "ormo_host/control.h"
+#include "seam/single.h"
 
 namespace OrmoHost {
 namespace {

@@ -6,10 +6,10 @@
 #include <string>
 #include <utility>
 
-#include "control/host_call.h"
-#include "control/single.h"
 #include "graph/graph.h"
 #include "operators/tensors.h"
+#include "seam/host_call.h"
+#include "seam/single.h"
 #include "zel/zel.h"
 #include "zel/zel_tensor.h"
 
@@ -41,7 +41,7 @@ class MarkAddresses {
  public:
   uintptr_t Next() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    Require(!IsHostClosed(), NOT_INITIALIZED);
+    RequireOpen();
     if (next_ == MARKS) {
       pieces_.reserve(pieces_.size() + 1);
       pieces_.push_back(pieces_.empty() ? MakePiece() : ShowAgain(pieces_.front()));

@@ -1,7 +1,19 @@
-#include "control/host_call.h"
 #include "operators/attention_call.h"
+#include "seam/host_call.h"
 #include "zelnn/zelnn_flash_attention_score.h"
 #include "zelnn/zelnn_flash_attention_score_grad.h"
+
+namespace OrmoHost {
+namespace {
+
+void QueryAttention(OperatorKind kind, const AttentionArguments& arguments, uint64_t* workspaceSize,
+                    zelOpExecutor** executor) {
+  QueryOperator(
+      kind, [&] { return PrepareAttention(kind, arguments); }, workspaceSize, executor);
+}
+
+}  // namespace
+}  // namespace OrmoHost
 
 using namespace OrmoHost;  // NOLINT(google-build-using-namespace): the functions below are its face
 
@@ -27,9 +39,7 @@ int32_t zelnnFlashAttentionScoreGetWorkspaceSize(
                                   {{"reserved", 18}, reserved18}},
                                  {7, reserved7, scale, keepProbability, keysBefore, keysAfter,
                                   headCount, layout, precisionMode, maskMode}};
-    QueryOperator(
-        OperatorKind::ATTENTION, [&] { return PrepareAttention(arguments); }, workspaceSize,
-        executor);
+    QueryAttention(OperatorKind::ATTENTION, arguments, workspaceSize, executor);
   });
 }
 
@@ -51,27 +61,25 @@ int32_t zelnnFlashAttentionScoreGradGetWorkspaceSize(
     const zelTensor* queryGrad, const zelTensor* keyGrad, const zelTensor* valueGrad,
     const zelTensor* reserved24, uint64_t* workspaceSize, zelOpExecutor** executor) {
   return Attempt("zelnnFlashAttentionScoreGradGetWorkspaceSize", [&] {
-    AttentionGradientArguments arguments{{{{"query", 0}, query},
-                                          {{"key", 1}, key},
-                                          {{"value", 2}, value},
-                                          {{"mask", 7}, mask},
-                                          {{"softmaxMax", 8}, softmaxMax},
-                                          {{"softmaxSum", 9}, softmaxSum},
-                                          {{"attentionOut", 11}, attentionOut},
-                                          {{{"reserved", 4}, reserved4},
-                                           {{"reserved", 5}, reserved5},
-                                           {{"reserved", 6}, reserved6},
-                                           {{"reserved", 10}, reserved10},
-                                           {{"reserved", 24}, reserved24}},
-                                          {12, reserved12, scale, keepProbability, keysBefore,
-                                           keysAfter, headCount, layout, precisionMode, maskMode}},
-                                         {{"attentionOutGrad", 3}, attentionOutGrad},
-                                         {{"queryGrad", 21}, queryGrad},
-                                         {{"keyGrad", 22}, keyGrad},
-                                         {{"valueGrad", 23}, valueGrad}};
-    QueryOperator(
-        OperatorKind::ATTENTION_GRADIENT, [&] { return PrepareAttentionGradients(arguments); },
-        workspaceSize, executor);
+    AttentionArguments arguments{{{"query", 0}, query},
+                                 {{"key", 1}, key},
+                                 {{"value", 2}, value},
+                                 {{"mask", 7}, mask},
+                                 {{"softmaxMax", 8}, softmaxMax},
+                                 {{"softmaxSum", 9}, softmaxSum},
+                                 {{"attentionOut", 11}, attentionOut},
+                                 {{{"reserved", 4}, reserved4},
+                                  {{"reserved", 5}, reserved5},
+                                  {{"reserved", 6}, reserved6},
+                                  {{"reserved", 10}, reserved10},
+                                  {{"reserved", 24}, reserved24}},
+                                 {12, reserved12, scale, keepProbability, keysBefore, keysAfter,
+                                  headCount, layout, precisionMode, maskMode},
+                                 {{"attentionOutGrad", 3}, attentionOutGrad},
+                                 {{"queryGrad", 21}, queryGrad},
+                                 {{"keyGrad", 22}, keyGrad},
+                                 {{"valueGrad", 23}, valueGrad}};
+    QueryAttention(OperatorKind::ATTENTION_GRADIENT, arguments, workspaceSize, executor);
   });
 }
 

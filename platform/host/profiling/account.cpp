@@ -3,8 +3,8 @@
 #include <atomic>
 #include <mutex>
 
-#include "control/single.h"
 #include "ormo_host/control.h"
+#include "seam/single.h"
 
 namespace OrmoHost {
 namespace {

@@ -5,7 +5,7 @@
 
 #include <vector>
 
-#include "graph/program.h"
+#include "profiling/timing.h"
 
 namespace OrmoHost {
 

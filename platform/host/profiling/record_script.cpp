@@ -2,8 +2,8 @@
 
 #include <atomic>
 
-#include "control/fault_list.h"
-#include "control/single.h"
+#include "seam/fault_list.h"
+#include "seam/single.h"
 
 namespace OrmoHost {
 namespace {

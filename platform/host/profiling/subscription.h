@@ -11,8 +11,8 @@
 #include <thread>
 #include <vector>
 
-#include "graph/program.h"
 #include "profiling/record.h"
+#include "profiling/timing.h"
 #include "runtime/table.h"
 #include "zel/zel_prof.h"
 

@@ -1,7 +1,7 @@
 #include <cstring>
 
-#include "control/host_call.h"
 #include "profiling/record.h"
+#include "seam/host_call.h"
 #include "zel/zel_prof.h"
 
 namespace OrmoHost {

@@ -1,9 +1,6 @@
-#include <memory>
-
-#include "control/host_call.h"
-#include "control/single.h"
-#include "models/loaded_model.h"
 #include "profiling/subscription.h"
+#include "seam/host_call.h"
+#include "seam/single.h"
 #include "zel/zel_prof.h"
 
 using namespace OrmoHost;  // NOLINT(google-build-using-namespace): the functions below are its face
@@ -21,18 +18,4 @@ zelprofSubscribeConfig* zelprofCreateSubscribeConfig(int8_t timeInfoSwitch,
 int32_t zelprofDestroySubscribeConfig(zelprofSubscribeConfig* config) {
   return Release("zelprofDestroySubscribeConfig",
                  [&] { Single<SubscribeConfigs>().Remove(config); });
-}
-
-int32_t zelprofModelSubscribe(uint32_t modelId, zelprofSubscribeConfig* config) {
-  return Attempt("zelprofModelSubscribe", [&] {
-    Note("#", modelId);
-    GetModel(modelId)->Subscribe(Single<SubscribeConfigs>().Get(config), RecordStyle::WITH_STEPS);
-  });
-}
-
-int32_t zelprofModelUnSubscribe(uint32_t modelId) {
-  return Release("zelprofModelUnSubscribe", [&] {
-    Note("#", modelId);
-    GetModel(modelId)->Unsubscribe();
-  });
 }

@@ -5,8 +5,8 @@
 #include <map>
 #include <mutex>
 
-#include "control/single.h"
 #include "runtime/machine.h"
+#include "seam/single.h"
 
 namespace OrmoHost {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "control/single.h"
 #include "ormo_host/control.h"
+#include "seam/single.h"
 #include "services/environment.h"
 
 namespace OrmoHost {

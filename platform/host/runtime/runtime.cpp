@@ -1,7 +1,7 @@
 #include "runtime/runtime.h"
 
-#include "control/single.h"
 #include "runtime/machine.h"
+#include "seam/single.h"
 
 namespace OrmoHost {
 
@@ -30,7 +30,7 @@ uint32_t GetCurrentDevice() {
 
 void Runtime::Init() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  Require(!IsHostClosed(), NOT_INITIALIZED);
+  RequireOpen();
   Require(!isInitialized_, ZEL_ERROR_REPEAT_INITIALIZE);
   isInitialized_ = true;
 }

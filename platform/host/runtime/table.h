@@ -12,8 +12,7 @@
 #include <mutex>
 #include <utility>
 
-#include "control/host_call.h"
-#include "control/lifetime.h"
+#include "seam/host_call.h"
 
 namespace OrmoHost {
 
@@ -31,7 +30,7 @@ class Table {
   /// False, and nothing changes, when the key is taken. Refuses once the host has closed.
   bool Add(uintptr_t key, Pointer object) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    Require(!IsHostClosed(), NOT_INITIALIZED);
+    RequireOpen();
     return objects_.emplace(key, std::move(object)).second;
   }
 
@@ -116,10 +115,11 @@ class HandleTable {
     return object;
   }
 
-  /// The same, and ends it.
-  void Remove(const void* handle) {
-    Require(table_.Take(KeyOf(handle)) != nullptr, UNKNOWN_HANDLE);
-  }
+  /// Ends it; false when the handle is not alive.
+  bool End(const void* handle) { return table_.Take(KeyOf(handle)) != nullptr; }
+
+  /// The same, and refuses such a handle.
+  void Remove(const void* handle) { Require(End(handle), UNKNOWN_HANDLE); }
 
   template <typename Predicate>
   size_t RemoveIf(Predicate predicate) {

@@ -1,24 +1,16 @@
 #include <cstring>
 
-#include "control/host_call.h"
-#include "control/lifetime.h"
-#include "control/single.h"
 #include "runtime/device_memory.h"
 #include "runtime/machine.h"
 #include "runtime/runtime.h"
+#include "seam/host_call.h"
+#include "seam/single.h"
 #include "zel/zel.h"
 
 using namespace OrmoHost;  // NOLINT(google-build-using-namespace): the functions below are its face
 
 int32_t zelInit(const char* /*configPath*/) {
   return Attempt("zelInit", [] { Single<Runtime>().Init(); });
-}
-
-int32_t zelFinalize() {
-  return Release("zelFinalize", [] {
-    Single<Runtime>().Finalize();
-    ReleasePlatform();
-  });
 }
 
 int32_t zelrtGetDeviceCount(uint32_t* count) {
@@ -34,15 +26,6 @@ int32_t zelrtSetDevice(uint32_t deviceId) {
     Note(deviceId);
     Single<Runtime>().SetDevice(deviceId);
     current = {nullptr, deviceId, true};
-  });
-}
-
-int32_t zelrtResetDevice(uint32_t deviceId) {
-  return Release("zelrtResetDevice", [&] {
-    Note(deviceId);
-    if (Single<Runtime>().ResetDevice(deviceId)) {
-      ReleaseDevice(deviceId);
-    }
   });
 }
 

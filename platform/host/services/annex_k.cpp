@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "control/host_call.h"
+#include "seam/host_call.h"
 
 int memset_s(void* dest, size_t destMax, int value, size_t count) {
   return OrmoHost::Attempt("memset_s", [&] {

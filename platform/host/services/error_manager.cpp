@@ -6,8 +6,8 @@
 #include <memory>
 #include <utility>
 
-#include "control/host_call.h"
-#include "control/single.h"
+#include "seam/host_call.h"
+#include "seam/single.h"
 #include "services/error_store.h"
 
 namespace OrmoHost {

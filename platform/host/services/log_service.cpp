@@ -15,10 +15,10 @@
 #include <utility>
 #include <vector>
 
-#include "control/host_call.h"
-#include "control/single.h"
 #include "dlog/dlog.h"
 #include "ormo_host/control.h"
+#include "seam/host_call.h"
+#include "seam/single.h"
 #include "services/environment.h"
 
 namespace OrmoHost {

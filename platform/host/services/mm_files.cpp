@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "control/host_call.h"
 #include "mm/mm.h"
+#include "seam/host_call.h"
 
 using OrmoHost::AttemptSystem;
 

@@ -4,8 +4,8 @@
 
 #include <cstring>
 
-#include "control/host_call.h"
 #include "mm/mm.h"
+#include "seam/host_call.h"
 
 using OrmoHost::Attempt;
 using OrmoHost::AttemptSystem;

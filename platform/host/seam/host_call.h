@@ -1,16 +1,17 @@
 /// \file
 /// What every platform function is made with.
-#ifndef ORMO_HOST_CONTROL_HOST_CALL_H
-#define ORMO_HOST_CONTROL_HOST_CALL_H
+#ifndef ORMO_HOST_SEAM_HOST_CALL_H
+#define ORMO_HOST_SEAM_HOST_CALL_H
 
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <exception>
 #include <optional>
 #include <type_traits>
 
-#include "control/script.h"
-#include "runtime/codes.h"
+#include "seam/codes.h"
+#include "seam/script.h"
 
 namespace OrmoHost {
 
@@ -31,8 +32,13 @@ inline void Require(bool condition, int32_t code) {
   }
 }
 
-/// Number of platform functions that the calling thread is in.
-inline thread_local int insideDepth = 0;
+/// True from the moment that the host was unloaded or its process exits.
+inline std::atomic<bool> isHostClosed{false};
+
+/// Nothing is created any more once the host has closed.
+inline void RequireOpen() {
+  Require(!isHostClosed, NOT_INITIALIZED);
+}
 
 /// The scripting point of a platform function, alive while the function runs.
 class HostCall {
@@ -122,4 +128,4 @@ auto AttemptSystem(const char* function, Work&& work, Failing failing = Failing:
 
 }  // namespace OrmoHost
 
-#endif  // ORMO_HOST_CONTROL_HOST_CALL_H
+#endif  // ORMO_HOST_SEAM_HOST_CALL_H

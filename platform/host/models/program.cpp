@@ -1,4 +1,4 @@
-#include "graph/program.h"
+#include "models/program.h"
 
 #include <algorithm>
 #include <utility>
@@ -281,11 +281,6 @@ void Run(const Plan& plan, const Areas& areas) {
     Resolve(step, areas, operands);
     step.kernel(operands);
   }
-}
-
-StepTiming EndStep(uint32_t step, uint64_t start, uint64_t core) {
-  uint64_t end = std::max(ReadRawClock(), start + 1);
-  return {step, start, end, std::clamp<uint64_t>(core, 1, end - start)};
 }
 
 uint64_t RunTimed(const Plan& plan, const Areas& areas, uint64_t start,

@@ -1,13 +1,13 @@
 /// \file
 /// Faults that wait for the n-th of something.
-#ifndef ORMO_HOST_CONTROL_FAULT_LIST_H
-#define ORMO_HOST_CONTROL_FAULT_LIST_H
+#ifndef ORMO_HOST_SEAM_FAULT_LIST_H
+#define ORMO_HOST_SEAM_FAULT_LIST_H
 
 #include <cstdint>
 #include <mutex>
 #include <vector>
 
-#include "control/single.h"
+#include "seam/single.h"
 
 namespace OrmoHost {
 
@@ -50,4 +50,4 @@ class FaultList {
 
 }  // namespace OrmoHost
 
-#endif  // ORMO_HOST_CONTROL_FAULT_LIST_H
+#endif  // ORMO_HOST_SEAM_FAULT_LIST_H

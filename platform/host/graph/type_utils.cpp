@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "control/host_call.h"
+#include "seam/host_call.h"
 
 namespace OrmoHost {
 namespace {

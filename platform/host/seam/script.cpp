@@ -1,4 +1,4 @@
-#include "control/script.h"
+#include "seam/script.h"
 
 #include <unistd.h>
 
@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "control/single.h"
 #include "ormo_host/control.h"
+#include "seam/single.h"
 
 namespace OrmoHost {
 namespace {
@@ -131,6 +131,10 @@ size_t PendingFaults() {
   const std::lock_guard<std::mutex> lock(script.mutex);
   return static_cast<size_t>(std::count_if(script.rules.begin(), script.rules.end(),
                                            [](const Rule& rule) { return !rule.isForEveryCall; }));
+}
+
+bool IsInsideHost() {
+  return insideDepth != 0;
 }
 
 void RecordCalls() {

@@ -1,7 +1,7 @@
 /// \file
 /// What the next platform calls meet, and what calls were made.
-#ifndef ORMO_HOST_CONTROL_SCRIPT_H
-#define ORMO_HOST_CONTROL_SCRIPT_H
+#ifndef ORMO_HOST_SEAM_SCRIPT_H
+#define ORMO_HOST_SEAM_SCRIPT_H
 
 #include <atomic>
 #include <cstdint>
@@ -19,6 +19,9 @@ struct Fault {
   int32_t code = 0;
   std::function<void()> action;
 };
+
+/// Number of platform functions that the calling thread is in.
+inline thread_local int insideDepth = 0;
 
 /// True while calls are recorded or a rule exists: the one thing that an unscripted call looks at.
 inline std::atomic<bool> isScriptActive{false};
@@ -44,4 +47,4 @@ void ClearScript();
 
 }  // namespace OrmoHost
 
-#endif  // ORMO_HOST_CONTROL_SCRIPT_H
+#endif  // ORMO_HOST_SEAM_SCRIPT_H

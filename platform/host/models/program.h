@@ -1,7 +1,7 @@
 /// \file
 /// A graph made ready to run.
-#ifndef ORMO_HOST_GRAPH_PROGRAM_H
-#define ORMO_HOST_GRAPH_PROGRAM_H
+#ifndef ORMO_HOST_MODELS_PROGRAM_H
+#define ORMO_HOST_MODELS_PROGRAM_H
 
 #include <cstddef>
 #include <cstdint>
@@ -10,6 +10,7 @@
 
 #include "graph/graph.h"
 #include "kernels/operators.h"
+#include "profiling/timing.h"
 
 namespace OrmoHost {
 
@@ -35,12 +36,6 @@ struct Plan {
   std::vector<TensorSpec> outputs;
   size_t workBytes = 0;
   std::vector<Step> steps;
-};
-
-/// What a profiling record says of a step.
-struct StepLabel {
-  std::string name;
-  std::string type;
 };
 
 /// A graph whose nodes fit each other, split into inputs (Data), weights (Const) and steps (all
@@ -97,14 +92,6 @@ class Program {
   size_t weightBytes_ = 0;
 };
 
-/// Start and end of an operator, and the time of its arithmetic alone, on the raw clock.
-struct StepTiming {
-  uint32_t step;
-  uint64_t start;
-  uint64_t end;
-  uint64_t core;
-};
-
 /// The memory that a plan runs on.
 struct Areas {
   std::vector<const std::byte*> inputs;
@@ -112,9 +99,6 @@ struct Areas {
   std::byte* work = nullptr;
   const std::byte* weights = nullptr;
 };
-
-/// A step that ends now. It has a length, also when the clock stood still.
-StepTiming EndStep(uint32_t step, uint64_t start, uint64_t core);
 
 /// Runs all steps on the calling thread.
 void Run(const Plan& plan, const Areas& areas);
@@ -125,4 +109,4 @@ uint64_t RunTimed(const Plan& plan, const Areas& areas, uint64_t start,
 
 }  // namespace OrmoHost
 
-#endif  // ORMO_HOST_GRAPH_PROGRAM_H
+#endif  // ORMO_HOST_MODELS_PROGRAM_H

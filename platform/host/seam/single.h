@@ -1,7 +1,7 @@
 /// \file
 /// State that outlives every caller.
-#ifndef ORMO_HOST_CONTROL_SINGLE_H
-#define ORMO_HOST_CONTROL_SINGLE_H
+#ifndef ORMO_HOST_SEAM_SINGLE_H
+#define ORMO_HOST_SEAM_SINGLE_H
 
 #include <cstddef>
 #include <new>
@@ -32,4 +32,4 @@ void Forget(Container& container) {
 
 }  // namespace OrmoHost
 
-#endif  // ORMO_HOST_CONTROL_SINGLE_H
+#endif  // ORMO_HOST_SEAM_SINGLE_H

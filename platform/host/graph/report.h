@@ -1,13 +1,13 @@
 /// \file
 /// What people are told when a model is refused.
-#ifndef ORMO_HOST_MODELS_REPORT_H
-#define ORMO_HOST_MODELS_REPORT_H
+#ifndef ORMO_HOST_GRAPH_REPORT_H
+#define ORMO_HOST_GRAPH_REPORT_H
 
 #include <string>
 
-#include "control/host_call.h"
-#include "control/single.h"
 #include "graph/graph.h"
+#include "seam/host_call.h"
+#include "seam/single.h"
 #include "services/error_store.h"
 
 namespace OrmoHost {
@@ -36,4 +36,4 @@ auto Reporting(const char* message, const std::string& origin, int32_t code, Wor
 
 }  // namespace OrmoHost
 
-#endif  // ORMO_HOST_MODELS_REPORT_H
+#endif  // ORMO_HOST_GRAPH_REPORT_H

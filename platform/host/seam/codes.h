@@ -1,7 +1,7 @@
 /// \file
 /// The host's own platform codes; docs/host-platform.md lists them for people.
-#ifndef ORMO_HOST_RUNTIME_CODES_H
-#define ORMO_HOST_RUNTIME_CODES_H
+#ifndef ORMO_HOST_SEAM_CODES_H
+#define ORMO_HOST_SEAM_CODES_H
 
 #include <cstdint>
 
@@ -36,4 +36,4 @@ enum Code : int32_t {
 
 }  // namespace OrmoHost
 
-#endif  // ORMO_HOST_RUNTIME_CODES_H
+#endif  // ORMO_HOST_SEAM_CODES_H
