@@ -28,19 +28,6 @@ bool HasNoShape(const OrmoDataInfo& info) {
   return info.dims == nullptr && info.dimNum == 0;
 }
 
-// New zero-filled device memory.
-int AllocateZeroed(size_t size, DeviceMemory& memory) {
-  void* address = nullptr;
-  const int status = ModelManager::RtMalloc(&address, size);
-  if (status != STATUS_SUCCESS) {
-    ORMO_LOG_ERROR("Malloc device data buffer failed, ret : %d", status);
-    return status;
-  }
-  memory.Reset(address);
-  zelrtMemset(address, size, 0, size);
-  return STATUS_SUCCESS;
-}
-
 // Frees a dataset's buffer with the memory behind it. `isThere` says, after an exception too,
 // whether there is one at `index`.
 void ReleaseBuffer(zelmdlDataset* dataset, size_t index, bool& isThere) {
@@ -52,11 +39,8 @@ void ReleaseBuffer(zelmdlDataset* dataset, size_t index, bool& isThere) {
   }
 }
 
+// An input of the model's `modelSize` (0: known only with a shape).
 int CheckInputSize(const OrmoDataInfo& input, size_t index, size_t modelSize) {
-  if (input.size == 0) {
-    ORMO_LOG_ERROR("Invalid input[%zu] size : %zu byte(s)", index, input.size);
-    return STATUS_FAILED;
-  }
   if (modelSize == 0 && !HasShape(input)) {
     ORMO_LOG_ERROR("Dynamic shape scene: input shape is invalid");
     return STATUS_FAILED;
@@ -69,7 +53,34 @@ int CheckInputSize(const OrmoDataInfo& input, size_t index, size_t modelSize) {
   return STATUS_SUCCESS;
 }
 
+// Calls `add` for each of `count` buffers until one fails, and then `destroy`. Too little memory
+// leaves what was made to the destructor.
+template <typename Add, typename Destroy>
+int AddEach(size_t count, const Add& add, const Destroy& destroy) {
+  int status = STATUS_SUCCESS;
+  for (size_t index = 0; index < count && status == STATUS_SUCCESS; ++index) {
+    status = add(index);
+  }
+  if (status != STATUS_SUCCESS && status != STATUS_NOT_ENOUGH_MEMORY) {
+    destroy();
+  }
+  return status;
+}
+
 }  // namespace
+
+// What inputs and outputs differ in: in lines and where the model tells of them.
+struct ModelManager::Side {
+  const char* name;
+  const char* withoutDataset;
+  const char* filling;
+  size_t (*count)(zelmdlDesc* desc);
+};
+
+const ModelManager::Side ModelManager::INPUT = {"input", "it's nullptr.", "independent input",
+                                                zelmdlGetNumInputs};
+const ModelManager::Side ModelManager::OUTPUT = {"output", "ret : nullptr", "external output",
+                                                 zelmdlGetNumOutputs};
 
 ModelManager::ModelManager(uint32_t modelId, std::string socVersion, RunMode runMode)
     : modelId_(modelId),
@@ -98,50 +109,39 @@ int ModelManager::CreateDesc() {
 }
 
 int ModelManager::CheckInput(const std::vector<OrmoDataInfo>& inputs) const {
-  if (inputs.empty()) {
-    return STATUS_SUCCESS;
-  }
-  if (modelDesc_ == nullptr) {
-    ORMO_LOG_ERROR("Invalid model description : nullptr");
-    return STATUS_FAILED;
-  }
-  const size_t count = zelmdlGetNumInputs(modelDesc_);
-  if (inputs.size() != count) {
-    ORMO_LOG_ERROR("The number of input %zu is not equal to model input num %zu", inputs.size(),
-                   count);
-    return STATUS_FAILED;
-  }
-  for (size_t index = 0; index < count; ++index) {
-    const size_t modelSize = zelmdlGetInputSizeByIndex(modelDesc_, index);
-    const int status = CheckInputSize(inputs[index], index, modelSize);
-    if (status != STATUS_SUCCESS) {
-      return status;
-    }
-  }
-  return STATUS_SUCCESS;
+  return CheckBuffers(INPUT, inputs, [&](size_t index) {
+    return CheckInputSize(inputs[index], index, zelmdlGetInputSizeByIndex(modelDesc_, index));
+  });
 }
 
 int ModelManager::CheckOutput(const std::vector<OrmoDataInfo>& outputs) const {
-  if (outputs.empty()) {
+  return CheckBuffers(OUTPUT, outputs, [](size_t /*index*/) { return STATUS_SUCCESS; });
+}
+
+int ModelManager::CheckBuffers(const Side& side, const std::vector<OrmoDataInfo>& buffers,
+                               const std::function<int(size_t index)>& checkSize) const {
+  if (buffers.empty()) {
     return STATUS_SUCCESS;
   }
   if (modelDesc_ == nullptr) {
     ORMO_LOG_ERROR("Invalid model description : nullptr");
     return STATUS_FAILED;
   }
-  const size_t count = zelmdlGetNumOutputs(modelDesc_);
-  if (outputs.size() != count) {
-    ORMO_LOG_ERROR("The number of output %zu is not equal to model output num %zu", outputs.size(),
-                   count);
+  const size_t count = side.count(modelDesc_);
+  if (buffers.size() != count) {
+    ORMO_LOG_ERROR("The number of %s %zu is not equal to model %s num %zu", side.name,
+                   buffers.size(), side.name, count);
     return STATUS_FAILED;
   }
-  for (size_t index = 0; index < count; ++index) {
-    if (outputs[index].size == 0) {
-      ORMO_LOG_ERROR("Invalid output[%zu] size : %zu byte(s)", index, outputs[index].size);
+  int status = STATUS_SUCCESS;
+  for (size_t index = 0; index < count && status == STATUS_SUCCESS; ++index) {
+    if (buffers[index].size == 0) {
+      ORMO_LOG_ERROR("Invalid %s[%zu] size : %zu byte(s)", side.name, index, buffers[index].size);
       return STATUS_FAILED;
     }
+    status = checkSize(index);
   }
-  return STATUS_SUCCESS;
+  return status;
 }
 
 bool ModelManager::AreAllGiven(const std::vector<OrmoDataInfo>& buffers) {
@@ -155,134 +155,109 @@ int ModelManager::CheckAllocMemSize(size_t allocSize) const {
 }
 
 int ModelManager::CreateOutput(const std::vector<OrmoDataInfo>& outputs) {
+  return Create(OUTPUT, outputDataset_, [&] { return CreateIndependentOutput(outputs); });
+}
+
+int ModelManager::CreateInput(const std::vector<OrmoDataInfo>& inputs) {
+  return Create(INPUT, inputDataset_, [&] { return CreateIndependentInput(inputs); });
+}
+
+int ModelManager::Create(const Side& side, zelmdlDataset*& dataset,
+                         const std::function<int()>& fill) const {
   if (modelDesc_ == nullptr) {
     return STATUS_PLATFORM_FAILED;
   }
-  if (outputDataset_ == nullptr) {
-    outputDataset_ = zelmdlCreateDataset();
-    if (outputDataset_ == nullptr) {
-      ORMO_LOG_ERROR("Create output dataset failed, ret : nullptr");
+  if (dataset == nullptr) {
+    dataset = zelmdlCreateDataset();
+    if (dataset == nullptr) {
+      ORMO_LOG_ERROR("Create %s dataset failed, %s", side.name, side.withoutDataset);
       return STATUS_PLATFORM_FAILED;
     }
   }
-  const int status = CreateIndependentOutput(outputs);
+  const int status = fill();
   if (status != STATUS_SUCCESS && status != STATUS_NOT_ENOUGH_MEMORY) {
-    ORMO_LOG_ERROR("Create output dataset failed.");
+    ORMO_LOG_ERROR("Create %s dataset failed.", side.name);
   }
   return status;
 }
 
 int ModelManager::CreateIndependentOutput(const std::vector<OrmoDataInfo>& outputs) {
-  const bool isExtra = IsUseDDRMem(socVersion_) && AreAllGiven(outputs);
-  const size_t count = zelmdlGetNumOutputs(modelDesc_);
-  for (size_t index = 0; index < count; ++index) {
-    size_t size = zelmdlGetOutputSizeByIndex(modelDesc_, index);
-    if (index < outputs.size()) {
-      size = outputs[index].size;
-      if (isExtra) {
-        extraOutputSize_ += size;
-      }
+  return AddEach(
+      zelmdlGetNumOutputs(modelDesc_), [&](size_t index) { return AddOutput(outputs, index); },
+      [this] { DestroyOutput(); });
+}
+
+int ModelManager::CreateIndependentInput(const std::vector<OrmoDataInfo>& inputs) {
+  return AddEach(
+      zelmdlGetNumInputs(modelDesc_), [&](size_t index) { return AddInput(inputs, index); },
+      [this] { DestroyInput(); });
+}
+
+int ModelManager::AddOutput(const std::vector<OrmoDataInfo>& outputs, size_t index) {
+  OrmoDataInfo output;
+  output.size = zelmdlGetOutputSizeByIndex(modelDesc_, index);
+  if (index < outputs.size()) {
+    output.size = outputs[index].size;
+    if (IsUseDDRMem(socVersion_) && AreAllGiven(outputs)) {
+      extraOutputSize_ += output.size;
     }
-    const int status = AddOutput(index, size == 0 ? DEFAULT_OUTPUT_SIZE : size);
-    if (status == STATUS_NOT_ENOUGH_MEMORY) {
-      return status;
-    }
+  }
+  if (output.size == 0) {
+    output.size = DEFAULT_OUTPUT_SIZE;
+  }
+  ORMO_LOG_DEBUG("Create independent output dataset with size : %zu byte(s)", output.size);
+  return AddBuffer(OUTPUT, outputDataset_, index, output, output.size);
+}
+
+int ModelManager::AddInput(const std::vector<OrmoDataInfo>& inputs, size_t index) const {
+  OrmoDataInfo input;
+  if (index < inputs.size()) {
+    input = inputs[index];
+  } else {
+    input.size = zelmdlGetInputSizeByIndex(modelDesc_, index);
+  }
+  ORMO_LOG_DEBUG("Create independent input dataset with size : %zu byte(s)", input.size);
+  ORMO_LOG_DEBUG("Need extra output dataset size : %zu byte(s)", extraOutputSize_);
+  int status = AddBuffer(INPUT, inputDataset_, index, input, input.size + extraOutputSize_);
+  if (status == STATUS_SUCCESS) {
+    status = SetTensorDesc(inputs, index);
     if (status != STATUS_SUCCESS) {
-      DestroyOutput();
-      return status;
+      ORMO_LOG_ERROR("Set tensor desc fialed.");
     }
-  }
-  return STATUS_SUCCESS;
-}
-
-int ModelManager::AddOutput(size_t index, size_t size) {
-  ORMO_LOG_DEBUG("Create independent output dataset with size : %zu byte(s)", size);
-  int status = CheckAllocMemSize(size);
-  if (status != STATUS_SUCCESS) {
-    ORMO_LOG_WARNING("Create output[%zu] failed", index);
-    return status;
-  }
-  DeviceMemory buffer;
-  status = AllocateZeroed(size, buffer);
-  if (status != STATUS_SUCCESS) {
-    return status;
-  }
-  status = CreateDataSet(buffer.Get(), size, outputDataset_);
-  if (status != STATUS_SUCCESS) {
-    ORMO_LOG_ERROR("Fill external output dataset failed.");
-    return status;
-  }
-  buffer.Detach();
-  return STATUS_SUCCESS;
-}
-
-int ModelManager::CreateInput(const std::vector<OrmoDataInfo>& inputs) {
-  if (modelDesc_ == nullptr) {
-    return STATUS_PLATFORM_FAILED;
-  }
-  if (inputDataset_ == nullptr) {
-    inputDataset_ = zelmdlCreateDataset();
-    if (inputDataset_ == nullptr) {
-      ORMO_LOG_ERROR("Create input dataset failed, it's nullptr.");
-      return STATUS_PLATFORM_FAILED;
-    }
-  }
-  const int status = CreateIndependentInput(inputs);
-  if (status != STATUS_SUCCESS && status != STATUS_NOT_ENOUGH_MEMORY) {
-    ORMO_LOG_ERROR("Create input dataset failed.");
   }
   return status;
 }
 
-int ModelManager::CreateIndependentInput(const std::vector<OrmoDataInfo>& inputs) {
-  const size_t count = zelmdlGetNumInputs(modelDesc_);
-  for (size_t index = 0; index < count; ++index) {
-    const int status = AddInput(inputs, index);
-    if (status == STATUS_NOT_ENOUGH_MEMORY) {
-      return status;
-    }
-    if (status != STATUS_SUCCESS) {
-      DestroyInput();
-      return status;
-    }
-  }
-  return STATUS_SUCCESS;
-}
-
-int ModelManager::AddInput(const std::vector<OrmoDataInfo>& inputs, size_t index) {
-  const bool isGiven = index < inputs.size();
-  const size_t size = isGiven ? inputs[index].size : zelmdlGetInputSizeByIndex(modelDesc_, index);
-  ORMO_LOG_DEBUG("Create independent input dataset with size : %zu byte(s)", size);
-  ORMO_LOG_DEBUG("Need extra output dataset size : %zu byte(s)", extraOutputSize_);
-  int status = CheckAllocMemSize(size + extraOutputSize_);
+int ModelManager::AddBuffer(const Side& side, zelmdlDataset* dataset, size_t index,
+                            const OrmoDataInfo& content, size_t needed) const {
+  int status = CheckAllocMemSize(needed);
   if (status != STATUS_SUCCESS) {
-    ORMO_LOG_WARNING("Create input[%zu] failed", index);
+    ORMO_LOG_WARNING("Create %s[%zu] failed", side.name, index);
     return status;
   }
-  DeviceMemory buffer;
-  status = AllocateZeroed(size, buffer);
+  void* address = nullptr;
+  status = RtMalloc(&address, content.size);
   if (status != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR("Malloc device data buffer failed, ret : %d", status);
     return status;
   }
-  if (isGiven && inputs[index].data != nullptr) {
+  DeviceMemory memory(address);
+  zelrtMemset(address, content.size, 0, content.size);
+  if (content.data != nullptr) {
     const int32_t code =
-        zelrtMemcpy(buffer.Get(), size, inputs[index].data, size, ZEL_MEMCPY_HOST_TO_DEVICE);
+        zelrtMemcpy(address, content.size, content.data, content.size, ZEL_MEMCPY_HOST_TO_DEVICE);
     if (code != 0) {
       ORMO_LOG_ERROR("Memcpy host data buffer to device data buffer failed, ret : %d", code);
       return TranslateStatus(code, STATUS_DEVICE_MEMORY_FAILED);
     }
   }
-  status = CreateDataSet(buffer.Get(), size, inputDataset_);
+  status = CreateDataSet(address, content.size, dataset);
   if (status != STATUS_SUCCESS) {
-    ORMO_LOG_ERROR("Fill independent input dataset failed.");
+    ORMO_LOG_ERROR("Fill %s dataset failed.", side.filling);
     return status;
   }
-  buffer.Detach();
-  status = SetTensorDesc(inputs, index);
-  if (status != STATUS_SUCCESS) {
-    ORMO_LOG_ERROR("Set tensor desc fialed.");
-  }
-  return status;
+  memory.Detach();
+  return STATUS_SUCCESS;
 }
 
 int ModelManager::CreateDataSet(void* data, size_t size, zelmdlDataset* dataset) const {
@@ -335,7 +310,6 @@ void ModelManager::DestroyDesc() {
 void ModelManager::DestroyInput() {
   if (inputDataset_ == nullptr) {
     ORMO_LOG_WARNING("Input dataset is nullptr");
-    return;
   }
   DestroyDataset(inputDataset_);
 }
@@ -343,7 +317,6 @@ void ModelManager::DestroyInput() {
 void ModelManager::DestroyOutput() {
   if (outputDataset_ == nullptr) {
     ORMO_LOG_WARNING("Output dataset is nullptr");
-    return;
   }
   DestroyDataset(outputDataset_);
 }

@@ -12,13 +12,15 @@ int ModelManager::Execute(uint64_t& costTime, const RunnerConfig& config) const 
   if (SetDynamicParam(config.dynamicType, config.dynamicParam) != STATUS_SUCCESS) {
     return STATUS_DYNAMIC_PARAM_FAILED;
   }
-  const ScopeExit closeSpan("the execution's span", [this] { executionSpan_.Stop(); });
-  executionSpan_.Start();
   Timer timer;
-  timer.Start();
-  const int32_t code = zelmdlExecute(modelId_, inputDataset_, outputDataset_);
-  timer.Stop();
-  executionSpan_.Stop();
+  int32_t code = 0;
+  {
+    const ScopeExit closeSpan("the execution's span", [this] { executionSpan_.Stop(); });
+    executionSpan_.Start();
+    timer.Start();
+    code = zelmdlExecute(modelId_, inputDataset_, outputDataset_);
+    timer.Stop();
+  }
   costTime = timer.Elapsed();
   if (code != 0) {
     ORMO_LOG_ERROR("Execute model failed, ret : %d", code);

@@ -1,6 +1,8 @@
+#include "model/model_loading.h"
+
 #include <algorithm>
 #include <cstdio>
-#include <memory>
+#include <string_view>
 #include <utility>
 
 #include "common/log.h"
@@ -8,9 +10,9 @@
 #include "common/scope_exit.h"
 #include "common/status_translation.h"
 #include "model/chip_tables.h"
-#include "model/model_manager.h"
 #include "ormo/status.h"
 #include "zel/zel.h"
+#include "zel/zel_mdl.h"
 
 namespace Ormo {
 namespace {
@@ -46,44 +48,59 @@ bool IsMemoryChecked(const std::string& socVersion) {
 }
 
 int GetFreeMemory(const std::string& socVersion, size_t& free, size_t& reserved) {
+  const bool isDdr = ModelLoading::IsUseDDRMem(socVersion);
   size_t total = 0;
-  if (ModelManager::IsUseDDRMem(socVersion)) {
-    if (zelrtGetMemInfo(ZEL_DDR_MEM, &free, &total) != 0) {
-      ORMO_LOG_ERROR("Get ddr memory info failed.");
-      return STATUS_NOT_ENOUGH_MEMORY;
-    }
-    reserved = DDR_RESERVED_SIZE;
-    return STATUS_SUCCESS;
-  }
-  if (zelrtGetMemInfo(ZEL_HBM_MEM, &free, &total) != 0) {
-    ORMO_LOG_ERROR("Get hbm memory info failed.");
+  if (zelrtGetMemInfo(isDdr ? ZEL_DDR_MEM : ZEL_HBM_MEM, &free, &total) != 0) {
+    ORMO_LOG_ERROR("Get %s memory info failed.", isDdr ? "ddr" : "hbm");
     return STATUS_NOT_ENOUGH_MEMORY;
   }
-  reserved = static_cast<size_t>(static_cast<double>(total) * HBM_RESERVED_SHARE);
+  reserved = isDdr ? DDR_RESERVED_SIZE
+                   : static_cast<size_t>(static_cast<double>(total) * HBM_RESERVED_SHARE);
   return STATUS_SUCCESS;
 }
 
-// A map entry made before its key is known, so that nothing can fail once a model is loaded.
-std::map<uint32_t, void*>::node_type MakeEntry(void* memory) {
-  std::map<uint32_t, void*> entry;
-  entry.emplace(0, memory);
-  return entry.extract(entry.begin());
-}
+using MemoryMap = std::map<uint32_t, void*>;
 
-void StoreEntry(std::map<uint32_t, void*>& memory, uint32_t modelId,
-                std::map<uint32_t, void*>::node_type entry) {
-  memory.erase(modelId);
-  entry.key() = modelId;
-  memory.insert(std::move(entry));
-}
+// Device memory for a model, with its entry of a map made before the model's id is known: nothing
+// can fail once the model is loaded.
+class OwnMemory {
+ public:
+  int Allocate(const char* what, size_t size) {
+    void* address = nullptr;
+    const int status = ModelLoading::RtMalloc(&address, size);
+    if (status != STATUS_SUCCESS) {
+      ORMO_LOG_ERROR("LoadModel from memory failed because malloc %s failed, ret = %d", what,
+                     status);
+      return status;
+    }
+    memory_.Reset(address);
+    MemoryMap entry;
+    entry.emplace(0, address);
+    entry_ = entry.extract(entry.begin());
+    return STATUS_SUCCESS;
+  }
+
+  void* Address() const { return memory_.Get(); }
+
+  void MoveTo(MemoryMap& map, uint32_t modelId) {
+    map.erase(modelId);
+    entry_.key() = modelId;
+    map.insert(std::move(entry_));
+    memory_.Detach();
+  }
+
+ private:
+  DeviceMemory memory_;
+  MemoryMap::node_type entry_;
+};
 
 }  // namespace
 
-std::mutex ModelManager::ownMemoryMutex_;
-std::map<uint32_t, void*> ModelManager::modelId2WorkPtr;
-std::map<uint32_t, void*> ModelManager::modelId2WeightPtr;
+std::mutex ModelLoading::ownMemoryMutex_;
+std::map<uint32_t, void*> ModelLoading::modelId2WorkPtr;
+std::map<uint32_t, void*> ModelLoading::modelId2WeightPtr;
 
-int ModelManager::LoadModel(ModelInfo& modelInfo, const std::string& socVersion) {
+int ModelLoading::LoadModel(ModelInfo& modelInfo, const std::string& socVersion) {
   if (!modelInfo.modelPath.empty()) {
     return LoadModel(modelInfo.modelPath, modelInfo.modelId);
   }
@@ -94,7 +111,7 @@ int ModelManager::LoadModel(ModelInfo& modelInfo, const std::string& socVersion)
   return STATUS_FAILED;
 }
 
-int ModelManager::LoadModel(const std::string& modelPath, uint32_t& modelId) {
+int ModelLoading::LoadModel(const std::string& modelPath, uint32_t& modelId) {
   const int32_t code = zelmdlLoadFromFile(modelPath.c_str(), &modelId);
   if (code != 0) {
     ORMO_LOG_ERROR("Load model from file failed, ret : %d, model : %s", code, modelPath.c_str());
@@ -104,7 +121,7 @@ int ModelManager::LoadModel(const std::string& modelPath, uint32_t& modelId) {
   return STATUS_SUCCESS;
 }
 
-int ModelManager::LoadModel(const OrmoDataInfo& modelData, uint32_t& modelId,
+int ModelLoading::LoadModel(const OrmoDataInfo& modelData, uint32_t& modelId,
                             const RunMode& runMode, const std::string& socVersion) {
   switch (runMode) {
     case RunMode::PREVIOUS_MEMORY:
@@ -117,7 +134,7 @@ int ModelManager::LoadModel(const OrmoDataInfo& modelData, uint32_t& modelId,
   }
 }
 
-int ModelManager::LoadModelDefaultMode(const OrmoDataInfo& modelData, uint32_t& modelId,
+int ModelLoading::LoadModelDefaultMode(const OrmoDataInfo& modelData, uint32_t& modelId,
                                        const std::string& socVersion) {
   size_t workSize = 0;
   size_t weightSize = 0;
@@ -134,14 +151,13 @@ int ModelManager::LoadModelDefaultMode(const OrmoDataInfo& modelData, uint32_t& 
   int status = CheckAllocMemSize(totalSize, socVersion, true);
   if (status != STATUS_SUCCESS) {
     ORMO_LOG_WARNING("Load model failed, not enough free memory, ret %d", status);
-    if (!IsNeedCleanCache(socVersion)) {
-      return status;
+    if (IsNeedCleanCache(socVersion)) {
+      CleanCache();
+      status = CheckAllocMemSize(totalSize, socVersion, true);
     }
-    CleanCache();
-    status = CheckAllocMemSize(totalSize, socVersion, true);
-    if (status != STATUS_SUCCESS) {
-      return status;
-    }
+  }
+  if (status != STATUS_SUCCESS) {
+    return status;
   }
   code = zelmdlLoadFromMem(modelData.data, modelData.size, &modelId);
   if (code != 0) {
@@ -153,7 +169,7 @@ int ModelManager::LoadModelDefaultMode(const OrmoDataInfo& modelData, uint32_t& 
   return STATUS_SUCCESS;
 }
 
-int ModelManager::LoadModelWithPrevMem(const OrmoDataInfo& modelData, uint32_t& modelId) {
+int ModelLoading::LoadModelWithPrevMem(const OrmoDataInfo& modelData, uint32_t& modelId) {
   size_t workSize = 0;
   size_t weightSize = 0;
   int32_t code = zelmdlQuerySizeFromMem(modelData.data, modelData.size, &workSize, &weightSize);
@@ -180,26 +196,21 @@ int ModelManager::LoadModelWithPrevMem(const OrmoDataInfo& modelData, uint32_t& 
   return STATUS_SUCCESS;
 }
 
-int ModelManager::LoadModelWithMem(const OrmoDataInfo& modelData, uint32_t& modelId,
+int ModelLoading::LoadModelWithMem(const OrmoDataInfo& modelData, uint32_t& modelId,
                                    size_t workSize, size_t weightSize) {
-  void* address = nullptr;
-  int status = RtMalloc(&address, workSize);
+  OwnMemory work;
+  OwnMemory weight;
+  int status = work.Allocate("workPtr", workSize);
   if (status != STATUS_SUCCESS) {
-    ORMO_LOG_ERROR("LoadModel from memory failed because malloc workPtr failed, ret = %d", status);
     return status;
   }
-  DeviceMemory work(address);
-  status = RtMalloc(&address, weightSize);
+  status = weight.Allocate("weightPtr", weightSize);
   if (status != STATUS_SUCCESS) {
-    ORMO_LOG_ERROR("LoadModel from memory failed because malloc weightPtr failed, ret = %d",
-                   status);
     return status;
   }
-  DeviceMemory weight(address);
-  auto workEntry = MakeEntry(work.Get());
-  auto weightEntry = MakeEntry(weight.Get());
-  const int32_t code = zelmdlLoadFromMemWithMem(modelData.data, modelData.size, &modelId,
-                                                work.Get(), workSize, weight.Get(), weightSize);
+  const int32_t code =
+      zelmdlLoadFromMemWithMem(modelData.data, modelData.size, &modelId, work.Address(), workSize,
+                               weight.Address(), weightSize);
   if (code != 0) {
     ORMO_LOG_ERROR("LoadModel from memory failed because zelmdlLoadFromMemWithMem failed, ret %d",
                    code);
@@ -207,11 +218,9 @@ int ModelManager::LoadModelWithMem(const OrmoDataInfo& modelData, uint32_t& mode
   }
   {
     const std::lock_guard<std::mutex> lock(ownMemoryMutex_);
-    StoreEntry(modelId2WorkPtr, modelId, std::move(workEntry));
-    StoreEntry(modelId2WeightPtr, modelId, std::move(weightEntry));
+    work.MoveTo(modelId2WorkPtr, modelId);
+    weight.MoveTo(modelId2WeightPtr, modelId);
   }
-  work.Detach();
-  weight.Detach();
   ORMO_LOG_INFO(
       "LoadModelFromDataWithMem success, modelId : %u, model.size: %zu byte(s), workSize: %zu "
       "byte(s), weightSize: %zu byte(s)",
@@ -219,7 +228,7 @@ int ModelManager::LoadModelWithMem(const OrmoDataInfo& modelData, uint32_t& mode
   return STATUS_SUCCESS;
 }
 
-int ModelManager::LoadModelWithoutCheckMem(const OrmoDataInfo& modelData, uint32_t& modelId) {
+int ModelLoading::LoadModelWithoutCheckMem(const OrmoDataInfo& modelData, uint32_t& modelId) {
   const int32_t code = zelmdlLoadFromMem(modelData.data, modelData.size, &modelId);
   if (code != 0) {
     ORMO_LOG_ERROR("Load model from mem failed, ret = %d, model size: %d byte(s)", code,
@@ -230,7 +239,7 @@ int ModelManager::LoadModelWithoutCheckMem(const OrmoDataInfo& modelData, uint32
   return STATUS_SUCCESS;
 }
 
-void ModelManager::UnloadModel(const uint32_t& modelId) {
+void ModelLoading::UnloadModel(const uint32_t& modelId) {
   const ScopeExit freeMemory("a model's own memory", [modelId] {
     FreeOwnMemory(modelId2WeightPtr, modelId);
     FreeOwnMemory(modelId2WorkPtr, modelId);
@@ -243,7 +252,7 @@ void ModelManager::UnloadModel(const uint32_t& modelId) {
   }
 }
 
-void ModelManager::FreeOwnMemory(std::map<uint32_t, void*>& memory, uint32_t modelId) {
+void ModelLoading::FreeOwnMemory(std::map<uint32_t, void*>& memory, uint32_t modelId) {
   std::map<uint32_t, void*>::node_type entry;
   {
     const std::lock_guard<std::mutex> lock(ownMemoryMutex_);
@@ -254,7 +263,7 @@ void ModelManager::FreeOwnMemory(std::map<uint32_t, void*>& memory, uint32_t mod
   }
 }
 
-int ModelManager::CheckAllocMemSize(size_t allocSize, const std::string& socVersion,
+int ModelLoading::CheckAllocMemSize(size_t allocSize, const std::string& socVersion,
                                     bool checkReserved) {
   if (!IsMemoryChecked(socVersion)) {
     ORMO_LOG_WARNING("Soc version[%s] no need to check", socVersion.c_str());
@@ -279,15 +288,15 @@ int ModelManager::CheckAllocMemSize(size_t allocSize, const std::string& socVers
   return STATUS_NOT_ENOUGH_MEMORY;
 }
 
-bool ModelManager::IsUseDDRMem(const std::string& socVersion) {
+bool ModelLoading::IsUseDDRMem(const std::string& socVersion) {
   return StartsWithAny(socVersion, DDR_SOC_PREFIXES);
 }
 
-bool ModelManager::IsNeedCleanCache(const std::string& socVersion) {
+bool ModelLoading::IsNeedCleanCache(const std::string& socVersion) {
   return StartsWithAny(socVersion, CLEAN_CACHE_SOC_PREFIXES);
 }
 
-void ModelManager::CleanCache() {
+void ModelLoading::CleanCache() {
   FILE* stream = popen(CLEAN_CACHE_COMMAND, "r");
   if (stream == nullptr) {
     ORMO_LOG_WARNING("Failed to run clean cache cmd[%s].", CLEAN_CACHE_COMMAND);
@@ -297,7 +306,7 @@ void ModelManager::CleanCache() {
   ORMO_LOG_INFO("Clean cache success.");
 }
 
-int ModelManager::RtMalloc(void** devPtr, size_t size) {
+int ModelLoading::RtMalloc(void** devPtr, size_t size) {
   if (IsHugeOnlySize(size)) {
     const int32_t code = zelrtMalloc(devPtr, size, ZEL_MEM_MALLOC_HUGE_ONLY);
     if (code == 0) {
@@ -316,7 +325,7 @@ int ModelManager::RtMalloc(void** devPtr, size_t size) {
   return STATUS_SUCCESS;
 }
 
-void ModelManager::RtMemFree(void* devPtr) {
+void ModelLoading::RtMemFree(void* devPtr) {
   if (devPtr != nullptr) {
     zelrtFree(devPtr);
   }

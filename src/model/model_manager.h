@@ -1,58 +1,25 @@
 /// \file
-/// Offline models on the device: loading and memory, and the data and executions of one run.
+/// The data and executions of one run of a loaded offline model.
 #ifndef ORMO_MODEL_MODEL_MANAGER_H
 #define ORMO_MODEL_MODEL_MANAGER_H
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
-#include <mutex>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "model/model_loading.h"
 #include "ormo/runner_types.h"
 #include "ormo/trace.h"
 #include "zel/zel_mdl.h"
 
 namespace Ormo {
 
-/// The static operations load and unload models and watch over device memory; an instance holds
-/// what one run of a loaded model needs. All of them act on the context that is current on the
-/// calling thread, the worker of the model's device, and return the statuses of status.h.
-/// STATUS_NOT_ENOUGH_MEMORY follows warning lines when there is too little memory, and an error
-/// line when the platform could not tell how much there is.
-class ModelManager {
+/// Holds what one run of a loaded model needs on the device. Used by the worker of the model's
+/// device; the destructor releases everything.
+class ModelManager : public ModelLoading {
  public:
-  /// Loads from the file, else from memory with the run mode's strategy, and writes the model's id.
-  static int LoadModel(ModelInfo& modelInfo, const std::string& socVersion);
-  static int LoadModel(const std::string& modelPath, uint32_t& modelId);
-  static int LoadModel(const OrmoDataInfo& modelData, uint32_t& modelId, const RunMode& runMode,
-                       const std::string& socVersion);
-  /// Checks that the model fits, drops the page cache once where that helps, and loads.
-  static int LoadModelDefaultMode(const OrmoDataInfo& modelData, uint32_t& modelId,
-                                  const std::string& socVersion);
-  /// Loads models with 4 KiB to 1 MiB of weights into memory of the library's own, others and those
-  /// for which that fails into the platform's. No memory check.
-  static int LoadModelWithPrevMem(const OrmoDataInfo& modelData, uint32_t& modelId);
-  static int LoadModelWithMem(const OrmoDataInfo& modelData, uint32_t& modelId, size_t workSize,
-                              size_t weightSize);
-  static int LoadModelWithoutCheckMem(const OrmoDataInfo& modelData, uint32_t& modelId);
-  /// Unloads the model and frees memory of the library's own, whatever the platform answers.
-  static void UnloadModel(const uint32_t& modelId);
-
-  /// 0 when `allocSize` bytes fit the free memory, less a reserve when `checkReserved` is set (1
-  /// GiB on DDR chips, 1 % of the total on others), or when the chip is not checked.
-  static int CheckAllocMemSize(size_t allocSize, const std::string& socVersion, bool checkReserved);
-  static bool IsUseDDRMem(const std::string& socVersion);
-  static bool IsNeedCleanCache(const std::string& socVersion);
-  /// Drops the operating system's page cache.
-  static void CleanCache();
-  /// Device memory that is the caller's: 4 KiB to 1 MiB from huge pages only if possible.
-  static int RtMalloc(void** devPtr, size_t size);
-  /// Frees device memory (null: none) without a word when that fails. Memory that has an owner is
-  /// freed by that, which says so.
-  static void RtMemFree(void* devPtr);
-
   /// Whether there are buffers and every one of them has data.
   static bool AreAllGiven(const std::vector<OrmoDataInfo>& buffers);
 
@@ -68,6 +35,8 @@ class ModelManager {
   /// Device buffers for every input, with the caller's data or zeros, and for every output.
   int CreateInput(const std::vector<OrmoDataInfo>& inputs);
   int CreateOutput(const std::vector<OrmoDataInfo>& outputs);
+  using ModelLoading::CheckAllocMemSize;
+  /// The same for the run's chip; only a run without memory checks may use the reserve.
   int CheckAllocMemSize(size_t allocSize) const;
   /// One execution; `costTime` is its wall-clock time in ns, also when it failed. A dynamic setting
   /// of `config` is applied before; STATUS_DYNAMIC_PARAM_FAILED, with `costTime` left alone, when
@@ -80,12 +49,20 @@ class ModelManager {
   uint32_t GetModelId() const { return modelId_; }
 
  private:
-  static void FreeOwnMemory(std::map<uint32_t, void*>& memory, uint32_t modelId);
+  /// What inputs and outputs differ in.
+  struct Side;
+  static const Side INPUT;
+  static const Side OUTPUT;
 
+  int CheckBuffers(const Side& side, const std::vector<OrmoDataInfo>& buffers,
+                   const std::function<int(size_t index)>& checkSize) const;
+  int Create(const Side& side, zelmdlDataset*& dataset, const std::function<int()>& fill) const;
   int CreateIndependentInput(const std::vector<OrmoDataInfo>& inputs);
   int CreateIndependentOutput(const std::vector<OrmoDataInfo>& outputs);
-  int AddInput(const std::vector<OrmoDataInfo>& inputs, size_t index);
-  int AddOutput(size_t index, size_t size);
+  int AddInput(const std::vector<OrmoDataInfo>& inputs, size_t index) const;
+  int AddOutput(const std::vector<OrmoDataInfo>& outputs, size_t index);
+  int AddBuffer(const Side& side, zelmdlDataset* dataset, size_t index, const OrmoDataInfo& content,
+                size_t needed) const;
   int CreateDataSet(void* data, size_t size, zelmdlDataset* dataset) const;
   int SetTensorDesc(const std::vector<OrmoDataInfo>& inputs, size_t index) const;
   int SetDynamicParam(const std::string& dynamicType, const std::string& dynamicParam) const;
@@ -98,21 +75,15 @@ class ModelManager {
   void DestroyOutput();
   void DestroyDataset(zelmdlDataset*& dataset) const;
 
-  // Memory of the library's own, by the model that was loaded into it. One mutex for both: several
-  // devices' workers load and unload at once.
-  static std::mutex ownMemoryMutex_;
-  static std::map<uint32_t, void*> modelId2WorkPtr;
-  static std::map<uint32_t, void*> modelId2WeightPtr;
-
   uint32_t modelId_;
   std::string socVersion_;
   RunMode runMode_;
   zelmdlDesc* modelDesc_ = nullptr;
   zelmdlDataset* inputDataset_ = nullptr;
   zelmdlDataset* outputDataset_ = nullptr;
-  // Caller's outputs on DDR chips, where they come out of the memory that inputs need too.
+  /// Caller's outputs on DDR chips, where they come out of the memory that inputs need too.
   uint64_t extraOutputSize_ = 0;
-  // Made once: making one for each execution costs more than recording it.
+  /// Made once: making one for each execution costs more than recording it.
   mutable Trace executionSpan_;
 };
 
