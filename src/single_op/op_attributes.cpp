@@ -14,31 +14,8 @@ namespace {
 
 constexpr size_t SMALLEST_BLOCK = 16;
 
-/// How a kind of attribute is called in error lines.
-struct BlockWords {
-  const char* type;
-  const char* copying;
-};
-
-constexpr BlockWords BOOL_WORDS{"bool", "memcpy_s"};
-constexpr BlockWords INT_WORDS{"int64_t", "memcpy_s"};
-constexpr BlockWords FLOAT_WORDS{"float", "memcpy_s"};
-constexpr BlockWords STRING_WORDS{"str", "memset_s or memcpy_s"};
-
-/// A block of at least `room` bytes: a copy of `size` bytes, then zeros. None after an error line.
-HostBlock MakeBlock(const void* value, size_t size, size_t room, const BlockWords& words) {
-  room = std::max(room, SMALLEST_BLOCK);
-  HostBlock block(std::malloc(room));
-  if (!block) {
-    ORMO_LOG_ERROR("malloc for %s attr failed!", words.type);
-    return block;
-  }
-  if (memset_s(block.Get(), room, 0, room) != 0 || memcpy_s(block.Get(), room, value, size) != 0) {
-    block.Reset();
-    ORMO_LOG_ERROR("%s for %s attr failed!", words.copying, words.type);
-  }
-  return block;
-}
+constexpr char COPYING[] = "memcpy_s";
+constexpr char TEXT_COPYING[] = "memset_s or memcpy_s";
 
 /// A new entry, null so far.
 void*& AddEntry(uint8_t type, ZelnnParamterInner& inner) {
@@ -47,9 +24,18 @@ void*& AddEntry(uint8_t type, ZelnnParamterInner& inner) {
   return inner.attrs.back();
 }
 
-/// False when there is none; otherwise it becomes the last entry.
-bool AppendBlock(HostBlock block, ZelnnParamterInner& inner) {
+/// A block with a copy of `size` bytes, and then zeros, becomes the last entry. `type` and
+/// `copying` are what error lines call the value and its copying.
+bool AppendBlock(const void* value, size_t size, const char* type, const char* copying,
+                 ZelnnParamterInner& inner) {
+  const size_t room = std::max(size, SMALLEST_BLOCK);
+  HostBlock block(std::malloc(room));
   if (!block) {
+    ORMO_LOG_ERROR("malloc for %s attr failed!", type);
+    return false;
+  }
+  if (memset_s(block.Get(), room, 0, room) != 0 || memcpy_s(block.Get(), room, value, size) != 0) {
+    ORMO_LOG_ERROR("%s for %s attr failed!", copying, type);
     return false;
   }
   void*& entry = AddEntry(HOST_BLOCK_ATTR, inner);
@@ -57,28 +43,48 @@ bool AppendBlock(HostBlock block, ZelnnParamterInner& inner) {
   return true;
 }
 
-template <typename Value>
-bool AppendScalar(Value value, const BlockWords& words, ZelnnParamterInner& inner) {
-  return AppendBlock(MakeBlock(&value, sizeof(value), sizeof(value), words), inner);
-}
+/// A kind of the platform's arrays.
+template <typename Value, typename Array>
+struct ArrayKind {
+  uint8_t type;
+  const char* name;
+  Array* (*create)(const Value* values, uint64_t count);
+  const char* creation;
+  int32_t (*destroy)(const Array* array);
+
+  bool Append(const Value* values, uint64_t count, ZelnnParamterInner& inner) const {
+    void*& entry = AddEntry(type, inner);
+    entry = create(values, count);
+    if (entry == nullptr) {
+      ORMO_LOG_ERROR("%s failed!", creation);
+    }
+    return entry != nullptr;
+  }
+
+  void Release(void* attr) const noexcept {
+    ReleaseQuietly(name, [this, attr] { return destroy(static_cast<Array*>(attr)); });
+  }
+};
+
+constexpr ArrayKind<int64_t, zelIntArray> INT_ARRAY{
+    INT_ARRAY_ATTR, "an integer array", zelCreateIntArray, "zelCreateIntArray", zelDestroyIntArray};
+constexpr ArrayKind<bool, zelBoolArray> BOOL_ARRAY{BOOL_ARRAY_ATTR, "a boolean array",
+                                                   zelCreateBoolArray, "zelCreateBoolArray",
+                                                   zelDestroyBoolArray};
+constexpr ArrayKind<float, zelFloatArray> FLOAT_ARRAY{FLOAT_ARRAY_ATTR, "a float array",
+                                                      zelCreateFloatArray, "zelCreateFloatArray",
+                                                      zelDestroyFloatArray};
 
 void ReleaseAttr(void* attr, uint8_t type) noexcept {
   switch (type) {
     case INT_ARRAY_ATTR:
-      ReleaseQuietly("an integer array",
-                     [attr] { return zelDestroyIntArray(static_cast<zelIntArray*>(attr)); });
-      break;
+      return INT_ARRAY.Release(attr);
     case BOOL_ARRAY_ATTR:
-      ReleaseQuietly("a boolean array",
-                     [attr] { return zelDestroyBoolArray(static_cast<zelBoolArray*>(attr)); });
-      break;
+      return BOOL_ARRAY.Release(attr);
     case FLOAT_ARRAY_ATTR:
-      ReleaseQuietly("a float array",
-                     [attr] { return zelDestroyFloatArray(static_cast<zelFloatArray*>(attr)); });
-      break;
+      return FLOAT_ARRAY.Release(attr);
     default:
-      FreeHostBlock(attr);
-      break;
+      return FreeHostBlock(attr);
   }
 }
 
@@ -88,24 +94,24 @@ void FreeHostBlock(void* block) noexcept {
   std::free(block);
 }
 
-bool AppendBool(bool value, ZelnnParamterInner& inner) {
-  if (!AppendScalar(value, BOOL_WORDS, inner)) {
+bool AppendScalar(bool value, ZelnnParamterInner& inner) {
+  if (!AppendBlock(&value, sizeof(value), "bool", COPYING, inner)) {
     return false;
   }
   ORMO_LOG_DEBUG("GetBoolAttr[%zu][%p] : %d.", sizeof(value), inner.attrs.back(), value ? 1 : 0);
   return true;
 }
 
-bool AppendInt(int64_t value, ZelnnParamterInner& inner) {
-  if (!AppendScalar(value, INT_WORDS, inner)) {
+bool AppendScalar(int64_t value, ZelnnParamterInner& inner) {
+  if (!AppendBlock(&value, sizeof(value), "int64_t", COPYING, inner)) {
     return false;
   }
   ORMO_LOG_DEBUG("GetIntAttr : %lld.", static_cast<long long>(value));
   return true;
 }
 
-bool AppendFloat(float value, ZelnnParamterInner& inner) {
-  if (!AppendScalar(value, FLOAT_WORDS, inner)) {
+bool AppendScalar(float value, ZelnnParamterInner& inner) {
+  if (!AppendBlock(&value, sizeof(value), "float", COPYING, inner)) {
     return false;
   }
   ORMO_LOG_DEBUG("GetFloatAttr[%zu][%p] : %f.", sizeof(value), inner.attrs.back(),
@@ -113,8 +119,8 @@ bool AppendFloat(float value, ZelnnParamterInner& inner) {
   return true;
 }
 
-bool AppendString(const std::string& value, ZelnnParamterInner& inner) {
-  if (!AppendBlock(MakeBlock(value.data(), value.size(), value.size() + 1, STRING_WORDS), inner)) {
+bool AppendScalar(const std::string& value, ZelnnParamterInner& inner) {
+  if (!AppendBlock(value.c_str(), value.size() + 1, "str", TEXT_COPYING, inner)) {
     return false;
   }
   ORMO_LOG_DEBUG("GetStrAttr : %s.", value.c_str());
@@ -122,30 +128,15 @@ bool AppendString(const std::string& value, ZelnnParamterInner& inner) {
 }
 
 bool AppendArray(const int64_t* values, uint64_t count, ZelnnParamterInner& inner) {
-  void*& entry = AddEntry(INT_ARRAY_ATTR, inner);
-  entry = zelCreateIntArray(values, count);
-  if (entry == nullptr) {
-    ORMO_LOG_ERROR("zelCreateIntArray failed!");
-  }
-  return entry != nullptr;
-}
-
-bool AppendArray(const float* values, uint64_t count, ZelnnParamterInner& inner) {
-  void*& entry = AddEntry(FLOAT_ARRAY_ATTR, inner);
-  entry = zelCreateFloatArray(values, count);
-  if (entry == nullptr) {
-    ORMO_LOG_ERROR("zelCreateFloatArray failed!");
-  }
-  return entry != nullptr;
+  return INT_ARRAY.Append(values, count, inner);
 }
 
 bool AppendArray(const bool* values, uint64_t count, ZelnnParamterInner& inner) {
-  void*& entry = AddEntry(BOOL_ARRAY_ATTR, inner);
-  entry = zelCreateBoolArray(values, count);
-  if (entry == nullptr) {
-    ORMO_LOG_ERROR("zelCreateBoolArray failed!");
-  }
-  return entry != nullptr;
+  return BOOL_ARRAY.Append(values, count, inner);
+}
+
+bool AppendArray(const float* values, uint64_t count, ZelnnParamterInner& inner) {
+  return FLOAT_ARRAY.Append(values, count, inner);
 }
 
 void ReleaseAttrs(ZelnnParamterInner& inner) noexcept {

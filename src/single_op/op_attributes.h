@@ -19,16 +19,16 @@ void FreeHostBlock(void* block) noexcept;
 /// Memory of malloc.
 using HostBlock = Owner<void*, FreeHostBlock>;
 
-bool AppendBool(bool value, ZelnnParamterInner& inner);
-bool AppendInt(int64_t value, ZelnnParamterInner& inner);
-bool AppendFloat(float value, ZelnnParamterInner& inner);
+bool AppendScalar(bool value, ZelnnParamterInner& inner);
+bool AppendScalar(int64_t value, ZelnnParamterInner& inner);
+bool AppendScalar(float value, ZelnnParamterInner& inner);
 /// A copy that ends with a zero.
-bool AppendString(const std::string& value, ZelnnParamterInner& inner);
+bool AppendScalar(const std::string& value, ZelnnParamterInner& inner);
 
 /// The platform copies the values.
 bool AppendArray(const int64_t* values, uint64_t count, ZelnnParamterInner& inner);
-bool AppendArray(const float* values, uint64_t count, ZelnnParamterInner& inner);
 bool AppendArray(const bool* values, uint64_t count, ZelnnParamterInner& inner);
+bool AppendArray(const float* values, uint64_t count, ZelnnParamterInner& inner);
 
 /// Releases all attributes, each as its type says, and empties the lists.
 void ReleaseAttrs(ZelnnParamterInner& inner) noexcept;

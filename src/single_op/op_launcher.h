@@ -3,7 +3,6 @@
 #ifndef ORMO_SINGLE_OP_OP_LAUNCHER_H
 #define ORMO_SINGLE_OP_OP_LAUNCHER_H
 
-#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -23,49 +22,46 @@ using OpExecution = int32_t (*)(void* workspace, uint64_t workspaceSize, zelOpEx
 /// ReflectBase::Run does.
 int RunWithWorkspace(const char* name, OpExecution execution, const ZelnnParamterInner& param);
 
-/// `NAME` is the operator's type name. `QUERY` and `EXECUTION` are its two platform functions; the
-/// query's signature is the list of the operator's parameters.
-template <const char* NAME, auto QUERY, OpExecution EXECUTION>
+/// `QUERY` and `EXECUTION` are the operator's two platform functions; the query's signature is the
+/// list of the operator's parameters.
+template <auto QUERY, OpExecution EXECUTION>
 class OpLauncher;
 
-template <const char* NAME, typename... Params, int32_t (*QUERY)(Params...), OpExecution EXECUTION>
-class OpLauncher<NAME, QUERY, EXECUTION> : public ReflectBase {
+template <typename... Params, int32_t (*QUERY)(Params...), OpExecution EXECUTION>
+class OpLauncher<QUERY, EXECUTION> final : public ReflectBase {
  public:
+  /// `name` is the operator's type name and outlives the launcher.
+  explicit OpLauncher(const char* name) : name_(name) {}
+
   int Run(ZelnnParamterInner& param, const oxrt::TilingContext* /*tilingContext*/,
           const std::string& tiling) override {
-    ORMO_LOG_DEBUG("OrmoZelnn%s run entry. inputs[%zu] attrs[%zu] outputs[%zu] total[%zu]", NAME,
-                   param.inputs.size(), param.attrs.size(), param.outputs.size(), PARAM_COUNT);
+    ORMO_LOG_DEBUG("OrmoZelnn%s run entry. inputs[%zu] attrs[%zu] outputs[%zu] total[%zu]", name_,
+                   param.inputs.size(), param.attrs.size(), param.outputs.size(),
+                   sizeof...(Params));
     if (!SetParamHelper(param, std::index_sequence_for<Params...>(), arguments_)) {
-      ORMO_LOG_ERROR("OrmoZelnn%s run SetParam failed!", NAME);
+      ORMO_LOG_ERROR("OrmoZelnn%s run SetParam failed!", name_);
       return STATUS_FAILED;
     }
     if (QueryWorkspace(tiling) != 0) {
-      ORMO_LOG_ERROR("OrmoZelnn%sGetWorkspaceSize failed.", NAME);
+      ORMO_LOG_ERROR("OrmoZelnn%sGetWorkspaceSize failed.", name_);
       return STATUS_FAILED;
     }
-    return RunWithWorkspace(NAME, EXECUTION, param);
+    return RunWithWorkspace(name_, EXECUTION, param);
   }
 
  private:
-  static constexpr size_t PARAM_COUNT = sizeof...(Params);
-
   /// One at a time for each operator: the platform's queries are not made for more.
   int QueryWorkspace(const std::string& tiling) {
     static std::mutex mutex;
     const std::lock_guard<std::mutex> lock(mutex);
-    ORMO_LOG_DEBUG("OrmoZelnn%s: zelnn%sGetWorkspaceSize with tiling[%s]", NAME, NAME,
+    ORMO_LOG_DEBUG("OrmoZelnn%s: zelnn%sGetWorkspaceSize with tiling[%s]", name_, name_,
                    tiling.c_str());
     return FuncExector(QUERY, arguments_);
   }
 
+  const char* const name_;
   std::tuple<Params...> arguments_{};
 };
-
-/// Creates a launcher of that class; what the registry keeps of it.
-template <typename Launcher>
-ReflectBase* CreateLauncher() {
-  return new Launcher();
-}
 
 }  // namespace Ormo
 

@@ -26,15 +26,9 @@ class ReflectBase {
                   const std::string& tiling) = 0;
 };
 
-using ReflectCreator = ReflectBase* (*)();
-
 /// A new launcher for operators of exactly that type name, owned by the caller; null when there is
 /// none. Any thread.
 ReflectBase* CreateReflectedObjByName(std::string name);
-
-/// Adds a launcher; the first of a name stays. Only while the library is loaded: nothing guards the
-/// registry against readers. Returns whether it was added.
-bool RegisterReflectedObj(const std::string& name, ReflectCreator creator);
 
 }  // namespace Ormo
 

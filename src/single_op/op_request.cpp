@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
+#include <type_traits>
 #include <utility>
 
 #include "annex_k/annex_k.h"
@@ -88,84 +89,85 @@ bool BuildTensors(const json& request, const char* key, std::vector<zelTensor*>&
 
 // ---- Attributes ----
 
-float ToFloat(const json& value) {
-  return static_cast<float>(value.get<double>());
+/// As a bool, an int64_t, a float or a std::string. Throws the JSON library's type error for what
+/// is none.
+template <typename Value>
+Value Read(const json& value) {
+  if constexpr (std::is_same_v<Value, int64_t>) {
+    return ToInt64(value);
+  } else if constexpr (std::is_same_v<Value, float>) {
+    return static_cast<float>(value.get<double>());
+  } else {
+    return value.get<Value>();
+  }
 }
 
-bool ToBool(const json& value) {
-  return value.get<bool>();
+template <typename Value>
+bool GetScalarAttr(const json& value, ZelnnParamterInner& inner) {
+  return AppendScalar(Read<Value>(value), inner);
 }
 
 /// The values of a list one after another on the host heap. None after an error line; `type` is how
 /// that calls them.
 template <typename Value>
-HostBlock ReadList(const json& list, const char* type, Value (*read)(const json&)) {
+HostBlock ReadList(const json& list, const char* type) {
   if (!list.is_array()) {
     ORMO_LOG_ERROR("attrValue[%s] is not %s array!", CompactText(list).c_str(), type);
     return HostBlock();
   }
-  const size_t size = list.size() * sizeof(Value);
-  HostBlock values(std::malloc(std::max<size_t>(size, 1)));
+  HostBlock values(std::malloc(list.size() * sizeof(Value) + 1));  // some for an empty list, too
   if (!values) {
     ORMO_LOG_ERROR("attrValue[%s] is malloc failed!", CompactText(list).c_str());
     return values;
   }
   auto* place = static_cast<Value*>(values.Get());
-  size_t room = size;
   for (const json& element : list) {
-    const Value value = read(element);
-    if (memcpy_s(place, room, &value, sizeof(value)) != 0) {
+    const auto value = Read<Value>(element);
+    if (memcpy_s(place, sizeof(value), &value, sizeof(value)) != 0) {
       ORMO_LOG_ERROR("memcpy_s for %s attr failed!", type);
       return HostBlock();
     }
     ++place;
-    room -= sizeof(value);
   }
   return values;
 }
 
-template <typename Value>
-bool AppendList(const json& list, const HostBlock& values, ZelnnParamterInner& inner) {
-  return values && AppendArray(static_cast<const Value*>(values.Get()), list.size(), inner);
-}
+/// A kind of list: what it holds, how error lines call that, and its debug line.
+struct IntList {
+  using Value = int64_t;
+  static constexpr char NAME[] = "int";
 
-bool GetBoolAttr(const json& value, ZelnnParamterInner& inner) {
-  return AppendBool(ToBool(value), inner);
-}
+  static void Log(const json& list) {
+    ORMO_LOG_DEBUG("GetListIntAttr : %s.", CompactText(list).c_str());
+  }
+};
 
-bool GetIntAttr(const json& value, ZelnnParamterInner& inner) {
-  return AppendInt(ToInt64(value), inner);
-}
+struct FloatList {
+  using Value = float;
+  static constexpr char NAME[] = "float";
 
-bool GetFloatAttr(const json& value, ZelnnParamterInner& inner) {
-  return AppendFloat(ToFloat(value), inner);
-}
+  static void Log(const json& list) {
+    ORMO_LOG_DEBUG("GetListFloatAttr : %s!", CompactText(list).c_str());
+  }
+};
 
-bool GetStrAttr(const json& value, ZelnnParamterInner& inner) {
-  return AppendString(value.get<std::string>(), inner);
-}
+struct BoolList {
+  using Value = bool;
+  static constexpr char NAME[] = "bool";
 
-bool GetListIntAttr(const json& value, ZelnnParamterInner& inner) {
-  if (!AppendList<int64_t>(value, ReadList(value, "int", ToInt64), inner)) {
+  static void Log(const json& list) {
+    ORMO_LOG_DEBUG("GetListBoolAttr[%zu] : %s.", list.size(), CompactText(list).c_str());
+  }
+};
+
+template <typename List>
+bool GetListAttr(const json& list, ZelnnParamterInner& inner) {
+  using Value = typename List::Value;
+  const HostBlock values = ReadList<Value>(list, List::NAME);
+  if (!values || !AppendArray(static_cast<const Value*>(values.Get()), list.size(), inner)) {
     return false;
   }
-  ORMO_LOG_DEBUG("GetListIntAttr : %s.", CompactText(value).c_str());
-  return true;
-}
-
-bool GetListFloatAttr(const json& value, ZelnnParamterInner& inner) {
-  if (!AppendList<float>(value, ReadList(value, "float", ToFloat), inner)) {
-    return false;
-  }
-  ORMO_LOG_DEBUG("GetListFloatAttr : %s!", CompactText(value).c_str());
-  return true;
-}
-
-bool GetListBoolAttr(const json& value, ZelnnParamterInner& inner) {
-  if (!AppendList<bool>(value, ReadList(value, "bool", ToBool), inner)) {
-    return false;
-  }
-  ORMO_LOG_DEBUG("GetListBoolAttr[%zu] : %s.", value.size(), CompactText(value).c_str());
+  List::Log(list);
   return true;
 }
 
@@ -175,13 +177,10 @@ using AttrBuilder = bool (*)(const json& value, ZelnnParamterInner& inner);
 AttrBuilder FindAttrBuilder(const std::string& type) {
   // Nothing to destroy: workers may still read it while the process ends.
   static constexpr std::pair<const char*, AttrBuilder> builders[] = {
-      {"bool", GetBoolAttr},
-      {"float", GetFloatAttr},
-      {"int", GetIntAttr},
-      {"string", GetStrAttr},
-      {"list_bool", GetListBoolAttr},
-      {"list_float", GetListFloatAttr},
-      {"list_int", GetListIntAttr},
+      {"bool", GetScalarAttr<bool>},        {"float", GetScalarAttr<float>},
+      {"int", GetScalarAttr<int64_t>},      {"string", GetScalarAttr<std::string>},
+      {"list_bool", GetListAttr<BoolList>}, {"list_float", GetListAttr<FloatList>},
+      {"list_int", GetListAttr<IntList>},
   };
   for (const auto& [name, builder] : builders) {
     if (type == name) {

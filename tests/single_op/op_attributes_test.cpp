@@ -40,7 +40,7 @@ TEST_F(OpAttributes, AnAttributeThatCannotBeMadeFailsTheRequest) {
   const std::tuple<std::string, size_t, std::string, std::string, std::string> faults[] = {
       {"", 16, "int", "7", "malloc for int64_t attr failed!"},
       {"", 41, "string", text, "malloc for str attr failed!"},
-      {"", 6008, "list_int", "[1" + Repeat(",1", 750) + "]", "] is malloc failed!"},
+      {"", 6009, "list_int", "[1" + Repeat(",1", 750) + "]", "] is malloc failed!"},
       {"memcpy_s", 0, "float", "0.5", "memcpy_s for float attr failed!"},
       {"memcpy_s", 0, "string", text, "memset_s or memcpy_s for str attr failed!"},
       {"memset_s", 0, "string", text, "memset_s or memcpy_s for str attr failed!"},
