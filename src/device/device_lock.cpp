@@ -6,10 +6,13 @@
 #include <optional>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 #include "common/blocked_signals.h"
 #include "common/file_lock.h"
+#include "common/log.h"
 #include "common/scope_exit.h"
+#include "common/utils.h"
 #include "ormo/file_utils.h"
 
 namespace Ormo {
@@ -20,49 +23,48 @@ constexpr CallSite FILE_UTILS_SITE = CallSite::Here("file_utils.cpp");
 
 }  // namespace
 
-int DeviceLocks::Acquire(uint32_t deviceId, const TPath& path, const TPath& name, CallSite site) {
-  if (!AwaitTurn(deviceId)) {
-    errno = ECANCELED;
-    return -1;
-  }
-  ScopeExit endTurn(
-      "a device's turn", [&] { EndTurn(deviceId); }, site);
-  int fd = OpenLocked(
-      path, name, [this](int opened) { return AwaitFile(opened); }, FILE_UTILS_SITE);
-  if (fd < 0) {
-    return fd;
-  }
-  ScopeExit unlock(
-      "a device's lock file", [&] { FileUtils::FileUnlock(fd); }, site);
-  const std::lock_guard<std::mutex> lock(mutex_);
-  held_[fd] = deviceId;
-  unlock.Dismiss();
-  endTurn.Dismiss();
-  return fd;
-}
+DeviceLock::DeviceLock(DeviceLock&& other) noexcept
+    : locks_(std::exchange(other.locks_, nullptr)),
+      deviceId_(other.deviceId_),
+      fd_(std::exchange(other.fd_, -1)),
+      error_(other.error_),
+      site_(other.site_) {}
 
-void DeviceLocks::Release(int& fd, CallSite site) {
-  if (fd < 0) {
+DeviceLock::~DeviceLock() {
+  if (locks_ == nullptr) {
     return;
   }
-  std::optional<uint32_t> deviceId;
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    const auto found = held_.find(fd);
-    if (found != held_.end()) {
-      deviceId = found->second;
-      held_.erase(found);
-    }
+  ReleaseQuietly(
+      "a device's lock file", [this] { FileUtils::FileUnlock(fd_); }, site_);
+  ReleaseQuietly(
+      "a device's turn", [this] { locks_->EndTurn(deviceId_); }, site_);
+}
+
+bool DeviceLock::MayRun(CallSite site) const {
+  if (error_ == ECANCELED) {
+    ORMO_LOG_ERROR_AT(site, "Device [%u] is not waited for, the devices are being finalized",
+                      deviceId_);
+    return false;
   }
-  const ScopeExit endTurn(
-      "a device's turn",
-      [&] {
-        if (deviceId.has_value()) {
-          EndTurn(*deviceId);
-        }
-      },
-      site);
-  FileUtils::FileUnlock(fd);
+  if (error_ != 0) {
+    ORMO_LOG_WARNING_AT(site, "Device [%u] is not locked, other processes may run on it: %s",
+                        deviceId_, Utils::GetErrorText(error_).c_str());
+  }
+  return true;
+}
+
+DeviceLock DeviceLocks::Acquire(uint32_t deviceId, const TPath& path, const TPath& name,
+                                CallSite site) {
+  if (!AwaitTurn(deviceId)) {
+    return {deviceId, ECANCELED};
+  }
+  DeviceLock lock(*this, deviceId, site);
+  lock.fd_ = OpenLocked(
+      path, name, [this](int fd) { return AwaitFile(fd); }, FILE_UTILS_SITE);
+  if (lock.fd_ < 0) {
+    return {deviceId, errno};
+  }
+  return lock;
 }
 
 void DeviceLocks::Leave() {
@@ -91,11 +93,9 @@ bool DeviceLocks::AwaitTurn(uint32_t deviceId) {
 }
 
 void DeviceLocks::EndTurn(uint32_t deviceId) {
-  const int error = errno;
   const std::lock_guard<std::mutex> lock(mutex_);
   taken_.erase(deviceId);
   changed_.notify_all();
-  errno = error;
 }
 
 // Nothing can end a wait for a record lock but the lock or a signal; so a thread of its own waits,

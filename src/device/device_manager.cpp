@@ -8,34 +8,13 @@
 
 #include "common/invalid_param.h"
 #include "common/log.h"
-#include "common/scope_exit.h"
 #include "common/utils.h"
 #include "device/profiled_run.h"
+#include "device/runner_calls.h"
 #include "ormo/file_utils.h"
 #include "ormo/status.h"
 
 namespace Ormo {
-
-// Ends the workers of a process that exits without finalising while everything that they use is
-// still there. Made after the first pool, and so after the trace recorder, it is destroyed before
-// the recorder and before all statics of the library.
-struct ExitGuard {
-  ExitGuard() = default;
-  ExitGuard(const ExitGuard&) = delete;
-  ExitGuard& operator=(const ExitGuard&) = delete;
-
-  // A worker that ends the process stands in the middle of its pool.
-  ~ExitGuard() {
-    DeviceManager::isEnding_ = true;
-    DeviceManager::Drain();
-    if (ThreadPool::IsWorker()) {
-      (*DeviceManager::threadPool_)->Stop();
-    } else {
-      DeviceManager::Finalize();
-    }
-  }
-};
-
 namespace {
 
 constexpr char POOL_NAME[] = "OrmoRun";
@@ -46,7 +25,7 @@ constexpr char HOME_SUBDIRECTORY[] = "Tarn";
 std::unique_ptr<ThreadPool> CreateThreadPool(const std::vector<uint32_t>& deviceIds) {
   try {
     auto pool = std::make_unique<ThreadPool>(deviceIds, POOL_NAME);
-    static const ExitGuard EXIT_GUARD;
+    EndWorkersAtExit();
     return pool;
   } catch (const std::bad_alloc&) {
     return nullptr;
@@ -64,7 +43,8 @@ InitFlag DeviceManager::initFlag_;
 TPath DeviceManager::lockPath_;
 TPath DeviceManager::resolvedLockPath_;
 NeverDestroyed<DeviceLocks> DeviceManager::locks_;
-std::atomic<bool> DeviceManager::isEnding_{false};
+std::mutex DeviceManager::bareMutex_;
+NeverDestroyed<std::map<int, DeviceLock>> DeviceManager::bareLocks_;
 
 int DeviceManager::Init(const std::vector<uint32_t>& deviceIds) {
   if (initFlag_) {
@@ -95,19 +75,14 @@ void DeviceManager::Drain() {
   if (!initFlag_) {
     return;
   }
-  std::shared_ptr<ThreadPool> pool;
-  {
-    const std::lock_guard<std::mutex> lock(poolMutex_);
-    pool = *threadPool_;
+  const std::shared_ptr<ThreadPool> pool = GetPool();
+  if (pool == nullptr) {  // somebody finalises
+    return;
   }
-  if (pool != nullptr) {
-    pool->Refuse();  // a worker that leaves its wait must not find another task
-  }
+  pool->Refuse();  // a worker that leaves its wait must not find another task
   locks_->Leave();
-  if (pool != nullptr) {
-    ProfiledRun::AwaitTaskOfThisThread();
-    pool->AwaitIdle();
-  }
+  ProfiledRun::AwaitTaskOfThisThread();
+  pool->AwaitIdle();
 }
 
 void DeviceManager::Finalize() {
@@ -123,24 +98,13 @@ void DeviceManager::Finalize() {
   initFlag_.Clear();
 }
 
-bool DeviceManager::RefusesCall(CallSite site) {
-  if (ThreadPool::IsWorker()) {
-    ORMO_LOG_ERROR_AT(site, "A call from a device's worker would wait for itself");
-    return true;
+void DeviceManager::FinalizeAtExit() {
+  Drain();
+  if (!ThreadPool::IsWorker()) {
+    Finalize();
+  } else if (const std::shared_ptr<ThreadPool> pool = GetPool(); pool != nullptr) {
+    pool->Stop();
   }
-  if (initFlag_.IsInherited()) {
-    ORMO_LOG_ERROR_AT(site, "The devices' workers did not come along into this forked process");
-    return true;
-  }
-  return false;
-}
-
-bool DeviceManager::RefusesInit(CallSite site) {
-  if (isEnding_) {
-    ORMO_LOG_ERROR_AT(site, "The process is ending, no runner can be initialized");
-    return true;
-  }
-  return RefusesCall(site);
 }
 
 bool DeviceManager::IsDropped(uint32_t workerId, CallSite site) {
@@ -151,29 +115,22 @@ bool DeviceManager::IsDropped(uint32_t workerId, CallSite site) {
   return true;
 }
 
-std::shared_ptr<ThreadPool> DeviceManager::FindPool(CallSite site) {
+std::shared_ptr<ThreadPool> DeviceManager::GetPool() {
   const std::lock_guard<std::mutex> lock(poolMutex_);
-  if (*threadPool_ == nullptr) {
-    ORMO_LOG_ERROR_AT(site, "Thread pool has been stopped");
-  }
   return *threadPool_;
 }
 
-bool DeviceManager::Commit(PreparedTask& task, WorkerId worker) {
+std::shared_ptr<ThreadPool> DeviceManager::FindPool(CallSite site) {
+  std::shared_ptr<ThreadPool> pool = GetPool();
+  if (pool == nullptr) {
+    ORMO_LOG_ERROR_AT(site, "Thread pool has been stopped");
+  }
+  return pool;
+}
+
+bool DeviceManager::Commit(std::list<ThreadPool::Task>& task, WorkerId worker) {
   const std::shared_ptr<ThreadPool> pool = FindPool(worker.site);
-  return pool != nullptr && pool->Commit(task.element_, worker);
-}
-
-void DeviceManager::EndCalls(InitFlag& runner) {
-  Drain();
-  runner.AwaitCalls();
-}
-
-void DeviceManager::EndCallsAtExit(InitFlag& runner) {
-  isEnding_ = true;
-  runner.Clear();
-  Drain();  // a runner that was made after the guard goes before it
-  runner.AwaitCalls(ThreadPool::IsWorker() ? 1 : 0);
+  return pool != nullptr && pool->Commit(task, worker);
 }
 
 void DeviceManager::InitFileLock() {
@@ -210,43 +167,30 @@ void DeviceManager::InitFileLock() {
   }
 }
 
-int DeviceManager::Lock(uint32_t deviceId) {
+DeviceLock DeviceManager::Acquire(uint32_t deviceId, CallSite site) {
   if (!initFlag_) {
     ORMO_LOG_ERROR("Device manager has not been initialized");
-    errno = ENODEV;
-    return STATUS_FAILED;
+    return {deviceId, ENODEV};
   }
   const std::string name = ".ormo_dev_" + std::to_string(deviceId) + ".lock";
-  return locks_->Acquire(deviceId, resolvedLockPath_ + name, lockPath_ + name);
+  return locks_->Acquire(deviceId, resolvedLockPath_ + name, lockPath_ + name, site);
+}
+
+int DeviceManager::Lock(uint32_t deviceId) {
+  DeviceLock lock = Acquire(deviceId);
+  const int fd = lock.Fd();
+  if (fd >= 0) {
+    const std::lock_guard<std::mutex> guard(bareMutex_);
+    bareLocks_->emplace(fd, std::move(lock));
+  }
+  return fd;
 }
 
 void DeviceManager::Unlock(int& fd) {
-  locks_->Release(fd);
-}
-
-DeviceLockHolder::DeviceLockHolder(uint32_t deviceId, CallSite site)
-    : fd_(DeviceManager::Lock(deviceId)), site_(site) {
-  if (fd_ >= 0) {
-    return;
-  }
-  const int error = errno;
-  isLeft_ = error == ECANCELED;
-  if (isLeft_) {
-    ORMO_LOG_ERROR_AT(site, "Device [%u] is not waited for, the devices are being finalized",
-                      deviceId);
-  } else {
-    ORMO_LOG_WARNING_AT(site, "Device [%u] is not locked, other processes may run on it: %s",
-                        deviceId, Utils::GetErrorText(error).c_str());
-  }
-}
-
-DeviceLockHolder::~DeviceLockHolder() {
-  ReleaseQuietly(
-      "a device lock", [this] { DeviceManager::Unlock(fd_); }, site_);
-}
-
-PreparedTask::PreparedTask(ThreadPool::Task task) {
-  element_.push_back(std::move(task));
+  std::map<int, DeviceLock>::node_type lock;  // goes when others may use the map again
+  const std::lock_guard<std::mutex> guard(bareMutex_);
+  lock = bareLocks_->extract(fd);
+  fd = -1;
 }
 
 }  // namespace Ormo

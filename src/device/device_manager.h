@@ -3,10 +3,10 @@
 #ifndef ORMO_DEVICE_DEVICE_MANAGER_H
 #define ORMO_DEVICE_DEVICE_MANAGER_H
 
-#include <atomic>
 #include <cstdint>
 #include <future>
 #include <list>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -21,20 +21,6 @@
 
 namespace Ormo {
 
-/// A task of a worker that is ready to be queued, whatever memory there is by then. It is told
-/// ANY_THREAD_ID for the worker when none will run it.
-class PreparedTask {
- public:
-  explicit PreparedTask(ThreadPool::Task task);
-
- private:
-  friend class DeviceManager;
-
-  std::list<ThreadPool::Task> element_;
-};
-
-struct ExitGuard;
-
 /// Shared by all runners of the process: the first that initialises it chooses the devices, the
 /// first that finalises it ends it for all. Static members only.
 class DeviceManager {
@@ -48,31 +34,24 @@ class DeviceManager {
   /// Joins the workers; tasks still queued are dropped. Blocks until running tasks have ended.
   static void Finalize();
 
-  /// RefusesCall for an initialisation, which comes too late when the process ends.
-  static bool RefusesInit(CallSite site = CallSite::Here());
+  /// Drain and Finalize for a process that ends. A worker that ends it stands in the middle of the
+  /// pool, and so leaves it where it is, with the other workers joined.
+  static void FinalizeAtExit();
 
   static bool IsInitialized() noexcept { return static_cast<bool>(initFlag_); }
+
+  /// Whether this process was forked from one with workers, which did not come along.
+  static bool IsInherited() noexcept { return initFlag_.IsInherited(); }
 
   /// Ends all calls that wait for a worker or a device: nothing can be committed any more, queued
   /// tasks get STATUS_FAILED, waits for locks are left. Then waits for the tasks that execute.
   static void Drain();
 
-  /// For a runner whose flag is clear: Drain, and wait until no call is inside it.
-  static void EndCalls(InitFlag& runner);
+  /// Waits until this process may use the device: no other thread and no other process holds it,
+  /// or the devices are being finalised. Called on the device's worker.
+  static DeviceLock Acquire(uint32_t deviceId, CallSite site = CallSite::Here());
 
-  /// Clears the flag of a runner that goes because the process ends, and waits for the calls inside
-  /// it; but for one in a worker that ends the process, whose caller waits on.
-  static void EndCallsAtExit(InitFlag& runner);
-
-  /// Whether a call must not wait for a worker, after an error line of `site`'s file that says why:
-  /// it comes from a worker, which would wait for itself, or from a process that was forked from
-  /// the one with the workers.
-  static bool RefusesCall(CallSite site = CallSite::Here());
-
-  /// Waits until this process may use the device: no other thread and no other process holds it.
-  /// Returns a descriptor for Unlock, or a negative value with the reason in errno: the file cannot
-  /// be locked, or, ECANCELED, the devices are being finalised. Called on the device's worker, with
-  /// a matching Unlock.
+  /// Acquire for whoever keeps a descriptor instead. Returns one for Unlock, or a negative value.
   static int Lock(uint32_t deviceId);
 
   /// Releases what Lock returned and sets `fd` to -1; nothing for a negative `fd`.
@@ -93,13 +72,12 @@ class DeviceManager {
   /// file then says why.
   static bool IsDropped(uint32_t workerId, CallSite site = CallSite::Here());
 
-  /// Queues a task without allocating. False, after a line of the caller's file, as for Commit.
-  static bool Commit(PreparedTask& task, WorkerId worker);
+  /// The same for the one element of `task`, without allocating.
+  static bool Commit(std::list<ThreadPool::Task>& task, WorkerId worker);
 
  private:
-  friend struct ExitGuard;
-
   static void InitFileLock();
+  static std::shared_ptr<ThreadPool> GetPool();
   static std::shared_ptr<ThreadPool> FindPool(CallSite site);
 
   static std::mutex poolMutex_;  ///< guards threadPool_, not what its workers do
@@ -108,26 +86,8 @@ class DeviceManager {
   static TPath lockPath_;
   static TPath resolvedLockPath_;
   static NeverDestroyed<DeviceLocks> locks_;
-  static std::atomic<bool> isEnding_;  ///< the process, or the library's time in it
-};
-
-/// Holds a device's lock as long as the object lives. A device whose lock cannot be had is used all
-/// the same, after a warning line of `site`'s file.
-class DeviceLockHolder {
- public:
-  explicit DeviceLockHolder(uint32_t deviceId, CallSite site = CallSite::Here());
-  ~DeviceLockHolder();
-  DeviceLockHolder(const DeviceLockHolder&) = delete;
-  DeviceLockHolder& operator=(const DeviceLockHolder&) = delete;
-
-  /// Whether the device may be used: false when the wait was left, since the devices are being
-  /// finalised.
-  bool MayRun() const noexcept { return !isLeft_; }
-
- private:
-  int fd_;
-  bool isLeft_ = false;
-  CallSite site_;
+  static std::mutex bareMutex_;                                 ///< guards bareLocks_
+  static NeverDestroyed<std::map<int, DeviceLock>> bareLocks_;  ///< that Lock took, by descriptor
 };
 
 }  // namespace Ormo

@@ -1,5 +1,6 @@
 #include "device/thread_pool.h"
 
+#include <numeric>
 #include <system_error>
 
 #include "common/scope_exit.h"
@@ -14,6 +15,21 @@ thread_local bool ThreadPool::isWorker_ = false;
 ThreadPool::ThreadPool(const std::vector<uint32_t>& threadIds, const std::string& name)
     : name_(name) {
   ORMO_LOG_INFO("Create thread pool with vector size : %zu", threadIds.size());
+  CreateThreads(threadIds);
+}
+
+ThreadPool::ThreadPool(size_t threadNum, const std::string& name) : name_(name) {
+  ORMO_LOG_INFO("Create thread pool with size : %zu", threadNum);
+  std::vector<uint32_t> threadIds(threadNum);
+  std::iota(threadIds.begin(), threadIds.end(), 0);
+  CreateThreads(threadIds);
+}
+
+ThreadPool::~ThreadPool() {
+  Stop();
+}
+
+void ThreadPool::CreateThreads(const std::vector<uint32_t>& threadIds) {
   // Workers record spans until they are joined: made first, the recorder is destroyed last.
   TraceInner::Instance();
   try {
@@ -25,24 +41,6 @@ ThreadPool::ThreadPool(const std::vector<uint32_t>& threadIds, const std::string
     Stop();
     throw;
   }
-}
-
-ThreadPool::ThreadPool(size_t threadNum, const std::string& name) : name_(name) {
-  ORMO_LOG_INFO("Create thread pool with size : %zu", threadNum);
-  TraceInner::Instance();
-  try {
-    threads_.reserve(threadNum);
-    for (size_t id = 0; id < threadNum; ++id) {
-      CreateThread(id);
-    }
-  } catch (...) {
-    Stop();
-    throw;
-  }
-}
-
-ThreadPool::~ThreadPool() {
-  Stop();
 }
 
 void ThreadPool::CreateThread(size_t threadId) {
@@ -88,31 +86,23 @@ int ThreadPool::CheckThreadId(uint32_t threadId) {
   return STATUS_INVALID_PARAM;
 }
 
-bool ThreadPool::MayCommit(const WorkerId& worker) {
-  if (isStopped_ || isRefusing_) {
-    ORMO_LOG_ERROR_AT(worker.site, "Thread pool has been stopped");
-    return false;
-  }
-  if (CheckThreadId(worker.value) != STATUS_SUCCESS) {
-    ORMO_LOG_ERROR_AT(worker.site, "Commit thread id invalid.");
-    return false;
-  }
-  return true;
-}
-
 bool ThreadPool::Commit(std::list<Task>& task, WorkerId worker) {
-  if (!MayCommit(worker)) {
-    return false;
-  }
+  const bool isKnown = CheckThreadId(worker.value) == STATUS_SUCCESS;
+  bool isStopped = false;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (!isRefusing_) {
+    isStopped = isStopped_ || isRefusing_;
+    if (isKnown && !isStopped) {
       std::list<Task>& queue = tasks_[worker.value];
       queue.splice(queue.end(), task);
     }
   }
-  if (!task.empty()) {
+  if (isStopped) {
     ORMO_LOG_ERROR_AT(worker.site, "Thread pool has been stopped");
+    return false;
+  }
+  if (!isKnown) {
+    ORMO_LOG_ERROR_AT(worker.site, "Commit thread id invalid.");
     return false;
   }
   cond_.notify_all();
@@ -135,7 +125,7 @@ void ThreadPool::Refuse() {
 
 void ThreadPool::AwaitIdle() {
   std::unique_lock<std::mutex> lock(mutex_);
-  cond_.wait(lock, [this] { return busy_ <= (isWorker_ ? 1 : 0); });
+  idle_.wait(lock, [this] { return busy_ <= (isWorker_ ? 1 : 0); });
 }
 
 // Waits for a task of the worker's own or of the shared queue; false when the pool stops without
@@ -160,15 +150,10 @@ void ThreadPool::EndTask(std::list<Task>& task) {
   task.clear();
   const std::lock_guard<std::mutex> lock(mutex_);
   --busy_;
-  if (isRefusing_) {
-    cond_.notify_all();
-  }
+  idle_.notify_all();
 }
 
 void ThreadPool::ThreadFunc(ThreadPool* pool, uint32_t threadId, const std::string& threadName) {
-  if (pool == nullptr) {
-    return;
-  }
   isWorker_ = true;
   ReleaseQuietly("the thread's old name", [&] { Utils::SetCurrentThreadName(threadName); });
   ORMO_LOG_DEBUG("Start thread [%s]", threadName.c_str());

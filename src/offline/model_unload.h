@@ -5,10 +5,11 @@
 
 #include <cstdint>
 #include <future>
-#include <memory>
+#include <list>
+#include <mutex>
 
 #include "common/call_site.h"
-#include "device/device_manager.h"
+#include "device/thread_pool.h"
 #include "error_manager/error_manager.h"
 
 namespace Ormo {
@@ -32,16 +33,29 @@ class ModelUnload {
   bool Run(uint32_t deviceId, CallSite site = CallSite::Here());
 
  private:
-  using Work = std::packaged_task<void(uint32_t)>;
-
-  explicit ModelUnload(const std::shared_ptr<Work>& work);
-
   uint32_t modelId_ = 0;
   error_message::Context context_;
   bool hasRun_ = false;
   CallSite site_ = CallSite::Here();
-  PreparedTask task_;
+  std::list<ThreadPool::Task> task_;
   std::future<void> done_;  ///< goes first: work that ends under a future takes memory to say so
+};
+
+/// The unloads of the models that are loaded. Each is handed around as the one element of a list,
+/// which takes no memory. Any thread.
+class ModelUnloads {
+ public:
+  void Keep(std::list<ModelUnload>& unload);
+
+  /// The model's; one of its own when that is not here, since another thread unloads the model or
+  /// it could not be unloaded.
+  std::list<ModelUnload> Take(uint32_t modelId);
+
+  void Clear();
+
+ private:
+  std::mutex mutex_;
+  std::list<ModelUnload> unloads_;
 };
 
 }  // namespace Ormo

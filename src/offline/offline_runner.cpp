@@ -1,8 +1,8 @@
 #include "offline/offline_runner.h"
 
-#include <algorithm>
 #include <functional>
 #include <future>
+#include <utility>
 
 #include "common/invalid_param.h"
 #include "common/log.h"
@@ -30,7 +30,7 @@ error_message::Context CopyErrorContext() {
 
 // Whether an operation may go on; else an error line says why not.
 bool MayWork(const InitFlag::Call& call) {
-  if (DeviceManager::RefusesCall()) {
+  if (RefusesCall()) {
     return false;
   }
   if (!call) {
@@ -57,7 +57,7 @@ std::vector<uint32_t> OfflineRunner::GetDeviceList(const std::vector<uint32_t>& 
 }
 
 int OfflineRunner::Init(const RunnerInitConfig& config) const {
-  if (DeviceManager::RefusesInit()) {
+  if (RefusesInit()) {
     return STATUS_FAILED;
   }
   if (initFlag_) {
@@ -77,7 +77,7 @@ int OfflineRunner::Init(const RunnerInitConfig& config) const {
 }
 
 void OfflineRunner::Finalize() {
-  if (DeviceManager::RefusesCall()) {
+  if (RefusesCall()) {
     return;
   }
   const InitFlag::Call call(initFlag_);  // whoever ends the process waits for it
@@ -86,15 +86,15 @@ void OfflineRunner::Finalize() {
     return;
   }
   ScopeExit undo("the finalisation", [] { initFlag_.Set(); });
-  DeviceManager::EndCalls(initFlag_);
+  EndCalls(initFlag_);
   RunTask::Finalize();
   FinalizePlatform(zelInitFlag_);
   DeviceManager::Finalize();
   {
     const std::lock_guard<std::mutex> lock(modelDevMutex_);
     modelDevMap_.clear();
-    unloads_.clear();
   }
+  unloads_.Clear();
   undo.Dismiss();
   ORMO_LOG_INFO("Finalize running finished");
 }
@@ -122,7 +122,7 @@ int OfflineRunner::LoadModel(ModelInfo& info) {
     ScopeExit cleanUp("a model", [&] { unload.front().Run(info.deviceId); });
     InsertModelDevMap(info.modelId, info.deviceId);
     cleanUp.Dismiss();
-    KeepUnload(unload);
+    unloads_.Keep(unload);
   } else if (status == STATUS_NOT_ENOUGH_MEMORY) {
     ORMO_LOG_WARNING("Load model check memory failed, not enough mem for model on device.");
   } else {
@@ -136,12 +136,12 @@ void OfflineRunner::UnloadModel(const uint32_t& modelId) {
   if (!MayWork(call)) {
     return;
   }
-  uint32_t deviceId = ANY_DEVICE_ID;
-  if (GetDevIdByModelId(modelId, deviceId) != STATUS_SUCCESS || deviceId == ANY_DEVICE_ID) {
+  uint32_t deviceId = 0;
+  if (GetDevIdByModelId(modelId, deviceId) != STATUS_SUCCESS) {
     ORMO_LOG_ERROR("Offline runner model has not found");
     return;
   }
-  if (!TakeUnload(modelId).front().Run(deviceId)) {
+  if (!unloads_.Take(modelId).front().Run(deviceId)) {
     return;
   }
   ORMO_LOG_INFO("Unload model id %u", modelId);
@@ -150,7 +150,7 @@ void OfflineRunner::UnloadModel(const uint32_t& modelId) {
 
 // A call like any other: the map goes with the runner.
 int OfflineRunner::GetDevIdByModelId(uint32_t modelId, uint32_t& deviceId) {
-  if (DeviceManager::RefusesCall()) {
+  if (RefusesCall()) {
     return STATUS_FAILED;
   }
   const InitFlag::Call call(initFlag_);
@@ -176,39 +176,14 @@ void OfflineRunner::EraseModelDevMap(uint32_t modelId) {
   modelDevMap_.erase(modelId);
 }
 
-// One of its own for a model that is being unloaded by another thread, or could not be.
-std::list<ModelUnload> OfflineRunner::TakeUnload(uint32_t modelId) {
-  std::list<ModelUnload> unload;
-  {
-    const std::lock_guard<std::mutex> lock(modelDevMutex_);
-    const auto kept = std::find_if(
-        unloads_.begin(), unloads_.end(),
-        [modelId](const ModelUnload& candidate) { return candidate.GetModelId() == modelId; });
-    if (kept != unloads_.end()) {
-      unload.splice(unload.end(), unloads_, kept);
-    }
-  }
-  if (unload.empty()) {
-    unload.emplace_back();
-    unload.front().SetModelId(modelId);
-  }
-  return unload;
-}
-
-void OfflineRunner::KeepUnload(std::list<ModelUnload>& unload) {
-  const std::lock_guard<std::mutex> lock(modelDevMutex_);
-  unloads_.splice(unloads_.end(), unload);
-}
-
 void OfflineRunner::ResetRunnerResult(RunnerResult& result) const {
-  result.totalCostTime = 0;
-  result.runCostTime = 0;
-  result.opCostTimes.clear();
-  result.aicoreCostTimes.clear();
+  result = RunnerResult();
 }
 
 int OfflineRunner::Process(OfflineTask& task, RunnerConfig& config, RunInfo& info,
                            RunnerResult& result) const {
+  // The pipe that it named is gone.
+  const ScopeExit forgetPipe("the pipe's end", [&info] { info.profFd = nullptr; });
   const InitFlag::Call call(initFlag_);
   if (!MayWork(call)) {
     return STATUS_FAILED;
@@ -256,16 +231,15 @@ int OfflineRunner::ProfProcess(OfflineTask& task, RunnerConfig& config, RunInfo&
     ORMO_LOG_ERROR("Run model failed");
     return STATUS_FAILED;
   }
-  // Also when the task turns out to have thrown: its figures are those of a run that failed.
-  ScopeExit reset("the result", [this, &result] { ResetRunnerResult(result); });
-  const int analysis = run.Read([&result](int fd, std::future<int>& future) {
-    return OfflineParser::Analysis(fd, future, result);
+  RunnerResult measured;
+  const int analysis = run.Read([&measured](int fd, std::future<int>& future) {
+    return OfflineParser::Analysis(fd, future, measured);
   });
-  result.runCostTime = info.runCostTime;
   const int status = run.TakeStatus(analysis);
   if (EndingOf(status).hasResult) {
+    measured.runCostTime = info.runCostTime;
+    result = std::move(measured);
     ORMO_LOG_INFO("Process running finished");
-    reset.Dismiss();
   }
   return status;
 }

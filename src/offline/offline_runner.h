@@ -4,14 +4,13 @@
 #define ORMO_OFFLINE_OFFLINE_RUNNER_H
 
 #include <cstdint>
-#include <list>
 #include <mutex>
 #include <unordered_map>
 #include <vector>
 
 #include "common/init_flag.h"
 #include "common/singleton.h"
-#include "device/runner_exit.h"
+#include "device/runner_calls.h"
 #include "offline/model_unload.h"
 #include "ormo/runner_types.h"
 
@@ -54,8 +53,6 @@ class OfflineRunner : public Singleton<OfflineRunner> {
                   RunnerResult& result) const;
   void InsertModelDevMap(uint32_t modelId, uint32_t deviceId);
   void EraseModelDevMap(uint32_t modelId);
-  std::list<ModelUnload> TakeUnload(uint32_t modelId);
-  void KeepUnload(std::list<ModelUnload>& unload);
   void ResetRunnerResult(RunnerResult& result) const;
 
   static InitFlag initFlag_;
@@ -64,7 +61,7 @@ class OfflineRunner : public Singleton<OfflineRunner> {
 
   std::mutex modelDevMutex_;
   std::unordered_map<uint32_t, uint32_t> modelDevMap_;
-  std::list<ModelUnload> unloads_;    ///< of the models in the map; same mutex
+  ModelUnloads unloads_;              ///< of the models in the map
   const RunnerExit exit_{initFlag_};  ///< goes before the rest
 };
 

@@ -18,7 +18,7 @@ int ProcessLocked(const RunManager& manager, const RunnerConfig& config, RunInfo
   span.Start();
   Trace keyedSpan("run model -> [" + config.buildRunKey + "]");
   keyedSpan.Start();
-  const DeviceLockHolder lock(deviceId);
+  const DeviceLock lock = DeviceManager::Acquire(deviceId);
   return lock.MayRun() ? manager.Process(config, info) : STATUS_FAILED;
 }
 

@@ -41,7 +41,7 @@ InitFlag OnlineRunner::initFlag_;
 std::atomic<uint32_t> OnlineRunner::id_{FIRST_GRAPH_ID_LESS_ONE};
 
 int OnlineRunner::Init(const RunnerInitConfig& config) const {
-  if (DeviceManager::RefusesInit()) {
+  if (RefusesInit()) {
     return STATUS_FAILED;
   }
   if (initFlag_) {
@@ -57,7 +57,7 @@ int OnlineRunner::Init(const RunnerInitConfig& config) const {
 }
 
 void OnlineRunner::Finalize() const {
-  if (DeviceManager::RefusesCall()) {
+  if (RefusesCall()) {
     return;
   }
   const InitFlag::Call call(initFlag_);  // whoever ends the process waits for it
@@ -66,7 +66,7 @@ void OnlineRunner::Finalize() const {
     return;
   }
   ScopeExit undo("the finalisation", [] { initFlag_.Set(); });
-  DeviceManager::EndCalls(initFlag_);
+  EndCalls(initFlag_);
   DeviceManager::Finalize();
   undo.Dismiss();
 }
@@ -74,7 +74,7 @@ void OnlineRunner::Finalize() const {
 int OnlineRunner::Process(const ox::Graph& graph, RunnerConfig& config,
                           std::vector<RunnerRunResult>& results) const {
   results.clear();
-  if (DeviceManager::RefusesCall()) {
+  if (RefusesCall()) {
     return STATUS_FAILED;
   }
   const InitFlag::Call call(initFlag_);
@@ -124,7 +124,7 @@ int OnlineRunner::Run(const ox::Graph& graph, RunnerConfig& config, RunInfo& run
   }
   int status = STATUS_FAILED;
   {
-    const DeviceLockHolder lock(deviceId);
+    const DeviceLock lock = DeviceManager::Acquire(deviceId);
     status = lock.MayRun() ? Execute(graph, config, runInfo) : STATUS_FAILED;
   }
   if (status != STATUS_SUCCESS) {

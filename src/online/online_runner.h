@@ -9,7 +9,7 @@
 
 #include "common/init_flag.h"
 #include "common/singleton.h"
-#include "device/runner_exit.h"
+#include "device/runner_calls.h"
 #include "ormo/runner_types.h"
 
 namespace Ormo {

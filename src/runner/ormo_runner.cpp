@@ -3,7 +3,6 @@
 #include <optional>
 
 #include "common/log.h"
-#include "common/scope_exit.h"
 #include "common/utils.h"
 #include "offline/offline_runner.h"
 #include "offline/run_task.h"
@@ -45,8 +44,6 @@ namespace Ormo {
 
 int OrmoOfflineRunProcess(RunnerConfig& config, RunInfo& info, RunnerResult& result,
                           OfflineTask& task) {
-  // The pipe that it named is gone.
-  const ScopeExit forgetPipe("the pipe's end", [&info] { info.profFd = nullptr; });
   return OfflineRunner::Instance()->Process(task, config, info, result);
 }
 
@@ -87,7 +84,6 @@ int OrmoOfflineRun(RunnerConfig& config, RunnerResult& result) {
 int OrmoOfflineRunModel(const uint32_t& modelId, RunnerConfig& config, RunnerResult& result) {
   RunInfo info;
   info.modelId = modelId;
-  info.deviceId = 0;
   const int status = OfflineRunner::Instance()->GetDevIdByModelId(modelId, info.deviceId);
   if (status != Ormo::STATUS_SUCCESS) {
     ORMO_LOG_ERROR("Offline runner model has not found device.");

@@ -14,7 +14,7 @@ int ProcessLocked(const ZelnnRunManager& manager, const ZelnnRunConfig& config, 
                   uint32_t deviceId) {
   Trace span("run model");
   span.Start();
-  const DeviceLockHolder lock(deviceId);
+  const DeviceLock lock = DeviceManager::Acquire(deviceId);
   return lock.MayRun() ? manager.Process(config, runInfo) : STATUS_FAILED;
 }
 

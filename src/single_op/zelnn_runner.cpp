@@ -28,7 +28,7 @@ std::vector<uint32_t> ZelnnRunner::GetDeviceList(const std::vector<uint32_t>& de
 }
 
 int ZelnnRunner::Init(const RunnerInitConfig& config) const {
-  if (DeviceManager::RefusesInit()) {
+  if (RefusesInit()) {
     return STATUS_FAILED;
   }
   if (initFlag_) {
@@ -48,7 +48,7 @@ int ZelnnRunner::Init(const RunnerInitConfig& config) const {
 }
 
 void ZelnnRunner::Finalize() {
-  if (DeviceManager::RefusesCall()) {
+  if (RefusesCall()) {
     return;
   }
   const InitFlag::Call call(initFlag_);  // whoever ends the process waits for it
@@ -57,7 +57,7 @@ void ZelnnRunner::Finalize() {
     return;
   }
   ScopeExit undo("the finalisation", [] { initFlag_.Set(); });
-  DeviceManager::EndCalls(initFlag_);
+  EndCalls(initFlag_);
   ZelnnRunTask::Finalize();
   FinalizePlatform(zelInitFlag_);
   DeviceManager::Finalize();
@@ -71,7 +71,7 @@ void ZelnnRunner::ResetRunnerResult(RunnerResult& result) const {
 
 int ZelnnRunner::Process(const ZelnnRunConfig& config, RunInfo& runInfo,
                          RunnerResult& result) const {
-  if (DeviceManager::RefusesCall()) {
+  if (RefusesCall()) {
     return STATUS_FAILED;
   }
   const InitFlag::Call call(initFlag_);

@@ -8,7 +8,7 @@
 
 #include "common/init_flag.h"
 #include "common/singleton.h"
-#include "device/runner_exit.h"
+#include "device/runner_calls.h"
 #include "ormo/runner_types.h"
 #include "ormo/zelnn_run_config.h"
 

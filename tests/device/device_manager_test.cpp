@@ -97,8 +97,7 @@ TEST_F(DeviceManagerTest, ALockThatCannotBeHadIsToldWithItsReason) {
   std::filesystem::create_symlink("elsewhere",
                                   directory_ / "cache/ormo_data/Tarn/.ormo_dev_0.lock");
   LogCapture log(DLOG_WARN);
-  const DeviceLockHolder holder(0);
-  EXPECT_TRUE(holder.MayRun());
+  EXPECT_TRUE(DeviceManager::Acquire(0).MayRun());
   EXPECT_FALSE(Exists("cache/ormo_data/Tarn/elsewhere"));
   EXPECT_EQ(log.Find("Device [0] is not locked, other processes may run on it: Too many levels of "
                      "symbolic links")
@@ -112,10 +111,7 @@ std::future<int> LockElsewhere() {
   std::promise<pid_t> thread;
   std::future<int> outcome = std::async(std::launch::async, [&thread] {
     thread.set_value(gettid());
-    int fd = DeviceManager::Lock(0);
-    const int error = fd < 0 ? errno : 0;
-    DeviceManager::Unlock(fd);
-    return error;
+    return DeviceManager::Acquire(0).Error();
   });
   AwaitSleep(thread.get_future().get());
   return outcome;
