@@ -1,51 +1,16 @@
 #include "operators/attention_call.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <limits>
-#include <optional>
 #include <string>
-#include <utility>
 
 #include "operators/attention.h"
-#include "operators/tensors.h"
-#include "runtime/runtime.h"
+#include "operators/operands.h"
 #include "seam/single.h"
 
 namespace OrmoHost {
 namespace {
-
-/// Types that a tensor may have, and what messages call them.
-struct Types {
-  const char* name;
-  ox::DataType one;
-  ox::DataType other;
-};
-
-constexpr Types FLOAT32{"float32", ox::DT_FLOAT, ox::DT_FLOAT};
-constexpr Types FLOAT16{"float16", ox::DT_FLOAT16, ox::DT_FLOAT16};
-constexpr Types BYTES{"bool or uint8", ox::DT_BOOL, ox::DT_UINT8};
-
-std::string AsText(const char* text) {
-  return text;
-}
-
-std::string AsText(int64_t number) {
-  return std::to_string(number);
-}
-
-std::string AsText(const Shape& shape) {
-  return ToText(shape);
-}
-
-/// The parts of what is expected become a text only when it is needed.
-template <typename... Parts>
-void Expect(bool condition, const Parameter& parameter, const Parts&... parts) {
-  if (!condition) {
-    throw CallError(parameter, (AsText(parts) + ...));
-  }
-}
 
 void CheckReservedArray(const AttentionAttributes& attributes) {
   if (attributes.reserved == nullptr) {
@@ -77,24 +42,6 @@ AttentionLayout GetLayout(const AttentionAttributes& attributes) {
   return is("BSH") ? AttentionLayout::BSH : AttentionLayout::BNSD;
 }
 
-/// Refuses a tensor that is not alive, has no shape, or another one than its memory.
-std::shared_ptr<const Tensor> FindTensor(const TensorArgument& argument) {
-  std::shared_ptr<const Tensor> tensor = Single<Tensors>().Find(argument.tensor);
-  Expect(tensor != nullptr, argument.parameter, "a tensor");
-  Expect(tensor->view.has_value(), argument.parameter, "a shape");
-  Expect(tensor->storage.value_or(*tensor->view) == *tensor->view, argument.parameter,
-         "a storage shape that is the shape");
-  return tensor;
-}
-
-size_t CountTensorBytes(const TensorArgument& argument, const Tensor& tensor) {
-  try {
-    return CountBytes({*tensor.view, tensor.dataType}, "");
-  } catch (const GraphError&) {
-    throw CallError(argument.parameter, "fewer elements than " + ToText(*tensor.view));
-  }
-}
-
 /// From arguments to what the arithmetic works on.
 class AttentionBuilder {
  public:
@@ -102,10 +49,10 @@ class AttentionBuilder {
   AttentionBuilder(OperatorKind kind, const AttentionArguments& arguments);
 
   Executor MakeExecutor() {
-    return {kind_, device_, std::move(operands_), AttentionWorkBytes(attention_),
-            [attention = attention_](void* work) {
-              ComputeAttention(attention, static_cast<float*>(work));
-            }};
+    return operands_.MakeExecutor(kind_, AttentionWorkBytes(attention_),
+                                  [attention = attention_](void* work) {
+                                    ComputeAttention(attention, static_cast<float*>(work));
+                                  });
   }
 
  private:
@@ -118,15 +65,12 @@ class AttentionBuilder {
   void BindGradients();
 
   void* BindLikeQuery(const TensorArgument& argument, bool isOutput) {
-    return Bind(argument, queryShape_, elementTypes_, isOutput);
+    return operands_.Bind(argument, queryShape_, elementTypes_, isOutput);
   }
 
   void* BindLikeKey(const TensorArgument& argument, bool isOutput) {
-    return Bind(argument, keyShape_, elementTypes_, isOutput);
+    return operands_.Bind(argument, keyShape_, elementTypes_, isOutput);
   }
-
-  /// Checks a tensor and its memory, which becomes an operand.
-  void* Bind(const TensorArgument& argument, const Shape& shape, const Types& types, bool isOutput);
 
   bool IsByHead() const { return attention_.layout == AttentionLayout::BNSD; }
 
@@ -135,16 +79,15 @@ class AttentionBuilder {
 
   const OperatorKind kind_;
   const AttentionArguments& arguments_;
-  const uint32_t device_;
+  OperandBinder operands_;
   Types elementTypes_ = FLOAT32;  ///< the query's, which all but mask and softmax share
   Shape queryShape_;
   Shape keyShape_;
   Attention attention_{};
-  std::vector<Operand> operands_;
 };
 
 AttentionBuilder::AttentionBuilder(OperatorKind kind, const AttentionArguments& arguments)
-    : kind_(kind), arguments_(arguments), device_(GetCurrentContext()->device) {
+    : kind_(kind), arguments_(arguments) {
   CheckAttributes(arguments.attributes);
   for (const TensorArgument& argument : arguments.reserved) {
     Expect(argument.tensor == nullptr, argument.parameter, "no tensor");
@@ -231,12 +174,12 @@ void AttentionBuilder::BindMask() {
   } else {
     whole.erase(whole.begin(), whole.begin() + 2);
   }
-  attention_.mask = static_cast<uint8_t*>(Bind(argument, whole, BYTES, false));
+  attention_.mask = static_cast<uint8_t*>(operands_.Bind(argument, whole, BYTES, false));
 }
 
 float* AttentionBuilder::BindSoftmax(const TensorArgument& argument, bool isOutput) {
   Shape shape = {queryShape_[0], arguments_.attributes.headCount, queryShape_[SequenceIndex()]};
-  return static_cast<float*>(Bind(argument, shape, FLOAT32, isOutput));
+  return static_cast<float*>(operands_.Bind(argument, shape, FLOAT32, isOutput));
 }
 
 void AttentionBuilder::BindGradients() {
@@ -244,18 +187,6 @@ void AttentionBuilder::BindGradients() {
   attention_.queryGrad = BindLikeQuery(arguments_.queryGrad, true);
   attention_.keyGrad = BindLikeKey(arguments_.keyGrad, true);
   attention_.valueGrad = BindLikeKey(arguments_.valueGrad, true);
-}
-
-void* AttentionBuilder::Bind(const TensorArgument& argument, const Shape& shape, const Types& types,
-                             bool isOutput) {
-  std::shared_ptr<const Tensor> tensor = FindTensor(argument);
-  Expect(*tensor->view == shape, argument.parameter, "the shape ", shape, ", not ", *tensor->view);
-  Expect(tensor->dataType == types.one || tensor->dataType == types.other, argument.parameter,
-         types.name);
-  operands_.push_back({argument.parameter, tensor->data, CountTensorBytes(argument, *tensor),
-                       ElementSize(tensor->dataType), isOutput});
-  GetOperandBlock(operands_.back(), device_);
-  return tensor->data;
 }
 
 }  // namespace

@@ -7,15 +7,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "operators/executor.h"
+#include "operators/operands.h"
 #include "zel/zel_tensor.h"
 
 namespace OrmoHost {
-
-struct TensorArgument {
-  Parameter parameter;
-  const zelTensor* tensor = nullptr;
-};
 
 /// The nine attributes, in their order.
 struct AttentionAttributes {

@@ -39,7 +39,7 @@ auto ReportingCall(OperatorKind kind, Work&& work) {
   try {
     return work();
   } catch (const CallError& error) {
-    Report(OPERATOR_REFUSED, OperatorName(kind), error.what());
+    Report(OPERATOR_REFUSED, OPERATOR_NAMES[static_cast<size_t>(kind)], error.what());
     throw Refusal(OPERATOR_CALL_REFUSED);
   }
 }
@@ -61,10 +61,6 @@ void Run(const Executor& executor, void* workspace, size_t workspaceSize) {
 }
 
 }  // namespace
-
-const char* OperatorName(OperatorKind kind) {
-  return kind == OperatorKind::ATTENTION ? "FlashAttentionScore" : "FlashAttentionScoreGrad";
-}
 
 CallError::CallError(const Parameter& parameter, const std::string& expected)
     : std::runtime_error(parameter.name +

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -22,11 +23,12 @@ namespace OrmoHost {
 /// Code of the error manager's message.
 constexpr char OPERATOR_REFUSED[] = "EH0003";
 
-/// The operators, also the number of their records' labels.
-enum class OperatorKind : uint32_t { ATTENTION, ATTENTION_GRADIENT };
+/// The operators, also the numbers of their records' labels.
+enum class OperatorKind : uint32_t { ATTENTION, ATTENTION_GRADIENT, COUNT };
 
-/// Name and type of its records, and what messages call it.
-const char* OperatorName(OperatorKind kind);
+/// By kind: name and type of an operator's records, and what messages call it.
+constexpr const char* OPERATOR_NAMES[] = {"FlashAttentionScore", "FlashAttentionScoreGrad"};
+static_assert(std::size(OPERATOR_NAMES) == static_cast<size_t>(OperatorKind::COUNT));
 
 /// In place of a position: what comes with the execution.
 constexpr size_t NO_POSITION = SIZE_MAX;

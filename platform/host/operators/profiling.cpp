@@ -12,15 +12,19 @@
 namespace OrmoHost {
 namespace {
 
-StepLabel MakeLabel(OperatorKind kind) {
-  return {OperatorName(kind), OperatorName(kind)};
+std::vector<StepLabel> MakeLabels() {
+  std::vector<StepLabel> labels;
+  for (const char* name : OPERATOR_NAMES) {
+    labels.push_back({name, name});
+  }
+  return labels;
 }
 
 }  // namespace
 
 OperatorProfile::OperatorProfile(uint32_t device, std::shared_ptr<RecordOutput> output)
     : device_(device),
-      labels_{MakeLabel(OperatorKind::ATTENTION), MakeLabel(OperatorKind::ATTENTION_GRADIENT)},
+      labels_(MakeLabels()),
       subscription_(device, labels_, std::move(output), RecordStyle::WITH_STEPS) {}
 
 void OperatorProfile::Add(const StepTiming& timing) {
