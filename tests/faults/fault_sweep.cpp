@@ -1,14 +1,19 @@
 #include "faults/fault_sweep.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <new>
+#include <regex>
 #include <stdexcept>
 #include <utility>
 
 #include "faults/failing_allocation.h"
 #include "ormo/status.h"
+#include "support/expected_text.h"
+#include "support/log_capture.h"
 #include "support/open_descriptors.h"
 
 namespace Ormo::Testing {
@@ -58,6 +63,33 @@ int RunWithoutMemory(const Work& work, int64_t nth, int64_t inARow, bool& hasFai
   return status;
 }
 
+// Ids, times, descriptors, addresses and directories are what they happen to be.
+std::string WithoutChance(const std::string& text) {
+  static const std::regex CHANCE(
+      "((# |([Mm]odel|mdoel) ?[Ii]d|, id|Model|graph|fd|ptr|[Tt]ime|start|end)[ :=[]*)[0-9]+"
+      "|0x[0-9a-f]+|/tmp/[^/ ]*");
+  return std::regex_replace(text, CHANCE, "$1*");
+}
+
+// How often the reader reads, and where a worker is when it is stopped.
+bool DependsOnSpeed(const std::string& what) {
+  return what == "mmRead" || what == "memset_s" || what.find("Stop thread [") == 0;
+}
+
+// What lines say, and how loudly: those of the calling thread or those of all others.
+std::vector<std::string> Describe(const std::vector<LogLine>& lines, bool isCaller,
+                                  int level = DLOG_INFO) {
+  std::vector<std::string> texts;
+  for (const LogLine& line : lines) {
+    if ((line.thread == gettid()) == isCaller && line.level >= level &&
+        !DependsOnSpeed(line.message)) {
+      texts.push_back(std::to_string(line.level) + " " + line.file + " " +
+                      WithoutChance(line.message) + "\n");
+    }
+  }
+  return texts;
+}
+
 void PrintCount(size_t count, const std::string& what) {
   std::cout << "swept " << count << " " << what << std::endl;
 }
@@ -90,7 +122,7 @@ void FaultSweepTest::Init() const {
 }
 
 int FaultSweepTest::Live(const Work& work) const {
-  for (const char* made : {"ormo_data/Tarn/.ormo_dev_0.lock", "ormo_data/Tarn", "ormo_data"}) {
+  for (const char* made : {"ormo_data/Tarn/.ormo_dev_1.lock", "ormo_data/Tarn", "ormo_data"}) {
     std::remove((directory_ / made).c_str());
   }
   const int status = init_();
@@ -125,6 +157,37 @@ std::vector<FaultSweepTest::Call> FaultSweepTest::ListCalls(const Work& work) {
   return calls;
 }
 
+void FaultSweepTest::ExpectCleanRun(const std::string& name, const Work& work) {
+  EXPECT_EQ(work(), STATUS_SUCCESS);
+  const LogCapture log;
+  OrmoHost::RecordCalls();
+  EXPECT_EQ(work(), STATUS_SUCCESS);
+  std::string text;
+  for (const bool isCaller : {true, false}) {
+    text += isCaller ? "caller:\n" : "worker:\n";
+    for (const OrmoHost::Call& call : OrmoHost::Calls()) {
+      if ((call.thread == gettid()) == isCaller && !DependsOnSpeed(call.function)) {
+        text += call.function + WithoutChance(call.arguments) + "\n";
+      }
+    }
+    for (const std::string& line : Describe(log.Lines(), isCaller, DLOG_DEBUG)) {
+      text += line;
+    }
+  }
+  ExpectText(CLEAN_RUNS, name, text);
+}
+
+std::set<std::string> FaultSweepTest::UsualLines(const Work& work) {
+  const LogCapture log;
+  EXPECT_EQ(work(), STATUS_SUCCESS);
+  std::set<std::string> usual;
+  for (const bool isCaller : {true, false}) {
+    const std::vector<std::string> lines = Describe(log.Lines(), isCaller);
+    usual.insert(lines.begin(), lines.end());
+  }
+  return usual;
+}
+
 template <typename FaultyRun>
 void FaultSweepTest::ExpectNothingLeft(const Work& work, FaultyRun faultyRun) {
   const std::string alive = OrmoHost::Alive().ToString();
@@ -149,40 +212,74 @@ void FaultSweepTest::ExpectOneBufferLeft(const Work& work, FaultyRun faultyRun) 
   EXPECT_EQ(work(), STATUS_SUCCESS) << "the run after";
 }
 
-void FaultSweepTest::SweepFailures(const Work& work, const ExpectedStatuses& expected,
-                                   int32_t code) {
-  const std::vector<Call> calls = ListCalls(work);
-  for (const Call& call : calls) {
-    SCOPED_TRACE(call.function + ", call " + std::to_string(call.nth));
-    const auto row = expected.find(call.function);
-    if (row == expected.end()) {
-      ADD_FAILURE() << "the table does not name it";
-      continue;
-    }
-    const std::vector<int>& statuses = row->second;
-    const auto faultyRun = [&] {
-      OrmoHost::Fail(call.function, call.nth, code);
-      int status = work();
-      // How many records one read takes varies: the call may be one of the next run's.
-      while (status == STATUS_SUCCESS && OrmoHost::PendingFaults() != 0) {
-        status = work();
+void FaultSweepTest::SweepFailures(const std::string& name, const std::vector<Work>& works,
+                                   const ExpectedStatuses& expected, int32_t code) {
+  std::map<std::string, uint64_t> met;
+  std::map<std::pair<std::string, uint64_t>, std::string> told;  // threads take turns as it falls
+  for (const Work& work : works) {
+    const std::vector<Call> calls = ListCalls(work);
+    const std::set<std::string> usual = UsualLines(work);
+    std::set<std::string> known;
+    for (const Call& call : calls) {
+      SCOPED_TRACE(call.function + ", call " + std::to_string(call.nth));
+      const auto row = expected.find(call.function);
+      if (row == expected.end()) {
+        ADD_FAILURE() << "the table does not name it";
+        continue;
       }
-      const int due = statuses[std::min(call.nth, statuses.size()) - 1];
-      EXPECT_TRUE(status == due ||
-                  (due == FAILED_OR_NOT && (status == STATUS_SUCCESS || status == STATUS_FAILED)))
-          << "ended with " << status << ", not " << due;
-    };
-    if (CountsBuffers(call.function)) {
-      faultyRun();
-      Restart();
-      EXPECT_EQ(work(), STATUS_SUCCESS);
-    } else if (HidesBuffer(call.function)) {
-      ExpectOneBufferLeft(work, faultyRun);
-    } else {
-      ExpectNothingLeft(work, faultyRun);
+      met[call.function] = std::max(met[call.function], call.nth);
+      const std::string lines = FailCall(work, call, row->second, code, usual);
+      if (!DependsOnSpeed(call.function) && known.insert(call.function + lines).second) {
+        told[{call.function, call.nth}] += lines;
+      }
     }
+    PrintCount(calls.size(), "calls that fail");
   }
-  PrintCount(calls.size(), "calls that fail");
+  for (const auto& [function, statuses] : expected) {
+    EXPECT_GE(met[function], statuses.size())
+        << "the table names calls of " << function << " that are never made";
+  }
+  if (code == FAILURE_CODE) {
+    std::string text;
+    for (const auto& [call, lines] : told) {
+      text += call.first + ", call " + std::to_string(call.second) + "\n" + lines;
+    }
+    ExpectText(FAILURES, name, text);
+  }
+}
+
+std::string FaultSweepTest::FailCall(const Work& work, const Call& call,
+                                     const std::vector<int>& statuses, int32_t code,
+                                     const std::set<std::string>& usual) {
+  std::string lines;
+  const auto faultyRun = [&] {
+    const LogCapture log;
+    OrmoHost::Fail(call.function, call.nth, code);
+    int status = work();
+    // How many records one read takes varies: the call may be one of the next run's.
+    while (status == STATUS_SUCCESS && OrmoHost::PendingFaults() != 0) {
+      status = work();
+    }
+    const int due = statuses[std::min(call.nth, statuses.size()) - 1];
+    EXPECT_TRUE(status == due ||
+                (due == FAILED_OR_NOT && (status == STATUS_SUCCESS || status == STATUS_FAILED)))
+        << "ended with " << status << ", not " << due;
+    for (const bool isCaller : {true, false}) {
+      for (const std::string& line : Describe(log.Lines(), isCaller)) {
+        lines += usual.count(line) == 0 ? "  " + line : "";
+      }
+    }
+  };
+  if (CountsBuffers(call.function)) {
+    faultyRun();
+    Restart();
+    EXPECT_EQ(work(), STATUS_SUCCESS);
+  } else if (HidesBuffer(call.function)) {
+    ExpectOneBufferLeft(work, faultyRun);
+  } else {
+    ExpectNothingLeft(work, faultyRun);
+  }
+  return lines;
 }
 
 void FaultSweepTest::SweepExceptions(const Work& work) {

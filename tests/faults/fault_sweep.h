@@ -7,6 +7,7 @@
 #include <functional>
 #include <initializer_list>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,9 @@ using Work = std::function<int()>;
 /// The statuses that failures of a platform function lead to: of its first call in a work, its
 /// second and so on. The last one stands for all further calls.
 using ExpectedStatuses = std::map<std::string, std::vector<int>>;
+
+/// What calls fail with where it does not matter.
+constexpr int32_t FAILURE_CODE = 7;
 
 /// In place of a status: STATUS_FAILED or none, as it falls. For a function that the worker and the
 /// reader of its records both call.
@@ -46,9 +50,15 @@ class FaultSweepTest : public RunnerTest {
   /// Initialises, does `work` and finalises. The lock files' directory is new each time.
   int Live(const Work& work) const;
 
-  /// Calls fail with `code`; runs must end with the statuses of the table, which must name every
-  /// function.
-  void SweepFailures(const Work& work, const ExpectedStatuses& expected, int32_t code = 7);
+  /// Expects the platform calls of `work`, and the lines that it logs, to be those that are kept
+  /// under that name in clean_runs.txt.
+  void ExpectCleanRun(const std::string& name, const Work& work);
+
+  /// Calls fail with `code`; the works must end with the statuses of the table, which must name
+  /// every function and nothing that is never called, and log, beside what they always log,
+  /// the lines that are kept under that name in failures.txt for FAILURE_CODE.
+  void SweepFailures(const std::string& name, const std::vector<Work>& works,
+                     const ExpectedStatuses& expected, int32_t code = FAILURE_CODE);
 
   /// Calls throw. The caller must hear of it; of one that releases something, it need not, and the
   /// run then succeeds.
@@ -70,6 +80,10 @@ class FaultSweepTest : public RunnerTest {
   /// Finalises the runner, makes the machine a fresh one and initialises the runner again.
   void Restart() const;
   static std::vector<Call> ListCalls(const Work& work);
+  static std::set<std::string> UsualLines(const Work& work);
+  /// Returns the lines that were added.
+  std::string FailCall(const Work& work, const Call& call, const std::vector<int>& statuses,
+                       int32_t code, const std::set<std::string>& usual);
   template <typename FaultyRun>
   void ExpectNothingLeft(const Work& work, FaultyRun faultyRun);
   template <typename FaultyRun>

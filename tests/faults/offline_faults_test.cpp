@@ -10,8 +10,8 @@ namespace {
 
 constexpr int32_t MEMORY_CODE = 207001;
 
-const ExpectedStatuses LOAD_FROM_MEMORY =
-    All(STATUS_PLATFORM_FAILED, {"zelmdlQuerySizeFromMem", "zelmdlLoadFromMem"});
+const ExpectedStatuses MODEL_SIZE = All(STATUS_PLATFORM_FAILED, {"zelmdlQuerySizeFromMem"});
+const ExpectedStatuses LOAD_FROM_MEMORY = All(STATUS_PLATFORM_FAILED, {"zelmdlLoadFromMem"});
 
 // What every run does with its buffers, wherever they come from. The context is set for the load,
 // for the run and for the unload, which goes on without it.
@@ -62,20 +62,23 @@ const ExpectedStatuses INITIALISATION_AND_FINALISATION =
 const ExpectedStatuses LOADED_FILE =
     Join({LOCK, RUN, GIVEN_BUFFERS, {{"zelmdlLoadFromFile", {STATUS_PLATFORM_FAILED}}}});
 const ExpectedStatuses LOADED_IMAGE_PROFILED =
-    Join({LOCK, LOAD_FROM_MEMORY, RUN, GIVEN_BUFFERS, PROFILING});
-const ExpectedStatuses ONCE = Join({LOCK, LOAD_FROM_MEMORY, RUN, MODEL_SIZES});
+    Join({LOCK, MODEL_SIZE, LOAD_FROM_MEMORY, RUN, GIVEN_BUFFERS, PROFILING});
+const ExpectedStatuses OWN_MODEL = Join({LOCK, RUN, MODEL_SIZES});
+const ExpectedStatuses ONCE = Join({OWN_MODEL, MODEL_SIZE, LOAD_FROM_MEMORY});
 const ExpectedStatuses ONCE_PROFILED = Join({ONCE, PROFILING});
-const ExpectedStatuses ONCE_IN_OWN_MEMORY = Join({ONCE, OWN_MEMORY});
-const ExpectedStatuses ONCE_WITH_BATCH =
-    Join({ONCE, All(STATUS_DYNAMIC_PARAM_FAILED,
-                    {"zelmdlGetInputIndexByName", "zelmdlSetDynamicBatchSize"})});
+const ExpectedStatuses ONCE_IN_OWN_MEMORY = Join({OWN_MODEL, MODEL_SIZE, OWN_MEMORY});
+const ExpectedStatuses ONCE_WITH_BATCH = Join(
+    {OWN_MODEL, LOAD_FROM_MEMORY,
+     All(STATUS_DYNAMIC_PARAM_FAILED, {"zelmdlGetInputIndexByName", "zelmdlSetDynamicBatchSize"})});
 const ExpectedStatuses LIFE = Join({ONCE, INITIALISATION_AND_FINALISATION});
 
 // The same when the platform says that it could not allocate.
 ExpectedStatuses ForMemoryCode(ExpectedStatuses table) {
   for (const char* function : {"zelmdlLoadFromFile", "zelmdlQuerySizeFromMem", "zelmdlLoadFromMem",
                                "zelrtMalloc", "zelrtMemcpy", "zelmdlExecute"}) {
-    table[function] = {STATUS_MEMORY_ALLOCATION_FAILED};
+    if (table.count(function) != 0) {
+      table[function] = {STATUS_MEMORY_ALLOCATION_FAILED};
+    }
   }
   return table;
 }
@@ -83,7 +86,7 @@ ExpectedStatuses ForMemoryCode(ExpectedStatuses table) {
 class OfflineFaultsTest : public FaultSweepTest {
  protected:
   OfflineFaultsTest()
-      : FaultSweepTest([] { return OrmoOfflineRunnerInit({}); }, OrmoOfflineRunnerFinalize) {}
+      : FaultSweepTest([] { return OrmoOfflineRunnerInit({{1}}); }, OrmoOfflineRunnerFinalize) {}
 
   void SetUp() override {
     FaultSweepTest::SetUp();
@@ -95,35 +98,49 @@ class OfflineFaultsTest : public FaultSweepTest {
   const Work live_ = [this] { return Live(RunOnce); };
 };
 
+TEST_F(OfflineFaultsTest, CleanRuns) {
+  ExpectCleanRun("offline, once, with initialisation and finalisation", live_);
+  Init();
+  ExpectCleanRun("offline, loaded from a file", runLoadedFile_);
+  ExpectCleanRun("offline, loaded from memory, profiled", RunLoadedImageProfiled);
+  ExpectCleanRun("offline, once, profiled", RunOnceProfiled);
+  ExpectCleanRun("offline, once, in memory of the library's own", RunOnceInOwnMemory);
+  ExpectCleanRun("offline, once, with a dynamic batch", RunOnceWithBatch);
+}
+
 TEST_F(OfflineFaultsTest, CallsOfAModelFromAFileFail) {
   Init();
-  SweepFailures(runLoadedFile_, LOADED_FILE);
-  SweepFailures(runLoadedFile_, ForMemoryCode(LOADED_FILE), MEMORY_CODE);
+  SweepFailures("offline, loaded from a file", {runLoadedFile_}, LOADED_FILE);
+  SweepFailures("offline, loaded from a file, without memory", {runLoadedFile_},
+                ForMemoryCode(LOADED_FILE), MEMORY_CODE);
 }
 
 TEST_F(OfflineFaultsTest, CallsOfAProfiledModelFail) {
   Init();
-  SweepFailures(RunLoadedImageProfiled, LOADED_IMAGE_PROFILED);
+  SweepFailures("offline, loaded from memory, profiled", {RunLoadedImageProfiled},
+                LOADED_IMAGE_PROFILED);
 }
 
 TEST_F(OfflineFaultsTest, CallsOfAProfiledOneShotRunFail) {
   Init();
-  SweepFailures(RunOnceProfiled, ONCE_PROFILED);
-  SweepFailures(RunOnceProfiled, ForMemoryCode(ONCE_PROFILED), MEMORY_CODE);
+  SweepFailures("offline, once, profiled", {RunOnceProfiled}, ONCE_PROFILED);
+  SweepFailures("offline, once, profiled, without memory", {RunOnceProfiled},
+                ForMemoryCode(ONCE_PROFILED), MEMORY_CODE);
 }
 
 TEST_F(OfflineFaultsTest, CallsWithMemoryOfTheLibrarysOwnFail) {
   Init();
-  SweepFailures(RunOnceInOwnMemory, ONCE_IN_OWN_MEMORY);
+  SweepFailures("offline, once, in memory of the library's own", {RunOnceInOwnMemory},
+                ONCE_IN_OWN_MEMORY);
 }
 
 TEST_F(OfflineFaultsTest, CallsWithADynamicBatchFail) {
   Init();
-  SweepFailures(RunOnceWithBatch, ONCE_WITH_BATCH);
+  SweepFailures("offline, once, with a dynamic batch", {RunOnceWithBatch}, ONCE_WITH_BATCH);
 }
 
 TEST_F(OfflineFaultsTest, CallsFromInitialisationToFinalisationFail) {
-  SweepFailures(live_, LIFE);
+  SweepFailures("offline, once, with initialisation and finalisation", {live_}, LIFE);
 }
 
 TEST_F(OfflineFaultsTest, RecordsAreDamaged) {

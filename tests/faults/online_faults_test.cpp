@@ -26,7 +26,7 @@ const ExpectedStatuses LIFE = Join({RUN, CLAIMING});
 class OnlineFaultsTest : public FaultSweepTest {
  protected:
   OnlineFaultsTest()
-      : FaultSweepTest([] { return OrmoOnlineRunnerInit({{0}}); }, OrmoOnlineRunnerFinalize) {}
+      : FaultSweepTest([] { return OrmoOnlineRunnerInit({{1}}); }, OrmoOnlineRunnerFinalize) {}
 
   void SetUp() override {
     FaultSweepTest::SetUp();
@@ -61,17 +61,22 @@ class OnlineFaultsTest : public FaultSweepTest {
   ox::Graph graph_;
   const Work run_ = [this] { return Run(false); };
   const Work runProfiled_ = [this] { return Run(true); };
-  const Work live_ = [this] { return Live(run_); };
+  const Work live_ = [this] { return Live(runProfiled_); };
 };
+
+TEST_F(OnlineFaultsTest, CleanRuns) {
+  ExpectCleanRun("online, with initialisation and finalisation", live_);
+  Init();
+  ExpectCleanRun("online", run_);
+}
 
 TEST_F(OnlineFaultsTest, CallsOfRunsFail) {
   Init();
-  SweepFailures(run_, RUN);
-  SweepFailures(runProfiled_, RUN);
+  SweepFailures("online", {run_, runProfiled_}, RUN);
 }
 
 TEST_F(OnlineFaultsTest, CallsFromInitialisationToFinalisationFail) {
-  SweepFailures(live_, LIFE);
+  SweepFailures("online, with initialisation and finalisation", {live_}, LIFE);
 }
 
 TEST_F(OnlineFaultsTest, CallsThrow) {

@@ -9,7 +9,7 @@
 namespace Ormo::Testing {
 
 /// A device that cannot be locked is used all the same.
-inline const ExpectedStatuses LOCK = All(0, {"mmAccess2", "mmOpen2", "mmClose"});
+inline const ExpectedStatuses LOCK = All(0, {"mmOpen2", "mmClose"});
 
 /// A record that cannot be decoded fails the stream; a figure that is missing is a figure of 0.
 inline const ExpectedStatuses RECORDS =
@@ -22,7 +22,7 @@ inline const ExpectedStatuses RECORDS =
 
 /// Lock files have a second place, and a worker needs no name.
 inline const ExpectedStatuses CLAIMING =
-    All(0, {"mmSetCurrentThreadName", "mmGetEnv", "mmRealPath", "mmMkdir", "mmIsDir"});
+    All(0, {"mmSetCurrentThreadName", "mmAccess2", "mmGetEnv", "mmRealPath", "mmMkdir", "mmIsDir"});
 
 /// An unknown chip is used as well.
 inline const ExpectedStatuses PLATFORM_LIFE = Join(

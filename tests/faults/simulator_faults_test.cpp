@@ -35,6 +35,10 @@ class SimulatorFaultsTest : public FaultSweepTest {
   const Work live_ = [this] { return Live(run_); };
 };
 
+TEST_F(SimulatorFaultsTest, CleanRun) {
+  ExpectCleanRun("simulator, with initialisation and finalisation", live_);
+}
+
 TEST_F(SimulatorFaultsTest, AllocationsFail) {
   Init();
   SweepAllocations(run_);

@@ -23,7 +23,7 @@ const ExpectedStatuses LIFE =
 class ZelnnFaultsTest : public FaultSweepTest {
  protected:
   ZelnnFaultsTest()
-      : FaultSweepTest([] { return OrmoZelnnRunnerInit({}); }, OrmoZelnnRunnerFinalize) {}
+      : FaultSweepTest([] { return OrmoZelnnRunnerInit({{1}}); }, OrmoZelnnRunnerFinalize) {}
 
   const Work run_ = [] {
     RunnerResult result;
@@ -35,13 +35,17 @@ class ZelnnFaultsTest : public FaultSweepTest {
   const Work live_ = [this] { return Live(run_); };
 };
 
+TEST_F(ZelnnFaultsTest, CleanRuns) {
+  ExpectCleanRun("single operator, with initialisation and finalisation", live_);
+}
+
 TEST_F(ZelnnFaultsTest, CallsOfRunsFail) {
   Init();
-  SweepFailures(run_, RUN);
+  SweepFailures("single operator", {run_}, RUN);
 }
 
 TEST_F(ZelnnFaultsTest, CallsFromInitialisationToFinalisationFail) {
-  SweepFailures(live_, LIFE);
+  SweepFailures("single operator, with initialisation and finalisation", {live_}, LIFE);
 }
 
 TEST_F(ZelnnFaultsTest, CallsThrow) {
