@@ -187,12 +187,16 @@ TEST_F(ModelTest, BuffersThatDoNotFitAreRefused) {
   FloatDataset good({{1, 2}});
   FloatDataset small(std::vector<std::vector<float>>{{1}});
   FloatDataset two({{1, 2}, {1, 2}});
-  EXPECT_NE(zelmdlExecute(id, small.Get(), good.Get()), 0);
-  EXPECT_NE(zelmdlExecute(id, good.Get(), small.Get()), 0);
-  EXPECT_NE(zelmdlExecute(id, two.Get(), good.Get()), 0);
-  EXPECT_NE(zelmdlExecute(id, good.Get(), two.Get()), 0);
-  EXPECT_NE(zelmdlExecute(id, good.Get(), nullptr), 0);
-  EXPECT_NE(zelmdlExecute(id + 1, good.Get(), good.Get()), 0);
+  const std::tuple<const FloatDataset&, const FloatDataset&, const char*> cases[] = {
+      {small, good, "node \"x\": expected a buffer of 8 bytes, not 4"},
+      {good, small, "node \"output 0\": expected a buffer of 8 bytes, not 4"},
+      {two, good, "expected 1 input buffers"},
+      {good, two, "expected 1 output buffers"},
+  };
+  for (const auto& [input, output, reason] : cases) {
+    EXPECT_EQ(zelmdlExecute(id, input.Get(), output.Get()), 410004);
+    EXPECT_EQ(Reason(), std::string("EH0002: model in memory: ") + reason);
+  }
 }
 
 TEST_F(ModelTest, AnExecutionThatIsRepeatedNoticesWhatHasChanged) {

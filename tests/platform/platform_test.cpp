@@ -1,6 +1,10 @@
 #include "platform/platform_test.h"
 
+#include <memory>
+
 #include "error_manager/error_manager.h"
+#include "ox/graph_utils.h"
+#include "support/temp_directory.h"
 
 namespace Ormo::Testing {
 
@@ -22,6 +26,14 @@ std::string Graph(const std::vector<std::string>& nodes, const std::string& rest
   }
   return R"({"format": "ox-graph", "version": 1, "name": "test", "nodes": [)" + list + "]" +
          (rest.empty() ? "" : ", " + rest) + "}";
+}
+
+ox::Graph LoadGraph(const std::string& text) {
+  const TempDirectory directory;
+  WriteFile(directory / "graph", text);
+  std::shared_ptr<ox::ComputeGraph> graph;
+  EXPECT_TRUE(ox::GraphUtils::LoadOXGraph((directory / "graph").c_str(), graph));
+  return ox::Graph(graph);
 }
 
 FloatDataset::FloatDataset(const std::vector<std::vector<float>>& buffers)

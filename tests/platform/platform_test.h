@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ormo_host/control.h"
+#include "ox/graph.h"
 #include "zel/zel.h"
 #include "zel/zel_mdl.h"
 
@@ -22,6 +23,9 @@ std::string Node(const std::string& name, const std::string& type, const std::st
                  const std::vector<int64_t>& shape, const std::string& attrs = "");
 /// A graph file of these nodes; `rest` follows them, for instance `"dynamic": {"batch": [1]}`.
 std::string Graph(const std::vector<std::string>& nodes, const std::string& rest = "");
+
+/// The same graph for a session.
+ox::Graph LoadGraph(const std::string& text);
 
 /// Buffers of float32 in device memory, released with this object.
 class FloatDataset {

@@ -77,5 +77,5 @@ bool IsPlatformClosed() {
          zelprofModelUnSubscribe(1) != 0 && zelmdlCreateDataset() == nullptr &&
          ProfOpUnSubscribe(0) != 0 && zelCreateIntArray(nullptr, 0) == nullptr &&
          zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &output) == nullptr &&
-         zelFinalize() != 0 && mmGetTickCount().tv_sec > 0;
+         zelFinalize() != 0 && zelrtGetSocName() == nullptr && mmGetTickCount().tv_sec > 0;
 }

@@ -184,18 +184,6 @@ TEST_F(ProfilingTest, ExecutionsContainTheirOperatorsWhenTheClockIsCoarse) {
   ExpectOrder({records.begin() + 150, records.end()}, 1, 0);
 }
 
-TEST_F(ProfilingTest, AModelHasOneSubscriptionAtATime) {
-  EXPECT_NE(zelprofModelUnSubscribe(id_), 0);
-  Subscribe();
-  EXPECT_NE(zelprofModelSubscribe(id_, config_), 0);
-  EXPECT_NE(zelprofModelSubscribe(0, config_), 0);
-  EXPECT_EQ(Unsubscribe(), 0);
-  EXPECT_NE(zelprofModelSubscribe(id_, config_), 0);  // a configuration that is gone
-  EXPECT_NE(zelprofDestroySubscribeConfig(config_), 0);
-  int32_t none = -1;
-  EXPECT_EQ(zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &none), nullptr);
-}
-
 TEST_F(ProfilingTest, TheDescriptorIsKeptUntilTheConfigurationEnds) {
   const auto before = OpenDescriptors();
   Subscribe();
@@ -205,6 +193,23 @@ TEST_F(ProfilingTest, TheDescriptorIsKeptUntilTheConfigurationEnds) {
   EXPECT_EQ(Decode(ReadPipe()).size(), 3U);
   pipe_[1] = open("/dev/null", O_RDONLY | O_CLOEXEC);
   EXPECT_EQ(OpenDescriptors().size(), before.size());
+}
+
+TEST_F(ProfilingTest, RecordsMeetTheFaultsThatWaitForThem) {
+  Subscribe();
+  OrmoHost::FaultRecord(1, OrmoHost::RecordFault::LOST);
+  OrmoHost::FaultRecord(2, OrmoHost::RecordFault::WITHOUT_START);
+  OrmoHost::FaultRecord(6, OrmoHost::RecordFault::TRUNCATED);
+  Execute(2);
+  EXPECT_EQ(Unsubscribe(), 0);
+  const std::string bytes = ReadAll();
+  ASSERT_EQ(bytes.size(), recordSize_ * 4 + recordSize_ / 2);
+  const std::vector<ReadRecord> records = Decode(bytes.substr(0, recordSize_ * 4));
+  std::string names;
+  for (const ReadRecord& record : records) {
+    names += record.name + (record.start == 0 ? "0 " : " ");
+  }
+  EXPECT_EQ(names, "relu0 na spin relu ");
 }
 
 TEST_F(ProfilingTest, RecordsGoThroughAPipeThatIsFullForAWhile) {

@@ -10,16 +10,17 @@ namespace {
 
 using RuntimeTest = PlatformTest;
 
-TEST_F(RuntimeTest, IsInitialisedOnceUntilItIsFinalised) {
-  EXPECT_EQ(zelInit(""), ZEL_ERROR_REPEAT_INITIALIZE);
+TEST_F(RuntimeTest, NothingIsLeftWhenItIsFinalised) {
   EXPECT_EQ(zelFinalize(), 0);
   uint32_t count = 0;
-  EXPECT_NE(zelrtGetDeviceCount(&count), 0);
-  EXPECT_NE(zelrtSetDevice(0), 0);
-  // What the fixture had set up was released for it, and is not to be used any more.
-  EXPECT_NE(zelrtSetCurrentContext(context_), 0);
+  EXPECT_EQ(zelrtGetDeviceCount(&count), 400002);
+  EXPECT_EQ(zelrtSetDevice(0), 400002);
+  EXPECT_EQ(zelFinalize(), 400002);
+  EXPECT_EQ(zelrtSetCurrentContext(context_), 400006);
   EXPECT_EQ(OrmoHost::Alive().ToString(), "abandoned 2");
   SetUp();
+  EXPECT_EQ(zelrtGetDeviceCount(&count), 0);
+  EXPECT_EQ(count, 2U);
 }
 
 TEST_F(RuntimeTest, TheLastResetReleasesTheDevice) {
@@ -38,20 +39,18 @@ TEST_F(RuntimeTest, TheLastResetReleasesTheDevice) {
   SetUp();
 }
 
-TEST_F(RuntimeTest, AContextIsCurrentForOneThreadAndStaleAfterItsEnd) {
+TEST_F(RuntimeTest, AContextIsCurrentForTheThreadsThatMakeItSo) {
   zelrtContext other = nullptr;
   std::thread([&] {
     void* memory = nullptr;
-    EXPECT_NE(zelrtMalloc(&memory, 1, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
     EXPECT_EQ(zelrtCreateContext(&other, 0), 0);
     EXPECT_EQ(zelrtMalloc(&memory, 1, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
     EXPECT_EQ(zelrtFree(memory), 0);
   }).join();
   EXPECT_EQ(zelrtSetCurrentContext(other), 0);
+  EXPECT_EQ(zelrtSetOpExecuteTimeOut(500), 0);
   EXPECT_EQ(zelrtDestroyContext(other), 0);
-  EXPECT_NE(zelrtDestroyContext(other), 0);
-  EXPECT_NE(zelrtSetCurrentContext(other), 0);
-  EXPECT_NE(zelrtSetOpExecuteTimeOut(500), 0);
+  EXPECT_EQ(zelrtSetOpExecuteTimeOut(500), 400005);
 }
 
 TEST_F(RuntimeTest, EveryByteIsAccountedAndComesBack) {
@@ -104,28 +103,15 @@ TEST_F(RuntimeTest, HugePagesCanRunOutBeforeTheMemoryDoes) {
   }
 }
 
-TEST_F(RuntimeTest, CopiesStayInsideOneAllocation) {
-  char host[64] = {};
+TEST_F(RuntimeTest, BytesAreSetAndCopiedWhereTheyShouldBe) {
+  char host[] = "0123456789abcdef";
   void* memory = nullptr;
   ASSERT_EQ(zelrtMalloc(&memory, 16, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
   char* device = static_cast<char*>(memory);
-  EXPECT_EQ(zelrtMemset(device, 16, 7, 16), 0);
+  EXPECT_EQ(zelrtMemcpy(device, 16, host, 16, ZEL_MEMCPY_HOST_TO_DEVICE), 0);
+  EXPECT_EQ(zelrtMemset(device + 12, 4, 'x', 3), 0);
   EXPECT_EQ(zelrtMemcpy(host, 8, device + 8, 8, ZEL_MEMCPY_DEVICE_TO_HOST), 0);
-  EXPECT_EQ(std::string(host), std::string(8, '\7'));
-  EXPECT_NE(zelrtMemcpy(host, 8, device + 8, 9, ZEL_MEMCPY_DEVICE_TO_HOST), 0);
-  EXPECT_NE(zelrtMemcpy(host, 9, device + 8, 9, ZEL_MEMCPY_DEVICE_TO_HOST), 0);
-  EXPECT_NE(zelrtMemcpy(device, 64, host, 17, ZEL_MEMCPY_HOST_TO_DEVICE), 0);
-  EXPECT_NE(zelrtMemcpy(host, 8, host + 8, 8, ZEL_MEMCPY_DEVICE_TO_HOST), 0);
-  // The host's side is no device memory, not even where it ends.
-  EXPECT_NE(zelrtMemcpy(device, 8, device + 8, 8, ZEL_MEMCPY_DEVICE_TO_HOST), 0);
-  EXPECT_NE(zelrtMemcpy(device + 8, 8, device - 4, 8, ZEL_MEMCPY_HOST_TO_DEVICE), 0);
-  EXPECT_NE(zelrtMemset(device, 16, 0, 17), 0);
-  EXPECT_NE(zelrtMemset(device + 1, 16, 0, 16), 0);
-  OnDevice1([&] {
-    EXPECT_NE(zelrtMemset(device, 16, 0, 16), 0);
-    EXPECT_NE(zelrtMemcpy(host, 16, device, 16, ZEL_MEMCPY_DEVICE_TO_HOST), 0);
-    EXPECT_NE(zelrtMemcpy(device, 16, host, 16, ZEL_MEMCPY_HOST_TO_DEVICE), 0);
-  });
+  EXPECT_EQ(std::string(host), "89abxxxf89abcdef");
   EXPECT_EQ(zelrtFree(memory), 0);
 }
 

@@ -1,7 +1,6 @@
 // The log and the functions that watch over the sizes of buffers.
 #include <cstdlib>
 
-#include "annex_k/annex_k.h"
 #include "dlog/dlog.h"
 #include "faults/failing_allocation.h"
 #include "ormo_host/control.h"
@@ -40,14 +39,6 @@ TEST(LogTest, ALineThatFindsNoMemoryIsLost) {
   OrmoHost::Reset();
   ASSERT_EQ(kept.size(), 1U);
   EXPECT_EQ(kept[0].message, text);
-}
-
-TEST(SafeFunctionsTest, WhatDoesNotFitIsRefused) {
-  char text[8];
-  EXPECT_EQ(snprintf_s(text, 8, 7, "%d", 1234567), 7);
-  EXPECT_LT(snprintf_s(text, 8, 7, "%d", 12345678), 0);
-  EXPECT_NE(memset_s(text, 8, 0, 9), 0);
-  EXPECT_NE(memcpy_s(text, 8, "123456789", 9), 0);
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // Graphs in sessions.
 #include "ox/session.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <cstring>
 #include <future>
@@ -12,10 +14,9 @@
 
 #include "error_manager/error_manager.h"
 #include "faults/failing_allocation.h"
-#include "ox/graph_utils.h"
+#include "ox/compute_graph.h"
 #include "platform/platform_test.h"
 #include "support/matchers.h"
-#include "support/temp_directory.h"
 #include "zel/zel_prof.h"
 
 namespace Ormo::Testing {
@@ -24,14 +25,6 @@ namespace {
 using Floats = std::vector<float>;
 using Options = std::map<ox::TarnString, ox::TarnString>;
 using Nodes = std::vector<std::shared_ptr<ox::Node>>;
-
-ox::Graph LoadGraph(const std::string& text) {
-  TempDirectory directory;
-  WriteFile(directory / "graph", text);
-  std::shared_ptr<ox::ComputeGraph> graph;
-  EXPECT_TRUE(ox::GraphUtils::LoadOXGraph((directory / "graph").c_str(), graph));
-  return ox::Graph(graph);
-}
 
 // A graph that adds what it is given to itself.
 const std::string DOUBLING =
@@ -91,16 +84,46 @@ TEST_F(SessionTest, RunsOnItsOwnThreadWithTheShapesOfItsInputs) {
   }
 }
 
+TEST_F(SessionTest, EveryOutputComesInItsPlaceAndIsSavedUnderItsName) {
+  const ox::Graph graph = LoadGraph(
+      Graph({Node("x", "Data", "", {-1}), Node("z", "Data", "", {2}),
+             Node("twice", "Add", "\"x\", \"x\"", {-1}), Node("relu", "Relu", "\"z\"", {2})}));
+  ASSERT_EQ(session_->AddGraph(7, graph, {{"ox.save", "outputs"}}), 0U);
+  const std::vector<ox::Tensor> inputs = {MakeTensor({1, 2, 3}), MakeTensor({-4, 5})};
+  EXPECT_EQ(Run(7, inputs).status, 0U);  // nobody wants them yet
+  std::map<std::string, Floats> saved;
+  uint32_t answer = 0;
+  auto save = [&](uint32_t id, const std::map<ox::TarnString, ox::Tensor>& tensors) {
+    for (const auto& [name, tensor] : tensors) {
+      saved[std::to_string(id) + name.GetString()] = ReadTensor(tensor);
+    }
+    return answer;
+  };
+  EXPECT_EQ(session_->RegisterCallBackFunc(nullptr, save), 400001U);
+  EXPECT_EQ(session_->RegisterCallBackFunc("Load", save), 400001U);
+  EXPECT_EQ(session_->RegisterCallBackFunc("Save", save), 0U);
+  const Completion run = Run(7, inputs);
+  EXPECT_EQ(run.status, 0U);
+  ASSERT_THAT(run.outputs, SizeIs(2));
+  EXPECT_THAT(ReadTensor(run.outputs[0]), ElementsAre(2, 4, 6));
+  EXPECT_THAT(ReadTensor(run.outputs[1]), ElementsAre(0, 5));
+  EXPECT_THAT(saved,
+              ElementsAre(Pair("7relu", ElementsAre(0, 5)), Pair("7twice", ElementsAre(2, 4, 6))));
+  answer = 11;
+  EXPECT_EQ(Run(7, inputs).status, 11U);
+  EXPECT_EQ(session_->RunGraphAsync(7, inputs, nullptr), 400001U);
+}
+
 TEST_F(SessionTest, IdsAreUniqueOverAllSessions) {
   const ox::Graph graph = LoadGraph(DOUBLING);
   ox::Session other;
   ASSERT_EQ(session_->AddGraph(7, graph, {}), 0U);
-  EXPECT_NE(session_->AddGraph(7, graph, {}), 0U);
-  EXPECT_NE(other.AddGraph(7, graph, {}), 0U);
-  EXPECT_NE(other.RemoveGraph(7), 0U);
-  EXPECT_NE(other.RunGraphAsync(7, {}, [](uint32_t, std::vector<ox::Tensor>&) { FAIL(); }), 0U);
+  EXPECT_EQ(session_->AddGraph(7, graph, {}), 415001U);
+  EXPECT_EQ(other.AddGraph(7, graph, {}), 415001U);
+  EXPECT_EQ(other.RemoveGraph(7), 415002U);
+  EXPECT_EQ(other.RunGraphAsync(7, {}, [](uint32_t, const auto&) { FAIL(); }), 415002U);
   EXPECT_EQ(session_->RemoveGraph(7), 0U);
-  EXPECT_NE(session_->RemoveGraph(7), 0U);
+  EXPECT_EQ(session_->RemoveGraph(7), 415002U);
   EXPECT_EQ(other.AddGraph(7, graph, {}), 0U);
 }
 
@@ -130,10 +153,10 @@ TEST_F(SessionTest, WhatCannotBeCompiledIsRefusedWithItsReason) {
   };
   for (const auto& [reason, nodes, options] : cases) {
     const ox::Graph graph(std::make_shared<ox::ComputeGraph>(nodes));
-    EXPECT_NE(session_->AddGraph(1, graph, options), 0U) << reason;
+    EXPECT_EQ(session_->AddGraph(1, graph, options), 410001U) << reason;
     EXPECT_THAT(Reason(), HasSubstr(reason));
   }
-  EXPECT_NE(session_->AddGraph(1, ox::Graph(), {}), 0U);
+  EXPECT_EQ(session_->AddGraph(1, ox::Graph(), {}), 400001U);
   auto relu = std::make_shared<ox::Node>("r", "Relu", makeDesc({2}, ox::DT_FLOAT),
                                          std::vector<std::string>{"a"});
   const ox::Graph graph(std::make_shared<ox::ComputeGraph>(Nodes{makeNode("a", good), relu}));
@@ -143,11 +166,11 @@ TEST_F(SessionTest, WhatCannotBeCompiledIsRefusedWithItsReason) {
 
 TEST_F(SessionTest, WhatDoesNotFitFailsTheExecutionAndTellsWhoStartedIt) {
   ASSERT_EQ(session_->AddGraph(7, LoadGraph(DOUBLING), {}), 0U);
-  EXPECT_NE(Run(7, {}).status, 0U);
+  EXPECT_EQ(Run(7, {}).status, 410004U);
   EXPECT_THAT(Reason(), HasSubstr("1 input buffers"));
   const ox::Tensor shapeless(ox::TensorDesc({-1}, ox::FORMAT_ND, ox::DT_FLOAT),
                              std::vector<uint8_t>(4));
-  EXPECT_NE(Run(7, {shapeless}).status, 0U);
+  EXPECT_EQ(Run(7, {shapeless}).status, 410004U);
   EXPECT_THAT(Reason(), HasSubstr("graph 7: node \"x\""));
   EXPECT_EQ(Run(7, {MakeTensor({1})}).status, 0U);
   OrmoHost::SetMemorySize(2560);  // 1024 are the graph's, 512 work memory
@@ -199,31 +222,38 @@ TEST_F(SessionTest, ItsEndWaitsForAllExecutionsAndReleasesItsGraphs) {
 }
 
 TEST_F(SessionTest, SessionsSpreadOverTheDevices) {
-  OrmoHost::SetMemorySize(1 << 20);
-  const std::string large = Graph(
-      {Node("w", "Const", "", {200000}, "\"fill\": 1"), Node("out", "Relu", "\"w\"", {200000})});
-  ox::Session second;
-  EXPECT_EQ(session_->AddGraph(1, LoadGraph(large), {}), 0U);
-  EXPECT_EQ(second.AddGraph(2, LoadGraph(large), {}), 0U);
-  ox::Session third;
-  EXPECT_EQ(third.AddGraph(3, LoadGraph(large), {}), 207001U);
-  EXPECT_THAT(Reason(), HasSubstr("room for 800000 bytes on device 0"));
+  const ox::Graph graph = LoadGraph(DOUBLING);
+  OrmoHost::SetDeviceCount(3);
+  OrmoHost::SetMemorySize(0);  // so that each says which device has no room
+  std::vector<std::unique_ptr<ox::Session>> sessions;
+  std::string devices;
+  auto add = [&] {
+    sessions.push_back(std::make_unique<ox::Session>());
+    EXPECT_EQ(sessions.back()->AddGraph(1, graph, {}), 207001U);
+    devices += Reason().back();
+  };
+  for (int i = 0; i < 4; ++i) {
+    add();
+  }
+  sessions[0].reset();  // both of device 1
+  sessions[3].reset();
+  add();
+  EXPECT_EQ(devices, "12011");
 }
 
-TEST_F(SessionTest, UnknownGraphsCannotBeSubscribedAndAResetTakesGraphsAway) {
-  int32_t fd = 1;
+TEST_F(SessionTest, AResetTakesGraphsAwayWithTheirSubscriptions) {
+  int32_t fd = STDOUT_FILENO;
   zelprofSubscribeConfig* config =
       zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &fd);
-  EXPECT_NE(zelgrphProfGraphSubscribe(7, config), 0);
-  EXPECT_NE(zelgrphProfGraphUnSubscribe(7), 0);
   ASSERT_EQ(session_->AddGraph(7, LoadGraph(DOUBLING), {}), 0U);
-  EXPECT_NE(zelgrphProfGraphUnSubscribe(7), 0);
+  EXPECT_EQ(zelgrphProfGraphUnSubscribe(7), 420002);
   EXPECT_EQ(zelgrphProfGraphSubscribe(7, config), 0);
-  EXPECT_NE(zelgrphProfGraphSubscribe(7, config), 0);
+  EXPECT_EQ(zelgrphProfGraphSubscribe(7, config), 420001);
   EXPECT_EQ(zelgrphProfGraphUnSubscribe(7), 0);
-  EXPECT_EQ(zelprofDestroySubscribeConfig(config), 0);
+  EXPECT_EQ(zelgrphProfGraphSubscribe(7, config), 0);
   OrmoHost::Reset();
-  EXPECT_NE(session_->RemoveGraph(7), 0U);
+  EXPECT_EQ(OrmoHost::Alive().ToString(), "sessions 1");
+  EXPECT_EQ(session_->RemoveGraph(7), 415002U);
   SetUp();
 }
 

@@ -1,0 +1,156 @@
+// What scripts make of calls, and what is told of them and of everything alive.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+
+#include "dlog/dlog.h"
+#include "mm/mm.h"
+#include "ox/session.h"
+#include "platform/attention_call.h"
+#include "platform/platform_test.h"
+#include "support/matchers.h"
+#include "zel/zel_prof.h"
+
+namespace Ormo::Testing {
+namespace {
+
+using ControlTest = PlatformTest;
+
+TEST_F(ControlTest, RulesActOnTheCallsThatTheyWaitFor) {
+  void* memory = nullptr;
+  auto allocate = [&] { return zelrtMalloc(&memory, 1, ZEL_MEM_MALLOC_HUGE_FIRST); };
+  OrmoHost::Fail("zelrtMalloc", 2, 7);
+  OrmoHost::Fail("zelrtFree", 1, 8);
+  OrmoHost::Fail("zelrtGetSocName", OrmoHost::EVERY_CALL, 9);
+  EXPECT_EQ(OrmoHost::PendingFaults(), 2U);
+  EXPECT_EQ(OrmoHost::FailedCall(), "");
+  EXPECT_EQ(allocate(), 0);
+  EXPECT_EQ(zelrtFree(memory), 8);  // released all the same
+  EXPECT_EQ(OrmoHost::Alive().deviceBlocks, 0U);
+  EXPECT_EQ(allocate(), 7);
+  EXPECT_EQ(OrmoHost::Alive().deviceBlocks, 0U);
+  EXPECT_EQ(OrmoHost::FailedCall(), "zelrtMalloc");
+  EXPECT_EQ(OrmoHost::PendingFaults(), 0U);
+  EXPECT_EQ(zelrtGetSocName(), nullptr);
+  EXPECT_EQ(zelrtGetSocName(), nullptr);
+  OrmoHost::FailCall(2, 5);
+  EXPECT_EQ(allocate(), 0);
+  EXPECT_EQ(CheckLogLevel(60, DLOG_DEBUG), 0);  // has no way to fail
+  EXPECT_EQ(zelrtFree(memory), 5);
+  EXPECT_EQ(OrmoHost::FailedCall(), "zelrtFree");
+  OrmoHost::Throw("zelrtMalloc", 1);
+  EXPECT_THROW(allocate(), std::runtime_error);
+  bool isInside = false;
+  OrmoHost::OnCall("zelrtFree", 1, [&] { isInside = OrmoHost::IsInsideHost(); });
+  EXPECT_EQ(zelrtFree(nullptr), 400007);
+  EXPECT_TRUE(isInside);
+  EXPECT_FALSE(OrmoHost::IsInsideHost());
+  const auto before = std::chrono::steady_clock::now();
+  OrmoHost::Delay("zelrtSynchronizeStream", 1, std::chrono::milliseconds(2));
+  EXPECT_EQ(zelrtSynchronizeStream(nullptr), 0);
+  EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(2));
+  OrmoHost::Fail("mmOpen2", 1, 3);
+  OrmoHost::Fail("mmOpen2", 2, -4);
+  EXPECT_EQ(mmOpen2("/dev/null", O_RDONLY, 0), -1);
+  EXPECT_EQ(mmGetErrorCode(), EIO);
+  EXPECT_EQ(mmOpen2("/dev/null", O_RDONLY, 0), -4);
+  OrmoHost::Fail("mmClose", 1, 3);
+  const int file = mmOpen2("/dev/null", O_RDONLY, 0);
+  EXPECT_EQ(mmClose(file), -1);
+  EXPECT_EQ(fcntl(file, F_GETFD), -1);
+  OrmoHost::Fail("zelrtMalloc", 1, 7);
+  OrmoHost::Reset();
+  EXPECT_EQ(OrmoHost::PendingFaults() + OrmoHost::FailedCall().size(), 0U);
+  SetUp();
+}
+
+TEST_F(ControlTest, CallsAreCountedAndListedFromTheStartOfTheRecord) {
+  zelrtGetSocName();
+  OrmoHost::RecordCalls();
+  zelrtGetSocName();
+  CheckLogLevel(60, DLOG_ERROR);
+  int thread = 0;
+  std::thread([&] {
+    thread = gettid();
+    zelrtSetDevice(9);
+  }).join();
+  const std::vector<OrmoHost::Call> calls = OrmoHost::Calls();
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_EQ(calls[0].function + calls[1].function, "zelrtGetSocNamezelrtSetDevice");
+  EXPECT_EQ(calls[1].arguments, " 9");
+  EXPECT_EQ(calls[0].thread, gettid());
+  EXPECT_EQ(calls[1].thread, thread);
+  EXPECT_EQ(OrmoHost::CallCount("CheckLogLevel"), 1U);
+  EXPECT_EQ(OrmoHost::CallCount("zelInit"), 0U);
+  OrmoHost::RecordCalls();
+  EXPECT_EQ(OrmoHost::Calls().size() + OrmoHost::CallCount("zelrtSetDevice"), 0U);
+  OrmoHost::Reset();
+  SetUp();
+}
+
+// One of everything that a user can hold, left on two devices.
+TEST_F(ControlTest, EverythingAliveIsToldAndWhatNobodyReleasesIsCounted) {
+  int32_t output = STDOUT_FILENO;
+  zelprofSubscribeConfig* config =
+      zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &output);
+  const std::string graph = Graph({Node("spin", "Spin", "", {1}, "\"ns\": 0")});
+  void* memory = nullptr;
+  auto use = [&] {
+    ASSERT_EQ(zelrtMalloc(&memory, 4, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+    ASSERT_EQ(zelprofModelSubscribe(Load(graph), config), 0);
+    ASSERT_EQ(ProfOpSubscribe(0, config), 0);
+  };
+  use();
+  zelrtContext other = nullptr;
+  ASSERT_EQ(zelrtSetDevice(1), 0);
+  ASSERT_EQ(zelrtCreateContext(&other, 1), 0);
+  use();
+  EXPECT_EQ(OrmoHost::Alive().ToString(),
+            "deviceSets 2, contexts 2, deviceBlocks 2, deviceBytes 3072, models 2, "
+            "subscribeConfigs 1, subscriptions 4");
+  EXPECT_EQ(zelrtResetDevice(1), 0);
+  EXPECT_EQ(zelrtSetCurrentContext(context_), 0);
+  EXPECT_EQ(OrmoHost::Alive().ToString(),
+            "deviceSets 1, contexts 1, deviceBlocks 1, deviceBytes 1536, models 1, "
+            "subscribeConfigs 1, subscriptions 2, abandoned 4");
+  ASSERT_EQ(zelrtMalloc(&memory, 4, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+  const int64_t shape[] = {1, 1, 1};
+  const zelTensor* tensor =
+      zelCreateTensor(shape, 3, ox::DT_FLOAT, nullptr, 0, 0, shape, 3, memory);
+  ForwardCall call;
+  std::fill_n(call.inputs, 3, tensor);
+  std::fill_n(call.outputs, 2, tensor);
+  call.outputs[3] = tensor;
+  EXPECT_EQ(call.Query(), 0) << Reason();
+  auto session = std::make_unique<ox::Session>();
+  EXPECT_EQ(session->AddGraph(1, LoadGraph(graph), {}), 0U);
+  zelmdlCreateDesc();
+  zelmdlCreateDataset();
+  zelCreateDataBuffer(memory, 4);
+  zelCreateTensorDesc(0, 0, nullptr, 0);
+  zelCreateIntArray(nullptr, 0);
+  zelCreateFloatArray(nullptr, 0);
+  zelCreateBoolArray(nullptr, 0);
+  EXPECT_EQ(OrmoHost::Alive().ToString(),
+            "deviceSets 1, contexts 1, deviceBlocks 2, deviceBytes 3072, models 1, descs 1, "
+            "datasets 1, dataBuffers 1, tensorDescs 1, tensors 1, arrays 3, executors 1, "
+            "subscribeConfigs 1, subscriptions 2, sessions 1, graphs 1, abandoned 4");
+  EXPECT_EQ(zelFinalize(), 0);
+  EXPECT_EQ(OrmoHost::Alive().ToString(), "deviceBytes 1024, sessions 1, graphs 1, abandoned 19");
+  EXPECT_FALSE(OrmoHost::Alive().Empty());
+  OrmoHost::Reset();
+  EXPECT_EQ(OrmoHost::Alive().ToString(), "sessions 1");
+  session.reset();
+  EXPECT_TRUE(OrmoHost::Alive().Empty());
+  models_.clear();
+  SetUp();
+}
+
+}  // namespace
+}  // namespace Ormo::Testing
