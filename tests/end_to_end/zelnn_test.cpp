@@ -1,6 +1,9 @@
 // Single operators measured as a tuner does it.
 #include "support/zelnn_test.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <map>
 #include <thread>
 #include <tuple>
@@ -53,6 +56,47 @@ TEST_F(ZelnnMeasurementTest, FiguresAreThoseOfThePlatformsOwnAccountWithEitherEn
         << "one operator is all there is";
     EXPECT_EQ(result_.runCostTime, 0U);
   }
+}
+
+TEST_F(ZelnnMeasurementTest, EveryTensorAndAttributeTakesItsPlaceOnTheDeviceThatIsLocked) {
+  const auto bytesOf = [](const std::vector<float>& values) {
+    const auto* data = reinterpret_cast<const uint8_t*>(values.data());
+    return std::vector<uint8_t>(data, data + values.size() * sizeof(float));
+  };
+  const auto tensor = [](const std::string& type, const std::string& shape) {
+    return R"({"dtype":")" + type + R"(","origin_shape":)" + shape + "}";
+  };
+  const std::string keys = tensor("float", "[1,2,4]");
+  const std::string query = tensor("float", "[1,1,4]");
+  const std::string softmax = tensor("float", "[1,2,1]");
+  const std::string request =
+      Request(query + "," + keys + "," + keys + ",null,null,[]," + tensor("uint8", "[1,2]"),
+              softmax + "," + softmax + ",{}," + query,
+              Attr("list_int", "[]") + "," + Attr("float", "0.5") + "," + Attr("float", "1") + "," +
+                  Attr("int", "3") + "," + Attr("int", "4") + "," + Attr("int", "2") + "," +
+                  Attr("string", R"("BSH")") + "," + Attr("int", "0") + "," + Attr("int", "0"),
+              "FlashAttentionScore");
+  OrmoHost::SetDeviceCount(2);
+  OrmoHost::SetOperatorTensor(0, bytesOf({1, 2, 3, 4}));
+  OrmoHost::SetOperatorTensor(1, bytesOf({0, 0, 0, 0, 5, 6, 7, 8}));
+  OrmoHost::SetOperatorTensor(2, bytesOf({0, 0, 0, 0, 9, 10, 11, 12}));
+  OrmoHost::SetOperatorTensor(6, {1, 0});  // the first key does not count
+  OrmoHost::KeepOperatorOutputs();
+  // Open until the run has ended: a process gives its locks back with any descriptor of the file.
+  int lockFile = -1;
+  struct flock held = {};
+  held.l_type = F_WRLCK;
+  OrmoHost::OnCall("zelnnFlashAttentionScore", 2, [&] {
+    lockFile = open((directory_ / "ormo_data/Tarn/.ormo_dev_1.lock").c_str(), O_RDWR | O_CLOEXEC);
+    fcntl(lockFile, F_OFD_GETLK, &held);
+  });
+  Init({1});
+  EXPECT_EQ(Run(request, 2), STATUS_SUCCESS);
+  EXPECT_EQ(held.l_pid, getpid());
+  close(lockFile);
+  EXPECT_EQ(OrmoHost::OperatorOutput(16), bytesOf({8.5F, 26.5F}));
+  EXPECT_EQ(OrmoHost::OperatorOutput(17), bytesOf({1, 1}));
+  EXPECT_EQ(OrmoHost::OperatorOutput(19), bytesOf({9, 10, 11, 12}));
 }
 
 TEST_F(ZelnnMeasurementTest, WithoutRecordsTheResultStays) {

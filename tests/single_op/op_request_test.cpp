@@ -1,6 +1,5 @@
 #include "single_op/op_request.h"
 
-#include <dlfcn.h>
 #include <sys/resource.h>
 
 #include <cstring>
@@ -160,21 +159,10 @@ size_t PeakMemory() {
   return static_cast<size_t>(usage.ru_maxrss) * 1024;
 }
 
-/// What this thread asked the platform for, in this program.
-thread_local std::string lastTensor;
-
-std::string ShapeText(const int64_t* dims, int64_t count) {
-  std::string text = std::to_string(count) + ":";
-  for (int64_t i = 0; i < count; ++i) {
-    text += " " + std::to_string(dims[i]);
-  }
-  return text;
-}
-
 TEST_F(OpRequest, TensorsTakeDefaultsForWhatIsMissingOrWrong) {
   const std::string large = "9223372036854775807";
   const std::string noType = "TensorSize[1]GetSizeInBytes[28] failed!";
-  // The element, the arguments of the creation or none for a null slot, the bytes that are
+  // The element, what the platform makes a tensor of or none for a null slot, the bytes that are
   // accounted on the device, and the only error line or none.
   const std::tuple<std::string, std::string, uint64_t, std::string> cases[] = {
       {"null", "", 0, ""},
@@ -185,23 +173,21 @@ TEST_F(OpRequest, TensorsTakeDefaultsForWhatIsMissingOrWrong) {
       {R"({"dtype":"floaty"})", "", 0, noType},
       {R"({"dtype":"DT_FLOAT"})", "", 0, noType},
       {R"({"origin_shape":[2,3]})", "", 0, "TensorSize[6]GetSizeInBytes[28] failed!"},
-      {R"({"dtype":"float16"})", "1 48 view -1: storage -1: data", 512, ""},
-      {R"({"dtype":"fLoat16","origin_shape":[]})", "1 48 view 0: storage -1: data", 512, ""},
-      {R"({"dtype":"float","origin_shape":{}})", "0 48 view -1: storage -1: data", 512, ""},
+      {R"({"dtype":"float16"})", "1 48 none none", 512, ""},
+      {R"({"dtype":"fLoat16","origin_shape":[]})", "1 48 [] none", 512, ""},
+      {R"({"dtype":"float","origin_shape":{}})", "0 48 none none", 512, ""},
       {R"({"dtype":"float","origin_shape":[2,3],"shape":[6,1],"origin_format":"ND"})",
-       "0 2 view 2: 2 3 storage 2: 6 1 data", 512, ""},
-      {R"({"dtype":"float","origin_format":"nd","shape":"6"})", "0 48 view -1: storage -1: data",
-       512, ""},
+       "0 2 [2, 3] [6, 1]", 512, ""},
+      {R"({"dtype":"float","origin_format":"nd","shape":"6"})", "0 48 none none", 512, ""},
       {R"({"dtype":"float","origin_shape":[128],"dtype":"double","origin_format":2})",
-       "11 48 view 1: 128 storage -1: data", 1024, ""},
+       "11 48 [128] none", 1024, ""},
       {R"({"dtype":"float","origin_shape":[4611686018427387904,0,4]})",
-       "0 48 view 3: 4611686018427387904 0 4 storage -1: null", 0, ""},
-      {R"({"dtype":"int8","origin_shape":[2.9,3e0,-1e-3]})", "2 48 view 3: 2 3 0 storage -1: null",
-       0, ""},
+       "0 48 [4611686018427387904, 0, 4] none", 0, ""},
+      {R"({"dtype":"int8","origin_shape":[2.9,3e0,-1e-3]})", "2 48 [2, 3, 0] none", 0, ""},
       {R"({"dtype":"int8","origin_shape":[2],"shape":[1e300,-1e300,18446744073709551615]})",
-       "2 48 view 1: 2 storage 3: " + large + " -9223372036854775808 " + large + " data", 512, ""},
+       "2 48 [2] [" + large + ", -9223372036854775808, " + large + "]", 512, ""},
       {R"({"dtype":"int8","origin_shape":[1)" + Repeat(",1", 24) + "]}",
-       "2 48 view 25:" + Repeat(" 1", 25) + " storage -1: data", 512, ""},
+       "2 48 [1" + Repeat(", 1", 24) + "] none", 512, ""},
       {R"({"dtype":"float","origin_shape":[-2]})", "", 0,
        "TensorSize[18446744073709551614]GetSizeInBytes[0] failed!"},
       {R"({"dtype":"int8","origin_shape":[4294967296,4294967296]})", "", 0,
@@ -216,9 +202,10 @@ TEST_F(OpRequest, TensorsTakeDefaultsForWhatIsMissingOrWrong) {
     const LogCapture log(DLOG_ERROR);
     const uint64_t before = OrmoHost::Alive().deviceBytes;
     ZelnnParamterInner inner;
-    lastTensor.clear();
+    OrmoHost::RecordCalls();
     ASSERT_EQ(ZelnnParamterConstructor(Request(element, "", ""), inner), STATUS_SUCCESS);
-    EXPECT_EQ(lastTensor, created);
+    EXPECT_EQ(CallsTo("zelCreateTensor"),
+              std::vector<std::string>(created.empty() ? 0 : 1, "zelCreateTensor " + created));
     ASSERT_EQ(inner.inputs.size(), 1U);
     EXPECT_EQ(inner.deviceBuffers.size(), created.empty() ? 0U : 1U);
     EXPECT_EQ(OrmoHost::Alive().deviceBytes - before, bytes);
@@ -228,22 +215,69 @@ TEST_F(OpRequest, TensorsTakeDefaultsForWhatIsMissingOrWrong) {
   }
 }
 
+TEST_F(OpRequest, ARequestBecomesThePlatformsObjectsAndEndsWithThem) {
+  const std::string request =
+      Request(R"({},{"dtype":"float16","origin_shape":[2,3],"shape":[2,3],"origin_format":"ND"},)"
+              R"([],{"dtype":"int8","origin_shape":[5,0]},{"dtype":"int64","origin_shape":[4]})",
+              std::string("null,") + ONE_FLOAT,
+              Attr("list_int",
+                   "[9223372036854775807,-9223372036854775808,-7.9,18446744073709551615,-1e30]") +
+                  "," + Attr("list_bool", "[true,false,true]") + "," + Attr("list_int", "[]") +
+                  "," + Attr("bool", "true") + "," + Attr("int", "-9223372036854775808") + "," +
+                  Attr("float", "-0.5") + "," + Attr("string", "\"text\"") + "," +
+                  Attr("list_float", "[0.1,-3,1e300,16777217]") + "," + Attr("list_float", "[]") +
+                  "," + Attr("list_bool", "[]"));
+  const LogCapture log;
+  OrmoHost::RecordCalls();
+  ZelnnParamterInner inner;
+  ASSERT_EQ(ZelnnParamterConstructor(request, inner), STATUS_SUCCESS);
+  EXPECT_THAT(inner.inputs, ElementsAre(IsNull(), NotNull(), IsNull(), NotNull(), NotNull()));
+  EXPECT_THAT(inner.outputs, ElementsAre(IsNull(), NotNull()));
+  EXPECT_THAT(inner.attrTypes, ElementsAre(1, 2, 1, 0, 0, 0, 0, 3, 3, 2));
+  EXPECT_THAT(
+      CallsTo("zel"),
+      ElementsAre("zelrtMalloc 12 2", "zelrtMemset 12 0 12", "zelCreateTensor 1 2 [2, 3] [2, 3]",
+                  "zelCreateTensor 2 48 [5, 0] none", "zelrtMalloc 32 2", "zelrtMemset 32 0 32",
+                  "zelCreateTensor 9 48 [4] none", "zelrtMalloc 4 2", "zelrtMemset 4 0 4",
+                  "zelCreateTensor 0 48 [1] none",
+                  "zelCreateIntArray 9223372036854775807 -9223372036854775808 -7 "
+                  "9223372036854775807 -9223372036854775808",
+                  "zelCreateBoolArray 1 0 1", "zelCreateIntArray",
+                  "zelCreateFloatArray 0.1 -3 inf 1.67772e+07", "zelCreateFloatArray",
+                  "zelCreateBoolArray"));
+  EXPECT_THAT(log.Messages(),
+              ElementsAre("GetListIntAttr : [9223372036854775807,-9223372036854775808,-7.9,"
+                          "18446744073709551615,-1e+30].",
+                          "GetListBoolAttr[3] : [true,false,true].", "GetListIntAttr : [].",
+                          MatchesRegex(R"(GetBoolAttr\[1\]\[0x[0-9a-f]+\] : 1\.)"),
+                          "GetIntAttr : -9223372036854775808.",
+                          MatchesRegex(R"(GetFloatAttr\[4\]\[0x[0-9a-f]+\] : -0\.500000\.)"),
+                          "GetStrAttr : text.", "GetListFloatAttr : [0.1,-3,1e+300,16777217]!",
+                          "GetListFloatAttr : []!", "GetListBoolAttr[0] : [].",
+                          "ZelnnParamter construct success."));
+  OrmoHost::RecordCalls();
+  inner.stream = &inner;
+  EXPECT_EQ(ZelnnParamterDestructor(inner), STATUS_SUCCESS);
+  EXPECT_THAT(CallsTo("zel"),
+              ElementsAre("zelDestroyTensor", "zelDestroyTensor", "zelDestroyTensor",
+                          "zelDestroyTensor", "zelrtFree", "zelrtFree", "zelrtFree",
+                          "zelDestroyIntArray", "zelDestroyBoolArray", "zelDestroyIntArray",
+                          "zelDestroyFloatArray", "zelDestroyFloatArray", "zelDestroyBoolArray"));
+  EXPECT_EQ(inner.opType, "Any");
+  EXPECT_EQ(inner.stream, nullptr);
+}
+
 TEST_F(OpRequest, DeviceMemoryBeginsAsZeros) {
   ZelnnParamterInner inner;
   const std::string tensor = R"({"dtype":"int8","origin_shape":[3,100]})";
   ASSERT_EQ(ZelnnParamterConstructor(Request("{}," + tensor, tensor, ""), inner), STATUS_SUCCESS);
-  EXPECT_THAT(inner.inputs, ElementsAre(IsNull(), NotNull()));
-  EXPECT_THAT(inner.outputs, ElementsAre(NotNull()));
   ASSERT_THAT(inner.deviceBuffers, ElementsAre(NotNull(), NotNull()));
   for (void* buffer : inner.deviceBuffers) {
     std::vector<char> bytes(300, 'x');
     ASSERT_EQ(zelrtMemcpy(bytes.data(), 300, buffer, 300, ZEL_MEMCPY_DEVICE_TO_HOST), 0);
     EXPECT_EQ(bytes, std::vector<char>(300, '\0'));
   }
-  inner.stream = &inner;
   ZelnnParamterDestructor(inner);
-  EXPECT_EQ(inner.opType, "Any");
-  EXPECT_EQ(inner.stream, nullptr);
 }
 
 TEST_F(OpRequest, NoValueIsBuiltOfTextThatIsNoJson) {
@@ -266,23 +300,6 @@ TEST_F(OpRequest, LargeTextsEndInTime) {
 
 }  // namespace
 }  // namespace Ormo::Testing
-
-/// The platform's, with its arguments written down.
-extern "C" zelTensor* zelCreateTensor(const int64_t* viewDims, int64_t viewDimCount,
-                                      int32_t dataType, const int64_t* strides, int64_t offset,
-                                      int32_t format, const int64_t* storageDims,
-                                      int64_t storageDimCount, void* deviceData) {
-  static const auto create =
-      reinterpret_cast<decltype(&zelCreateTensor)>(dlsym(RTLD_NEXT, "zelCreateTensor"));
-  EXPECT_EQ(strides, nullptr);
-  EXPECT_EQ(offset, 0);
-  Ormo::Testing::lastTensor = std::to_string(dataType) + " " + std::to_string(format) + " view " +
-                              Ormo::Testing::ShapeText(viewDims, viewDimCount) + " storage " +
-                              Ormo::Testing::ShapeText(storageDims, storageDimCount) +
-                              (deviceData == nullptr ? " null" : " data");
-  return create(viewDims, viewDimCount, dataType, strides, offset, format, storageDims,
-                storageDimCount, deviceData);
-}
 
 /// As in a locale where the upper case of "i" is no "I".
 extern "C" int toupper(int c) {

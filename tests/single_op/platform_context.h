@@ -6,11 +6,23 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "ormo_host/control.h"
 #include "zel/zel.h"
 
 namespace Ormo::Testing {
+
+/// The calls since RecordCalls to functions whose names begin so, each with what it was given.
+inline std::vector<std::string> CallsTo(const std::string& prefix) {
+  std::vector<std::string> texts;
+  for (const OrmoHost::Call& call : OrmoHost::Calls()) {
+    if (call.function.rfind(prefix, 0) == 0) {
+      texts.push_back(call.function + call.arguments);
+    }
+  }
+  return texts;
+}
 
 /// A fresh machine, with a context of device 0 that is current on the test's thread. What a test
 /// leaves behind on the platform fails it.
