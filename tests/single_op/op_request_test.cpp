@@ -2,7 +2,6 @@
 
 #include <sys/resource.h>
 
-#include <cstring>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -267,35 +266,12 @@ TEST_F(OpRequest, ARequestBecomesThePlatformsObjectsAndEndsWithThem) {
   EXPECT_EQ(inner.stream, nullptr);
 }
 
-TEST_F(OpRequest, DeviceMemoryBeginsAsZeros) {
-  ZelnnParamterInner inner;
-  const std::string tensor = R"({"dtype":"int8","origin_shape":[3,100]})";
-  ASSERT_EQ(ZelnnParamterConstructor(Request("{}," + tensor, tensor, ""), inner), STATUS_SUCCESS);
-  ASSERT_THAT(inner.deviceBuffers, ElementsAre(NotNull(), NotNull()));
-  for (void* buffer : inner.deviceBuffers) {
-    std::vector<char> bytes(300, 'x');
-    ASSERT_EQ(zelrtMemcpy(bytes.data(), 300, buffer, 300, ZEL_MEMCPY_DEVICE_TO_HOST), 0);
-    EXPECT_EQ(bytes, std::vector<char>(300, '\0'));
-  }
-  ZelnnParamterDestructor(inner);
-}
-
 TEST_F(OpRequest, NoValueIsBuiltOfTextThatIsNoJson) {
   const std::string deep(4U << 20U, '[');
   const size_t before = PeakMemory();
   ZelnnParamterInner inner;
   EXPECT_EQ(ZelnnParamterConstructor(deep, inner), STATUS_FAILED);
   EXPECT_LT(PeakMemory() - before, 16 * deep.size());  // a value takes 100 times as much
-}
-
-TEST_F(OpRequest, LargeTextsEndInTime) {
-  const std::string large(4U << 20U, 'x');
-  ZelnnParamterInner inner;
-  const std::string attr = Attr("string", "\"" + large + "\"");
-  ASSERT_EQ(ZelnnParamterConstructor(Request("", "", attr), inner), STATUS_SUCCESS);
-  EXPECT_EQ(std::strlen(static_cast<char*>(inner.attrs[0])), large.size());
-  ZelnnParamterDestructor(inner);
-  ExpectRefusal("\"" + large, BAD_TEXT);
 }
 
 }  // namespace
