@@ -47,27 +47,14 @@ bool GraphCompletion::Wait(uint32_t& status, std::vector<ox::Tensor>& outputs) {
   return state_ == State::COMPLETED;
 }
 
-struct CompletionCallback::Call {
-  Call(std::shared_ptr<GraphCompletion> shared, bool keeps, const CallSite& callSite)
-      : completion(std::move(shared)), keepsOutputs(keeps), site(callSite) {}
-
-  Call(const Call&) = delete;
-  Call& operator=(const Call&) = delete;
-
-  ~Call() { completion->Abandon(); }
-
-  const std::shared_ptr<GraphCompletion> completion;
-  const bool keepsOutputs;
-  const CallSite site;
-};
-
-CompletionCallback::CompletionCallback(const std::shared_ptr<GraphCompletion>& completion,
-                                       bool keepsOutputs, CallSite site)
-    : call_(std::make_shared<const Call>(completion, keepsOutputs, site)) {}
-
-void CompletionCallback::operator()(uint32_t status,
-                                    std::vector<ox::Tensor>& outputs) const noexcept {
-  call_->completion->Complete(status, outputs, call_->keepsOutputs, call_->site);
+ox::Session::RunCallback MakeCallback(const std::shared_ptr<GraphCompletion>& completion,
+                                      bool keepsOutputs, CallSite site) {
+  // The callback's copies share it: with the last of them goes the last one who could call back.
+  const std::shared_ptr<GraphCompletion> shared(
+      completion.get(), [completion](GraphCompletion* ended) { ended->Abandon(); });
+  return [shared, keepsOutputs, site](uint32_t status, std::vector<ox::Tensor>& outputs) noexcept {
+    shared->Complete(status, outputs, keepsOutputs, site);
+  };
 }
 
 }  // namespace Ormo

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "common/call_site.h"
+#include "ox/session.h"
 #include "ox/tensor.h"
 
 namespace Ormo {
@@ -42,21 +43,11 @@ class GraphCompletion {
   std::vector<ox::Tensor> outputs_;
 };
 
-/// The callback that the engine gets. Its copies share what ends the execution: a call of any of
-/// them, or, uncalled, the destruction of the last. A late or repeated call touches nothing of the
-/// waiting frame.
-class CompletionCallback {
- public:
-  CompletionCallback(const std::shared_ptr<GraphCompletion>& completion, bool keepsOutputs,
-                     CallSite site = CallSite::Here());
-
-  void operator()(uint32_t status, std::vector<ox::Tensor>& outputs) const noexcept;
-
- private:
-  struct Call;
-
-  std::shared_ptr<const Call> call_;
-};
+/// The callback that the engine gets. It ends the execution when it is called or, uncalled, when
+/// the last of its copies is destroyed. A late or repeated call touches nothing of the waiting
+/// frame.
+ox::Session::RunCallback MakeCallback(const std::shared_ptr<GraphCompletion>& completion,
+                                      bool keepsOutputs, CallSite site = CallSite::Here());
 
 }  // namespace Ormo
 

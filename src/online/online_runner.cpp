@@ -86,10 +86,8 @@ int OnlineRunner::Process(const ox::Graph& graph, RunnerConfig& config,
     ORMO_LOG_ERROR("Invalid param ox session");
     return STATUS_FAILED;
   }
-  // The outcome of a run that failed, or threw, is no result.
-  ScopeExit clearResults("the results", [&results] { results.clear(); });
+  std::vector<RunnerRunResult> measured;
   RunInfo runInfo;
-  runInfo.deviceId = 0;
   ProfiledRun run;
   if (run.Open() != STATUS_SUCCESS) {
     return STATUS_FAILED;
@@ -100,12 +98,12 @@ int OnlineRunner::Process(const ox::Graph& graph, RunnerConfig& config,
                   context)) {
     return STATUS_FAILED;
   }
-  const int analysis = run.Read([&results](int fd, std::future<int>& future) {
-    return OnlineParser::Analysis(fd, future, results);
+  const int analysis = run.Read([&measured](int fd, std::future<int>& future) {
+    return OnlineParser::Analysis(fd, future, measured);
   });
   const int status = run.TakeStatus(analysis);
   if (status == STATUS_SUCCESS) {
-    clearResults.Dismiss();
+    results = std::move(measured);
   }
   return status;
 }
@@ -122,11 +120,11 @@ int OnlineRunner::Run(const ox::Graph& graph, RunnerConfig& config, RunInfo& run
     ORMO_LOG_ERROR("register ox callback failed");
     return STATUS_FAILED;
   }
-  int status = STATUS_FAILED;
-  {
+  const auto executeLocked = [&] {
     const DeviceLock lock = DeviceManager::Acquire(deviceId);
-    status = lock.MayRun() ? Execute(graph, config, runInfo) : STATUS_FAILED;
-  }
+    return lock.MayRun() ? Execute(graph, config, runInfo) : STATUS_FAILED;
+  };
+  const int status = executeLocked();
   if (status != STATUS_SUCCESS) {
     ORMO_LOG_INFO("Run task deviceId[%d], Run config prof[%d], loop[%u], ret[%d].",
                   static_cast<int>(deviceId), static_cast<int>(config.prof), config.loop, status);
@@ -142,10 +140,12 @@ int OnlineRunner::Execute(const ox::Graph& graph, RunnerConfig& config, const Ru
   uint32_t inputIndex = 0;
   Trace span("Run graph");
   span.Start();
-  if (ExecuteDependGraphs(inputIndex, config) != STATUS_SUCCESS) {
-    span.Stop();
-    ORMO_LOG_ERROR("Run depend graph failed");
-    return STATUS_FAILED;
+  for (const ox::Graph& dependGraph : config.dependGraphs) {
+    if (ExecuteDependGraph(dependGraph, inputIndex, config) != STATUS_SUCCESS) {
+      span.Stop();
+      ORMO_LOG_ERROR("Run depend graph failed");
+      return STATUS_FAILED;
+    }
   }
   const int status = ExecuteTuningGraph(graph, inputIndex, config, runInfo);
   span.Stop();
@@ -157,14 +157,17 @@ int OnlineRunner::Execute(const ox::Graph& graph, RunnerConfig& config, const Ru
   return STATUS_SUCCESS;
 }
 
-int OnlineRunner::ExecuteDependGraphs(uint32_t& inputIndex, RunnerConfig& config) {
-  for (const ox::Graph& graph : config.dependGraphs) {
-    const int status = ExecuteDependGraph(graph, inputIndex, config);
-    if (status != STATUS_SUCCESS) {
-      return status;
-    }
+template <typename Work>
+int OnlineRunner::WithGraph(const ox::Graph& graph,
+                            const std::map<std::string, std::string>& options, uint32_t& inputIndex,
+                            ox::Session& session, Work work) {
+  const uint32_t graphId = ++id_;
+  if (session.AddGraph(graphId, graph, Options::Convert(options)) != 0) {
+    ORMO_LOG_ERROR("Add graph=%u failed", graphId);
+    return STATUS_FAILED;
   }
-  return STATUS_SUCCESS;
+  const ScopeExit remove("a graph", [&] { session.RemoveGraph(graphId); });
+  return work(graphId, inputIndex++);
 }
 
 int OnlineRunner::ExecuteDependGraph(const ox::Graph& graph, uint32_t& inputIndex,
@@ -173,56 +176,38 @@ int OnlineRunner::ExecuteDependGraph(const ox::Graph& graph, uint32_t& inputInde
   for (auto& [key, value] : options) {
     value.clear();
   }
-  const uint32_t graphId = ++id_;
-  if (config.session->AddGraph(graphId, graph, Options::Convert(options)) != 0) {
-    ORMO_LOG_ERROR("Add graph=%u failed", graphId);
-    return STATUS_FAILED;
-  }
-  const ScopeExit remove("a graph", [&] { config.session->RemoveGraph(graphId); });
-  Trace span("Run depend graph, graphId: " + std::to_string(graphId));
-  span.Start();
-  const int status = ExecuteGraph(graphId, inputIndex, config, false);
-  span.Stop();
-  if (status != STATUS_SUCCESS) {
-    ORMO_LOG_ERROR("Run graph: %u failed", graphId);
-  }
-  ++inputIndex;
-  return status;
+  return WithGraph(graph, options, inputIndex, *config.session, [&](uint32_t id, uint32_t index) {
+    Trace span("Run depend graph, graphId: " + std::to_string(id));
+    span.Start();
+    const int status = ExecuteGraph(id, index, config, false);
+    span.Stop();
+    if (status != STATUS_SUCCESS) {
+      ORMO_LOG_ERROR("Run graph: %u failed", id);
+    }
+    return status;
+  });
 }
 
 int OnlineRunner::ExecuteTuningGraph(const ox::Graph& graph, uint32_t& inputIndex,
                                      RunnerConfig& config, const RunInfo& runInfo) {
-  const uint32_t graphId = ++id_;
-  if (config.session->AddGraph(graphId, graph, Options::Convert(config.options)) != 0) {
-    ORMO_LOG_ERROR("Add graph=%u failed", graphId);
-    return STATUS_FAILED;
-  }
-  const ScopeExit remove("a graph", [&] { config.session->RemoveGraph(graphId); });
-  const int status = config.prof ? ExecuteGraphWithProf(graphId, inputIndex, config, runInfo)
-                                 : ExecuteGraph(graphId, inputIndex, config, true);
-  if (status != STATUS_SUCCESS) {
-    ORMO_LOG_ERROR("Execute graph failed, id: %u", graphId);
-    for (const auto& [key, value] : config.options) {
-      ORMO_LOG_INFO("Compile graph option %s: %s", key.c_str(), value.c_str());
+  const auto& options = config.options;
+  return WithGraph(graph, options, inputIndex, *config.session, [&](uint32_t id, uint32_t index) {
+    const int status = config.prof ? ExecuteGraphWithProf(id, index, config, runInfo)
+                                   : ExecuteGraph(id, index, config, true);
+    if (status != STATUS_SUCCESS) {
+      ORMO_LOG_ERROR("Execute graph failed, id: %u", id);
+      for (const auto& [key, value] : options) {
+        ORMO_LOG_INFO("Compile graph option %s: %s", key.c_str(), value.c_str());
+      }
     }
-  }
-  ++inputIndex;
-  return status;
+    return status;
+  });
 }
 
 int OnlineRunner::ExecuteGraphWithProf(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,
                                        const RunInfo& runInfo) {
-  OnlineManager profiling(runInfo.profFd, graphId);
-  return RunSubscribed(profiling, [&] {
-    Trace span("Run tuning graph, graphId : " + std::to_string(graphId));
-    span.Start();
-    return ExecuteLoop(graphId, inputIndex, config);
-  });
-}
-
-int OnlineRunner::ExecuteLoop(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config) {
   uint64_t costTime = 0;
-  return MeasureLoop(config.loop, config.runTimeBound, costTime, [&](size_t index) {
+  const auto execute = [&](size_t index) {
     Timer timer;
     timer.Start();
     const bool isLast = index + 1 == config.loop;
@@ -234,6 +219,12 @@ int OnlineRunner::ExecuteLoop(uint32_t graphId, uint32_t inputIndex, RunnerConfi
     timer.Stop();
     costTime = timer.Elapsed();
     return STATUS_SUCCESS;
+  };
+  OnlineManager profiling(runInfo.profFd, graphId);
+  return RunSubscribed(profiling, [&] {
+    Trace span("Run tuning graph, graphId : " + std::to_string(graphId));
+    span.Start();
+    return MeasureLoop(config.loop, config.runTimeBound, costTime, execute);
   });
 }
 
@@ -242,7 +233,7 @@ int OnlineRunner::ExecuteGraph(uint32_t graphId, uint32_t inputIndex, RunnerConf
   const std::vector<ox::Tensor>& inputs = config.graphInputs.at(inputIndex);
   const auto completion = std::make_shared<GraphCompletion>();
   const uint32_t code =
-      config.session->RunGraphAsync(graphId, inputs, CompletionCallback(completion, saveOutputs));
+      config.session->RunGraphAsync(graphId, inputs, MakeCallback(completion, saveOutputs));
   if (code != 0) {
     ORMO_LOG_ERROR("Run async graph[%u] failed with ret = %d.", graphId, static_cast<int>(code));
     return STATUS_FAILED;

@@ -5,6 +5,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <map>
+#include <string>
 #include <vector>
 
 #include "common/init_flag.h"
@@ -37,13 +39,16 @@ class OnlineRunner : public Singleton<OnlineRunner> {
   static int Run(const ox::Graph& graph, RunnerConfig& config, RunInfo& runInfo,
                  const error_message::Context& context, uint32_t deviceId);
   static int Execute(const ox::Graph& graph, RunnerConfig& config, const RunInfo& runInfo);
-  static int ExecuteDependGraphs(uint32_t& inputIndex, RunnerConfig& config);
+  // Calls `work` with the id of a new graph in the session, which is then removed again, and with
+  // the position of its inputs, and moves that on.
+  template <typename Work>
+  static int WithGraph(const ox::Graph& graph, const std::map<std::string, std::string>& options,
+                       uint32_t& inputIndex, ox::Session& session, Work work);
   static int ExecuteDependGraph(const ox::Graph& graph, uint32_t& inputIndex, RunnerConfig& config);
   static int ExecuteTuningGraph(const ox::Graph& graph, uint32_t& inputIndex, RunnerConfig& config,
                                 const RunInfo& runInfo);
   static int ExecuteGraphWithProf(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,
                                   const RunInfo& runInfo);
-  static int ExecuteLoop(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config);
   static int ExecuteGraph(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,
                           bool saveOutputs);
 
