@@ -60,7 +60,7 @@ class RecordReader {
   EpollWaiter epoll_;
   int status_ = STATUS_SUCCESS;
 
-  // Room for whole records; zero beyond what was there after the last read.
+  // Room for a record at least; zero beyond what was there after the last read.
   std::unique_ptr<char[]> buffer_;
   size_t size_ = 0;
   size_t recordSize_ = 0;
@@ -107,7 +107,7 @@ bool RecordReader::MakeBuffer() {
   if (ProfilingParser::GetOpDescSize(recordSize_) != STATUS_SUCCESS) {
     return false;
   }
-  size_ = recordSize_ <= READ_SIZE ? READ_SIZE - READ_SIZE % recordSize_ : recordSize_;
+  size_ = std::max(READ_SIZE, recordSize_);
   buffer_.reset(new (std::nothrow) char[size_]());
   if (buffer_ == nullptr) {
     ORMO_LOG_ERROR("New read buffer failed");

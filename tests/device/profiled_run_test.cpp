@@ -1,18 +1,24 @@
 #include "device/profiled_run.h"
 
-#include <gtest/gtest.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <future>
 #include <map>
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <tuple>
 
 #include "device/device_manager.h"
 #include "ormo/status.h"
+#include "support/log_capture.h"
+#include "support/matchers.h"
 #include "support/open_descriptors.h"
 #include "support/temp_directory.h"
 
@@ -23,8 +29,14 @@ namespace {
 constexpr int BLOCKS = 64;
 constexpr int MORE_THAN_A_PIPE = 1 << 20;
 
-// Writes as a device would: without ever giving up.
+std::atomic<int> polls{0};
+bool arePipesRefused = false;
+
+// Writes as a device would: without ever giving up. Begins when nothing has come for a while.
 int WriteMuch(const int32_t* fd, uint32_t /*deviceId*/) {
+  while (polls < 4) {
+    std::this_thread::yield();
+  }
   static const std::array<char, MORE_THAN_A_PIPE / BLOCKS> block = {};
   int written = 0;
   for (int i = 0; i < BLOCKS; ++i) {
@@ -32,6 +44,33 @@ int WriteMuch(const int32_t* fd, uint32_t /*deviceId*/) {
   }
   return written == MORE_THAN_A_PIPE ? STATUS_SUCCESS : STATUS_FAILED;
 }
+
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the linker's
+extern "C" {
+
+int __real_pipe2(int* ends, int flags);
+int __real_poll(pollfd* fds, nfds_t count, int timeout);
+ssize_t __real_read(int fd, void* buffer, size_t size);
+
+int __wrap_pipe2(int* ends, int flags) {
+  return arePipesRefused ? -1 : __real_pipe2(ends, flags);
+}
+
+// Every other call is interrupted by a signal.
+int __wrap_poll(pollfd* fds, nfds_t count, int timeout) {
+  errno = EINTR;
+  return ++polls % 2 != 0 ? -1 : __real_poll(fds, count, timeout);
+}
+
+ssize_t __wrap_read(int fd, void* buffer, size_t size) {
+  static std::atomic<int> reads{0};
+  errno = EINTR;
+  return ++reads % 2 != 0 ? -1 : __real_read(fd, buffer, size);
+}
+
+}  // extern "C"
+
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 class ProfiledRunTest : public ::testing::TestWithParam<const char*> {
  protected:
@@ -42,6 +81,7 @@ class ProfiledRunTest : public ::testing::TestWithParam<const char*> {
     setenv("ORMO_PROF_END", GetParam(), 1);
     ASSERT_EQ(DeviceManager::Init({0}), STATUS_SUCCESS);
     descriptors_ = OpenDescriptors();
+    polls = 0;
   }
 
   void TearDown() override {
@@ -75,23 +115,47 @@ TEST_P(ProfiledRunTest, AReaderThatThrowsWaitsForTheWorkerFirst) {
   EXPECT_TRUE(ended);
 }
 
-TEST_P(ProfiledRunTest, TheTasksFailureGoesBeforeTheReaders) {
-  ProfiledRun run;
-  ASSERT_EQ(run.Open(), STATUS_SUCCESS);
-  ASSERT_TRUE(run.Commit([](uint32_t) { return STATUS_EXECUTE_FAILED; }, 0));
-  const int analysis = run.Read([](int, std::future<int>&) { return STATUS_NOT_ENOUGH_MEMORY; });
-  EXPECT_EQ(run.TakeStatus(analysis), STATUS_EXECUTE_FAILED);
+TEST_P(ProfiledRunTest, WhatRunAndAnalysisMakeOfEachOther) {
+  constexpr int UNFORESEEN = 4711;
+  // The task's status, whether the analysis takes it, its own, that of the whole, and the line.
+  const std::tuple<int, bool, int, int, bool> cases[] = {
+      {0, true, 0, 0, false},
+      {0, false, STATUS_FAILED, STATUS_FAILED, true},
+      {0, false, UNFORESEEN, UNFORESEEN, true},
+      {STATUS_OUT_OF_BOUND, true, 0, 0, false},
+      {STATUS_OUT_OF_BOUND, false, 0, STATUS_OUT_OF_BOUND, false},
+      {STATUS_OUT_OF_BOUND, false, STATUS_PROFILING_FAILED, STATUS_OUT_OF_BOUND, true},
+      {0, true, STATUS_OUT_OF_BOUND, STATUS_OUT_OF_BOUND, false},
+      {0, true, STATUS_NOT_ENOUGH_MEMORY, STATUS_NOT_ENOUGH_MEMORY, false},
+      {UNFORESEEN, true, UNFORESEEN, UNFORESEEN, true},
+      {STATUS_EXECUTE_FAILED, false, STATUS_NOT_ENOUGH_MEMORY, STATUS_EXECUTE_FAILED, false},
+  };
+  for (const auto& [taskStatus, isTaken, analysisStatus, status, isLogged] : cases) {
+    SCOPED_TRACE(testing::Message() << taskStatus << " " << analysisStatus);
+    LogCapture log(DLOG_ERROR);
+    ProfiledRun run;
+    ASSERT_EQ(run.Open(), STATUS_SUCCESS);
+    ASSERT_TRUE(run.Commit([result = taskStatus](uint32_t) { return result; }, 0));
+    const int analysis = run.Read([takes = isTaken, result = analysisStatus](int, auto& future) {
+      if (takes) {
+        future.get();
+      }
+      return result;
+    });
+    EXPECT_EQ(run.TakeStatus(analysis), status);
+    EXPECT_EQ(log.Messages().size(), isLogged ? 1U : 0U);
+    const char* const file = isLogged ? "profiled_run_test.cpp" : "";
+    EXPECT_EQ(log.Find("Profiling analysis failed").file, file);
+  }
 }
 
-TEST_P(ProfiledRunTest, AStatusThatTheReaderTookIsNotAskedForAgain) {
+TEST_P(ProfiledRunTest, WithoutAPipeThereIsNoRun) {
+  const LogCapture log(DLOG_ERROR);
   ProfiledRun run;
-  ASSERT_EQ(run.Open(), STATUS_SUCCESS);
-  ASSERT_TRUE(run.Commit([](uint32_t) { return STATUS_OUT_OF_BOUND; }, 0));
-  const int analysis = run.Read([](int, std::future<int>& future) {
-    future.get();
-    return STATUS_SUCCESS;
-  });
-  EXPECT_EQ(run.TakeStatus(analysis), STATUS_SUCCESS);
+  arePipesRefused = true;
+  EXPECT_EQ(run.Open(), STATUS_FAILED);
+  arePipesRefused = false;
+  EXPECT_EQ(log.Find("Pipe failed").file, "profiled_run_test.cpp");
 }
 
 TEST_P(ProfiledRunTest, TheWriteEndIsClosedWithTheTaskOnlyWhenAskedFor) {
@@ -102,7 +166,7 @@ TEST_P(ProfiledRunTest, TheWriteEndIsClosedWithTheTaskOnlyWhenAskedFor) {
     future.wait();
     char byte = 0;
     // Only asked when the pipe must have ended; an open one would never answer.
-    return ClosesAtEnd() ? static_cast<int>(read(fd, &byte, 1)) : 0;
+    return ClosesAtEnd() ? static_cast<int>(__real_read(fd, &byte, 1)) : 0;
   });
   EXPECT_EQ(*run.WriteEnd() == -1, ClosesAtEnd());
 }

@@ -78,7 +78,12 @@ TEST_F(OwnTaskTest, ItsStatusAndItsExceptionReachTheCaller) {
     setenv("ORMO_PROF_END", ending, 1);
     for (const bool prof : {false, true}) {
       const auto descriptors = OpenDescriptors();
-      EXPECT_EQ(Run([](auto&, auto&, auto&, auto) { return 815; }, prof), 815);
+      const auto fail = [](auto&, RunInfo& info, auto&, auto) {
+        info.runCostTime = 17;
+        return 815;
+      };
+      EXPECT_EQ(Run(fail, prof), 815);
+      EXPECT_EQ(result_.runCostTime, 0U);
       EXPECT_THROW(Run([](auto&, auto&, auto&, auto) -> int { throw std::domain_error(""); }, prof),
                    std::domain_error);
       // Also the very exception that a call would see whose task is dropped.

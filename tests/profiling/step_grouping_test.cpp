@@ -64,17 +64,5 @@ TEST(StepGroupingTest, TheSearchFindsWhatAWalkOverAllStepsFinds) {
   }
 }
 
-TEST(StepGroupingTest, AStepCostsFromItsFirstStartToItsLastEnd) {
-  ModelOpInfo info;
-  info.steps = {{10, 100}, {200, 300}};
-  info.opInfos = {MakeOp("b", 40, 70), MakeOp("a", 20, 60), MakeOp("c", 210, 211)};
-  std::vector<RunnerRunResult> results;
-  ASSERT_EQ(GetRunnerRunResultByStep(info, results), STATUS_SUCCESS);
-  ASSERT_EQ(results.size(), 2U);
-  ASSERT_EQ(results[0].modelInfos.size(), 1U);
-  EXPECT_EQ(results[0].modelInfos[0].costTime, 50U);
-  EXPECT_EQ(results[1].modelInfos[0].costTime, 1U);
-}
-
 }  // namespace
 }  // namespace Ormo
