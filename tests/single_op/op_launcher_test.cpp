@@ -12,6 +12,7 @@
 #include "single_op/op_registry.h"
 #include "single_op/platform_context.h"
 #include "single_op/request_text.h"
+#include "single_op/zelnn_run_manager.h"
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
@@ -149,6 +150,24 @@ TEST_F(OpLauncher, QueriesOfOneOperatorWaitForEachOther) {
     thread.join();
   }
   EXPECT_EQ(most, 1);
+}
+
+TEST_F(OpLauncher, ARunManagerHoldsItsDeviceFromOneInitialisationToOneEnd) {
+  const LogCapture log(DLOG_WARN);
+  ZelnnRunManager manager;
+  manager.Finalize();
+  OrmoHost::RecordCalls();
+  EXPECT_EQ(manager.Init(1) + manager.Init(0), STATUS_SUCCESS);
+  EXPECT_EQ(manager.GetSocVersion(), zelrtGetSocName());
+  manager.Finalize();
+  manager.Finalize();
+  EXPECT_THAT(CallsTo("zelrt"), ElementsAre("zelrtSetDevice 1", "zelrtCreateContext 1",
+                                            "zelrtSetCurrentContext device 1", "zelrtGetSocName",
+                                            "zelrtGetSocName", "zelrtSetCurrentContext device 1",
+                                            "zelrtDestroyContext", "zelrtResetDevice 1"));
+  EXPECT_THAT(log.Messages(), ElementsAre("Run manager has not been initialized",
+                                          "Run manager has been initialized",
+                                          "Run manager has not been initialized"));
 }
 
 }  // namespace

@@ -220,7 +220,8 @@ TEST_F(OpRequest, ARequestBecomesThePlatformsObjectsAndEndsWithThem) {
               R"([],{"dtype":"int8","origin_shape":[5,0]},{"dtype":"int64","origin_shape":[4]})",
               std::string("null,") + ONE_FLOAT,
               Attr("list_int",
-                   "[9223372036854775807,-9223372036854775808,-7.9,18446744073709551615,-1e30]") +
+                   "[9223372036854775807,-9223372036854775808,-7.9,18446744073709551615,-1e30,"
+                   "9223372036854775808.0]") +
                   "," + Attr("list_bool", "[true,false,true]") + "," + Attr("list_int", "[]") +
                   "," + Attr("bool", "true") + "," + Attr("int", "-9223372036854775808") + "," +
                   Attr("float", "-0.5") + "," + Attr("string", "\"text\"") + "," +
@@ -240,13 +241,13 @@ TEST_F(OpRequest, ARequestBecomesThePlatformsObjectsAndEndsWithThem) {
                   "zelCreateTensor 9 48 [4] none", "zelrtMalloc 4 2", "zelrtMemset 4 0 4",
                   "zelCreateTensor 0 48 [1] none",
                   "zelCreateIntArray 9223372036854775807 -9223372036854775808 -7 "
-                  "9223372036854775807 -9223372036854775808",
+                  "9223372036854775807 -9223372036854775808 9223372036854775807",
                   "zelCreateBoolArray 1 0 1", "zelCreateIntArray",
                   "zelCreateFloatArray 0.1 -3 inf 1.67772e+07", "zelCreateFloatArray",
                   "zelCreateBoolArray"));
   EXPECT_THAT(log.Messages(),
               ElementsAre("GetListIntAttr : [9223372036854775807,-9223372036854775808,-7.9,"
-                          "18446744073709551615,-1e+30].",
+                          "18446744073709551615,-1e+30,9.223372036854776e+18].",
                           "GetListBoolAttr[3] : [true,false,true].", "GetListIntAttr : [].",
                           MatchesRegex(R"(GetBoolAttr\[1\]\[0x[0-9a-f]+\] : 1\.)"),
                           "GetIntAttr : -9223372036854775808.",
