@@ -4,6 +4,7 @@
 #include "common/log.h"
 #include "common/scope_exit.h"
 #include "device/device_manager.h"
+#include "device/runner_calls.h"
 #include "ormo/status.h"
 #include "zel/zel.h"
 
@@ -60,12 +61,23 @@ std::vector<uint32_t> ChooseDevices(const std::vector<uint32_t>& requested, Call
   return requested;
 }
 
-int StartOnDevices(const std::function<std::vector<uint32_t>()>& choose,
-                   const std::function<void(const std::vector<uint32_t>&)>& makeKnown,
-                   CallSite site) {
+int StartRunner(InitFlag& runner, const std::function<int()>& initPlatform,
+                const std::function<std::vector<uint32_t>()>& chooseDevices,
+                const std::function<void(const std::vector<uint32_t>&)>& makeKnown, CallSite site) {
+  if (RefusesInit(site)) {
+    return STATUS_FAILED;
+  }
+  if (runner) {
+    ORMO_LOG_WARNING_AT(site, "Runner is already initialized");
+    return STATUS_SUCCESS;
+  }
+  const int status = initPlatform();
+  if (status != STATUS_SUCCESS) {
+    return status;
+  }
   ScopeExit finalize(
       "the platform", [] { zelFinalize(); }, site);
-  const std::vector<uint32_t> devices = choose();
+  const std::vector<uint32_t> devices = chooseDevices();
   if (devices.empty()) {
     return STATUS_FAILED;
   }
@@ -85,7 +97,28 @@ int StartOnDevices(const std::function<std::vector<uint32_t>()>& choose,
   makeKnown(devices);
   endWorkers.Dismiss();
   finalize.Dismiss();
+  runner.Set();
   return STATUS_SUCCESS;
+}
+
+void EndRunner(InitFlag& runner, const char* name, const std::function<void()>& release,
+               bool& isPlatformOwner, CallSite site) {
+  if (RefusesCall(site)) {
+    return;
+  }
+  const InitFlag::Call call(runner);  // whoever ends the process waits for it
+  if (!runner.Clear()) {
+    ORMO_LOG_ERROR_AT(site, "%s runner has not been initialized", name);
+    return;
+  }
+  ScopeExit undo(
+      "the finalisation", [&runner] { runner.Set(); }, site);
+  EndCalls(runner);
+  release();
+  FinalizePlatform(isPlatformOwner, site);
+  DeviceManager::Finalize();
+  undo.Dismiss();
+  ORMO_LOG_INFO_AT(site, "Finalize running finished");
 }
 
 }  // namespace Ormo

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common/call_site.h"
+#include "common/init_flag.h"
 
 namespace Ormo {
 
@@ -23,12 +24,20 @@ void FinalizePlatform(bool& isOwner, CallSite site = CallSite::Here());
 std::vector<uint32_t> ChooseDevices(const std::vector<uint32_t>& requested,
                                     CallSite site = CallSite::Here());
 
-/// The rest of a runner's initialisation, once the platform is there: chooses the devices, starts a
-/// worker for each and makes them known to the runner's tasks. 0, or STATUS_FAILED; whatever fails
-/// or throws, the platform is finalised, and so are the workers if they were started here.
-int StartOnDevices(const std::function<std::vector<uint32_t>()>& choose,
-                   const std::function<void(const std::vector<uint32_t>&)>& makeKnown,
-                   CallSite site = CallSite::Here());
+/// The initialisation of a runner: the platform, then the devices, a worker for each, which become
+/// known to the runner's tasks. STATUS_SUCCESS also when there is nothing left to do. Whatever
+/// fails or throws once the platform is there, it is finalised, and so are the workers if they were
+/// started here.
+int StartRunner(InitFlag& runner, const std::function<int()>& initPlatform,
+                const std::function<std::vector<uint32_t>()>& chooseDevices,
+                const std::function<void(const std::vector<uint32_t>&)>& makeKnown,
+                CallSite site = CallSite::Here());
+
+/// Its finalisation: refuses further calls, waits for those inside, and has `release` give back
+/// what the runner holds before the platform and the devices go. What is thrown leaves it
+/// initialised. `name` is how lines call the runner.
+void EndRunner(InitFlag& runner, const char* name, const std::function<void()>& release,
+               bool& isPlatformOwner, CallSite site = CallSite::Here());
 
 }  // namespace Ormo
 

@@ -57,46 +57,23 @@ std::vector<uint32_t> OfflineRunner::GetDeviceList(const std::vector<uint32_t>& 
 }
 
 int OfflineRunner::Init(const RunnerInitConfig& config) const {
-  if (RefusesInit()) {
-    return STATUS_FAILED;
-  }
-  if (initFlag_) {
-    ORMO_LOG_WARNING("Runner is already initialized");
-    return STATUS_SUCCESS;
-  }
-  int status = InitZel();
-  if (status != STATUS_SUCCESS) {
-    return status;
-  }
-  status =
-      StartOnDevices([this, &config] { return GetDeviceList(config.deviceIds); }, RunTask::Init);
-  if (status == STATUS_SUCCESS) {
-    initFlag_.Set();
-  }
-  return status;
+  return StartRunner(
+      initFlag_, [this] { return InitZel(); },
+      [this, &config] { return GetDeviceList(config.deviceIds); }, RunTask::Init);
 }
 
 void OfflineRunner::Finalize() {
-  if (RefusesCall()) {
-    return;
-  }
-  const InitFlag::Call call(initFlag_);  // whoever ends the process waits for it
-  if (!initFlag_.Clear()) {
-    ORMO_LOG_ERROR("Offline runner has not been initialized");
-    return;
-  }
-  ScopeExit undo("the finalisation", [] { initFlag_.Set(); });
-  EndCalls(initFlag_);
-  RunTask::Finalize();
-  FinalizePlatform(zelInitFlag_);
-  DeviceManager::Finalize();
-  {
-    const std::lock_guard<std::mutex> lock(modelDevMutex_);
-    modelDevMap_.clear();
-  }
-  unloads_.Clear();
-  undo.Dismiss();
-  ORMO_LOG_INFO("Finalize running finished");
+  EndRunner(
+      initFlag_, "Offline",
+      [this] {
+        RunTask::Finalize();
+        {
+          const std::lock_guard<std::mutex> lock(modelDevMutex_);
+          modelDevMap_.clear();
+        }
+        unloads_.Clear();
+      },
+      zelInitFlag_);
 }
 
 int OfflineRunner::LoadModel(ModelInfo& info) {

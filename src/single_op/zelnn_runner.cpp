@@ -28,41 +28,13 @@ std::vector<uint32_t> ZelnnRunner::GetDeviceList(const std::vector<uint32_t>& de
 }
 
 int ZelnnRunner::Init(const RunnerInitConfig& config) const {
-  if (RefusesInit()) {
-    return STATUS_FAILED;
-  }
-  if (initFlag_) {
-    ORMO_LOG_WARNING("Runner is already initialized");
-    return STATUS_SUCCESS;
-  }
-  int status = InitZel();
-  if (status != STATUS_SUCCESS) {
-    return status;
-  }
-  status = StartOnDevices([this, &config] { return GetDeviceList(config.deviceIds); },
-                          ZelnnRunTask::Init);
-  if (status == STATUS_SUCCESS) {
-    initFlag_.Set();
-  }
-  return status;
+  return StartRunner(
+      initFlag_, [this] { return InitZel(); },
+      [this, &config] { return GetDeviceList(config.deviceIds); }, ZelnnRunTask::Init);
 }
 
 void ZelnnRunner::Finalize() {
-  if (RefusesCall()) {
-    return;
-  }
-  const InitFlag::Call call(initFlag_);  // whoever ends the process waits for it
-  if (!initFlag_.Clear()) {
-    ORMO_LOG_ERROR("ZelnnRunner runner has not been initialized");
-    return;
-  }
-  ScopeExit undo("the finalisation", [] { initFlag_.Set(); });
-  EndCalls(initFlag_);
-  ZelnnRunTask::Finalize();
-  FinalizePlatform(zelInitFlag_);
-  DeviceManager::Finalize();
-  undo.Dismiss();
-  ORMO_LOG_INFO("Finalize running finished");
+  EndRunner(initFlag_, "ZelnnRunner", ZelnnRunTask::Finalize, zelInitFlag_);
 }
 
 void ZelnnRunner::ResetRunnerResult(RunnerResult& result) const {
