@@ -98,7 +98,9 @@ TEST_F(ZelnnMeasurementTest, EveryTensorAndAttributeTakesItsPlaceOnTheDeviceThat
   EXPECT_EQ(OrmoHost::OperatorOutput(19), bytesOf({9, 10, 11, 12}));
 }
 
-TEST_F(ZelnnMeasurementTest, WithoutRecordsTheResultStays) {
+TEST_F(ZelnnMeasurementTest, WithoutInitialisationAndWithoutRecordsTheResultStays) {
+  EXPECT_EQ(Run(AttentionRequest()), STATUS_FAILED);
+  ExpectStale(result_);
   Init();
   OrmoHost::RecordCalls();
   EXPECT_EQ(Run(AttentionRequest(), 0), STATUS_SUCCESS);
@@ -136,32 +138,6 @@ TEST_F(ZelnnMeasurementTest, DevicesThatDoNotExistAreReported) {
     EXPECT_EQ(CallCount("zelFinalize"), 1U);
     EXPECT_EQ(log.Find(reason).file, "zelnn_runner.cpp");
     EXPECT_THAT(Reason(), AllOf(HasSubstr("EG0013"), HasSubstr(reason)));
-  }
-}
-
-TEST_F(ZelnnMeasurementTest, AnEnvironmentThatIsNotDeployedIsOnlyLogged) {
-  OrmoErrorManager::GetInstance().OrmoGenWorkStreamIdDefault();
-  LogCapture log(DLOG_ERROR);
-  OrmoHost::Fail("zelInit", 1, 507008);
-  EXPECT_EQ(OrmoZelnnRunnerInit({}), STATUS_FAILED);
-  EXPECT_THAT(log.Messages(), ElementsAre("Init zel failed, ret : 507008"));
-  EXPECT_EQ(Reason(), "");
-}
-
-TEST_F(ZelnnMeasurementTest, OutsideInitialisationNothingIsTouched) {
-  for (const bool wasInitialised : {false, true}) {
-    SCOPED_TRACE(wasInitialised);
-    if (wasInitialised) {
-      Init();
-      Init();
-      OrmoZelnnRunnerFinalize();
-    }
-    LogCapture log(DLOG_ERROR);
-    EXPECT_EQ(Run(AttentionRequest()), STATUS_FAILED);
-    ExpectStale(result_);
-    OrmoZelnnRunnerFinalize();
-    EXPECT_EQ(log.Messages().size(), 2U);
-    EXPECT_THAT(log.Messages(), Each("ZelnnRunner runner has not been initialized"));
   }
 }
 
