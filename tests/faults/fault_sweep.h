@@ -5,9 +5,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <initializer_list>
-#include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -18,22 +15,8 @@ namespace Ormo::Testing {
 /// A piece of a tuner's work: ends with its status and, whatever that is, gives back what it took.
 using Work = std::function<int()>;
 
-/// The statuses that failures of a platform function lead to: of its first call in a work, its
-/// second and so on. The last one stands for all further calls.
-using ExpectedStatuses = std::map<std::string, std::vector<int>>;
-
 /// What calls fail with where it does not matter.
 constexpr int32_t FAILURE_CODE = 7;
-
-/// In place of a status: STATUS_FAILED or none, as it falls. For a function that the worker and the
-/// reader of its records both call.
-constexpr int FAILED_OR_NOT = 1;
-
-/// A row for each of the functions: any of its calls that fails leads to `status`.
-ExpectedStatuses All(int status, std::initializer_list<const char*> functions);
-
-/// All rows of the tables; those of a later table replace those of an earlier one.
-ExpectedStatuses Join(std::initializer_list<ExpectedStatuses> tables);
 
 /// A sweep makes one call of `work` go wrong in each run and expects after each that the platform
 /// holds what it held before, that no descriptor was left open, and that the next run succeeds. It
@@ -54,11 +37,9 @@ class FaultSweepTest : public RunnerTest {
   /// under that name in clean_runs.txt.
   void ExpectCleanRun(const std::string& name, const Work& work);
 
-  /// Calls fail with `code`; the works must end with the statuses of the table, which must name
-  /// every function and nothing that is never called, and log, beside what they always log,
-  /// the lines that are kept under that name in failures.txt for FAILURE_CODE.
-  void SweepFailures(const std::string& name, const std::vector<Work>& works,
-                     const ExpectedStatuses& expected, int32_t code = FAILURE_CODE);
+  /// Calls fail with `code`; the work must end each time with the status, and log beside what it
+  /// always logs the lines, that are kept under name and code in failures.txt.
+  void SweepFailures(const std::string& name, const Work& work, int32_t code = FAILURE_CODE);
 
   /// Calls throw. The caller must hear of it; of one that releases something, it need not, and the
   /// run then succeeds.
@@ -80,10 +61,9 @@ class FaultSweepTest : public RunnerTest {
   /// Finalises the runner, makes the machine a fresh one and initialises the runner again.
   void Restart() const;
   static std::vector<Call> ListCalls(const Work& work);
-  static std::set<std::string> UsualLines(const Work& work);
-  /// Returns the lines that were added.
-  std::string FailCall(const Work& work, const Call& call, const std::vector<int>& statuses,
-                       int32_t code, const std::set<std::string>& usual);
+  /// Returns the status and the lines that are not among the usual ones.
+  std::string FailCall(const Work& work, const Call& call, int32_t code,
+                       const std::vector<std::string>& usual);
   template <typename FaultyRun>
   void ExpectNothingLeft(const Work& work, FaultyRun faultyRun);
   template <typename FaultyRun>

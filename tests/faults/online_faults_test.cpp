@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "faults/fault_sweep.h"
-#include "faults/shared_statuses.h"
 #include "ormo/ormo_runner.h"
 #include "ox/graph_utils.h"
 #include "ox/session.h"
@@ -14,14 +13,6 @@ namespace Ormo::Testing {
 namespace {
 
 constexpr uint32_t LOOP = 2;
-
-// Records are looked for whether there are any or not.
-const ExpectedStatuses RUN =
-    Join({LOCK, RECORDS, All(0, {"Session::RemoveGraph"}),
-          All(STATUS_FAILED, {"Session::RegisterCallBackFunc", "GraphUtilsEx::GetComputeGraph",
-                              "GetSizeInBytes", "Session::AddGraph", "zelgrphProfGraphSubscribe",
-                              "Session::RunGraphAsync", "zelgrphProfGraphUnSubscribe"})});
-const ExpectedStatuses LIFE = Join({RUN, CLAIMING});
 
 class OnlineFaultsTest : public FaultSweepTest {
  protected:
@@ -70,29 +61,22 @@ TEST_F(OnlineFaultsTest, CleanRuns) {
   ExpectCleanRun("online", run_);
 }
 
-TEST_F(OnlineFaultsTest, CallsOfRunsFail) {
+TEST_F(OnlineFaultsTest, CallsFail) {
+  SweepFailures("online, with initialisation and finalisation", live_);
   Init();
-  SweepFailures("online", {run_, runProfiled_}, RUN);
-}
-
-TEST_F(OnlineFaultsTest, CallsFromInitialisationToFinalisationFail) {
-  SweepFailures("online, with initialisation and finalisation", {live_}, LIFE);
+  SweepFailures("online", run_);
 }
 
 TEST_F(OnlineFaultsTest, CallsThrow) {
+  SweepExceptions(live_);
   Init();
   SweepExceptions(run_);
-  SweepExceptions(runProfiled_);
-  OrmoOnlineRunnerFinalize();
-  SweepExceptions(live_);
 }
 
 TEST_F(OnlineFaultsTest, AllocationsFail) {
+  SweepAllocations(live_);
   Init();
   SweepAllocations(run_);
-  SweepAllocations(runProfiled_);
-  OrmoOnlineRunnerFinalize();
-  SweepAllocations(live_);
 }
 
 TEST_F(OnlineFaultsTest, RecordsAreDamaged) {

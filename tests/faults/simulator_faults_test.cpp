@@ -1,4 +1,4 @@
-// Without memory, simulated kernels.
+// The same for simulated kernels.
 #include <cstdlib>
 #include <string>
 
@@ -7,6 +7,8 @@
 
 namespace Ormo::Testing {
 namespace {
+
+constexpr char LIFE[] = "simulator, with initialisation and finalisation";
 
 class SimulatorFaultsTest : public FaultSweepTest {
  protected:
@@ -36,13 +38,14 @@ class SimulatorFaultsTest : public FaultSweepTest {
 };
 
 TEST_F(SimulatorFaultsTest, CleanRun) {
-  ExpectCleanRun("simulator, with initialisation and finalisation", live_);
+  ExpectCleanRun(LIFE, live_);
+}
+
+TEST_F(SimulatorFaultsTest, CallsFail) {
+  SweepFailures(LIFE, live_);
 }
 
 TEST_F(SimulatorFaultsTest, AllocationsFail) {
-  Init();
-  SweepAllocations(run_);
-  OrmoPeltRunnerFinalize();
   SweepAllocations(live_);
 }
 
