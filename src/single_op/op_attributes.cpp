@@ -46,12 +46,6 @@ bool AppendBlock(const void* value, size_t size, const char* type, const char* c
 /// A kind of the platform's arrays.
 template <typename Value, typename Array>
 struct ArrayKind {
-  uint8_t type;
-  const char* name;
-  Array* (*create)(const Value* values, uint64_t count);
-  const char* creation;
-  int32_t (*destroy)(const Array* array);
-
   bool Append(const Value* values, uint64_t count, ZelnnParamterInner& inner) const {
     void*& entry = AddEntry(type, inner);
     entry = create(values, count);
@@ -64,6 +58,12 @@ struct ArrayKind {
   void Release(void* attr) const noexcept {
     ReleaseQuietly(name, [this, attr] { return destroy(static_cast<Array*>(attr)); });
   }
+
+  uint8_t type;
+  const char* name;
+  Array* (*create)(const Value* values, uint64_t count);
+  const char* creation;
+  int32_t (*destroy)(const Array* array);
 };
 
 constexpr ArrayKind<int64_t, zelIntArray> INT_ARRAY{
