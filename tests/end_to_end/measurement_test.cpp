@@ -55,16 +55,6 @@ TEST_F(MeasurementTest, ProfiledEveryOperatorHasItsCostWithEitherEnding) {
   }
 }
 
-TEST_F(MeasurementTest, WithoutExecutionsThereIsNoCost) {
-  Init();
-  for (const bool prof : {false, true}) {
-    RunnerConfig config = MakeConfig(graph_, prof, 0);
-    result_ = MakeStaleResult();
-    EXPECT_EQ(OrmoOfflineRun(config, result_), STATUS_SUCCESS);
-    ExpectReset(result_);
-  }
-}
-
 TEST_F(MeasurementTest, ModelsFromFileAndFromMemoryRunUntilTheyAreUnloaded) {
   Init();
   const std::string path = directory_ / "model.json";

@@ -63,25 +63,5 @@ TEST_F(NetworksTest, TheTransformerBlock) {
   ExpectRightBuilds("transformer", 64, 128);
 }
 
-TEST_F(NetworksTest, EveryBatchUpToTheLargest) {
-  Init();
-  constexpr size_t LARGEST = 32;
-  constexpr size_t COLUMNS = 784;
-  const std::string graph = ReadExample("dynamic/perceptron-batch.json");
-  for (const size_t batch : {size_t{1}, size_t{8}, LARGEST}) {
-    SCOPED_TRACE(batch);
-    std::vector<double> input = Generate(INPUT_SEED, batch * COLUMNS);
-    const std::vector<double> expected = ComputeNetwork(graph, input, batch);
-    std::vector<float> data(input.begin(), input.end());
-    data.resize(LARGEST * COLUMNS);
-    const std::vector<uint64_t> setting(1);
-    RunnerConfig config;
-    config.inputs = {AsBuffer(data), AsBuffer(setting)};
-    config.dynamicType = "dynamic_batch_size";
-    config.dynamicParam = std::to_string(batch);
-    EXPECT_LT(CompareOutputs(Run(config, graph, LARGEST * 10), expected), TOLERANCE);
-  }
-}
-
 }  // namespace
 }  // namespace Ormo::Testing

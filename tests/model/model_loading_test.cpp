@@ -1,154 +1,169 @@
+#include <cstdio>
+#include <regex>
 #include <string>
 #include <tuple>
-#include <vector>
 
-#include "model/fake_device.h"
 #include "model/model_manager.h"
-#include "ormo/status.h"
-#include "support/log_capture.h"
-#include "support/matchers.h"
+#include "model/model_test.h"
+#include "support/graph_text.h"
+#include "support/temp_directory.h"
+
+namespace {
+
+std::string commands;
+// Of the device, once commands were run.
+size_t memory = 0;
+
+}  // namespace
+
+// The page cache of the machine that runs the tests stays as it is.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the system's are reserved
+FILE* popen(const char* command, const char* /*mode*/) {
+  commands += command;
+  OrmoHost::SetMemorySize(memory);
+  return memory == 0 ? nullptr : fopen("/dev/null", "re");
+}
+
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the system's are reserved
+int pclose(FILE* stream) {
+  return fclose(stream);
+}
 
 namespace Ormo::Testing {
 namespace {
 
-constexpr size_t GIB = size_t{1} << 30;
-constexpr char CLEAN_CACHE[] = "popen echo 3 > /proc/sys/vm/drop_caches";
-
-class ModelLoadingTest : public ::testing::Test {
- protected:
-  void SetUp() override { Device() = {}; }
-
-  int Load(RunMode mode, const std::string& socVersion = "TarnLake1") {
-    ModelInfo info;
-    info.modelData.data = &image_;
-    info.modelData.size = sizeof(image_);
-    info.runMode = mode;
-    const int status = ModelManager::LoadModel(info, socVersion);
-    modelId_ = info.modelId;
-    return status;
-  }
-
-  char image_ = 0;
-  uint32_t modelId_ = 0;
-};
+class ModelLoadingTest : public ModelTest {};
 
 TEST_F(ModelLoadingTest, AFileGoesBeforeAnImageAndWithoutBothThereIsNothingToLoad) {
+  const TempDirectory directory;
   ModelInfo info;
   EXPECT_EQ(ModelManager::LoadModel(info, "TarnLake1"), STATUS_FAILED);
-  EXPECT_THAT(Device().calls, IsEmpty());
-  info.modelPath = "model";
-  info.modelData.data = &image_;
+  info.modelPath = directory / "model";
+  info.modelData.data = &info;
+  EXPECT_EQ(ModelManager::LoadModel(info, "TarnLake1"), STATUS_PLATFORM_FAILED) << "no file yet";
+  WriteFile(info.modelPath, AddGraph(1, 1));
   EXPECT_EQ(ModelManager::LoadModel(info, "TarnLake1"), STATUS_SUCCESS);
-  EXPECT_THAT(Device().calls, ElementsAre("load file model"));
-  EXPECT_EQ(info.modelId, 12U);
+  info_.modelId = info.modelId;
 }
 
 TEST_F(ModelLoadingTest, EachRunModeTakesItsPathByTheSizeOfTheWeights) {
-  const std::tuple<RunMode, size_t, std::vector<std::string>> cases[] = {
-      {RunMode::PREVIOUS_MEMORY, 4095, {"query", "load"}},
-      {RunMode::PREVIOUS_MEMORY,
-       4096,
-       {"query", "malloc huge-first 64", "malloc huge-only 4096", "load into memory"}},
-      {RunMode::PREVIOUS_MEMORY,
-       1048576,
-       {"query", "malloc huge-first 64", "malloc huge-only 1048576", "load into memory"}},
-      {RunMode::PREVIOUS_MEMORY, 1048577, {"query", "load"}},
-      {RunMode::NO_MEMORY_CHECK, 4096, {"load"}},
-      {RunMode::DEFAULT, 4096, {"query", "memory hbm", "load"}},
-      {static_cast<RunMode>(7), 4096, {"query", "memory hbm", "load"}},
+  const RunMode own = RunMode::PREVIOUS_MEMORY;
+  const std::string query = "QuerySizeFromMem @, ";
+  const std::string load = "LoadFromMem @ # *, Unload # *, ";
+  const std::string into = "Malloc 0 0, Malloc % 1, LoadFromMemWithMem @ 0 % # *, Unload # *, ";
+  const std::tuple<RunMode, size_t, std::string> cases[] = {
+      {own, 4032, query + load},
+      {own, 4096, query + into + "Free, Free, "},
+      {own, 1048576, query + into + "Free, Free, "},
+      {own, 1048640, query + load},
+      {RunMode::NO_MEMORY_CHECK, 4096, load},
+      {RunMode::DEFAULT, 4096, query + "GetMemInfo 1, " + load},
+      {static_cast<RunMode>(7), 4096, query + "GetMemInfo 1, " + load},
+  };
+  const auto replace = [](const std::string& text, const char* what, size_t number) {
+    return std::regex_replace(text, std::regex(what), std::to_string(number));
   };
   for (const auto& [mode, weightSize, calls] : cases) {
-    SCOPED_TRACE(weightSize);
-    Device() = {};
-    Device().workSize = 64;
-    Device().weightSize = weightSize;
-    Device().freeMemory = Device().totalMemory = GIB;
-    EXPECT_EQ(Load(mode), STATUS_SUCCESS);
-    EXPECT_EQ(Device().calls, calls);
-    ModelManager::UnloadModel(modelId_);
-    EXPECT_EQ(Device().allocated, 0);
+    const std::string graph = AddGraph(weightSize / sizeof(float), 1);
+    OrmoHost::RecordCalls();
+    EXPECT_EQ(Load(graph, mode), STATUS_SUCCESS);
+    const uint32_t id = info_.modelId;
+    Unload();
+    EXPECT_EQ(Calls(),
+              replace(replace(replace(calls, "@", graph.size()), "%", weightSize), "\\*", id));
+  }
+}
+
+TEST_F(ModelLoadingTest, WithoutMemoryOfItsOwnAModelGoesIntoThePlatforms) {
+  const std::string failed = "LoadModel from memory failed because ";
+  const std::string noMemory = "RtMalloc by ZEL_MEM_MALLOC_HUGE_FIRST failed, ret = 5|" + failed;
+  OrmoHost::SetHugePageSize(0);
+  for (const auto& [function, nth, lines] :
+       {std::tuple("zelrtMalloc", 1, noMemory + "malloc workPtr failed, ret = 203|"),
+        {"zelrtMalloc", 3, noMemory + "malloc weightPtr failed, ret = 203|"},
+        {"zelmdlLoadFromMemWithMem", 1, failed + "zelmdlLoadFromMemWithMem failed, ret 5|"}}) {
+    const LogCapture log(DLOG_ERROR);
+    OrmoHost::Fail(function, nth, 5);
+    EXPECT_EQ(Load(AddGraph(1024, 1), RunMode::PREVIOUS_MEMORY), STATUS_SUCCESS);
+    EXPECT_EQ(Messages(log, DLOG_ERROR), lines);
+    Unload();
+    EXPECT_EQ(OrmoHost::Alive().deviceBytes, 0U);
   }
 }
 
 TEST_F(ModelLoadingTest, AllocationsFallBackFromHugePagesInTheirRange) {
+  OrmoHost::SetHugePageSize(0);
+  OrmoHost::RecordCalls();
   for (const size_t size : {size_t{4095}, size_t{4096}, size_t{1048576}, size_t{1048577}}) {
-    Device() = {};
-    Device().failingCalls = "malloc huge-only " + std::to_string(size);
-    Device().code = 5;
-    void* memory = nullptr;
-    EXPECT_EQ(ModelManager::RtMalloc(&memory, size), STATUS_SUCCESS);
-    ModelManager::RtMemFree(memory);
-    const bool triesHugePages = size == 4096 || size == 1048576;
-    EXPECT_EQ(Device().calls.front() == Device().failingCalls, triesHugePages) << size;
-    EXPECT_EQ(Device().allocated, 0);
+    void* block = nullptr;
+    EXPECT_EQ(ModelManager::RtMalloc(&block, size), STATUS_SUCCESS);
+    ModelManager::RtMemFree(block);
+    ModelManager::RtMemFree(nullptr);
   }
-  Device().failingCalls = "malloc huge-first 1";
-  void* memory = nullptr;
-  EXPECT_EQ(ModelManager::RtMalloc(&memory, 1), STATUS_DEVICE_MEMORY_FAILED);
-  Device().code = 207001;
-  EXPECT_EQ(ModelManager::RtMalloc(&memory, 1), STATUS_MEMORY_ALLOCATION_FAILED);
+  EXPECT_EQ(Calls(),
+            "Malloc 4095 0, Free, Malloc 4096 1, Malloc 4096 0, Free, "
+            "Malloc 1048576 1, Malloc 1048576 0, Free, Malloc 1048577 0, Free, ");
+  OrmoHost::Fail("zelrtMalloc", 1, 207001);
+  void* block = nullptr;
+  EXPECT_EQ(ModelManager::RtMalloc(&block, 1), STATUS_MEMORY_ALLOCATION_FAILED);
 }
 
 TEST_F(ModelLoadingTest, ARequestOfExactlyTheAvailableMemoryFitsAndOneByteMoreDoesNot) {
-  const std::tuple<const char*, size_t, size_t, bool, size_t> cases[] = {
-      {"TarnLake1", 5 * GIB, 100 * GIB, true, 4 * GIB},
-      {"TarnLake1", 5 * GIB, 100 * GIB, false, 5 * GIB},
-      {"TarnRiverX", 5 * GIB, 100 * GIB, true, 4 * GIB},
-      {"TarnStream1", 5 * GIB, 8 * GIB, true, 4 * GIB},
-      {"TarnStream1", 5 * GIB, 8 * GIB, false, 5 * GIB},
-      {"TarnPond1", GIB, 8 * GIB, true, 0},
-      {"TarnLake1", 1000, 150, true, 999},  // 1.5 bytes of reserve count as 1
+  const std::tuple<const char*, size_t, bool, size_t> cases[] = {
+      {"TarnLake1", 199, true, 198},
+      {"TarnLake1", 200, true, 198},
+      {"TarnLake1", 200, false, 200},
+      {"TarnRiverX", 5000, true, 4950},
+      {"TarnStream1", 5 * GIB, true, 4 * GIB},
+      {"TarnStream1", 5 * GIB, false, 5 * GIB},
+      {"TarnPond1", GIB, true, 0},
   };
-  for (const auto& [chip, free, total, checkReserved, largest] : cases) {
-    SCOPED_TRACE(std::string(chip) + " " + std::to_string(largest));
-    Device().freeMemory = free;
-    Device().totalMemory = total;
+  for (const auto& [chip, total, checkReserved, largest] : cases) {
+    BecomeChip(chip);
+    OrmoHost::SetMemorySize(total);
+    const LogCapture log(DLOG_WARN);
     EXPECT_EQ(ModelManager::CheckAllocMemSize(largest, chip, checkReserved), STATUS_SUCCESS);
     EXPECT_EQ(ModelManager::CheckAllocMemSize(largest + 1, chip, checkReserved),
               STATUS_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(Messages(log, DLOG_WARN),
+              "Check alloc memory failed, reserved memory: " + std::to_string(total - largest) +
+                  " byte(s), free memory: " + std::to_string(total) +
+                  " byte(s), alloc memory: " + std::to_string(largest + 1) + " byte(s)|");
   }
   // A reserve beyond the free memory leaves room for nothing.
-  Device().freeMemory = GIB - 1;
-  Device().totalMemory = 8 * GIB;
-  EXPECT_EQ(ModelManager::CheckAllocMemSize(0, "TarnFen1", true), STATUS_NOT_ENOUGH_MEMORY);
+  OrmoHost::SetMemorySize(GIB - 1);
+  EXPECT_EQ(ModelManager::CheckAllocMemSize(0, "TarnPond1", true), STATUS_NOT_ENOUGH_MEMORY);
 }
 
 TEST_F(ModelLoadingTest, OtherChipsAreNotChecked) {
-  LogCapture log(DLOG_WARN);
-  for (const char* socVersion :
-       {"", "TarnLake", "TarnLake5", "TarnRive", "TarnCreek1", "TarnFen"}) {
-    EXPECT_EQ(ModelManager::CheckAllocMemSize(GIB, socVersion, true), STATUS_SUCCESS);
+  OrmoHost::RecordCalls();
+  for (const char* chip : {"", "TarnLake", "TarnLake5", "TarnRive", "TarnCreek1", "TarnFen"}) {
+    EXPECT_EQ(ModelManager::CheckAllocMemSize(~size_t{0}, chip, true), STATUS_SUCCESS);
   }
-  EXPECT_THAT(Device().calls, IsEmpty());
-  EXPECT_TRUE(log.Contains(DLOG_WARN, "Soc version[TarnCreek1] no need to check"));
+  EXPECT_EQ(Calls(), "");
 }
 
 TEST_F(ModelLoadingTest, TheCacheIsCleanedOnceAndOnlyWhereItHelps) {
-  Device().weightSize = GIB;
-  Device().totalMemory = 8 * GIB;
-  Device().freeMemory = GIB;
-  Device().cachedMemory = GIB;
-  EXPECT_EQ(Load(RunMode::DEFAULT, "TarnStream1"), STATUS_SUCCESS);
-  EXPECT_THAT(Device().calls,
-              ElementsAre("query", "memory ddr", CLEAN_CACHE, "memory ddr", "load"));
-
-  Device().calls.clear();
-  Device().freeMemory = GIB;
-  Device().cachedMemory = 1;
-  EXPECT_EQ(Load(RunMode::DEFAULT, "TarnPond1"), STATUS_NOT_ENOUGH_MEMORY);
-  EXPECT_THAT(Device().calls, ElementsAre("query", "memory ddr", CLEAN_CACHE, "memory ddr"));
-
-  Device().calls.clear();
-  EXPECT_EQ(Load(RunMode::DEFAULT, "TarnSpring1"), STATUS_NOT_ENOUGH_MEMORY);
-  EXPECT_THAT(Device().calls, ElementsAre("query", "memory ddr"));
-}
-
-TEST_F(ModelLoadingTest, SizesThatWrapAroundDoNotFit) {
-  Device().workSize = ~size_t{0};
-  Device().weightSize = 2;
-  Device().freeMemory = Device().totalMemory = GIB;
-  EXPECT_EQ(Load(RunMode::DEFAULT), STATUS_NOT_ENOUGH_MEMORY);
-  EXPECT_THAT(Device().calls, ElementsAre("query"));
+  const std::tuple<const char*, size_t, int, const char*> cases[] = {
+      {"TarnStream1", GIB + 8192, STATUS_SUCCESS, "echo 3 > /proc/sys/vm/drop_caches"},
+      {"TarnPond1", GIB, STATUS_NOT_ENOUGH_MEMORY, "echo 3 > /proc/sys/vm/drop_caches"},
+      {"TarnPond1", 0, STATUS_NOT_ENOUGH_MEMORY, "echo 3 > /proc/sys/vm/drop_caches"},
+      {"TarnSpring1", GIB + 8192, STATUS_NOT_ENOUGH_MEMORY, ""},
+  };
+  for (const auto& [chip, withoutCache, status, expected] : cases) {
+    BecomeChip(chip);
+    OrmoHost::SetMemorySize(GIB);
+    memory = withoutCache;
+    commands.clear();
+    const LogCapture log(DLOG_ERROR);
+    EXPECT_EQ(Load(AddGraph(1024, 1)), status) << chip;
+    EXPECT_EQ(commands, expected) << chip;
+    EXPECT_THAT(log.Messages(), IsEmpty()) << "too little memory is no error";
+    Unload();
+  }
+  OrmoHost::RecordCalls();
+  EXPECT_EQ(Load(AddGraph(size_t{1} << 60, 1, 4)), STATUS_NOT_ENOUGH_MEMORY) << "sizes wrap around";
+  EXPECT_THAT(Calls(), Not(HasSubstr("GetMemInfo")));
 }
 
 }  // namespace

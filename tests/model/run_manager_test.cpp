@@ -1,187 +1,383 @@
-#include "model/run_manager.h"
+#include <fcntl.h>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <stdexcept>
+#include <filesystem>
+#include <regex>
 #include <string>
 #include <tuple>
 #include <vector>
 
-#include "model/model_manager.h"
-#include "ormo/status.h"
-#include "ormo_host/control.h"
-#include "support/log_capture.h"
+#include "common/file_descriptor.h"
+#include "common/trace_inner.h"
+#include "model/model_test.h"
+#include "support/temp_directory.h"
+
+namespace {
+
+mmTimespec now = {};
+
+}  // namespace
+
+// In place of the platform's clock: it stands still while nobody sets it.
+mmTimespec mmGetTickCount() {
+  return now;
+}
 
 namespace Ormo::Testing {
 namespace {
 
-// One input and one output of 2 x 4 floats, or of a batch to be set before each execution.
-constexpr char FIXED_GRAPH[] = R"({"format": "ox-graph", "version": 1, "name": "fixed", "nodes": [
-  {"name": "x", "type": "Data", "outputs": [{"shape": [2, 4], "dtype": "float32"}]},
-  {"name": "y", "type": "Relu", "inputs": ["x"], "outputs": [{"shape": [2, 4], "dtype": "float32"}]}
-]})";
-constexpr char BATCH_GRAPH[] = R"({"format": "ox-graph", "version": 1, "name": "batch",
-  "dynamic": {"batch": [1, 8]}, "nodes": [
-  {"name": "x", "type": "Data", "outputs": [{"shape": [-1, 4], "dtype": "float32"}]},
-  {"name": "y", "type": "Relu", "inputs": ["x"], "outputs": [{"shape": [-1, 4], "dtype": "float32"}]}
-]})";
-constexpr size_t FIXED_SIZE = 8 * sizeof(float);
+// Two inputs and two outputs of their own: y is a and z is b without what is below 0.
+std::string PairGraph(const std::string& shape, const std::string& dynamic = "") {
+  const std::string output = R"("outputs": [{"dtype": "float32", "shape": )";
+  return R"({"format": "ox-graph", "version": 1, "name": "pair", )" + dynamic + R"("nodes": [
+      {"name": "a", "type": "Data", )" +
+         output + shape + R"(}]},
+      {"name": "b", "type": "Data", )" +
+         output + R"([128]}]},
+      {"name": "y", "type": "Relu", "inputs": ["a"], )" +
+         output + shape + R"(}]},
+      {"name": "z", "type": "Relu", "inputs": ["b"], )" +
+         output + "[128]}]}]}";
+}
 
-class RunManagerTest : public ::testing::Test {
+OrmoDataInfo Buffer(std::vector<float>& values) {
+  OrmoDataInfo buffer;
+  buffer.data = values.data();
+  buffer.size = values.size() * sizeof(float);
+  return buffer;
+}
+
+class RunManagerTest : public ModelTest {
  protected:
   void SetUp() override {
-    OrmoHost::Reset();
-    ASSERT_EQ(zelInit(""), 0);
-    ASSERT_EQ(manager_.Init(0), STATUS_SUCCESS);
+    ModelTest::SetUp();
+    now = {};
+    config_.loop = 1;
+    config_.runTimeBound = 1;
   }
 
-  void TearDown() override {
-    if (info_.modelId != 0) {
-      ModelManager::UnloadModel(info_.modelId);
+  // Loads a model whose buffers are whole units of the host's memory, 1024 and 512 bytes, and gives
+  // buffers to all of them.
+  void LoadPair() {
+    ASSERT_EQ(Load(PairGraph("[2, 128]")), STATUS_SUCCESS);
+    id_ = " # " + std::to_string(info_.modelId);
+    config_.inputs = {Buffer(a_), Buffer(b_)};
+    config_.inputs[1].dims = &shape_;
+    config_.inputs[1].dimNum = 1;
+    config_.outputs = {Buffer(y_), Buffer(z_)};
+  }
+
+  // A memory of which that much is left beside the reserve.
+  static void LeaveMemory(size_t bytes, bool isDdr, bool hasReserve) {
+    const size_t used = OrmoHost::Alive().deviceBytes + bytes;
+    size_t reserve = isDdr && hasReserve ? GIB : 0;
+    while (!isDdr && hasReserve &&
+           reserve < static_cast<size_t>(static_cast<double>(used + reserve) * 0.01)) {
+      ++reserve;
     }
-    manager_.Finalize();
-    zelFinalize();
-    EXPECT_EQ(OrmoHost::Alive().ToString(), "");
-    OrmoHost::Reset();
-  }
-
-  void Load(const std::string& graph) {
-    ModelInfo model;
-    model.modelData.data = const_cast<char*>(graph.data());
-    model.modelData.size = graph.size();
-    ASSERT_EQ(ModelManager::LoadModel(model, manager_.GetSocVersion()), STATUS_SUCCESS);
-    info_.modelId = model.modelId;
+    OrmoHost::SetMemorySize(used + reserve);
   }
 
   int Process() { return manager_.Process(config_, info_); }
 
-  static OrmoDataInfo Buffer(std::vector<float>& values) {
-    OrmoDataInfo buffer;
-    buffer.data = values.data();
-    buffer.size = values.size() * sizeof(float);
-    return buffer;
-  }
-
-  RunManager manager_;
   RunnerConfig config_;
-  RunInfo info_;
+  std::string id_;
+  int64_t shape_ = 128;
+  std::vector<float> a_ = std::vector<float>(256, 3);
+  std::vector<float> b_ = std::vector<float>(128, 5);
+  std::vector<float> y_ = std::vector<float>(256, -1);
+  std::vector<float> z_ = std::vector<float>(128, -1);
 };
 
-TEST_F(RunManagerTest, BuffersThatDoNotFitTheModelAreRefusedByName) {
-  using Buffers = std::vector<OrmoDataInfo>;
-  std::vector<float> values(8);
-  int64_t shape[] = {2, 4};
-  OrmoDataInfo right = Buffer(values);
-  OrmoDataInfo empty = right;
-  empty.size = 0;
-  OrmoDataInfo small = right;
-  small.size -= 4;
-  OrmoDataInfo halfShape = right;
-  halfShape.dims = shape;
-  const std::tuple<Buffers, Buffers, const char*> cases[] = {
-      {{right, right}, {}, "The number of input 2 is not equal to model input num 1"},
-      {{empty}, {}, "Invalid input[0] size : 0 byte(s)"},
-      {{small}, {}, "Invalid input[0] size: 28 byte(s), but expect size: 32 byte(s)"},
-      {{}, {right, right}, "The number of output 2 is not equal to model output num 1"},
-      {{}, {empty}, "Invalid output[0] size : 0 byte(s)"},
+TEST_F(RunManagerTest, ARunMakesTheseCallsAndEveryBufferHasItsOwnData) {
+  const std::string freeing = "GetDataBufferAddr, Free, DestroyDataBuffer, ";
+  const std::string releasing = "GetDatasetNumBuffers, GetDatasetBuffer 0, " + freeing +
+                                "GetDatasetBuffer 1, " + freeing + "DestroyDataset, ";
+  LoadPair();
+  config_.loop = 2;
+  OrmoHost::RecordCalls();
+  EXPECT_EQ(Process(), STATUS_SUCCESS);
+  EXPECT_EQ(Calls(),
+            "SetCurrentContext device 0, GetMemInfo 1, CreateDesc, GetDesc" + id_ +
+                ", GetNumInputs, GetInputSizeByIndex 0, GetInputSizeByIndex 1, GetNumOutputs, "
+                "CreateDataset, GetNumOutputs, GetOutputSizeByIndex 0, GetMemInfo 1, "
+                "Malloc 1024 0, Memset 1024 0 1024, CreateDataBuffer 1024, AddDatasetBuffer 1024, "
+                "GetOutputSizeByIndex 1, GetMemInfo 1, Malloc 512 0, Memset 512 0 512, "
+                "CreateDataBuffer 512, AddDatasetBuffer 512, CreateDataset, GetNumInputs, "
+                "GetMemInfo 1, Malloc 1024 0, Memset 1024 0 1024, Memcpy 1024 1024 1, "
+                "CreateDataBuffer 1024, AddDatasetBuffer 1024, GetMemInfo 1, Malloc 512 0, "
+                "Memset 512 0 512, Memcpy 512 512 1, CreateDataBuffer 512, AddDatasetBuffer 512, "
+                "CreateTensorDesc 0 0 [128], SetDatasetTensorDesc 1, Execute" +
+                id_ + ", Execute" + id_ +
+                ", GetDatasetNumBuffers, GetDatasetBuffer 0, GetDataBufferAddr, "
+                "GetDataBufferSizeV2, Memcpy 1024 1024 2, GetDatasetBuffer 1, GetDataBufferAddr, "
+                "GetDataBufferSizeV2, Memcpy 512 512 2, DestroyDesc, " +
+                releasing + releasing);
+  EXPECT_THAT(y_, Each(3));
+  EXPECT_THAT(z_, Each(5));
+
+  config_.inputs[1].data = nullptr;
+  EXPECT_EQ(Process(), STATUS_SUCCESS);
+  EXPECT_THAT(y_, Each(3));
+  EXPECT_THAT(z_, Each(0)) << "an input without data is of zeros";
+
+  config_.outputs[1].data = nullptr;
+  a_.assign(256, 7);
+  EXPECT_EQ(Process(), STATUS_SUCCESS);
+  EXPECT_THAT(y_, Each(3)) << "nothing is copied without a place for every output";
+}
+
+TEST_F(RunManagerTest, EveryFailureHasItsLinesAndLeavesNothing) {
+  const std::tuple<const char*, uint64_t, int, std::string> cases[] = {
+      {"zelrtSetCurrentContext", 1, STATUS_FAILED, "Set current context failed, ret : 5|"},
+      {"zelmdlCreateDataset", 1, STATUS_PLATFORM_FAILED,
+       "Create output dataset failed, ret : nullptr|Create output failed, ret: 3000|"},
+      {"zelmdlAddDatasetBuffer", 2, STATUS_PLATFORM_FAILED,
+       "Add buffer to dataset failed, ret : 5|Fill external output dataset failed.|"
+       "Create output dataset failed.|Create output failed, ret: 3000|"},
+      {"zelmdlCreateDataset", 2, STATUS_PLATFORM_FAILED,
+       "Create input dataset failed, it's nullptr.|Create input failed, ret: 3000|"},
+      {"zelrtGetMemInfo", 5, STATUS_NOT_ENOUGH_MEMORY, "Get hbm memory info failed.|"},
+      {"zelCreateDataBuffer", 4, STATUS_PLATFORM_FAILED,
+       "Create data buffer failed.|Fill independent input dataset failed.|"
+       "Create input dataset failed.|Create input failed, ret: 3000|"},
+      {"zelmdlExecute", 2, STATUS_EXECUTE_FAILED,
+       "Execute model failed, ret : 5|Execute model failed, index = 1|"},
+      {"zelmdlDestroyDesc", 1, STATUS_SUCCESS, "Destroy model description failed, ret : 5|"},
   };
-  Load(FIXED_GRAPH);
-  for (const auto& [inputs, outputs, message] : cases) {
-    SCOPED_TRACE(message);
-    LogCapture log(DLOG_ERROR);
-    config_.inputs = inputs;
-    config_.outputs = outputs;
-    EXPECT_EQ(Process(), STATUS_FAILED);
-    EXPECT_TRUE(log.Contains(DLOG_ERROR, message));
-    EXPECT_TRUE(log.Contains(DLOG_ERROR, "Invalid run config"));
+  LoadPair();
+  config_.loop = 2;
+  const std::string alive = OrmoHost::Alive().ToString();
+  for (const auto& [function, nth, status, lines] : cases) {
+    const LogCapture log(DLOG_ERROR);
+    OrmoHost::Fail(function, nth, 5);
+    EXPECT_EQ(Process(), status) << lines;
+    EXPECT_EQ(Messages(log, DLOG_ERROR), lines);
+    EXPECT_EQ(OrmoHost::Alive().ToString(), alive) << lines;
   }
-  config_.inputs = {halfShape};
+}
+
+TEST_F(RunManagerTest, MemoryIsCheckedForAllBuffersAndAgainForEach) {
+  const std::string refused =
+      "Check memory size failed|Input dataset is nullptr|Output dataset is nullptr|";
+  const std::string outputs =
+      " failed|Check output mem size failed, ret: 204|Input dataset is nullptr|";
+  const std::string inputs = " failed|Check input mem size failed, ret: 204|";
+  const RunMode checked = RunMode::DEFAULT;
+  const RunMode unchecked = RunMode::NO_MEMORY_CHECK;
+  // All buffers take 3072 bytes. On chips with DDR each input is checked together with the outputs
+  // that the caller gave, 1536 bytes.
+  const std::tuple<const char*, RunMode, bool, size_t, std::string> cases[] = {
+      {"TarnLake1", checked, true, 3072, ""},
+      {"TarnLake1", checked, true, 3071, refused},
+      {"TarnLake1", unchecked, true, 3071, refused},
+      {"TarnLake1", checked, false, 3072, ""},
+      {"TarnLake1", checked, false, 3071, "Create input[1]" + inputs},
+      {"TarnLake1", checked, false, 1535, "Create output[1]" + outputs},
+      {"TarnLake1", checked, false, 1023, "Create output[0]" + outputs},
+      {"TarnSpring1", checked, true, 4608, ""},
+      {"TarnSpring1", checked, true, 4607, "Create input[1]" + inputs},
+      {"TarnSpring1", unchecked, true, 4095, "Create input[0]" + inputs},
+      {"TarnSpring1", unchecked, false, 3072, ""},
+  };
+  LoadPair();
+  const RunnerConfig given = config_;
+  for (const auto& [chip, mode, isGiven, bytes, warnings] : cases) {
+    SCOPED_TRACE(::testing::Message() << chip << " " << isGiven << " " << bytes);
+    OrmoHost::SetSocName(chip);
+    RunManager manager;
+    ASSERT_EQ(manager.Init(0), STATUS_SUCCESS);
+    LeaveMemory(bytes, chip == std::string("TarnSpring1"), mode == checked);
+    config_ = given;
+    config_.runMode = mode;
+    if (!isGiven) {
+      config_.inputs.clear();
+      config_.outputs.clear();
+    }
+    const LogCapture log(DLOG_WARN);
+    EXPECT_EQ(manager.Process(config_, info_),
+              warnings.empty() ? STATUS_SUCCESS : STATUS_NOT_ENOUGH_MEMORY);
+    const std::string lines = Messages(log, DLOG_WARN);
+    EXPECT_EQ(lines.empty(), warnings.empty());
+    EXPECT_THAT(lines, EndsWith(warnings));
+    manager.Finalize();
+  }
+}
+
+TEST_F(RunManagerTest, TimesAreThoseOfTheExecutionsAndOneAtTheBoundEndsTheLoop) {
+  const uint64_t times[] = {70, 10, 1000, 20, 60, 30, 50, 40, 5000, 1};
+  const std::tuple<uint64_t, int, size_t, uint64_t> cases[] = {
+      {5001, STATUS_SUCCESS, 10, 45},
+      {5000, STATUS_OUT_OF_BOUND, 9, 5000},
+      {70, STATUS_OUT_OF_BOUND, 1, 70},
+  };
+  size_t next = 0;
+  OrmoHost::OnCall("zelmdlExecute", OrmoHost::EVERY_CALL,
+                   [&] { now.tv_nsec += static_cast<long>(times[next++]); });
+  FileDescriptor records(open("/dev/null", O_WRONLY | O_CLOEXEC));
+  info_.profFd = records.Address();
+  LoadPair();
   config_.outputs.clear();
-  EXPECT_EQ(Process(), STATUS_SUCCESS) << "a shape without entries is no shape to compare with";
+  for (const bool prof : {false, true}) {
+    config_.prof = prof;
+    config_.loop = 10;
+    for (const auto& [bound, status, executions, time] : cases) {
+      SCOPED_TRACE(::testing::Message() << prof << " " << bound);
+      const LogCapture log;
+      next = 0;
+      config_.runTimeBound = bound;
+      EXPECT_EQ(Process(), status);
+      EXPECT_EQ(next, executions);
+      EXPECT_EQ(info_.runCostTime, time);
+      EXPECT_EQ(log.Count(DLOG_DEBUG, "execute time : "), prof ? 0 : executions);
+      EXPECT_EQ(log.Contains(DLOG_INFO, "Execute model out of bound, index = " +
+                                            std::to_string(executions - 1)),
+                !prof && status == STATUS_OUT_OF_BOUND);
+    }
+    config_.loop = 0;
+    EXPECT_EQ(Process(), STATUS_SUCCESS);
+    EXPECT_EQ(info_.runCostTime, 0U) << "the average of nothing";
+  }
 }
 
-TEST_F(RunManagerTest, InputsGoInAndOutputsComeBack) {
-  Load(FIXED_GRAPH);
-  std::vector<float> input = {-1, 2, -3, 4, 5, -6, 7, -8};
-  std::vector<float> output(8, -1);
-  config_.inputs = {Buffer(input)};
-  config_.outputs = {Buffer(output)};
-  EXPECT_EQ(Process(), STATUS_SUCCESS);
-  EXPECT_THAT(output, ::testing::ElementsAre(0, 2, 0, 4, 5, 0, 7, 0));
-
-  config_.inputs[0].data = nullptr;
-  EXPECT_EQ(Process(), STATUS_SUCCESS);
-  EXPECT_THAT(output, ::testing::Each(0));
+TEST_F(RunManagerTest, BuffersThatDoNotFitTheModelAreRefusedByName) {
+  const std::tuple<bool, size_t, size_t, const char*> cases[] = {
+      {true, 0, 512, "Invalid input[0] size : 0 byte(s)|Invalid config input|"},
+      {true, 1024, 508,
+       "Invalid input[1] size: 508 byte(s), but expect size: 512 byte(s)|Invalid config input|"},
+      {false, 1024, 0, "Invalid output[1] size : 0 byte(s)|Invalid config output|"},
+  };
+  LoadPair();
+  for (const auto& [isInput, first, second, lines] : cases) {
+    const LogCapture log(DLOG_ERROR);
+    std::vector<OrmoDataInfo>& buffers = isInput ? config_.inputs : config_.outputs;
+    buffers.assign(2, {});
+    buffers[0].size = first;
+    buffers[1].size = second;
+    EXPECT_EQ(Process(), STATUS_FAILED);
+    buffers.resize(1);
+    EXPECT_EQ(Process(), STATUS_FAILED);
+    const std::string side = isInput ? "input" : "output";
+    EXPECT_EQ(Messages(log, DLOG_ERROR), lines + std::string("Invalid run config|The number of ") +
+                                             side + " 1 is not equal to model " + side +
+                                             " num 2|Invalid config " + side +
+                                             "|Invalid run config|");
+    buffers.clear();
+  }
 }
 
-TEST_F(RunManagerTest, OutputsReplaceTheStatusOfAHitBound) {
-  Load(FIXED_GRAPH);
-  config_.runTimeBound = 0;
-  EXPECT_EQ(Process(), STATUS_OUT_OF_BOUND);
-  std::vector<float> output(8, -1);
-  config_.outputs = {Buffer(output)};
-  EXPECT_EQ(Process(), STATUS_SUCCESS);
-  config_.outputs[0].data = nullptr;
-  EXPECT_EQ(Process(), STATUS_OUT_OF_BOUND) << "nothing is copied without a place for every output";
+TEST_F(RunManagerTest, WhereTheModelKnowsNoSizesTheShapesOfTheInputsCount) {
+  ASSERT_EQ(Load(PairGraph("[-1]")), STATUS_SUCCESS);
+  config_.inputs = {Buffer(b_), Buffer(b_)};
+  for (const auto& [dims, dimNum, status] : {std::tuple(&shape_, 0U, STATUS_FAILED),
+                                             {nullptr, 1U, STATUS_FAILED},
+                                             {&shape_, 1U, STATUS_SUCCESS}}) {
+    config_.inputs[0].dims = dims;
+    config_.inputs[0].dimNum = dimNum;
+    OrmoHost::RecordCalls();
+    EXPECT_EQ(Process(), status);
+  }
+  EXPECT_THAT(Calls(), HasSubstr("GetMemInfo 1, Malloc 1048576 1, Memset 1048576 0 1048576"));
+  config_.inputs[1].dims = &shape_;
+  config_.inputs[1].size = 4;
+  EXPECT_EQ(Process(), STATUS_EXECUTE_FAILED) << "half a shape is not compared with the model";
 }
 
-TEST_F(RunManagerTest, DynamicSettingsAreCheckedBeforeEachExecution) {
+TEST_F(RunManagerTest, DynamicSettingsReachThePlatformBeforeEachExecution) {
   constexpr int REFUSED = STATUS_DYNAMIC_PARAM_FAILED;
+  using Model = std::pair<const char*, const char*>;
+  const Model fixed = {"[5]", ""};
+  const Model batch = {"[-1, 5]", R"("dynamic": {"batch": [1, 8]}, )"};
+  const Model image = {"[-1, -1]", R"("dynamic": {"image": [[4, 5], [2, 3]]}, )"};
+  const Model dims = {"[-1, -1]", R"("dynamic": {"dims": [[4, 1], [9, 9]]}, )"};
   const std::string notSet = "set input dynamic param failed.";
   std::string many = "1";
   for (int i = 1; i < 129; ++i) {
     many += ",1";
   }
-  const std::tuple<std::string, std::string, int, std::string> cases[] = {
-      {"dynamic_batch_size", "8", STATUS_SUCCESS, ""},
-      {"dynamic_batch_size", "eight", REFUSED, "invalid dynamic_batch_size param."},
-      {"dynamic_batch_size", "3", REFUSED, notSet},
-      {"dynamic_image_size", "224", REFUSED, "invalid dynamic_image_size param."},
-      {"dynamic_image_size", "1,2,3", REFUSED, "invalid dynamic_image_size param."},
-      {"dynamic_image_size", "224,224", REFUSED, notSet},
-      {"dynamic_dims", many, REFUSED, "invalid dynamic_dims param."},
-      {"dynamic_dims", many.substr(2), REFUSED, notSet},
+  const std::tuple<Model, std::string, std::string, int, std::string> cases[] = {
+      {batch, "dynamic_batch_size", "8", STATUS_SUCCESS, "SetDynamicBatchSize # 2 [8]"},
+      {batch, "dynamic_batch_size", "eight", REFUSED, "invalid dynamic_batch_size param."},
+      {batch, "dynamic_batch_size", "3", REFUSED, notSet},
+      {image, "dynamic_image_size", "2,3", STATUS_SUCCESS, "SetDynamicHWSize # 2 [2, 3]"},
+      {image, "dynamic_image_size", "2,3,4", REFUSED, "invalid dynamic_image_size param."},
+      {image, "dynamic_image_size", "3,2", REFUSED, notSet},
+      {dims, "dynamic_dims", "4,1", STATUS_SUCCESS, "SetInputDynamicDims # 2 [4, 1]"},
+      {dims, "dynamic_dims", many, REFUSED, "invalid dynamic_dims param."},
+      {dims, "dynamic_dims", many.substr(2), REFUSED, notSet},
+      {dims, "dynamic_dims", "9223372036854775808", REFUSED, "invalid dynamic_dims param."},
+      {dims, "dynamic_dims", "9223372036854775807", REFUSED, notSet},
       // Nothing is set, which a model with settings does not execute without.
-      {"dynamic_colour", "8", STATUS_EXECUTE_FAILED, "Execute model failed"},
-      {"", "8", STATUS_EXECUTE_FAILED, "Execute model failed"},
+      {batch, "dynamic_colour", "8", STATUS_EXECUTE_FAILED, "Execute model failed, ret : 410004"},
+      {batch, "", "8", STATUS_EXECUTE_FAILED, "Execute model failed, ret : 410004"},
+      {fixed, "dynamic_colour", "8", REFUSED, "Get input index by name failed."},
   };
-  Load(BATCH_GRAPH);
-  for (const auto& [type, param, status, message] : cases) {
+  config_.loop = 2;
+  for (const auto& [model, type, param, status, outcome] : cases) {
     SCOPED_TRACE(::testing::Message() << type << " " << param);
-    LogCapture log(DLOG_ERROR);
+    ASSERT_EQ(Load(PairGraph(model.first, model.second)), STATUS_SUCCESS);
     config_.dynamicType = type;
     config_.dynamicParam = param;
+    const LogCapture log(DLOG_ERROR);
+    OrmoHost::RecordCalls();
     EXPECT_EQ(Process(), status);
-    EXPECT_EQ(message.empty(), log.Lines().empty());
-    EXPECT_TRUE(message.empty() || log.Contains(DLOG_ERROR, message));
+    if (status == STATUS_SUCCESS) {
+      const std::string id = "# " + std::to_string(info_.modelId);
+      const std::string once = "GetInputIndexByName tarn_mbatch_shape_data, " +
+                               std::regex_replace(outcome, std::regex("#"), id) + ", Execute " +
+                               id + ", ";
+      EXPECT_THAT(Calls(), HasSubstr(", " + once + once + "DestroyDesc"));
+    } else {
+      EXPECT_THAT(Messages(log, DLOG_ERROR),
+                  EndsWith(outcome + "|Execute model failed, index = 0|"));
+    }
+    Unload();
   }
 }
 
-TEST_F(RunManagerTest, AModelWithoutSettingsRefusesEvenAnUnknownOne) {
-  Load(FIXED_GRAPH);
-  config_.dynamicType = "dynamic_colour";
-  EXPECT_EQ(Process(), STATUS_DYNAMIC_PARAM_FAILED);
+TEST_F(RunManagerTest, AManagerWorksFromItsInitialisationOnTheChipItFoundToItsEnd) {
+  const std::string end = "SetCurrentContext device 0, DestroyContext, ResetDevice 0, ";
+  const std::string start = "SetDevice 0, CreateContext 0, GetSocName, ";
+  const LogCapture log(DLOG_WARN);
+  OrmoHost::RecordCalls();
+  BecomeChip("TarnStream1");
+  BecomeChip("TarnRiver1");
+  EXPECT_EQ(manager_.Init(0), STATUS_SUCCESS);
+  EXPECT_EQ(manager_.GetSocVersion(), "TarnRiver1");
+  OrmoHost::Fail("zelrtSetOpExecuteTimeOut", 1, 5);
+  manager_.Finalize();
+  OrmoHost::SetSocName("TarnLake1");
+  EXPECT_EQ(manager_.Init(0), STATUS_FAILED);
+  EXPECT_EQ(Process(), STATUS_FAILED);
+  manager_.Finalize();
+  EXPECT_EQ(Calls(), end + start + "SetOpExecuteTimeOut 500, " + end + start + end + start +
+                         "SetOpExecuteTimeOut, " + end);
+  EXPECT_THAT(log.Messages(), ElementsAre("Run manager has been initialized",
+                                          "Set op execute timeout failed for TarnLake1, ret : 5",
+                                          "Run manager has not been initialized",
+                                          "Run manager has not been initialized"));
 }
 
-TEST_F(RunManagerTest, CallersOutputsCountAgainstTheInputsOnlyOnChipsWithDdr) {
-  Load(FIXED_GRAPH);
-  std::vector<float> input(8);
-  std::vector<float> output(8);
-  config_.inputs = {Buffer(input)};
-  config_.outputs = {Buffer(output)};
-  for (const auto& [chip, extra] :
-       {std::pair("TarnSpring1", FIXED_SIZE), {"TarnLake1", size_t{0}}}) {
-    SCOPED_TRACE(chip);
-    OrmoHost::SetSocName(chip);
-    RunManager manager;
-    ASSERT_EQ(manager.Init(0), STATUS_SUCCESS);
-    LogCapture log;
-    EXPECT_EQ(manager.Process(config_, info_), STATUS_SUCCESS);
-    EXPECT_TRUE(log.Contains(
-        DLOG_DEBUG, "Need extra output dataset size : " + std::to_string(extra) + " byte(s)"));
-    manager.Finalize();
+TEST_F(RunManagerTest, TheTimelineShowsWhatARunDoes) {
+  const TempDirectory directory;
+  FileDescriptor records(open("/dev/null", O_WRONLY | O_CLOEXEC));
+  info_.profFd = records.Address();
+  LoadPair();
+  for (const bool prof : {false, true}) {
+    config_.prof = prof;
+    EXPECT_EQ(Process(), STATUS_SUCCESS);
   }
+  TraceInner::Instance().StartDumpTrace(directory.Path().string());
+  TraceInner::Instance().Close();
+  const std::string path = std::filesystem::directory_iterator(directory.Path())->path();
+  const std::string spans = std::regex_replace(
+      ReadFile(path), std::regex(R"re([^"]*"name":"([^"]*)","ph":"(.)[^}]*)re"), "$2 $1, ");
+  const auto span = [](const std::string& name, const std::string& inner = "") {
+    return "B " + name + ", " + inner + "E " + name + ", ";
+  };
+  const std::string prepare = span("run model prepare data");
+  const std::string execute = span("Execute model id" + std::to_string(info_.modelId));
+  EXPECT_THAT(spans, EndsWith(prepare + span("run model execute", execute) + prepare +
+                              span("prof start") + execute + span("prof stop") + "}]}"));
 }
 
 }  // namespace
