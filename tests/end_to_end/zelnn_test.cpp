@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <stdexcept>
 #include <thread>
 #include <tuple>
 
@@ -124,6 +125,10 @@ TEST_F(ZelnnMeasurementTest, AFailureEndsTheLoopAndResetsTheResult) {
     EXPECT_EQ(log.Find(line).file, file) << line;
     EXPECT_EQ(log.Count(DLOG_ERROR, "Execute zelnn failed"), 1U);
   }
+  OrmoHost::Throw("zelnnFlashAttentionScore", 1);
+  result_ = MakeStaleResult();
+  EXPECT_THROW(Run(AttentionRequest()), std::runtime_error);
+  ExpectReset(result_);
 }
 
 TEST_F(ZelnnMeasurementTest, DevicesThatDoNotExistAreReported) {
