@@ -61,9 +61,6 @@ void ThreadPool::Stop() noexcept {
     cond_.notify_all();
   }
   for (std::thread& thread : threads_) {
-    if (!thread.joinable()) {
-      continue;
-    }
     try {
       thread.join();
     } catch (const std::system_error&) {

@@ -7,9 +7,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <future>
+#include <new>
 #include <string>
 #include <tuple>
+#include <vector>
 
+#include "device/platform_session.h"
 #include "ormo/status.h"
 #include "support/log_capture.h"
 #include "support/matchers.h"
@@ -140,6 +143,23 @@ TEST_F(DeviceManagerTest, WithoutInitialisationNothingIsLocked) {
   EXPECT_EQ(DeviceManager::Lock(0), -1);
   EXPECT_EQ(log.Find("Device manager has not been initialized").file, "device_manager.cpp");
   EXPECT_FALSE(Exists("cache"));
+}
+
+TEST_F(DeviceManagerTest, ARunnerThatDoesNotStartTakesItsOwnWorkersAndThePlatformAlong) {
+  for (const bool startsWorkers : {true, false}) {
+    if (!startsWorkers) {
+      ASSERT_EQ(DeviceManager::Init({0}), STATUS_SUCCESS);
+    }
+    OrmoHost::RecordCalls();
+    InitFlag runner;
+    EXPECT_THROW(StartRunner(
+                     runner, [] { return STATUS_SUCCESS; }, [] { return std::vector<uint32_t>{0}; },
+                     [](const auto& /*devices*/) { throw std::bad_alloc(); }),
+                 std::bad_alloc);
+    EXPECT_FALSE(runner);
+    EXPECT_EQ(DeviceManager::IsInitialized(), !startsWorkers);
+    EXPECT_EQ(OrmoHost::CallCount("zelFinalize"), 1U);
+  }
 }
 
 TEST_F(DeviceManagerTest, TheFirstInitialisationChoosesTheDevices) {

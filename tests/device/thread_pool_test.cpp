@@ -1,10 +1,17 @@
 #include "device/thread_pool.h"
 
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <future>
+#include <system_error>
 #include <thread>
 #include <vector>
 
+#include "device/device_manager.h"
 #include "ormo/status.h"
 #include "support/log_capture.h"
 #include "support/matchers.h"
@@ -13,6 +20,9 @@ namespace Ormo::Testing {
 namespace {
 
 const std::vector<uint32_t> DEVICES = {0, 1};
+
+// How many more threads the system starts.
+std::atomic<int> threadsLeft{1000000};
 
 // Keeps a worker busy until it is released.
 class Gate {
@@ -57,9 +67,23 @@ TEST(ThreadPoolTest, ATaskForAnyWorkerRunsOnAFreeOneAndLearnsWhich) {
   auto blocker = pool.Commit(WaitFor, 0, gate.Future(), std::ref(entered));
   entered.get_future().wait();
 
-  auto any = pool.Commit([](uint32_t id) { return id; }, ANY_THREAD_ID);
+  const auto tell = [](uint32_t id) { return id; };
+  auto own = pool.Commit(tell, 0);
+  auto any = pool.Commit(tell, ANY_THREAD_ID);
   EXPECT_EQ(any.get(), 1U);
+  EXPECT_NE(own.wait_for(std::chrono::seconds(0)), std::future_status::ready);
   gate.Open();
+  EXPECT_EQ(own.get(), 0U);
+}
+
+TEST(ThreadPoolTest, WithoutAThreadForEveryWorkerThereIsNone) {
+  threadsLeft = 1;
+  EXPECT_THROW(ThreadPool(DEVICES, "Test"), std::system_error);
+  LogCapture log(DLOG_ERROR);
+  EXPECT_EQ(DeviceManager::Init(DEVICES), STATUS_FAILED);
+  threadsLeft = 1000000;
+  EXPECT_THAT(log.Messages(), ElementsAre("Create thread pool failed"));
+  EXPECT_FALSE(DeviceManager::IsInitialized());
 }
 
 TEST(ThreadPoolTest, AnUnknownWorkerGetsNothingAndTheCommittersFileSaysSo) {
@@ -130,3 +154,12 @@ TEST(ThreadPoolTest, ADrainedPoolLetsTheRunningTaskEndAndTellsQueuedOnesThatNoWo
 
 }  // namespace
 }  // namespace Ormo::Testing
+
+// Stands before the system's.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the system's are reserved
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                              void* (*routine)(void*), void* argument) {
+  static const auto next =
+      reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+  return Ormo::Testing::threadsLeft-- > 0 ? next(thread, attributes, routine, argument) : EAGAIN;
+}

@@ -82,8 +82,10 @@ TEST_F(OwnTaskTest, ItsStatusAndItsExceptionReachTheCaller) {
         info.runCostTime = 17;
         return 815;
       };
+      result_ = MakeStaleResult();
       EXPECT_EQ(Run(fail, prof), 815);
-      EXPECT_EQ(result_.runCostTime, 0U);
+      ExpectReset(result_);
+      result_ = MakeStaleResult();
       EXPECT_THROW(Run([](auto&, auto&, auto&, auto) -> int { throw std::domain_error(""); }, prof),
                    std::domain_error);
       // Also the very exception that a call would see whose task is dropped.
@@ -94,6 +96,7 @@ TEST_F(OwnTaskTest, ItsStatusAndItsExceptionReachTheCaller) {
                        },
                        prof),
                    std::future_error);
+      ExpectReset(result_);
       EXPECT_EQ(info_.profFd, nullptr);
       EXPECT_EQ(OpenDescriptors(), descriptors);
     }

@@ -22,6 +22,7 @@ struct Runner {
   std::function<int(const RunnerInitConfig&)> init;
   std::function<int()> measure;
   std::function<void()> finalize;
+  std::vector<std::string> refusals;  ///< lines of a second initialisation and finalisation
 };
 
 class RunnersTest : public OnlineTest {
@@ -75,11 +76,22 @@ class RunnersTest : public OnlineTest {
 
   const std::string text_ = AddGraph(4, 1);
   const std::vector<Runner> runners_ = {
-      {"offline_runner.cpp", OrmoOfflineRunnerInit, [this] { return MeasureOffline(); },
-       OrmoOfflineRunnerFinalize},
-      {"online_runner.cpp", OrmoOnlineRunnerInit, [this] { return MeasureOnline(); },
-       OrmoOnlineRunnerFinalize},
-      {"zelnn_runner.cpp", OrmoZelnnRunnerInit, MeasureOperator, OrmoZelnnRunnerFinalize},
+      {"offline_runner.cpp",
+       OrmoOfflineRunnerInit,
+       [this] { return MeasureOffline(); },
+       OrmoOfflineRunnerFinalize,
+       {"Runner is already initialized", "Offline runner has not been initialized"}},
+      {"online_runner.cpp",
+       OrmoOnlineRunnerInit,
+       [this] { return MeasureOnline(); },
+       OrmoOnlineRunnerFinalize,
+       {"Online runner already initailzed",
+        "Online runner has not been initailzed, no need to finalize"}},
+      {"zelnn_runner.cpp",
+       OrmoZelnnRunnerInit,
+       MeasureOperator,
+       OrmoZelnnRunnerFinalize,
+       {"Runner is already initialized", "ZelnnRunner runner has not been initialized"}},
   };
 };
 
@@ -129,6 +141,26 @@ TEST_F(RunnersTest, OneThatIsInitialisedAgainWorksBesideThoseThatWereNot) {
       }
     }
   });
+}
+
+TEST_F(RunnersTest, ASecondInitialisationAndASecondFinalisationOnlySaySo) {
+  for (const Runner& runner : runners_) {
+    SCOPED_TRACE(runner.file);
+    ASSERT_EQ(runner.init({{0}}), STATUS_SUCCESS);
+    OrmoHost::RecordCalls();
+    LogCapture log(DLOG_INFO);
+    EXPECT_EQ(runner.init({{5}}), STATUS_SUCCESS);
+    std::vector<std::string> lines = log.Messages();
+    EXPECT_THAT(OrmoHost::Calls(), IsEmpty());
+    EXPECT_EQ(runner.measure(), STATUS_SUCCESS);
+    runner.finalize();
+    OrmoHost::RecordCalls();
+    log.Clear();
+    runner.finalize();
+    EXPECT_THAT(OrmoHost::Calls(), IsEmpty());
+    lines.push_back(log.Messages().at(0));
+    EXPECT_EQ(lines, runner.refusals);
+  }
 }
 
 TEST_F(RunnersTest, NewWorkersTakeOverTheContextsOfOldOnes) {

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -18,6 +20,7 @@ namespace {
 
 using Testing::ChildProcess;
 using ::testing::Combine;
+using Testing::ReadFile;
 using Testing::SpinGraph;
 using Testing::TempDirectory;
 using ::testing::UnorderedElementsAreArray;
@@ -107,6 +110,19 @@ class EndingTest : public ::testing::TestWithParam<std::tuple<State, std::string
     });
   }
 
+  // How many spans of callers that read were begun and not ended.
+  static int CountOpenSpans(const TempDirectory& timelines) {
+    int open = 0;
+    const auto file = std::filesystem::directory_iterator(timelines.Path());
+    const auto timeline = nlohmann::json::parse(ReadFile(file->path()));
+    for (const auto& event : timeline.at("traceEvents")) {
+      if (event.at("name") == "profiling analysis") {
+        open += event.at("ph") == "B" ? 1 : -1;
+      }
+    }
+    return open;
+  }
+
   TempDirectory directory_;
   const std::string graph_ = directory_ / "graph.json";
   std::unique_ptr<ChildProcess> holder_;
@@ -151,11 +167,15 @@ TEST_P(EndingTest, EveryCallComesBackAndTheProcessEndsAsItWishes) {
       StartHolder();
     }
     const auto expected = ExpectedReports(path, state, way);
-    EXPECT_EQ(Run({path.name, state.name, way}), 7);
+    const TempDirectory timelines;
+    EXPECT_EQ(Run({path.name, state.name, way, timelines.Path()}), 7);
     EXPECT_THAT(reports_, UnorderedElementsAreArray(expected));
     const auto failures =
         std::count_if(expected.begin(), expected.end(),
                       [](const std::string& report) { return report.back() != '0'; });
+    const bool endsInACall = (way == "signal" || way == "worker") && !state.statuses.empty();
+    const bool isRead = isProfiled || std::string(path.name) == "online";
+    EXPECT_EQ(CountOpenSpans(timelines), endsInACall && isRead ? 1 : 0);
     EXPECT_GE(CountLines(path), failures) << ::testing::PrintToString(log_);
   }
 }
