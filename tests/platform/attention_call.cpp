@@ -120,4 +120,42 @@ int32_t AttentionCall<INPUTS>::Run() {
 template struct AttentionCall<7>;
 template struct AttentionCall<12>;
 
+std::vector<int64_t> AttentionProblem::Shape(size_t rows) const {
+  const std::vector<size_t> sizes = IsByHead() ? std::vector{batches, heads, rows, depth}
+                                               : std::vector{batches, rows, heads * depth};
+  return {sizes.begin(), sizes.end()};
+}
+
+AttentionTensors::AttentionTensors(const AttentionProblem& p, const Values& queryValues,
+                                   const Values& keyValues, const Values& valueValues,
+                                   const Values& outGradValues)
+    : query(p.Shape(p.queries), p.type, queryValues),
+      key(p.Shape(p.keys), p.type, keyValues),
+      value(p.Shape(p.keys), p.type, valueValues),
+      softmaxMax({static_cast<int64_t>(p.batches), static_cast<int64_t>(p.heads),
+                  static_cast<int64_t>(p.queries)},
+                 ox::DT_FLOAT),
+      softmaxSum({static_cast<int64_t>(p.batches), static_cast<int64_t>(p.heads),
+                  static_cast<int64_t>(p.queries)},
+                 ox::DT_FLOAT),
+      out(p.Shape(p.queries), p.type),
+      outGrad(p.Shape(p.queries), p.type, outGradValues),
+      queryGrad(p.Shape(p.queries), p.type),
+      keyGrad(p.Shape(p.keys), p.type),
+      valueGrad(p.Shape(p.keys), p.type) {
+  forward.scale = backward.scale = 1 / std::sqrt(static_cast<double>(p.depth));
+  forward.heads = backward.heads = static_cast<int64_t>(p.heads);
+  forward.layout = backward.layout = p.layout;
+  const DeviceTensor* shared[] = {&query, &key, &value};
+  const DeviceTensor* grads[] = {&queryGrad, &keyGrad, &valueGrad};
+  for (size_t i = 0; i < 3; ++i) {
+    forward.inputs[i] = backward.inputs[i] = shared[i]->Get();
+    backward.outputs[i] = grads[i]->Get();
+  }
+  backward.inputs[3] = outGrad.Get();
+  forward.outputs[0] = backward.inputs[8] = softmaxMax.Get();
+  forward.outputs[1] = backward.inputs[9] = softmaxSum.Get();
+  forward.outputs[3] = backward.inputs[11] = out.Get();
+}
+
 }  // namespace Ormo::Testing

@@ -63,6 +63,30 @@ struct AttentionCall {
 using ForwardCall = AttentionCall<7>;
 using BackwardCall = AttentionCall<12>;
 
+/// The sizes of attention, and how its tensors are stored.
+struct AttentionProblem {
+  size_t batches, heads, queries, keys, depth;
+  const char* layout;  ///< BSH or BNSD
+  ox::DataType type;
+
+  bool IsByHead() const { return layout[1] == 'N'; }
+
+  /// Of query or key, which have that many rows a head.
+  std::vector<int64_t> Shape(size_t rows) const;
+};
+
+/// All tensors of a problem but the mask, and both calls on them.
+struct AttentionTensors {
+  explicit AttentionTensors(const AttentionProblem& p, const Values& queryValues = {},
+                            const Values& keyValues = {}, const Values& valueValues = {},
+                            const Values& outGradValues = {});
+
+  DeviceTensor query, key, value, softmaxMax, softmaxSum, out;
+  DeviceTensor outGrad, queryGrad, keyGrad, valueGrad;
+  ForwardCall forward;
+  BackwardCall backward;
+};
+
 }  // namespace Ormo::Testing
 
 #endif  // ORMO_TESTS_PLATFORM_ATTENTION_CALL_H

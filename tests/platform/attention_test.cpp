@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <string>
 
 #include "platform/attention_call.h"
 #include "platform/platform_test.h"
@@ -16,22 +15,12 @@ constexpr size_t LARGE_DEPTH = 64;
 
 enum class Mask { NONE, FOR_ALL, BY_BATCH, BY_HEAD };
 
-struct Problem {
-  size_t batches, heads, queries, keys, depth;
-  std::string layout;
-  ox::DataType type;
+struct Problem : AttentionProblem {
   Mask mask;
 
-  std::vector<int64_t> Shape(size_t sequence) const {
-    auto dim = [](size_t size) { return static_cast<int64_t>(size); };
-    return layout == "BSH" ? std::vector{dim(batches), dim(sequence), dim(heads * depth)}
-                           : std::vector{dim(batches), dim(heads), dim(sequence), dim(depth)};
-  }
-
   size_t Index(size_t head, size_t sequence, size_t row, size_t column) const {
-    return layout == "BSH"
-               ? ((head / heads * sequence + row) * heads + head % heads) * depth + column
-               : (head * sequence + row) * depth + column;
+    return IsByHead() ? (head * sequence + row) * depth + column
+                      : ((head / heads * sequence + row) * heads + head % heads) * depth + column;
   }
 
   std::vector<int64_t> MaskShape() const {
@@ -156,37 +145,6 @@ void ExpectNear(const Values& values, Values expected, ox::DataType type) {
   EXPECT_LT(Norm(expected) / size, type == ox::DT_FLOAT ? 1e-5 : 5e-3);
 }
 
-/// The tensors of a problem on the device, and its forward call.
-struct OnDevice {
-  OnDevice(const Problem& p, const Operands& operands)
-      : query(p.Shape(p.queries), p.type, operands.query),
-        key(p.Shape(p.keys), p.type, operands.key),
-        value(p.Shape(p.keys), p.type, operands.value),
-        mask(p.MaskShape(), ox::DT_BOOL, operands.mask),
-        softmaxMax(SoftmaxShape(p), ox::DT_FLOAT),
-        softmaxSum(SoftmaxShape(p), ox::DT_FLOAT),
-        out(p.Shape(p.queries), p.type) {
-    forward.inputs[0] = query.Get();
-    forward.inputs[1] = key.Get();
-    forward.inputs[2] = value.Get();
-    forward.inputs[6] = p.mask == Mask::NONE ? nullptr : mask.Get();
-    forward.scale = Scale(p);
-    forward.heads = static_cast<int64_t>(p.heads);
-    forward.layout = p.layout.c_str();
-    forward.outputs[0] = softmaxMax.Get();
-    forward.outputs[1] = softmaxSum.Get();
-    forward.outputs[3] = out.Get();
-  }
-
-  static std::vector<int64_t> SoftmaxShape(const Problem& p) {
-    return {static_cast<int64_t>(p.batches), static_cast<int64_t>(p.heads),
-            static_cast<int64_t>(p.queries)};
-  }
-
-  DeviceTensor query, key, value, mask, softmaxMax, softmaxSum, out;
-  ForwardCall forward;
-};
-
 using AttentionValueTest = PlatformTest;
 
 class AttentionTest : public PlatformTest, public ::testing::WithParamInterface<Problem> {};
@@ -194,58 +152,48 @@ class AttentionTest : public PlatformTest, public ::testing::WithParamInterface<
 TEST_P(AttentionTest, AgreesWithAPlainComputationAndItsGradientsWithCentralDifferences) {
   const Problem& p = GetParam();
   Operands operands = MakeOperands(p);
-  OnDevice device(p, operands);
+  const Values outGrad = Numbers(operands.query.size(), 4);
+  AttentionTensors device(p, operands.query, operands.key, operands.value, outGrad);
+  DeviceTensor mask(p.MaskShape(), ox::DT_BOOL, operands.mask);
+  if (p.mask != Mask::NONE) {
+    device.forward.inputs[6] = device.backward.inputs[7] = mask.Get();
+  }
   ASSERT_EQ(device.forward.Run(), 0) << Reason();
   ExpectNear(device.out.Read(), Reference(p, operands), p.type);
   if (p.depth == LARGE_DEPTH) {
     return;
   }
-  const Values outGrad = Numbers(operands.query.size(), 4);
-  DeviceTensor outGradTensor(p.Shape(p.queries), p.type, outGrad);
-  DeviceTensor queryGrad(p.Shape(p.queries), p.type);
-  DeviceTensor keyGrad(p.Shape(p.keys), p.type);
-  DeviceTensor valueGrad(p.Shape(p.keys), p.type);
-  BackwardCall call;
-  std::copy_n(device.forward.inputs, 3, call.inputs);
-  call.inputs[3] = outGradTensor.Get();
-  call.inputs[7] = device.forward.inputs[6];
-  call.inputs[8] = device.softmaxMax.Get();
-  call.inputs[9] = device.softmaxSum.Get();
-  call.inputs[11] = device.out.Get();
-  call.scale = device.forward.scale;
-  call.heads = device.forward.heads;
-  call.layout = device.forward.layout;
-  call.outputs[0] = queryGrad.Get();
-  call.outputs[1] = keyGrad.Get();
-  call.outputs[2] = valueGrad.Get();
-  ASSERT_EQ(call.Run(), 0) << Reason();
-
-  ExpectNear(queryGrad.Read(), Differences(p, operands, operands.query, outGrad), p.type);
-  ExpectNear(keyGrad.Read(), Differences(p, operands, operands.key, outGrad), p.type);
-  ExpectNear(valueGrad.Read(), Differences(p, operands, operands.value, outGrad), p.type);
+  ASSERT_EQ(device.backward.Run(), 0) << Reason();
+  ExpectNear(device.queryGrad.Read(), Differences(p, operands, operands.query, outGrad), p.type);
+  ExpectNear(device.keyGrad.Read(), Differences(p, operands, operands.key, outGrad), p.type);
+  ExpectNear(device.valueGrad.Read(), Differences(p, operands, operands.value, outGrad), p.type);
 }
 
 // Queries are computed in blocks of 64.
 INSTANTIATE_TEST_SUITE_P(
     Problems, AttentionTest,
-    ::testing::Values(Problem{1, 1, 2, 3, 1, "BSH", ox::DT_FLOAT, Mask::NONE},
-                      Problem{2, 3, 5, 7, 4, "BSH", ox::DT_FLOAT, Mask::BY_HEAD},
-                      Problem{2, 3, 7, 5, 4, "BNSD", ox::DT_FLOAT, Mask::BY_BATCH},
-                      Problem{2, 1, 66, 9, 3, "BSH", ox::DT_FLOAT, Mask::FOR_ALL},
-                      Problem{1, 2, 64, 3, 4, "BNSD", ox::DT_FLOAT16, Mask::NONE},
-                      Problem{2, 2, 5, 7, 8, "BSH", ox::DT_FLOAT16, Mask::BY_BATCH},
-                      Problem{1, 2, 150, 300, LARGE_DEPTH, "BSH", ox::DT_FLOAT, Mask::NONE},
-                      Problem{2, 1, 129, 200, LARGE_DEPTH, "BNSD", ox::DT_FLOAT16, Mask::FOR_ALL}));
+    ::testing::Values(Problem{{1, 1, 2, 3, 1, "BSH", ox::DT_FLOAT}, Mask::NONE},
+                      Problem{{2, 3, 5, 7, 4, "BSH", ox::DT_FLOAT}, Mask::BY_HEAD},
+                      Problem{{2, 3, 7, 5, 4, "BNSD", ox::DT_FLOAT}, Mask::BY_BATCH},
+                      Problem{{2, 1, 66, 9, 3, "BSH", ox::DT_FLOAT}, Mask::FOR_ALL},
+                      Problem{{1, 2, 64, 3, 4, "BNSD", ox::DT_FLOAT16}, Mask::NONE},
+                      Problem{{2, 2, 5, 7, 8, "BSH", ox::DT_FLOAT16}, Mask::BY_BATCH},
+                      Problem{{1, 2, 150, 300, LARGE_DEPTH, "BSH", ox::DT_FLOAT}, Mask::NONE},
+                      Problem{{2, 1, 129, 200, LARGE_DEPTH, "BNSD", ox::DT_FLOAT16},
+                              Mask::FOR_ALL}));
 
+// The largest score is left out, and the last query gets no key.
 TEST_F(AttentionValueTest, LargeScoresStayExact) {
-  const Problem p = {1, 1, 1, 2, 1, "BSH", ox::DT_FLOAT, Mask::NONE};
-  OnDevice device(p, {{1000}, {1000, 999}, {3, 5}, {}});
+  const AttentionProblem p = {1, 1, 2, 3, 1, "BSH", ox::DT_FLOAT};
+  AttentionTensors device(p, {1000, 1000}, {1000, 999, 200000}, {3, 5, 7});
+  const DeviceTensor mask({2, 3}, ox::DT_BOOL, {0, 0, 1, 1, 1, 1});
+  device.forward.inputs[6] = mask.Get();
   device.forward.scale = 1.0 / 1024;
   ASSERT_EQ(device.forward.Run(), 0) << Reason();
   const double other = std::exp(-1000.0 / 1024);
-  EXPECT_FLOAT_EQ(static_cast<float>(device.softmaxMax.Read()[0]), 1e6F / 1024);
-  EXPECT_NEAR(device.softmaxSum.Read()[0], 1 + other, 1e-4);
-  EXPECT_NEAR(device.out.Read()[0], (3 + 5 * other) / (1 + other), 1e-4);
+  ExpectNear(device.softmaxMax.Read(), {1e6 / 1024, 0}, p.type);
+  ExpectNear(device.softmaxSum.Read(), {1 + other, 0}, p.type);
+  ExpectNear(device.out.Read(), {(3 + 5 * other) / (1 + other), 0}, p.type);
 }
 
 }  // namespace

@@ -41,28 +41,14 @@ class OperatorApiTest : public PlatformTest {
  protected:
   void SetUp() override {
     PlatformTest::SetUp();
-    for (const std::vector<int64_t>& shape : std::vector<std::vector<int64_t>>{
-             {2, 3, 16}, {2, 4, 16}, {2, 4, 16}, {2, 2, 3}, {2, 2, 3}, {2, 3, 16}}) {
-      tensors_.push_back(std::make_unique<DeviceTensor>(shape, ox::DT_FLOAT));
-    }
-    forward_.heads = 2;
-    for (size_t i = 0; i < 3; ++i) {
-      forward_.inputs[i] = tensors_[i]->Get();
-      backward_.inputs[i] = tensors_[i]->Get();
-      backward_.outputs[i] = tensors_[i]->Get();
-    }
-    forward_.outputs[0] = tensors_[3]->Get();
-    forward_.outputs[1] = tensors_[4]->Get();
-    forward_.outputs[3] = tensors_[5]->Get();
-    backward_.heads = 2;
-    backward_.inputs[3] = tensors_[5]->Get();
-    backward_.inputs[8] = tensors_[3]->Get();
-    backward_.inputs[9] = tensors_[4]->Get();
-    backward_.inputs[11] = tensors_[5]->Get();
+    tensors_ =
+        std::make_unique<AttentionTensors>(AttentionProblem{2, 2, 3, 4, 8, "BSH", ox::DT_FLOAT});
+    forward_ = tensors_->forward;
+    backward_ = tensors_->backward;
   }
 
   void TearDown() override {
-    tensors_.clear();
+    tensors_.reset();
     for (const zelTensor* tensor : odd_) {
       EXPECT_EQ(zelDestroyTensor(tensor), 0);
     }
@@ -77,9 +63,9 @@ class OperatorApiTest : public PlatformTest {
     return odd_.back();
   }
 
-  std::byte* Memory() const { return static_cast<std::byte*>(tensors_[0]->Data()); }
+  std::byte* Memory() const { return static_cast<std::byte*>(tensors_->query.Data()); }
 
-  std::vector<std::unique_ptr<DeviceTensor>> tensors_;
+  std::unique_ptr<AttentionTensors> tensors_;
   std::vector<const zelTensor*> odd_;
   ForwardCall forward_;
   BackwardCall backward_;
@@ -231,7 +217,7 @@ TEST_F(OperatorApiTest, TensorsAndArraysAreCheckedAndCounted) {
   zelTensor* tensor = create(dims, 25, ZEL_SHAPE_NOT_GIVEN);
   zelFloatArray* floats = zelCreateFloatArray(nullptr, 0);
   const int zeros = open("/dev/zero", O_RDONLY | O_CLOEXEC);
-  EXPECT_EQ(OrmoHost::Alive().tensors, tensors_.size() + 1);
+  EXPECT_EQ(OrmoHost::Alive().tensors, 11U);
   EXPECT_EQ(OrmoHost::Alive().arrays, 1U);
   // An array of another kind is not taken, nor destroyed.
   forward_.list = reinterpret_cast<const zelIntArray*>(floats);
@@ -301,7 +287,7 @@ TEST_F(OperatorApiTest, AnExecutionChecksWhatMayHaveChanged) {
   EXPECT_EQ(forward_.Execute(workspace), 0) << Reason();
   forward_.inputs[6] = nullptr;
   ASSERT_EQ(forward_.Query(), 0);
-  EXPECT_EQ(zelrtFree(tensors_[1]->Data()), 0);
+  EXPECT_EQ(zelrtFree(tensors_->key.Data()), 0);
   EXPECT_NE(forward_.Execute(workspace), 0);
   EXPECT_THAT(Reason(), HasSubstr("key (position 1): expected 512 bytes of memory"));
   EXPECT_EQ(zelrtFree(workspace), 0);
