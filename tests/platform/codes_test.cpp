@@ -13,6 +13,8 @@
 namespace Ormo::Testing {
 namespace {
 
+using Codes = std::vector<int32_t>;
+
 class CodesTest : public PlatformTest {
  protected:
   void SetUp() override {
@@ -62,47 +64,51 @@ TEST_F(CodesTest, OfDevicesContextsAndMemory) {
   const auto toHost = ZEL_MEMCPY_DEVICE_TO_HOST;
   const auto first = ZEL_MEM_MALLOC_HUGE_FIRST;
   EXPECT_EQ(zelInit(""), ZEL_ERROR_REPEAT_INITIALIZE);
-  EXPECT_EQ(zelrtGetDeviceCount(nullptr), 400001);
+  EXPECT_THAT((Codes{zelrtGetDeviceCount(nullptr), zelrtCreateContext(nullptr, 0),
+                     zelrtMalloc(nullptr, 1, first), zelrtMemcpy(nullptr, 1, memory_, 1, toHost),
+                     zelrtMemcpy(memory_, 1, nullptr, 1, toDevice),
+                     zelrtMemcpy(memory_, 1, host_, 1, static_cast<zelrtMemcpyKind>(7)),
+                     zelrtMemcpy(memory_, 8, Device() + 8, 8, toDevice),
+                     zelrtMemcpy(Device() + 8, 8, Device() - 4, 8, toDevice),
+                     zelrtGetMemInfo(ZEL_HBM_MEM, nullptr, &size_),
+                     zelrtGetMemInfo(ZEL_HBM_MEM, &size_, nullptr)}),
+              Each(400001));
   EXPECT_EQ(zelrtSetDevice(2), 400003);
   EXPECT_EQ(zelrtResetDevice(1), 400004);
-  EXPECT_EQ(zelrtCreateContext(nullptr, 0), 400001);
   EXPECT_EQ(zelrtCreateContext(&other_, 1), 400004);
-  EXPECT_EQ(zelrtSetCurrentContext(stale), 400006);
-  EXPECT_EQ(zelrtDestroyContext(stale), 400006);
-  EXPECT_EQ(zelrtMalloc(nullptr, 1, first), 400001);
-  EXPECT_EQ(zelrtFree(Device() + 1), 400007);
+  EXPECT_THAT((Codes{zelrtSetCurrentContext(stale), zelrtDestroyContext(stale),
+                     zelrtSynchronizeStream(memory_)}),
+              Each(400006));
+  EXPECT_THAT(
+      (Codes{zelrtFree(Device() + 1), zelrtMemset(Device() + 1, 16, 0, 16),
+             zelrtMemset(Device() - 1, 16, 0, 1), zelrtMemcpy(host_, 16, Device() + 8, 9, toHost),
+             zelrtMemcpy(host_, 8, host_ + 8, 8, toHost)}),
+      Each(400007));
   EXPECT_EQ(zelrtMemset(memory_, 15, 0, 16), 400008);
-  EXPECT_EQ(zelrtMemset(Device() + 1, 16, 0, 16), 400007);
-  EXPECT_EQ(zelrtMemset(Device() - 1, 16, 0, 1), 400007);
   EXPECT_EQ(zelrtMemcpy(host_, 8, memory_, 9, toHost), 400008);
-  EXPECT_EQ(zelrtMemcpy(host_, 16, Device() + 8, 9, toHost), 400007);
-  EXPECT_EQ(zelrtMemcpy(nullptr, 1, memory_, 1, toHost), 400001);
-  EXPECT_EQ(zelrtMemcpy(memory_, 1, nullptr, 1, toDevice), 400001);
-  EXPECT_EQ(zelrtMemcpy(memory_, 1, host_, 1, static_cast<zelrtMemcpyKind>(7)), 400001);
-  EXPECT_EQ(zelrtMemcpy(host_, 8, host_ + 8, 8, toHost), 400007);
-  // The host's side is no device memory, not even where it ends.
-  EXPECT_EQ(zelrtMemcpy(memory_, 8, Device() + 8, 8, toDevice), 400001);
-  EXPECT_EQ(zelrtMemcpy(Device() + 8, 8, Device() - 4, 8, toDevice), 400001);
-  EXPECT_EQ(zelrtGetMemInfo(ZEL_HBM_MEM, nullptr, &size_), 400001);
-  EXPECT_EQ(zelrtGetMemInfo(ZEL_HBM_MEM, &size_, nullptr), 400001);
   EXPECT_EQ(zelrtGetMemInfo(ZEL_DDR_MEM, &size_, &size_), 400009);
-  EXPECT_EQ(zelrtSynchronizeStream(memory_), 400006);
   OnDevice1([&] {
-    EXPECT_EQ(zelrtMemset(memory_, 16, 0, 16), 410003);
-    EXPECT_EQ(zelrtMemcpy(host_, 16, memory_, 16, toHost), 410003);
-    EXPECT_EQ(zelrtMemcpy(memory_, 16, host_, 16, toDevice), 410003);
+    EXPECT_THAT((Codes{zelrtMemset(memory_, 16, 0, 16), zelrtMemcpy(host_, 16, memory_, 16, toHost),
+                       zelrtMemcpy(memory_, 16, host_, 16, toDevice)}),
+                Each(410003));
   });
   std::thread([&] {
-    EXPECT_EQ(zelrtSetOpExecuteTimeOut(1), 400005);
-    EXPECT_EQ(zelrtMalloc(&other_, 1, first), 400005);
-    EXPECT_EQ(zelrtMemset(memory_, 1, 0, 1), 400005);
-    EXPECT_EQ(zelrtMemcpy(host_, 1, memory_, 1, toHost), 400005);
-    EXPECT_EQ(zelrtSynchronizeStream(nullptr), 400005);
-    EXPECT_EQ(zelmdlQuerySizeFromMem(graph_.data(), graph_.size(), &size_, &size_), 400005);
-    EXPECT_EQ(zelmdlLoadFromMem(graph_.data(), graph_.size(), &number_), 400005);
-    EXPECT_EQ(zelmdlExecute(id_, data_, data_), 400005);
+    EXPECT_THAT((Codes{zelrtSetOpExecuteTimeOut(1), zelrtMalloc(&other_, 1, first),
+                       zelrtMemset(memory_, 1, 0, 1), zelrtMemcpy(host_, 1, memory_, 1, toHost),
+                       zelrtSynchronizeStream(nullptr),
+                       zelmdlQuerySizeFromMem(graph_.data(), graph_.size(), &size_, &size_),
+                       zelmdlLoadFromMem(graph_.data(), graph_.size(), &number_),
+                       zelmdlExecute(id_, data_, data_)}),
+                Each(400005));
     EXPECT_EQ(zelrtGetMemInfo(ZEL_HBM_MEM, &size_, &size_), 400004);
+    EXPECT_EQ(zelrtCreateContext(&other_, 0), 0);
+    EXPECT_EQ(zelrtSetOpExecuteTimeOut(1), 0);
   }).join();
+  EXPECT_EQ(zelrtSetCurrentContext(other_), 0);
+  EXPECT_EQ(zelrtSetOpExecuteTimeOut(1), 0);
+  EXPECT_EQ(zelrtDestroyContext(other_), 0);
+  EXPECT_EQ(zelrtSetOpExecuteTimeOut(1), 400005);
+  EXPECT_EQ(zelrtSetCurrentContext(context_), 0);
 }
 
 TEST_F(CodesTest, OfModelsAndTheirData) {
@@ -112,42 +118,36 @@ TEST_F(CodesTest, OfModelsAndTheirData) {
   dims.dimCount = ZEL_MAX_DIM_CNT + 1;
   const int64_t one = 1;
   zelTensorDesc* shape = zelCreateTensorDesc(0, 1, &one, 0);
-  EXPECT_EQ(zelmdlQuerySizeFromMem(nullptr, 1, &size_, &size_), 400001);
-  EXPECT_EQ(zelmdlQuerySizeFromMem(text, length, nullptr, &size_), 400001);
-  EXPECT_EQ(zelmdlQuerySizeFromMem(text, length, &size_, nullptr), 400001);
-  EXPECT_EQ(zelmdlLoadFromFile(nullptr, &number_), 400001);
-  EXPECT_EQ(zelmdlLoadFromFile("missing", nullptr), 400001);
+  EXPECT_THAT(
+      (Codes{zelmdlQuerySizeFromMem(nullptr, 1, &size_, &size_),
+             zelmdlQuerySizeFromMem(text, length, nullptr, &size_),
+             zelmdlQuerySizeFromMem(text, length, &size_, nullptr),
+             zelmdlLoadFromFile(nullptr, &number_), zelmdlLoadFromFile("missing", nullptr),
+             zelmdlLoadFromMem(nullptr, 1, &number_), zelmdlLoadFromMem(text, length, nullptr),
+             zelmdlLoadFromMemWithMem(text, length, nullptr, memory_, 8, memory_, 8),
+             zelmdlGetInputIndexByName(desc_, nullptr, &size_),
+             zelmdlGetInputIndexByName(desc_, "x", nullptr),
+             zelmdlSetInputDynamicDims(id_, data_, 0, nullptr),
+             zelmdlSetInputDynamicDims(id_, data_, 0, &dims)}),
+      Each(400001));
   EXPECT_EQ(zelmdlLoadFromFile("missing", &number_), 410001);
-  EXPECT_EQ(zelmdlLoadFromMem(nullptr, 1, &number_), 400001);
-  EXPECT_EQ(zelmdlLoadFromMem(text, length, nullptr), 400001);
   EXPECT_EQ(zelmdlLoadFromMem(text, length - 1, &number_), 410001);
-  EXPECT_EQ(zelmdlLoadFromMemWithMem(text, length, nullptr, memory_, 8, memory_, 8), 400001);
-  EXPECT_EQ(zelmdlUnload(0), 410002);
-  EXPECT_EQ(zelmdlGetDesc(desc_, 0), 410002);
-  EXPECT_EQ(zelmdlGetDesc(nullptr, id_), 400006);
-  EXPECT_EQ(zelmdlDestroyDesc(nullptr), 400006);
-  EXPECT_EQ(zelmdlGetInputIndexByName(desc_, "z", &size_), 410005);
-  EXPECT_EQ(zelmdlGetInputIndexByName(desc_, nullptr, &size_), 400001);
-  EXPECT_EQ(zelmdlGetInputIndexByName(desc_, "x", nullptr), 400001);
-  EXPECT_EQ(zelmdlDestroyDataset(nullptr), 400006);
-  EXPECT_EQ(zelmdlAddDatasetBuffer(data_, nullptr), 400006);
-  EXPECT_EQ(zelmdlAddDatasetBuffer(nullptr, buffer_), 400006);
-  EXPECT_EQ(zelmdlSetDatasetTensorDesc(data_, shape, 1), 410005);
-  EXPECT_EQ(zelmdlSetDatasetTensorDesc(data_, nullptr, 0), 400006);
-  EXPECT_EQ(zelDestroyDataBuffer(nullptr), 400006);
-  EXPECT_EQ(zelmdlSetDynamicBatchSize(id_, data_, 0, 1), 410005);
-  EXPECT_EQ(zelmdlSetDynamicBatchSize(0, data_, 0, 1), 410002);
-  EXPECT_EQ(zelmdlSetInputDynamicDims(id_, data_, 0, nullptr), 400001);
-  EXPECT_EQ(zelmdlSetInputDynamicDims(id_, data_, 0, &dims), 400001);
-  EXPECT_EQ(zelmdlExecute(0, data_, data_), 410002);
-  EXPECT_EQ(zelmdlExecute(id_, nullptr, data_), 400006);
-  EXPECT_EQ(zelmdlExecute(id_, data_, nullptr), 400006);
-  EXPECT_EQ(zelDestroyTensor(nullptr), 400006);
-  EXPECT_EQ(zelDestroyIntArray(nullptr), 400006);
-  EXPECT_EQ(zelDestroyFloatArray(nullptr), 400006);
-  EXPECT_EQ(zelDestroyBoolArray(nullptr), 400006);
-  EXPECT_EQ(ForwardCall().Execute(memory_), 400006);
-  EXPECT_EQ(BackwardCall().Execute(memory_), 400006);
+  EXPECT_THAT((Codes{zelmdlUnload(0), zelmdlGetDesc(desc_, 0),
+                     zelmdlSetDynamicBatchSize(0, data_, 0, 1), zelmdlExecute(0, data_, data_)}),
+              Each(410002));
+  EXPECT_THAT(
+      (Codes{zelmdlGetDesc(nullptr, id_), zelmdlDestroyDesc(nullptr), zelmdlDestroyDataset(nullptr),
+             zelmdlAddDatasetBuffer(data_, nullptr), zelmdlAddDatasetBuffer(nullptr, buffer_),
+             zelmdlSetDatasetTensorDesc(data_, nullptr, 0), zelDestroyDataBuffer(nullptr),
+             zelmdlExecute(id_, nullptr, data_), zelmdlExecute(id_, data_, nullptr),
+             zelDestroyTensor(nullptr), zelDestroyIntArray(nullptr), zelDestroyFloatArray(nullptr),
+             zelDestroyBoolArray(nullptr), ForwardCall().Execute(memory_),
+             BackwardCall().Execute(memory_)}),
+      Each(400006));
+  EXPECT_THAT((Codes{zelmdlGetInputIndexByName(desc_, "z", &size_),
+                     zelmdlSetDatasetTensorDesc(data_, shape, 1),
+                     zelmdlSetDynamicBatchSize(id_, data_, 0, 1)}),
+              Each(410005));
   zelDestroyTensorDesc(shape);
   OnDevice1([&] { EXPECT_EQ(zelmdlExecute(id_, data_, data_), 410003); });
   ASSERT_EQ(zelmdlGetInputIndexByName(desc_, "x", &size_), 0);

@@ -108,13 +108,16 @@ TEST_F(ControlTest, EverythingAliveIsToldAndWhatNobodyReleasesIsCounted) {
   };
   use();
   zelrtContext other = nullptr;
-  ASSERT_EQ(zelrtSetDevice(1), 0);
+  ASSERT_EQ(zelrtSetDevice(1) + zelrtSetDevice(1), 0);
   ASSERT_EQ(zelrtCreateContext(&other, 1), 0);
   use();
   EXPECT_EQ(OrmoHost::Alive().ToString(),
-            "deviceSets 2, contexts 2, deviceBlocks 2, deviceBytes 3072, models 2, "
+            "deviceSets 3, contexts 2, deviceBlocks 2, deviceBytes 3072, models 2, "
             "subscribeConfigs 1, subscriptions 4");
   EXPECT_EQ(zelrtResetDevice(1), 0);
+  EXPECT_EQ(zelrtMemset(memory, 4, 0, 4), 0);  // still there
+  std::thread([] { EXPECT_EQ(zelrtResetDevice(1), 0); }).join();
+  EXPECT_EQ(zelrtFree(memory), 400007);
   EXPECT_EQ(zelrtSetCurrentContext(context_), 0);
   EXPECT_EQ(OrmoHost::Alive().ToString(),
             "deviceSets 1, contexts 1, deviceBlocks 1, deviceBytes 1536, models 1, "
@@ -144,12 +147,18 @@ TEST_F(ControlTest, EverythingAliveIsToldAndWhatNobodyReleasesIsCounted) {
   EXPECT_EQ(zelFinalize(), 0);
   EXPECT_EQ(OrmoHost::Alive().ToString(), "deviceBytes 1024, sessions 1, graphs 1, abandoned 19");
   EXPECT_FALSE(OrmoHost::Alive().Empty());
+  uint32_t count = 0;
+  EXPECT_EQ(zelrtGetDeviceCount(&count), 400002);
+  EXPECT_EQ(zelrtSetDevice(0), 400002);
+  EXPECT_EQ(zelFinalize(), 400002);
   OrmoHost::Reset();
   EXPECT_EQ(OrmoHost::Alive().ToString(), "sessions 1");
   session.reset();
   EXPECT_TRUE(OrmoHost::Alive().Empty());
   models_.clear();
   SetUp();
+  EXPECT_EQ(zelrtGetDeviceCount(&count), 0);
+  EXPECT_EQ(count, 2U);
 }
 
 }  // namespace

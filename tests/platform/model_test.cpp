@@ -232,24 +232,5 @@ TEST_F(ModelTest, AnExecutionThatIsRepeatedNoticesWhatHasChanged) {
   }
 }
 
-TEST_F(ModelTest, RunsOnlyOnItsDevice) {
-  uint32_t id = Load(AddRelu({1, 2}));
-  FloatDataset data({{1, 2}});
-  OnDevice1([&] {
-    EXPECT_NE(zelmdlExecute(id, data.Get(), data.Get()), 0);
-    const FloatDataset far({{1, 2}});
-    EXPECT_EQ(zelrtSetCurrentContext(context_), 0);
-    EXPECT_NE(zelmdlExecute(id, far.Get(), data.Get()), 0);
-    EXPECT_EQ(Reason(),
-              "EH0002: model in memory: expected 8 bytes of memory of device 0 for input 0");
-    EXPECT_NE(zelmdlExecute(id, data.Get(), far.Get()), 0);
-    EXPECT_THAT(Reason(), HasSubstr("for output 0"));
-  });
-  EXPECT_EQ(zelmdlExecute(id, data.Get(), data.Get()), 0);
-  EXPECT_EQ(zelrtDestroyContext(context_), 0);
-  EXPECT_NE(zelmdlExecute(id, data.Get(), data.Get()), 0);
-  EXPECT_EQ(zelrtCreateContext(&context_, 0), 0);
-}
-
 }  // namespace
 }  // namespace Ormo::Testing

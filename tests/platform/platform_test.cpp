@@ -8,26 +8,6 @@
 
 namespace Ormo::Testing {
 
-std::string Node(const std::string& name, const std::string& type, const std::string& inputs,
-                 const std::vector<int64_t>& shape, const std::string& attrs) {
-  std::string dims;
-  for (int64_t dim : shape) {
-    dims += (dims.empty() ? "" : ", ") + std::to_string(dim);
-  }
-  return R"({"name": ")" + name + R"(", "type": ")" + type + R"(", "inputs": [)" + inputs +
-         R"(], "outputs": [{"shape": [)" + dims + R"(], "dtype": "float32"}], "attrs": {)" + attrs +
-         "}}";
-}
-
-std::string Graph(const std::vector<std::string>& nodes, const std::string& rest) {
-  std::string list;
-  for (const std::string& node : nodes) {
-    list += (list.empty() ? "" : ", ") + node;
-  }
-  return R"({"format": "ox-graph", "version": 1, "name": "test", "nodes": [)" + list + "]" +
-         (rest.empty() ? "" : ", " + rest) + "}";
-}
-
 ox::Graph LoadGraph(const std::string& text) {
   const TempDirectory directory;
   WriteFile(directory / "graph", text);

@@ -13,18 +13,13 @@
 
 #include "ormo_host/control.h"
 #include "ox/graph.h"
+#include "support/graph_text.h"
 #include "zel/zel.h"
 #include "zel/zel_mdl.h"
 
 namespace Ormo::Testing {
 
-/// A node of a graph file. `inputs` and `attrs` as they stand in the file, without their brackets.
-std::string Node(const std::string& name, const std::string& type, const std::string& inputs,
-                 const std::vector<int64_t>& shape, const std::string& attrs = "");
-/// A graph file of these nodes; `rest` follows them, for instance `"dynamic": {"batch": [1]}`.
-std::string Graph(const std::vector<std::string>& nodes, const std::string& rest = "");
-
-/// The same graph for a session.
+/// A graph file's content for a session.
 ox::Graph LoadGraph(const std::string& text);
 
 /// Buffers of float32 in device memory, released with this object.

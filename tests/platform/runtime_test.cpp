@@ -10,49 +10,6 @@ namespace {
 
 using RuntimeTest = PlatformTest;
 
-TEST_F(RuntimeTest, NothingIsLeftWhenItIsFinalised) {
-  EXPECT_EQ(zelFinalize(), 0);
-  uint32_t count = 0;
-  EXPECT_EQ(zelrtGetDeviceCount(&count), 400002);
-  EXPECT_EQ(zelrtSetDevice(0), 400002);
-  EXPECT_EQ(zelFinalize(), 400002);
-  EXPECT_EQ(zelrtSetCurrentContext(context_), 400006);
-  EXPECT_EQ(OrmoHost::Alive().ToString(), "abandoned 2");
-  SetUp();
-  EXPECT_EQ(zelrtGetDeviceCount(&count), 0);
-  EXPECT_EQ(count, 2U);
-}
-
-TEST_F(RuntimeTest, TheLastResetReleasesTheDevice) {
-  void* memory = nullptr;
-  ASSERT_EQ(zelrtSetDevice(0), 0);
-  ASSERT_EQ(zelrtSetCurrentContext(context_), 0);
-  ASSERT_EQ(zelrtMalloc(&memory, 1, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
-  EXPECT_EQ(zelrtResetDevice(0), 0);
-  EXPECT_EQ(zelrtMemset(memory, 1, 0, 1), 0);
-  std::thread([] { EXPECT_EQ(zelrtResetDevice(0), 0); }).join();
-  EXPECT_NE(zelrtMemset(memory, 1, 0, 1), 0);
-  EXPECT_NE(zelrtFree(memory), 0);
-  EXPECT_NE(zelrtResetDevice(0), 0);
-  EXPECT_EQ(OrmoHost::Alive().abandoned, 2U);
-  OrmoHost::Reset();
-  SetUp();
-}
-
-TEST_F(RuntimeTest, AContextIsCurrentForTheThreadsThatMakeItSo) {
-  zelrtContext other = nullptr;
-  std::thread([&] {
-    void* memory = nullptr;
-    EXPECT_EQ(zelrtCreateContext(&other, 0), 0);
-    EXPECT_EQ(zelrtMalloc(&memory, 1, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
-    EXPECT_EQ(zelrtFree(memory), 0);
-  }).join();
-  EXPECT_EQ(zelrtSetCurrentContext(other), 0);
-  EXPECT_EQ(zelrtSetOpExecuteTimeOut(500), 0);
-  EXPECT_EQ(zelrtDestroyContext(other), 0);
-  EXPECT_EQ(zelrtSetOpExecuteTimeOut(500), 400005);
-}
-
 TEST_F(RuntimeTest, EveryByteIsAccountedAndComesBack) {
   const size_t before = FreeMemory();
   void* memory[3] = {};

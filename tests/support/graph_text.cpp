@@ -1,45 +1,48 @@
 #include "support/graph_text.h"
 
 namespace Ormo::Testing {
-namespace {
-
 std::string Node(const std::string& name, const std::string& type, const std::string& inputs,
-                 size_t elements, const std::string& attrs) {
+                 const std::vector<int64_t>& shape, const std::string& attrs) {
+  std::string dims;
+  for (int64_t dim : shape) {
+    dims += (dims.empty() ? "" : ", ") + std::to_string(dim);
+  }
   return R"({"name": ")" + name + R"(", "type": ")" + type + R"(", "inputs": [)" + inputs +
-         R"(], "outputs": [{"shape": [)" + std::to_string(elements) +
-         R"(], "dtype": "float32"}], "attrs": {)" + attrs + "}}";
+         R"(], "outputs": [{"shape": [)" + dims + R"(], "dtype": "float32"}], "attrs": {)" + attrs +
+         "}}";
 }
 
-std::string Quote(const std::string& text) {
-  return "\"" + text + "\"";
+std::string Graph(const std::vector<std::string>& nodes, const std::string& rest) {
+  std::string list;
+  for (const std::string& node : nodes) {
+    list += (list.empty() ? "" : ", ") + node;
+  }
+  return R"({"format": "ox-graph", "version": 1, "name": "test", "nodes": [)" + list + "]" +
+         (rest.empty() ? "" : ", " + rest) + "}";
 }
-
-std::string Graph(const std::string& nodes) {
-  return R"({"format": "ox-graph", "version": 1, "name": "test", "nodes": [)" + nodes + "]}";
-}
-
-}  // namespace
 
 std::string SpinGraph(const std::vector<uint64_t>& nanoseconds) {
-  std::string nodes = Node("data", "Data", "", 1, "");
-  std::string previous = "data";
+  std::vector<std::string> nodes = {Node("data", "Data", "", {1})};
+  std::string previous = "\"data\"";
   for (size_t index = 0; index < nanoseconds.size(); ++index) {
     const std::string name = "spin" + std::to_string(index);
-    nodes += ", " + Node(name, "Spin", Quote(previous), 1,
-                         "\"ns\": " + std::to_string(nanoseconds[index]));
-    previous = name;
+    nodes.push_back(
+        Node(name, "Spin", previous, {1}, "\"ns\": " + std::to_string(nanoseconds[index])));
+    previous = "\"" + name + "\"";
   }
   return Graph(nodes);
 }
 
 std::string AddGraph(size_t elements, double addend, size_t count) {
-  std::string nodes = Node("data", "Data", "", elements, "") + ", " +
-                      Node("addend", "Const", "", elements, "\"fill\": " + std::to_string(addend));
-  std::string previous = "data";
+  const std::vector<int64_t> shape = {static_cast<int64_t>(elements)};
+  std::vector<std::string> nodes = {
+      Node("data", "Data", "", shape),
+      Node("addend", "Const", "", shape, "\"fill\": " + std::to_string(addend))};
+  std::string previous = "\"data\"";
   for (size_t index = 0; index < count; ++index) {
     const std::string name = "add" + std::to_string(index);
-    nodes += ", " + Node(name, "Add", Quote(previous) + ", \"addend\"", elements, "");
-    previous = name;
+    nodes.push_back(Node(name, "Add", previous + ", \"addend\"", shape));
+    previous = "\"" + name + "\"";
   }
   return Graph(nodes);
 }

@@ -10,6 +10,12 @@
 
 namespace Ormo::Testing {
 
+/// A node of a graph file. `inputs` and `attrs` as they stand in the file, without their brackets.
+std::string Node(const std::string& name, const std::string& type, const std::string& inputs,
+                 const std::vector<int64_t>& shape, const std::string& attrs = "");
+/// A graph file of these nodes; `rest` follows them, for instance `"dynamic": {"batch": [1]}`.
+std::string Graph(const std::vector<std::string>& nodes, const std::string& rest = "");
+
 /// A chain of Spin nodes "spin0", "spin1" and so on behind an input of 4 bytes, with those times.
 std::string SpinGraph(const std::vector<uint64_t>& nanoseconds);
 
