@@ -207,21 +207,17 @@ TEST_F(CodesTest, OfSubscriptionsAndRecords) {
 
 TEST_F(CodesTest, OfFunctionsThatWatchOverSizes) {
   char text[8] = "1234567";
-  EXPECT_EQ(snprintf_s(text, 8, 7, "%d", 1234567), 7);
-  EXPECT_EQ(snprintf_s(text, 8, 7, "%d", 12345678), -1);
-  EXPECT_EQ(snprintf_s(text, 8, 3, "%d", 1234), -1);
-  EXPECT_EQ(snprintf_s(text, 8, 3, "%d", 123), 3);
-  EXPECT_EQ(snprintf_s(nullptr, 8, 7, "%d", 1), -1);
-  EXPECT_EQ(snprintf_s(text, 0, 7, "%d", 1), -1);
-  EXPECT_EQ(memset_s(text, 8, 'x', 8), 0);
-  EXPECT_EQ(memset_s(text, 8, 0, 9), 400008);
-  EXPECT_EQ(memset_s(nullptr, 8, 0, 1), 400008);
-  EXPECT_EQ(memcpy_s(text, 8, "abc", 4), 0);
-  EXPECT_EQ(memcpy_s(text, 8, "123456789", 9), 400008);
-  EXPECT_EQ(memcpy_s(nullptr, 8, "1", 1), 400008);
-  EXPECT_EQ(memcpy_s(text, 8, nullptr, 1), 400008);
+  EXPECT_THAT((Codes{snprintf_s(text, 8, 7, "%d", 1234567), snprintf_s(text, 8, 3, "%d", 123)}),
+              ElementsAre(7, 3));
+  EXPECT_THAT((Codes{memset_s(text, 8, 'x', 8), memcpy_s(text, 8, "abc", 4)}), Each(0));
+  EXPECT_THAT(
+      (Codes{memset_s(text, 8, 0, 9), memset_s(nullptr, 8, 0, 1), memcpy_s(text, 8, "123456789", 9),
+             memcpy_s(nullptr, 8, "1", 1), memcpy_s(text, 8, nullptr, 1)}),
+      Each(400008));
   EXPECT_EQ(std::string(text, 8), std::string("abc\0xxxx", 8));
-  EXPECT_EQ(snprintf_s(text, 8, 3, "%d", 1234), -1);
+  EXPECT_THAT((Codes{snprintf_s(nullptr, 8, 7, "%d", 1), snprintf_s(text, 0, 7, "%d", 1),
+                     snprintf_s(text, 8, 7, "%d", 12345678), snprintf_s(text, 8, 3, "%d", 1234)}),
+              Each(-1));
   EXPECT_EQ(text[0], '\0');
 }
 

@@ -10,51 +10,46 @@ namespace {
 
 using RuntimeTest = PlatformTest;
 
-TEST_F(RuntimeTest, EveryByteIsAccountedAndComesBack) {
-  const size_t before = FreeMemory();
-  void* memory[3] = {};
-  const size_t sizes[3] = {0, 1, 512 + 1};
-  for (size_t i = 0; i < 3; ++i) {
-    ASSERT_EQ(zelrtMalloc(&memory[i], sizes[i], ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+constexpr auto FIRST = ZEL_MEM_MALLOC_HUGE_FIRST;
+constexpr auto ONLY = ZEL_MEM_MALLOC_HUGE_ONLY;
+constexpr auto NO_ROOM = ZEL_ERROR_RUNTIME_MEMORY_ALLOCATION;
+
+TEST_F(RuntimeTest, EveryByteIsAccountedUntilThereIsNoMoreRoom) {
+  OrmoHost::SetMemorySize(4096);
+  void* memory[4] = {};
+  const size_t sizes[] = {0, 1, 512 + 1, 2048};
+  for (size_t i = 0; i < 4; ++i) {
+    ASSERT_EQ(zelrtMalloc(&memory[i], sizes[i], FIRST), 0);
   }
   EXPECT_NE(memory[0], memory[1]);
-  EXPECT_EQ(before - FreeMemory(), 4 * 512U);
-  for (void* address : memory) {
-    EXPECT_EQ(zelrtFree(address), 0);
-    EXPECT_NE(zelrtFree(address), 0);
-  }
-  EXPECT_EQ(FreeMemory(), before);
-}
-
-TEST_F(RuntimeTest, MemoryOfOneDeviceEndsWithItsCapacity) {
-  OrmoHost::SetMemorySize(4096);
-  void* whole = nullptr;
-  void* more = nullptr;
-  for (const size_t size : {size_t{4097}, SIZE_MAX}) {
-    EXPECT_EQ(zelrtMalloc(&whole, size, ZEL_MEM_MALLOC_HUGE_FIRST),
-              ZEL_ERROR_RUNTIME_MEMORY_ALLOCATION);
-  }
-  ASSERT_EQ(zelrtMalloc(&whole, 4096, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
   EXPECT_EQ(FreeMemory(), 0U);
-  EXPECT_EQ(zelrtMalloc(&more, 1, ZEL_MEM_MALLOC_HUGE_FIRST), ZEL_ERROR_RUNTIME_MEMORY_ALLOCATION);
+  for (const size_t size : {size_t{1}, SIZE_MAX}) {
+    EXPECT_EQ(zelrtMalloc(&memory[3], size, FIRST), NO_ROOM);
+  }
   std::thread([] {
     EXPECT_EQ(zelrtSetDevice(1), 0);
     EXPECT_EQ(FreeMemory(), 4096U);
     EXPECT_EQ(zelrtResetDevice(1), 0);
   }).join();
-  EXPECT_EQ(zelrtFree(whole), 0);
+  OrmoHost::SetMemorySize(4095);
+  EXPECT_EQ(FreeMemory(), 0U);
+  OrmoHost::SetMemorySize(4096);
+  for (void* address : memory) {
+    EXPECT_EQ(zelrtFree(address), 0);
+    EXPECT_EQ(zelrtFree(address), 400007);
+  }
+  EXPECT_EQ(FreeMemory(), 4096U);
 }
 
 TEST_F(RuntimeTest, HugePagesCanRunOutBeforeTheMemoryDoes) {
   OrmoHost::SetHugePageSize(8192);
   void* memory[3] = {};
   EXPECT_EQ(zelrtMalloc(&memory[0], 8192, ZEL_MEM_MALLOC_POLICY_2), 0);
-  EXPECT_EQ(zelrtMalloc(&memory[1], 4096, ZEL_MEM_MALLOC_HUGE_ONLY), 0);
-  EXPECT_EQ(zelrtMalloc(&memory[2], 8192, ZEL_MEM_MALLOC_HUGE_ONLY),
-            ZEL_ERROR_RUNTIME_MEMORY_ALLOCATION);
-  EXPECT_EQ(zelrtMalloc(&memory[2], 8192, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+  EXPECT_EQ(zelrtMalloc(&memory[1], 4096, ONLY), 0);
+  EXPECT_EQ(zelrtMalloc(&memory[2], 8192, ONLY), NO_ROOM);
+  EXPECT_EQ(zelrtMalloc(&memory[2], 8192, FIRST), 0);
   EXPECT_EQ(zelrtFree(memory[1]), 0);
-  EXPECT_EQ(zelrtMalloc(&memory[1], 8192, ZEL_MEM_MALLOC_HUGE_ONLY), 0);
+  EXPECT_EQ(zelrtMalloc(&memory[1], 8192, ONLY), 0);
   for (void* address : memory) {
     EXPECT_EQ(zelrtFree(address), 0);
   }
