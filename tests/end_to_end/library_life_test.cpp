@@ -7,6 +7,7 @@
 
 #include "single_op/request_text.h"
 #include "support/child_process.h"
+#include "support/expected_text.h"
 #include "support/graph_text.h"
 #include "support/temp_directory.h"
 
@@ -27,15 +28,28 @@ class LibraryLifeTest : public ::testing::Test {
   TempDirectory directory_;
 };
 
+// What began and what ended: on the process's first thread, then on the worker.
+std::string Spans(const std::string& timeline) {
+  std::string texts[2];
+  const nlohmann::json document = nlohmann::json::parse(timeline);
+  for (const nlohmann::json& event : document.at("traceEvents")) {
+    texts[event.at("tid") == event.at("pid") ? 0 : 1] +=
+        event.at("ph").get<std::string>() + " " + event.at("name").get<std::string>() + "\n";
+  }
+  return texts[0] + texts[1];
+}
+
 TEST_F(LibraryLifeTest, AProcessThatExitsWithoutFinalisingLeavesAWholeTimeline) {
   const std::string timelines = directory_ / "timelines";
   std::filesystem::create_directory(timelines);
-  ChildProcess program({EXIT_WITHOUT_FINALIZE, timelines, SpinGraph({1000}), AttentionRequest()});
+  WriteFile(directory_ / "graph", SpinGraph({1000}));
+  ChildProcess program({EXIT_WITHOUT_FINALIZE, timelines, SpinGraph({1000}), AttentionRequest(),
+                        directory_ / "graph"});
   EXPECT_EQ(program.ReadLine(), "measured");
   EXPECT_EQ(program.Wait(), 0);
   const auto file = std::filesystem::directory_iterator(timelines);
   ASSERT_NE(file, end(file));
-  EXPECT_TRUE(nlohmann::json::accept(ReadFile(file->path().string())));
+  ExpectText(TIMELINE, "timeline", Spans(ReadFile(file->path().string())));
 }
 
 TEST_F(LibraryLifeTest, ClosedItIsGoneWithItsPlatform) {

@@ -52,28 +52,11 @@ TEST_F(OnlineRefusalTest, GraphsThatCannotBeAddedHaveTheirLines) {
   RunnerConfig config = MakeConfig();
   ExpectFailure(LoadGraph(unknown), config, {"Add graph=", "Run tuning graph failed"});
   config = MakeConfig();
-  ExpectFailure({}, config, {"ComputeGraph is nullptr"});
-  config = MakeConfig();
   config.options = {{"ox.stepRecords", "sometimes"}};
   ExpectFailure(graph_, config, {"Add graph="});
   config = MakeConfig();
   config.session = nullptr;
   ExpectFailure(graph_, config, {"Invalid param ox session"});
-  config = MakeConfig();
-  OrmoHost::Fail("zelgrphProfGraphSubscribe", 1, 9);
-  const LogCapture log(DLOG_ERROR);
-  EXPECT_EQ(OrmoOnlineRun(graph_, config, results_), STATUS_FAILED);
-  EXPECT_EQ(log.Find("Zel profiling subscribe failed with ret 9").file, "online_manager.cpp");
-}
-
-TEST_F(OnlineRefusalTest, AnInputWhoseSizeCannotBeComputed) {
-  Init();
-  OrmoHost::Fail("GetSizeInBytes", 2, 9);
-  RunnerConfig config = MakeConfig();
-  config.dependGraphs = {graph_, graph_};
-  ExpectFailure(graph_, config,
-                {"op[data] calc tensor size failed.", "Generate inputs for depend graphs failed"});
-  EXPECT_THAT(config.graphInputs, SizeIs(1)) << "what was generated before stays";
 }
 
 TEST_F(OnlineRefusalTest, NoInitialisation) {
