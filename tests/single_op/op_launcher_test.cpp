@@ -76,6 +76,18 @@ TEST_F(OpLauncher, ArgumentsAreTakenByPositionAndType) {
   EXPECT_EQ(
       FuncExector([](const auto&... all) { return static_cast<int>(sizeof...(all)); }, arguments),
       16);
+  // What stands in the places beside those of its kind is refused, and nothing is stored.
+  double number = 7;
+  char* text = nullptr;
+  const zelTensor* tensor = nullptr;
+  for (const size_t index : {1U, 13U, 14U}) {
+    EXPECT_FALSE(SetParamByZelnnRunParam(inner, index, &number)) << index;
+    EXPECT_FALSE(SetParamByZelnnRunParam(inner, index, &text)) << index;
+  }
+  for (const size_t index : {2U, 12U, 14U}) {
+    EXPECT_FALSE(SetParamByZelnnRunParam(inner, index, &tensor)) << index;
+  }
+  EXPECT_TRUE(number == 7 && text == nullptr && tensor == nullptr);
 }
 
 TEST_F(OpLauncher, EveryFailureHasItsStatusAndFreesTheWorkspace) {
