@@ -3,7 +3,6 @@
 #include <tuple>
 
 #include "support/graph_text.h"
-#include "support/log_capture.h"
 #include "support/matchers.h"
 #include "support/offline_test.h"
 
@@ -53,38 +52,6 @@ TEST_F(MeasurementTest, ProfiledEveryOperatorHasItsCostWithEitherEnding) {
     ASSERT_EQ(OrmoOfflineRun(config, result_), STATUS_SUCCESS);
     ExpectProfiledFigures(result_);
   }
-}
-
-TEST_F(MeasurementTest, ModelsFromFileAndFromMemoryRunUntilTheyAreUnloaded) {
-  Init();
-  const std::string path = directory_ / "model.json";
-  WriteFile(path, graph_);
-  uint32_t fromFile = 0;
-  ASSERT_EQ(OrmoOfflineLoadFromFile(path, fromFile), STATUS_SUCCESS);
-  const uint32_t fromMemory = Load(SpinGraph({SHORT_NS}));
-  EXPECT_NE(fromFile, fromMemory);
-  RunnerConfig config = MakeConfig("", true);
-  EXPECT_EQ(OrmoOfflineRunModel(fromMemory, config, result_), STATUS_SUCCESS);
-  EXPECT_THAT(result_.opCostTimes, ElementsAre(Key("spin0")));
-  EXPECT_EQ(OrmoOfflineRunModel(fromFile, config, result_), STATUS_SUCCESS);
-  ExpectProfiledFigures(result_);
-  OrmoOfflineUnloadModel(fromFile);
-  OrmoOfflineUnloadModel(fromMemory);
-  EXPECT_EQ(OrmoHost::Alive().models, 0U);
-  EXPECT_EQ(OrmoOfflineRunModel(fromFile, config, result_), STATUS_INVALID_PARAM);
-}
-
-TEST_F(MeasurementTest, ARunOfAnUnknownModelSaysSoTwiceAndTouchesNothing) {
-  Init();
-  LogCapture log(DLOG_ERROR);
-  RunnerConfig config = MakeConfig("", false);
-  EXPECT_EQ(OrmoOfflineRunModel(4711, config, result_), STATUS_INVALID_PARAM);
-  EXPECT_THAT(log.Messages(), ElementsAre("Model 4711 has not found in device map",
-                                          "Offline runner model has not found device."));
-  EXPECT_EQ(log.Lines()[0].file, "offline_runner.cpp");
-  EXPECT_EQ(log.Lines()[1].file, "ormo_runner.cpp");
-  EXPECT_THAT(result_.opCostTimes, ElementsAre(Key("stale")));
-  EXPECT_EQ(result_.totalCostTime, 1U);
 }
 
 TEST_F(MeasurementTest, TheBoundKeepsProfiledFiguresAndTheDefaultEndingForgetsIt) {

@@ -149,25 +149,5 @@ TEST_F(OwnTaskTest, ADeviceWithoutAWorkerIsRefused) {
   EXPECT_EQ(info_.profFd, nullptr);
 }
 
-// The worker has megabytes to write when the reader gives up.
-TEST_F(OwnTaskTest, AReaderThatFailsInTheMiddleDoesNotBlockTheWorker) {
-  constexpr uint32_t LOOP = 500;
-  Init();
-  const std::string graph = AddGraph(8, 1, 20);
-  for (const char* ending : {"", "close"}) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
-    setenv("ORMO_PROF_END", ending, 1);
-    const auto descriptors = OpenDescriptors();
-    RunnerConfig config = MakeConfig(graph, true, LOOP);
-    OrmoHost::RecordCalls();
-    OrmoHost::FaultRecord(100, OrmoHost::RecordFault::TRUNCATED);
-    EXPECT_EQ(OrmoOfflineRun(config, result_), STATUS_PROFILING_FAILED);
-    EXPECT_EQ(OrmoHost::CallCount("zelmdlExecute"), LOOP);
-    EXPECT_LT(OrmoHost::CallCount("zelprofGetOpName"), LOOP);
-    EXPECT_THAT(result_.opCostTimes, IsEmpty());
-    EXPECT_EQ(OpenDescriptors(), descriptors);
-  }
-}
-
 }  // namespace
 }  // namespace Ormo::Testing

@@ -132,6 +132,9 @@ TEST_F(RunnersTest, OneThatIsInitialisedAgainWorksBesideThoseThatWereNot) {
       runner.finalize();
       EXPECT_EQ(runner.init({{0}}), STATUS_SUCCESS);
       EXPECT_EQ(runner.measure(), STATUS_SUCCESS) << runner.file;
+      if (runner.file == std::string("online_runner.cpp")) {  // which never finalises the platform
+        MeasureAll({0, 1, 2});
+      }
       for (const size_t i : order) {
         for (const Runner& measured : runners_) {
           const int status = measured.measure();
@@ -161,17 +164,6 @@ TEST_F(RunnersTest, ASecondInitialisationAndASecondFinalisationOnlySaySo) {
     lines.push_back(log.Messages().at(0));
     EXPECT_EQ(lines, runner.refusals);
   }
-}
-
-TEST_F(RunnersTest, NewWorkersTakeOverTheContextsOfOldOnes) {
-  for (const Runner& runner : runners_) {
-    ASSERT_EQ(runner.init({{0, 1}}), STATUS_SUCCESS);
-  }
-  MeasureAll({0, 1, 2});
-  // This runner never finalises the platform.
-  OrmoOnlineRunnerFinalize();
-  ASSERT_EQ(OrmoOnlineRunnerInit({{0, 1}}), STATUS_SUCCESS);
-  MeasureAll({0, 1, 2});
 }
 
 TEST_F(RunnersTest, AWorkerOfADeviceThatARunnerDidNotAskForIsRefused) {
