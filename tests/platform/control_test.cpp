@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <chrono>
 #include <memory>
-#include <stdexcept>
 #include <thread>
 
 #include "dlog/dlog.h"
@@ -44,22 +43,14 @@ TEST_F(ControlTest, RulesActOnTheCallsThatTheyWaitFor) {
   EXPECT_EQ(CheckLogLevel(60, DLOG_DEBUG), 0);  // has no way to fail
   EXPECT_EQ(zelrtFree(memory), 5);
   EXPECT_EQ(OrmoHost::FailedCall(), "zelrtFree");
-  OrmoHost::Throw("zelrtMalloc", 1);
-  EXPECT_THROW(allocate(), std::runtime_error);
-  bool isInside = false;
-  OrmoHost::OnCall("zelrtFree", 1, [&] { isInside = OrmoHost::IsInsideHost(); });
-  EXPECT_EQ(zelrtFree(nullptr), 400007);
-  EXPECT_TRUE(isInside);
   EXPECT_FALSE(OrmoHost::IsInsideHost());
   const auto before = std::chrono::steady_clock::now();
   OrmoHost::Delay("zelrtSynchronizeStream", 1, std::chrono::milliseconds(2));
   EXPECT_EQ(zelrtSynchronizeStream(nullptr), 0);
   EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(2));
-  OrmoHost::Fail("mmOpen2", 1, 3);
-  OrmoHost::Fail("mmOpen2", 2, -4);
-  EXPECT_EQ(mmOpen2("/dev/null", O_RDONLY, 0), -1);
-  EXPECT_EQ(mmGetErrorCode(), EIO);
+  OrmoHost::Fail("mmOpen2", 1, -4);
   EXPECT_EQ(mmOpen2("/dev/null", O_RDONLY, 0), -4);
+  EXPECT_EQ(mmGetErrorCode(), EIO);
   OrmoHost::Fail("mmClose", 1, 3);
   const int file = mmOpen2("/dev/null", O_RDONLY, 0);
   EXPECT_EQ(mmClose(file), -1);

@@ -105,15 +105,6 @@ TEST_F(ModelTest, ItsMemoryIsAccountedUntilItIsUnloaded) {
   EXPECT_EQ(FreeMemory(), 0U);
 }
 
-TEST_F(ModelTest, SizesMayAddUpToMoreThanThereIs) {
-  const int64_t elements = int64_t{1} << 60;
-  const std::string graph = Graph(
-      {Node("a", "Const", "", {elements}, "\"fill\": 0"),
-       Node("b", "Const", "", {elements}, "\"fill\": 0"), Node("r", "Relu", "\"a\"", {elements}),
-       Node("s", "Relu", "\"b\"", {elements}), Node("t", "Add", "\"r\", \"s\"", {elements})});
-  EXPECT_EQ(Load(graph), 0U);
-}
-
 TEST_F(ModelTest, ABatchIsChosenForEachExecution) {
   uint32_t id = Load(AddRelu({-1, 2}, R"("dynamic": {"batch": [1, 3]})"));
   Sizes sizes = Describe(id);
