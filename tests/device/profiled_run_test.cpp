@@ -81,7 +81,6 @@ class ProfiledRunTest : public ::testing::TestWithParam<const char*> {
     setenv("ORMO_PROF_END", GetParam(), 1);
     ASSERT_EQ(DeviceManager::Init({0}), STATUS_SUCCESS);
     descriptors_ = OpenDescriptors();
-    polls = 0;
   }
 
   void TearDown() override {
@@ -98,21 +97,31 @@ class ProfiledRunTest : public ::testing::TestWithParam<const char*> {
 
 INSTANTIATE_TEST_SUITE_P(BothEndings, ProfiledRunTest, ::testing::Values("", "close"));
 
-TEST_P(ProfiledRunTest, AReaderThatThrowsWaitsForTheWorkerFirst) {
+TEST_P(ProfiledRunTest, AReaderThatThrowsOrEndsTheProcessWaitsForTheWorkerFirst) {
   bool ended = false;
   const auto task = [&ended](const int32_t* fd, uint32_t id) {
     const int status = WriteMuch(fd, id);
     ended = true;
     return status;
   };
-  const auto measure = [&task] {
+  const auto measure = [&](bool isEnd) {
     ProfiledRun run;
     ASSERT_EQ(run.Open(), STATUS_SUCCESS);
     ASSERT_TRUE(run.Commit(task, 0, run.WriteEnd()));
-    run.Read([](int, std::future<int>&) -> int { throw std::bad_alloc(); });
+    run.Read([&](int, std::future<int>&) -> int {
+      if (isEnd) {
+        ProfiledRun::AwaitTaskOfThisThread();
+        EXPECT_TRUE(ended);
+      }
+      throw std::bad_alloc();
+    });
   };
-  EXPECT_THROW(measure(), std::bad_alloc);
-  EXPECT_TRUE(ended);
+  for (const bool isEnd : {false, true}) {
+    ended = false;
+    polls = 0;
+    EXPECT_THROW(measure(isEnd), std::bad_alloc);
+    EXPECT_TRUE(ended);
+  }
 }
 
 TEST_P(ProfiledRunTest, WhatRunAndAnalysisMakeOfEachOther) {
