@@ -92,14 +92,19 @@ TEST_F(CodesTest, OfDevicesContextsAndMemory) {
                        zelrtMemcpy(memory_, 16, host_, 16, toDevice)}),
                 Each(410003));
   });
+}
+
+TEST_F(CodesTest, OfAThreadWithoutAContext) {
   std::thread([&] {
-    EXPECT_THAT((Codes{zelrtSetOpExecuteTimeOut(1), zelrtMalloc(&other_, 1, first),
-                       zelrtMemset(memory_, 1, 0, 1), zelrtMemcpy(host_, 1, memory_, 1, toHost),
-                       zelrtSynchronizeStream(nullptr),
-                       zelmdlQuerySizeFromMem(graph_.data(), graph_.size(), &size_, &size_),
-                       zelmdlLoadFromMem(graph_.data(), graph_.size(), &number_),
-                       zelmdlExecute(id_, data_, data_)}),
-                Each(400005));
+    EXPECT_THAT(
+        (Codes{zelrtSetOpExecuteTimeOut(1), zelrtMalloc(&other_, 1, ZEL_MEM_MALLOC_HUGE_FIRST),
+               zelrtMemset(memory_, 1, 0, 1),
+               zelrtMemcpy(host_, 1, memory_, 1, ZEL_MEMCPY_DEVICE_TO_HOST),
+               zelrtSynchronizeStream(nullptr),
+               zelmdlQuerySizeFromMem(graph_.data(), graph_.size(), &size_, &size_),
+               zelmdlLoadFromMem(graph_.data(), graph_.size(), &number_),
+               zelmdlExecute(id_, data_, data_)}),
+        Each(400005));
     EXPECT_EQ(zelrtGetMemInfo(ZEL_HBM_MEM, &size_, &size_), 400004);
     EXPECT_EQ(zelrtCreateContext(&other_, 0), 0);
     EXPECT_EQ(zelrtSetOpExecuteTimeOut(1), 0);
@@ -150,6 +155,10 @@ TEST_F(CodesTest, OfModelsAndTheirData) {
               Each(410005));
   zelDestroyTensorDesc(shape);
   OnDevice1([&] { EXPECT_EQ(zelmdlExecute(id_, data_, data_), 410003); });
+}
+
+TEST_F(CodesTest, OfWhatGivesNoCode) {
+  const int64_t one = 1;
   ASSERT_EQ(zelmdlGetInputIndexByName(desc_, "x", &size_), 0);
   EXPECT_EQ(size_, 0U);
   EXPECT_THAT((std::vector<size_t>{

@@ -61,75 +61,74 @@ TEST_F(ControlTest, RulesActOnTheCallsThatTheyWaitFor) {
   SetUp();
 }
 
-TEST_F(ControlTest, CallsAreListedFromTheStartOfTheRecord) {
-  zelrtGetSocName();
-  OrmoHost::RecordCalls();
-  CheckLogLevel(60, DLOG_ERROR);
-  zelrtSetDevice(9);
-  std::thread(zelrtGetSocName).join();
-  const std::vector<OrmoHost::Call> calls = OrmoHost::Calls();
-  ASSERT_EQ(calls.size(), 2U);
-  EXPECT_EQ(calls[0].function + calls[0].arguments, "zelrtSetDevice 9");
-  EXPECT_EQ(calls[0].thread, gettid());
-  EXPECT_NE(calls[1].thread, gettid());
-  EXPECT_EQ(OrmoHost::CallCount("CheckLogLevel"), 1U);
-  OrmoHost::Reset();
-  EXPECT_EQ(OrmoHost::CallCount("CheckLogLevel") + OrmoHost::Calls().size(), 0U);
-  SetUp();
-}
+class AliveTest : public PlatformTest {
+ protected:
+  void SetUp() override {
+    PlatformTest::SetUp();
+    int32_t output = STDOUT_FILENO;
+    config_ = zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &output);
+  }
 
-// One of everything that a user can hold, left on two devices.
-TEST_F(ControlTest, EverythingAliveIsToldAndWhatNobodyReleasesIsCounted) {
-  int32_t output = STDOUT_FILENO;
-  zelprofSubscribeConfig* config =
-      zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &output);
-  const std::string graph = Graph({Node("spin", "Spin", "", {1}, "\"ns\": 0")});
-  void* memory = nullptr;
-  auto use = [&] {
-    ASSERT_EQ(zelrtMalloc(&memory, 4, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
-    ASSERT_EQ(zelprofModelSubscribe(Load(graph), config), 0);
-    ASSERT_EQ(ProfOpSubscribe(0, config), 0);
-  };
-  use();
+  /// Leaves memory, a model and both kinds of subscription on the current device.
+  void UseDevice() {
+    ASSERT_EQ(zelrtMalloc(&memory_, 4, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+    ASSERT_EQ(zelprofModelSubscribe(Load(graph_), config_), 0);
+    ASSERT_EQ(ProfOpSubscribe(0, config_), 0);
+    models_.clear();
+  }
+
+  const std::string graph_ = Graph({Node("spin", "Spin", "", {1}, "\"ns\": 0")});
+  zelprofSubscribeConfig* config_ = nullptr;
+  void* memory_ = nullptr;
+};
+
+TEST_F(AliveTest, TheLastResetOfADeviceReleasesWhatIsOnIt) {
   zelrtContext other = nullptr;
+  UseDevice();
   ASSERT_EQ(zelrtSetDevice(1) + zelrtSetDevice(1), 0);
   ASSERT_EQ(zelrtCreateContext(&other, 1), 0);
-  use();
+  UseDevice();
   EXPECT_EQ(OrmoHost::Alive().ToString(),
             "deviceSets 3, contexts 2, deviceBlocks 2, deviceBytes 3072, models 2, "
             "subscribeConfigs 1, subscriptions 4");
   EXPECT_EQ(zelrtResetDevice(1), 0);
-  EXPECT_EQ(zelrtMemset(memory, 4, 0, 4), 0);  // still there
+  EXPECT_EQ(zelrtMemset(memory_, 4, 0, 4), 0);  // still there
   std::thread([] { EXPECT_EQ(zelrtResetDevice(1), 0); }).join();
-  EXPECT_EQ(zelrtFree(memory), 400007);
-  EXPECT_EQ(zelrtSetCurrentContext(context_), 0);
+  EXPECT_EQ(zelrtFree(memory_), 400007);
   EXPECT_EQ(OrmoHost::Alive().ToString(),
             "deviceSets 1, contexts 1, deviceBlocks 1, deviceBytes 1536, models 1, "
             "subscribeConfigs 1, subscriptions 2, abandoned 4");
-  ASSERT_EQ(zelrtMalloc(&memory, 4, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
+  OrmoHost::Reset();
+  EXPECT_TRUE(OrmoHost::Alive().Empty());
+  PlatformTest::SetUp();
+}
+
+// One of everything that a user can hold.
+TEST_F(AliveTest, EverythingIsToldAndWhatNobodyReleasesIsCounted) {
+  UseDevice();
   const int64_t shape[] = {1, 1, 1};
   const zelTensor* tensor =
-      zelCreateTensor(shape, 3, ox::DT_FLOAT, nullptr, 0, 0, shape, 3, memory);
+      zelCreateTensor(shape, 3, ox::DT_FLOAT, nullptr, 0, 0, shape, 3, memory_);
   ForwardCall call;
   std::fill_n(call.inputs, 3, tensor);
   std::fill_n(call.outputs, 2, tensor);
   call.outputs[3] = tensor;
   EXPECT_EQ(call.Query(), 0) << Reason();
   auto session = std::make_unique<ox::Session>();
-  EXPECT_EQ(session->AddGraph(1, LoadGraph(graph), {}), 0U);
+  EXPECT_EQ(session->AddGraph(1, LoadGraph(graph_), {}), 0U);
   zelmdlCreateDesc();
   zelmdlCreateDataset();
-  zelCreateDataBuffer(memory, 4);
+  zelCreateDataBuffer(memory_, 4);
   zelCreateTensorDesc(0, 0, nullptr, 0);
   zelCreateIntArray(nullptr, 0);
   zelCreateFloatArray(nullptr, 0);
   zelCreateBoolArray(nullptr, 0);
   EXPECT_EQ(OrmoHost::Alive().ToString(),
-            "deviceSets 1, contexts 1, deviceBlocks 2, deviceBytes 3072, models 1, descs 1, "
+            "deviceSets 1, contexts 1, deviceBlocks 1, deviceBytes 2560, models 1, descs 1, "
             "datasets 1, dataBuffers 1, tensorDescs 1, tensors 1, arrays 3, executors 1, "
-            "subscribeConfigs 1, subscriptions 2, sessions 1, graphs 1, abandoned 4");
+            "subscribeConfigs 1, subscriptions 2, sessions 1, graphs 1");
   EXPECT_EQ(zelFinalize(), 0);
-  EXPECT_EQ(OrmoHost::Alive().ToString(), "deviceBytes 1024, sessions 1, graphs 1, abandoned 19");
+  EXPECT_EQ(OrmoHost::Alive().ToString(), "deviceBytes 1024, sessions 1, graphs 1, abandoned 14");
   EXPECT_FALSE(OrmoHost::Alive().Empty());
   uint32_t count = 0;
   EXPECT_EQ(zelrtGetDeviceCount(&count), 400002);
@@ -139,8 +138,7 @@ TEST_F(ControlTest, EverythingAliveIsToldAndWhatNobodyReleasesIsCounted) {
   EXPECT_EQ(OrmoHost::Alive().ToString(), "sessions 1");
   session.reset();
   EXPECT_TRUE(OrmoHost::Alive().Empty());
-  models_.clear();
-  SetUp();
+  PlatformTest::SetUp();
   EXPECT_EQ(zelrtGetDeviceCount(&count), 0);
   EXPECT_EQ(count, 2U);
 }

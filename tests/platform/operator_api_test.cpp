@@ -35,8 +35,6 @@ extern "C" void* mremap(void* old, size_t oldSize, size_t size, int flags, ...) 
 namespace Ormo::Testing {
 namespace {
 
-/// A position and the first word of what was expected there.
-const std::regex EXPECTED("position ([0-9]+)\\): expected (\\w+)");
 constexpr char REFUSED[] = "EH0003: FlashAttentionScore";
 
 /// A call of two batches, two heads, three queries, four keys and eight elements a head.
@@ -79,6 +77,7 @@ class OperatorApiTest : public PlatformTest {
 template <typename Call>
 std::string Misplaced(const Call& good) {
   constexpr size_t INPUTS = std::extent_v<decltype(Call::inputs)>;
+  const std::regex expected("position ([0-9]+)\\): expected (\\w+)");
   std::string all;
   for (size_t i = 0; i < INPUTS + 4; ++i) {
     Call call = good;
@@ -87,7 +86,7 @@ std::string Misplaced(const Call& good) {
     EXPECT_EQ(call.Query(), 430001) << i;
     const std::string reason = ErrorManager::GetInstance().GetErrorMessage();
     std::smatch parts;
-    EXPECT_TRUE(std::regex_search(reason, parts, EXPECTED)) << reason;
+    EXPECT_TRUE(std::regex_search(reason, parts, expected)) << reason;
     all += parts.str(1) + parts.str(2) + " ";
   }
   return all;

@@ -51,27 +51,6 @@ TEST(LogTest, LinesGoToTheFileThatTheEnvironmentNames) {
             "event [d/a.cpp:1][TAG][Tid:2] device 3\n");
 }
 
-TEST(LogTest, CapturedLinesAreTakenApart) {
-  OrmoHost::CaptureLog(DLOG_WARN);
-  EXPECT_EQ(CheckLogLevel(60, DLOG_INFO), 0);
-  DlogInner(60, DLOG_INFO, "unseen");
-  DlogInner(61, DLOG_WARN, "[%s:%d][%s][Tid:%d] device %u", "d/a.cpp", 1, "TAG", 2, 3U);
-  DlogInner(62, DLOG_ERROR, "bare %d", 4);
-  std::string all;
-  for (const OrmoHost::LogLine& line : OrmoHost::CapturedLog()) {
-    for (const int number : {line.module, line.level, line.line, line.thread}) {
-      all += std::to_string(number) + "|";
-    }
-    all += line.file + "|" + line.tag + "|" + line.message + "|" + line.text + "\n";
-  }
-  EXPECT_EQ(all,
-            "61|2|1|2|a.cpp|TAG|device 3|[d/a.cpp:1][TAG][Tid:2] device 3\n"
-            "62|3|0|0|||bare 4|bare 4\n");
-  OrmoHost::StopCapturingLog();
-  EXPECT_EQ(OrmoHost::CapturedLog().size() + static_cast<size_t>(CheckLogLevel(60, DLOG_EVENT)),
-            0U);
-}
-
 TEST(ErrorManagerTest, MessagesBelongToTheirWorkStream) {
   OrmoHost::Reset();
   ErrorManager& manager = ErrorManager::GetInstance();
