@@ -66,7 +66,7 @@ int RunWithoutMemory(const Work& work, int64_t nth, int64_t inARow, bool& hasFai
 // Ids, times, descriptors, addresses and directories are what they happen to be.
 std::string WithoutChance(const std::string& text) {
   static const std::regex CHANCE(
-      "((# |([Mm]odel|mdoel) ?[Ii]d|, id|Model|graph|fd|ptr|[Tt]ime|start|end)[ :=[]*)[0-9]+"
+      "((# |([Mm]odel|mdoel) ?[Ii]d|, id|Model|graph|fd|ptr|[Tt]ime| start| end)[ :=[]*)[0-9]+"
       "|0x[0-9a-f]+|/tmp/[^/ ]*");
   return std::regex_replace(text, CHANCE, "$1*");
 }
