@@ -99,8 +99,8 @@ void DeviceLocks::EndTurn(uint32_t deviceId) {
 }
 
 // Nothing can end a wait for a record lock but the lock or a signal; so a thread of its own waits,
-// and is cancelled when the wait is left. A lock that comes at that very moment goes with the
-// descriptor.
+// and is cancelled when the wait is left; nothing after it can be. A lock that comes at that very
+// moment goes with the descriptor.
 bool DeviceLocks::AwaitFile(int fd) {
   if (IsLeft()) {  // between two files of one name, too
     errno = ECANCELED;
@@ -118,7 +118,6 @@ bool DeviceLocks::AwaitFile(int fd) {
     const BlockedSignals blocked;
     waiter = std::thread([&] {
       const int error = AwaitWriteLock(fd) ? 0 : errno;
-      pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
       const std::lock_guard<std::mutex> lock(mutex_);
       outcome = error;
       changed_.notify_all();

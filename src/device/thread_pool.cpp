@@ -33,7 +33,6 @@ void ThreadPool::CreateThreads(const std::vector<uint32_t>& threadIds) {
   // Workers record spans until they are joined: made first, the recorder is destroyed last.
   TraceInner::Instance();
   try {
-    threads_.reserve(threadIds.size());
     for (const uint32_t id : threadIds) {
       CreateThread(id);
     }

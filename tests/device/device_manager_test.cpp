@@ -138,6 +138,15 @@ TEST_F(DeviceManagerTest, ThreadsTakeTurnsUntilTheirWaitsAreLeft) {
   }
 }
 
+TEST_F(DeviceManagerTest, ALeftWaitTakesNoLockThatComesAfterwards) {
+  DeviceLocks locks;
+  const TPath path(directory_ / "lock");
+  OrmoHost::OnCall("mmOpen2", 1, [&locks] { locks.Leave(); });
+  EXPECT_EQ(locks.Acquire(0, path, path).Error(), ECANCELED);
+  locks.Reopen();
+  EXPECT_EQ(locks.Acquire(0, path, path).Error(), 0);
+}
+
 TEST_F(DeviceManagerTest, WithoutInitialisationNothingIsLocked) {
   LogCapture log(DLOG_ERROR);
   EXPECT_EQ(DeviceManager::Lock(0), -1);

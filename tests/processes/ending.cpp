@@ -1,6 +1,6 @@
 // A process that ends while it measures on device 0. Arguments: graph file, PATH, STATE, WAY.
 // Standard output: "caller I STATUS" for each call that came back, what the WAY has to tell, and
-// "late STATUS" of a call made after the runners are gone.
+// "late STATUS" and "late init STATUS" of calls made after the runners are gone.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <pthread.h>
@@ -192,6 +192,7 @@ class Process {
 #ifndef __SANITIZE_ADDRESS__  // which comes with a check that runners still exist
       path_.Finalize();
       Report("late", path_.Run());
+      Report("late init", path_.Init({0}));
 #endif
     }
   }

@@ -148,6 +148,7 @@ std::vector<std::string> ExpectedReports(const Path& path, const State& state,
   }
   if (CALLS_LATE) {
     expected.push_back("late " + std::to_string(way == "worker" ? -1 : path.late));
+    expected.emplace_back("late init -1");
   }
   if (way == "finalize") {
     expected.insert(expected.end(), {"alive  0", "again 0"});
@@ -207,6 +208,7 @@ TEST_F(ForkTest, AChildIsRefusedAndEndsAndTheParentGoesOn) {
                                            "parent 0"};
       if (CALLS_LATE) {
         expected.push_back("late " + std::to_string(path.late));
+        expected.emplace_back("late init -1");
       }
       if (state == "busy") {
         expected.insert(expected.end(), {"caller 0 0", "caller 1 0", "caller 2 0"});
