@@ -45,32 +45,33 @@ int WriteMuch(const int32_t* fd, uint32_t /*deviceId*/) {
   return written == MORE_THAN_A_PIPE ? STATUS_SUCCESS : STATUS_FAILED;
 }
 
-// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the linker's
-extern "C" {
+}  // namespace
 
-int __real_pipe2(int* ends, int flags);
-int __real_poll(pollfd* fds, nfds_t count, int timeout);
-ssize_t __real_read(int fd, void* buffer, size_t size);
+// The linker's names for what is called in place of a function, and for the function.
+int RealOpen(int* ends, int flags) asm("__real_pipe2");
+int RealPoll(pollfd* fds, nfds_t count, int timeout) asm("__real_poll");
+ssize_t RealRead(int fd, void* buffer, size_t size) asm("__real_read");
+int FakeOpen(int* ends, int flags) asm("__wrap_pipe2");
+int FakePoll(pollfd* fds, nfds_t count, int timeout) asm("__wrap_poll");
+ssize_t FakeRead(int fd, void* buffer, size_t size) asm("__wrap_read");
 
-int __wrap_pipe2(int* ends, int flags) {
-  return arePipesRefused ? -1 : __real_pipe2(ends, flags);
+int FakeOpen(int* ends, int flags) {
+  return arePipesRefused ? -1 : RealOpen(ends, flags);
 }
 
 // Every other call is interrupted by a signal.
-int __wrap_poll(pollfd* fds, nfds_t count, int timeout) {
+int FakePoll(pollfd* fds, nfds_t count, int timeout) {
   errno = ++polls % 2 != 0 ? EINTR : 0;
-  return errno != 0 ? -1 : __real_poll(fds, count, timeout);
+  return errno != 0 ? -1 : RealPoll(fds, count, timeout);
 }
 
-ssize_t __wrap_read(int fd, void* buffer, size_t size) {
+ssize_t FakeRead(int fd, void* buffer, size_t size) {
   static std::atomic<int> reads{0};
   errno = ++reads % 2 != 0 ? EINTR : 0;
-  return errno != 0 ? -1 : __real_read(fd, buffer, size);
+  return errno != 0 ? -1 : RealRead(fd, buffer, size);
 }
 
-}  // extern "C"
-
-// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
+namespace {
 
 class ProfiledRunTest : public ::testing::TestWithParam<const char*> {
  protected:
@@ -173,7 +174,7 @@ TEST_P(ProfiledRunTest, TheWriteEndIsClosedWithTheTaskOnlyWhenAskedFor) {
     future.wait();
     char byte = 0;
     // Only asked when the pipe must have ended; an open one would never answer.
-    return ClosesAtEnd() ? static_cast<int>(__real_read(fd, &byte, 1)) : 0;
+    return ClosesAtEnd() ? static_cast<int>(RealRead(fd, &byte, 1)) : 0;
   });
   EXPECT_EQ(*run.WriteEnd() == -1, ClosesAtEnd());
 }

@@ -115,9 +115,9 @@ TEST_F(ProfilingParserTest, WhatTheStatusOfARunBecomesAndItsLines) {
       EXPECT_EQ(info_.opInfos.size(), isClosed ? 0U : 1U);
       const Strings emptyLines = {"Read prof data empty, maybe no aicore operator", finished};
       EXPECT_EQ(log.Messages(), isClosed ? emptyLines : lines);
-      const std::vector<int> timeouts = {5, 5, 0, 5, 0};  // two idle waits
-      const size_t count = isClosed ? 1 : idleStatus == 0 ? 5 : 3;
-      EXPECT_EQ(script.timeouts, std::vector(timeouts.begin(), timeouts.begin() + count));
+      std::vector<int> timeouts = {5, 5, 0, 5, 0};  // two idle waits
+      timeouts.resize(isClosed ? 1 : idleStatus == 0 ? 5 : 3);
+      EXPECT_EQ(script.timeouts, timeouts);
     }
   }
 }

@@ -1,4 +1,5 @@
 // From records to the results of models and of single operators.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <future>
@@ -103,7 +104,7 @@ TEST_P(RunAnalysisTest, WithoutOperatorsOrAPipeTheResultIsLeftAlone) {
   EXPECT_EQ(GetParam().analyse(-1, future_, result_), STATUS_FAILED);
   EXPECT_THAT(log.Messages(), IsEmpty());
   // 0 is a descriptor like others.
-  const FileDescriptor input(dup(STDIN_FILENO));
+  const FileDescriptor input(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
   dup2(pipe_.readEnd.Get(), STDIN_FILENO);
   EXPECT_EQ(GetParam().analyse(STDIN_FILENO, future_, result_), STATUS_SUCCESS);
   dup2(input.Get(), STDIN_FILENO);

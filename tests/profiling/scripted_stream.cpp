@@ -40,29 +40,34 @@ void WriteRecord(int fd, const Record& record) {
   }
 }
 
-// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the linker's
-extern "C" {
+// The linker's names for what is called in place of a function, and for the function.
+int RealCreate(int flags) asm("__real_epoll_create1");
+int RealControl(int epoll, int operation, int fd, epoll_event* event) asm("__real_epoll_ctl");
+int RealWait(int epoll, epoll_event* events, int count, int timeout) asm("__real_epoll_wait");
+int32_t RealGetSize(size_t* size) asm("__real_zelprofGetOpDescSize");
+int32_t RealGetCount(const void*, size_t, uint32_t* count) asm("__real_zelprofGetOpNum");
+int32_t RealGetLength(const void*, size_t, uint32_t, size_t*) asm("__real_zelprofGetOpNameLen");
 
-int __real_epoll_create1(int flags);
-int __real_epoll_ctl(int epoll, int operation, int fd, epoll_event* event);
-int __real_epoll_wait(int epoll, epoll_event* events, int count, int timeout);
-int32_t __real_zelprofGetOpDescSize(size_t* size);
-int32_t __real_zelprofGetOpNum(const void* buffer, size_t length, uint32_t* count);
-int32_t __real_zelprofGetOpNameLen(const void* buffer, size_t length, uint32_t index, size_t* size);
+int Create(int flags) asm("__wrap_epoll_create1");
+int Control(int epoll, int operation, int fd, epoll_event* event) asm("__wrap_epoll_ctl");
+int Wait(int epoll, epoll_event* events, int count, int timeout) asm("__wrap_epoll_wait");
+int32_t GetSize(size_t* size) asm("__wrap_zelprofGetOpDescSize");
+int32_t GetCount(const void*, size_t, uint32_t* count) asm("__wrap_zelprofGetOpNum");
+int32_t GetLength(const void*, size_t, uint32_t, size_t*) asm("__wrap_zelprofGetOpNameLen");
 
-int __wrap_epoll_create1(int flags) {
-  return Fails("epoll_create1") ? -1 : __real_epoll_create1(flags);
+int Create(int flags) {
+  return Fails("epoll_create1") ? -1 : RealCreate(flags);
 }
 
-int __wrap_epoll_ctl(int epoll, int operation, int fd, epoll_event* event) {
+int Control(int epoll, int operation, int fd, epoll_event* event) {
   const bool fails = Fails(operation == EPOLL_CTL_DEL ? "epoll_ctl del" : "epoll_ctl add");
-  return fails ? -1 : __real_epoll_ctl(epoll, operation, fd, event);
+  return fails ? -1 : RealControl(epoll, operation, fd, event);
 }
 
-int __wrap_epoll_wait(int epoll, epoll_event* events, int count, int timeout) {
+int Wait(int epoll, epoll_event* events, int count, int timeout) {
   script.timeouts.push_back(timeout);
   if (script.waits.empty()) {
-    return __real_epoll_wait(epoll, events, count, timeout);
+    return RealWait(epoll, events, count, timeout);
   }
   std::this_thread::sleep_for(std::chrono::milliseconds(2));
   events[0].data.fd = -1;
@@ -71,28 +76,24 @@ int __wrap_epoll_wait(int epoll, epoll_event* events, int count, int timeout) {
   return errno > 0 ? -1 : -errno;
 }
 
-int32_t __wrap_zelprofGetOpDescSize(size_t* size) {
-  const int32_t code = __real_zelprofGetOpDescSize(size);
+int32_t GetSize(size_t* size) {
+  const int32_t code = RealGetSize(size);
   *size = script.recordSize.value_or(*size);
   return code;
 }
 
-int32_t __wrap_zelprofGetOpNum(const void* buffer, size_t length, uint32_t* count) {
+int32_t GetCount(const void* buffer, size_t length, uint32_t* count) {
   const auto* bytes = static_cast<const char*>(buffer);
   const bool isIgnored = script.ignoresParts && length < sizeof(Record) &&
                          std::count(bytes + length, bytes + sizeof(Record), '\0') ==
                              static_cast<std::ptrdiff_t>(sizeof(Record) - length);
-  return isIgnored ? 0 : __real_zelprofGetOpNum(buffer, length, count);
+  return isIgnored ? 0 : RealGetCount(buffer, length, count);
 }
 
-int32_t __wrap_zelprofGetOpNameLen(const void* buffer, size_t length, uint32_t index,
-                                   size_t* size) {
-  const int32_t code = __real_zelprofGetOpNameLen(buffer, length, index, size);
+int32_t GetLength(const void* buffer, size_t length, uint32_t index, size_t* size) {
+  const int32_t code = RealGetLength(buffer, length, index, size);
   *size = script.nameLength.value_or(*size);
   return code;
 }
-
-}  // extern "C"
-// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 }  // namespace Ormo::Testing
