@@ -19,15 +19,14 @@ size_t refusedSize = 0;
 
 }  // namespace
 
-// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the linker's
-extern "C" void* __real_malloc(size_t size);
+// The linker's names for malloc and for what is called in its place.
+void* RealMalloc(size_t size) asm("__real_malloc");
+void* Malloc(size_t size) asm("__wrap_malloc");
 
 /// What stands in for malloc in the sources of this program.
-extern "C" void* __wrap_malloc(size_t size) {
-  return size == refusedSize ? nullptr : __real_malloc(size);
+void* Malloc(size_t size) {
+  return size == refusedSize ? nullptr : RealMalloc(size);
 }
-
-// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 namespace Ormo::Testing {
 namespace {
