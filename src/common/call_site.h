@@ -8,9 +8,6 @@ namespace Ormo {
 /// A function that logs on behalf of its caller takes `CallSite site = CallSite::Here()` as its
 /// last parameter: the defaults are evaluated where the call stands.
 struct CallSite {
-  const char* file;
-  int line;
-
   static constexpr CallSite Here(const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
     return CallSite{file, line};
   }
@@ -24,6 +21,9 @@ struct CallSite {
     }
     return base;
   }
+
+  const char* file;
+  int line;
 };
 
 }  // namespace Ormo

@@ -53,12 +53,9 @@ class FileDescriptor {
 
 /// Both ends of a pipe.
 struct Pipe {
-  FileDescriptor writeEnd;
-  FileDescriptor readEnd;  ///< closed first
-
   /// A new pipe that is closed on exec; without ends, and with the reason in errno, on failure.
   static Pipe Open() noexcept {
-    int ends[2] = {-1, -1};
+    int ends[2] = {};
     if (pipe2(ends, O_CLOEXEC) != 0) {
       return {};
     }
@@ -66,6 +63,9 @@ struct Pipe {
   }
 
   explicit operator bool() const noexcept { return static_cast<bool>(readEnd); }
+
+  FileDescriptor writeEnd;
+  FileDescriptor readEnd;  ///< closed first
 };
 
 }  // namespace Ormo

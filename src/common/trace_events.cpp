@@ -96,18 +96,13 @@ void TraceEvents::DropOldest() noexcept {
   block.begin += ReadHead(block.bytes.get() + block.begin).TotalSize();
   --block.count;
   --count_;
-  if (block.count == 0) {
-    blocks_.pop_front();
-  }
 }
 
 TraceEvents TraceEvents::TakeBlock() noexcept {
   TraceEvents taken;
-  if (!blocks_.empty()) {
-    taken.count_ = blocks_.front().count;
-    count_ -= taken.count_;
-    taken.blocks_.splice(taken.blocks_.begin(), blocks_, blocks_.begin());
-  }
+  taken.count_ = blocks_.front().count;
+  count_ -= taken.count_;
+  taken.blocks_.splice(taken.blocks_.begin(), blocks_, blocks_.begin());
   return taken;
 }
 

@@ -40,7 +40,7 @@ class TraceEvents {
   /// Drops the oldest events beyond `limit`; says whether there were any.
   bool KeepNewest(size_t limit) noexcept;
 
-  /// Moves the oldest block of events out.
+  /// Moves the oldest block of events out. There is one.
   TraceEvents TakeBlock() noexcept;
   /// Puts older events in front of these.
   void PutBack(TraceEvents older) noexcept;
@@ -65,6 +65,7 @@ class TraceEvents {
   };
 
   Block& BlockWithRoom(size_t size);
+  /// Its block keeps others.
   void DropOldest() noexcept;
   /// The event at `at`, which moves on to the next one.
   static TraceEvent Unpack(const Block& block, size_t& at);
