@@ -1,8 +1,8 @@
 // Log lines and the catalogues of errors for the user.
+#include <fcntl.h>
 #include <unistd.h>
 
-#include <string>
-
+#include "common/file_descriptor.h"
 #include "common/log.h"
 #include "ormo/log_level.h"
 #include "ormo/ormo_error_manager.h"
@@ -58,6 +58,31 @@ TEST(ErrorManagerTest, LoadsBothCataloguesOnceAndTriesAgainAfterAFailure) {
   EXPECT_EQ(OrmoHost::CallCount("ErrorManager::Init"), 5U);
   EXPECT_THAT(log.Messages(), ElementsAre("Load ormo error_code failed.", "Load error_code failed.",
                                           "Ormo error_manager has been inited."));
+}
+
+TEST(ErrorManagerTest, HandsOverToThePlatformAndTellsItsRefusals) {
+  const OrmoErrorManager& manager = OrmoErrorManager::GetInstance();
+  const FileDescriptor sink(open("/dev/null", O_WRONLY));
+  const std::pair<const char*, std::function<int()>> operations[] = {
+      {"ReportErrMessage", [&] { return manager.OrmoReportErrorMessage("EG0013", {}); }},
+      {"ReportInterErrMessage", [&] { return manager.OrmoReportInterErrorMessage("E1", "own"); }},
+      {"OutputErrMessage", [&] { return manager.OrmoOutputErrorMessage(sink.Get()); }},
+      {"OutputMessage", [&] { return manager.OrmoOutputMessage(sink.Get()); }},
+  };
+  const error_message::Context before = manager.OrmoGetErrorContext();
+  EXPECT_NE(manager.OrmoGenWorkStreamIdDefault(), before.workStreamId);
+  for (const auto& [function, operation] : operations) {
+    EXPECT_EQ(operation(), STATUS_SUCCESS) << function;
+    OrmoHost::Fail(std::string("ErrorManager::") + function, 1, 5);
+    EXPECT_EQ(operation(), STATUS_FAILED) << function;
+  }
+  manager.OrmoReportInterErrorMessage("E2", "another");
+  const error_message::Context own = manager.OrmoGetErrorContext();
+  manager.OrmoSetErrorContext(before);
+  EXPECT_EQ(manager.OrmoGetErrorMessage(), "");
+  manager.OrmoSetErrorContext(own);
+  EXPECT_THAT(manager.OrmoGetErrorMessage(), HasSubstr("another"));
+  EXPECT_EQ(manager.OrmoGetWarningMessage(), "");
 }
 
 }  // namespace

@@ -4,8 +4,6 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <string>
 
 #include "common/trace_inner.h"
 #include "common/utils.h"
@@ -71,6 +69,20 @@ void ExpectRefused(const std::string& path, int error) {
   EXPECT_EQ(log.Find("mmOpen2").file, "regular_file_test.cpp");
 }
 
+/// The same for what takes the file's place after it was looked at.
+void ExpectRefusedLate(const std::string& path, const Planted& planted) {
+  fs::remove(path);
+  WriteFile(path, "");
+  for (const int access : {O_RDONLY, O_WRONLY}) {
+    OrmoHost::OnCall("mmOpen2", 1, [&] {
+      fs::remove(path);
+      planted.plant(path);
+    });
+    EXPECT_FALSE(OpenRegularFile(TPath(path), access, 0640));
+    EXPECT_EQ(errno, planted.error) << access;
+  }
+}
+
 void ExpectTimeline(const TempDirectory& directory, const std::string& path, bool opened) {
   const LogCapture log(DLOG_ERROR);
   TraceInner recorder;
@@ -103,6 +115,7 @@ TEST(RegularFileTest, NothingElseIsOpenedOrChanged) {
       ExpectOpened(directory / "file");
     } else {
       ExpectRefused(directory / "file", planted.error);
+      ExpectRefusedLate(directory / "file", planted);
     }
     ExpectTimeline(directory, timeline, planted.error == 0);
     EXPECT_EQ(ReadFile(victim), "victim");
@@ -110,6 +123,7 @@ TEST(RegularFileTest, NothingElseIsOpenedOrChanged) {
     EXPECT_FALSE(fs::exists(directory / "missing"));
     EXPECT_EQ(OpenDescriptors(), descriptors);
   }
+  OrmoHost::Reset();
 }
 
 }  // namespace

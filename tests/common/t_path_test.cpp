@@ -1,11 +1,10 @@
 #include "ormo/t_path.h"
 
 #include <cstring>
-#include <filesystem>
-#include <map>
-#include <string>
-#include <vector>
 
+#include "common/scripted_system.h"
+#include "ormo_host/control.h"
+#include "support/expected_text.h"
 #include "support/matchers.h"
 #include "support/temp_directory.h"
 
@@ -18,49 +17,68 @@ TEST(TPathTest, AppendsWithOneSeparator) {
       {"a/", "", "a/"},    {"a", "//", "a/"}, {"a", "//b/", "a/b/"},
       {"", "/b", "b"},     {"/", "b", "/b"},  {"", "", ""},
   };
+  const char* const none = nullptr;
+  TPath assigned(none);
   for (const auto& [start, part, whole] : cases) {
     const TPath path(start);
     EXPECT_EQ((path + part).GetString(), whole);
-    EXPECT_EQ((path + TPath(part)).GetString(), whole);
-    EXPECT_EQ(path.GetString(), start);
-  }
-  EXPECT_EQ(TPath("a").Append(static_cast<const char*>(nullptr)).GetString(), "a");
-}
-
-TEST(TPathTest, TakesNamesApart) {
-  const char* const cases[][5] = {
-      {"/a/b/", "/a", "", "", ""},
-      {"/a/b", "/a", "b", "", "b"},
-      {"/a", "", "a", "", "a"},
-      {"/", "", "", "", ""},
-      {"/x.d/y.tar.gz", "/x.d", "y.tar.gz", "gz", "y.tar"},
-      {"/x.d/y", "/x.d", "y", "", "y"},
-      {"/x/.profile", "/x", ".profile", "profile", ""},
-      {"/x/y.", "/x", "y.", "", "y"},
-  };
-  for (const auto& [path, parent, name, suffix, pureName] : cases) {
-    EXPECT_EQ(TPath(path).GetFileName(), name) << path;
-    EXPECT_EQ(TPath(path).GetSuffix(), suffix) << path;
-    EXPECT_EQ(TPath(path).GetPureName(), pureName) << path;
-    EXPECT_EQ(TPath(path).GetParentDirectory().GetString(), parent) << path;
+    EXPECT_EQ((path + std::string(part)).GetString(), whole);
+    EXPECT_TRUE((path + TPath(part)).Equals(TPath(whole)));
+    EXPECT_EQ((path + none).GetString(), start);
+    EXPECT_EQ(assigned.Equals(path), *start == '\0');
+    assigned = std::string(start);
+    EXPECT_TRUE(assigned.Equals(path));
+    EXPECT_EQ(assigned.Empty(), *start == '\0');
+    assigned = none;
   }
 }
 
-TEST(TPathTest, ChangesSuffixesOfFileNamesOnly) {
-  EXPECT_EQ(TPath("/x/y.tar.gz").ChangeSuffix(".txt").GetString(), "/x/y.tar.txt");
-  EXPECT_EQ(TPath("/x.d/y").ChangeSuffix("txt").GetString(), "/x.d/y.txt");
-  EXPECT_EQ(TPath("y.gz").DelSuffix().GetString(), "y");
-  EXPECT_EQ(TPath("/x.d/").ChangeSuffix("txt").GetString(), "/x.d/");
-  EXPECT_EQ(TPath("/x/y").AddSuffix(".json").GetString(), "/x/y.json");
-  EXPECT_EQ(TPath("/x/y.json").AddSuffix("json").GetString(), "/x/y.json");
-  EXPECT_EQ(TPath("").AddSuffix(".json").GetString(), "");
+TEST(TPathTest, TakesNamesApartAndChangesThem) {
+  std::string text;
+  for (const char* path : {"", "/", "a", "/a", "/a/b/", "/a.b//", "/d.d/y.tar.gz", "/d.d/y",
+                           "d/.profile", "y.", ".."}) {
+    const std::string suffix = TPath(path).GetSuffix();
+    const std::string changed = TPath(path).ChangeSuffix("txt").GetString();
+    const std::string without = TPath(path).DelSuffix().GetString();
+    EXPECT_EQ(TPath(path).ChangeSuffix(std::string(".txt")).GetString(), changed);
+    EXPECT_EQ(TPath(path).ChangeSuffix(static_cast<const char*>(nullptr)).GetString(), without);
+    EXPECT_EQ(TPath(path).AddSuffix(suffix).GetString(), path);
+    text += std::string(path) + ": [" + TPath(path).GetParentDirectory().GetString() + "] [" +
+            TPath(path).GetFileName() + "] [" + suffix + "] [" + TPath(path).GetPureName() + "] [" +
+            changed + "] [" + without + "] [" + TPath(path).AddSuffix(".json").GetString() + "]\n";
+  }
+  ExpectText(FILES, "names", text);
 }
 
 TEST(TPathTest, OnlyWhatStandsInADirectoryIsBelowIt) {
-  EXPECT_TRUE(TPath("/a").IsSubPath(TPath("/a/b")));
-  EXPECT_TRUE(TPath("/a/").IsSubPath(TPath("/a/b")));
-  EXPECT_FALSE(TPath("/a").IsSubPath(TPath("/ab")));
-  EXPECT_FALSE(TPath("/a").IsSubPath(TPath("/a")));
+  const std::tuple<const char*, const char*, bool> cases[] = {
+      {"/a", "/a/b", true}, {"/a/", "/a/b", true}, {"/", "/a", true},  {"", "/a", true},
+      {"/a", "/ab", false}, {"/a", "/a", false},   {"/a", "b", false}, {"a", "/a/b", false}};
+  for (const auto& [directory, path, isBelow] : cases) {
+    EXPECT_EQ(TPath(directory).IsSubPath(TPath(path)), isBelow) << directory << " " << path;
+  }
+}
+
+TEST(TPathTest, AsksForTheRightThatItNames) {
+  const TempDirectory directory;
+  const TPath path(directory.Path().string());
+  const std::pair<int, bool (*)(const TPath&)> cases[] = {
+      {0, [](const TPath& p) { return p.IsExist(false); }},
+      {6, [](const TPath& p) { return p.IsExist(true); }},
+      {4, [](const TPath& p) { return p.IsReadable(); }},
+      {2, [](const TPath& p) { return p.IsWriteable(); }},
+      {7, [](const TPath& p) { return p.IsAccessDir(); }},
+  };
+  for (const auto& [mode, question] : cases) {
+    accessModes.clear();
+    refusedAccess = 0;
+    EXPECT_TRUE(question(path)) << mode;
+    EXPECT_FALSE(question(path + "missing")) << mode;
+    refusedAccess = mode;
+    EXPECT_EQ(question(path), mode == 0);
+    EXPECT_THAT(accessModes, AllOf(SizeIs(3), Each(mode)));
+  }
+  refusedAccess = 0;
 }
 
 TEST(TPathTest, ListsADirectoryInOrderOfNames) {
@@ -70,7 +88,9 @@ TEST(TPathTest, ListsADirectoryInOrderOfNames) {
   }
   const TPath path(directory.Path().string());
   std::vector<TPath> files;
+  OrmoHost::RecordCalls();
   EXPECT_EQ(path.GetDirFileList(files, nullptr), 0);
+  EXPECT_EQ(OrmoHost::CallCount("mmScandirFree"), 1U);
   ASSERT_EQ(files.size(), 4U);
   EXPECT_EQ(files[2].GetString(), directory / "m_10.json");
   EXPECT_TRUE(path.IsListFileExist(files));
@@ -81,18 +101,34 @@ TEST(TPathTest, ListsADirectoryInOrderOfNames) {
   EXPECT_EQ(path.GetDirFileList(files, filter), 0);
   EXPECT_EQ(files.size(), 1U);
 
-  std::map<long, std::string> matches;
+  std::map<long, std::string> matches = {{1, "old"}, {7, "kept"}};
   EXPECT_EQ(path.GetDirFileListWithPrefixAndSuffix("m_", ".json", matches), 0);
-  EXPECT_THAT(matches,
-              ElementsAre(Pair(0, directory / "m_10.json"), Pair(1, directory / "m_2.json")));
+  EXPECT_THAT(matches, ElementsAre(Pair(0, directory / "m_10.json"),
+                                   Pair(1, directory / "m_2.json"), Pair(7, "kept")));
+  matches.clear();
   EXPECT_EQ((path + "missing").GetDirFileListWithPrefix(matches, "m"), -1);
+  EXPECT_EQ(path.GetDirFileListWithPrefix(matches, "m.txt"), 0);
+  EXPECT_EQ(path.GetDirFileListWithPrefixAndSuffix("a", "a.txt", matches), 0);
+  EXPECT_THAT(matches, ElementsAre(Pair(0, directory / "a.txt")));
+}
+
+TEST(TPathTest, FindsAFileByTheBeginningOfItsName) {
+  const TempDirectory directory;
+  for (const char* name : {"m_2.json", "m_10.json", "a.txt"}) {
+    WriteFile(directory / name, "");
+  }
+  const TPath path(directory.Path().string());
+  EXPECT_EQ(path.FuzzyLookupFileName("m", ".json"), "m_10");
   EXPECT_EQ(path.FuzzyLookupFileName("x", ""), "");
+  EXPECT_EQ((path + "missing").FuzzyLookupFileName("", ""), "");
   EXPECT_EQ((path + "a").IntellAddSuffix(".txt").GetString(), directory / "a.txt");
+  EXPECT_EQ((path + "m_2").IntellAddSuffix(".json").GetString(), directory / "m_2.json");
   EXPECT_EQ((path + "m").IntellAddSuffix(".json").GetString(), directory / "m_10.json");
   EXPECT_EQ((path + "x").IntellAddSuffix(".json").GetString(), directory / "x.json");
-  std::filesystem::current_path(directory.Path());
-  EXPECT_EQ(TPath().IntellAddSuffix(".json").GetString(), "");
   EXPECT_EQ((path + "").IntellAddSuffix(".txt").GetString(), directory / ".txt");
+  std::filesystem::current_path(directory.Path());
+  EXPECT_EQ(TPath("m").IntellAddSuffix(".json").GetString(), "m_10.json");
+  EXPECT_EQ(TPath().IntellAddSuffix(".json").GetString(), "");
 }
 
 TEST(TPathTest, CreatesResolvesAndRemovesDirectories) {
@@ -106,7 +142,10 @@ TEST(TPathTest, CreatesResolvesAndRemovesDirectories) {
   EXPECT_EQ(path.GetString(), directory / "b/c");
 
   WriteFile(directory / "b/c/file", "");
-  EXPECT_FALSE((path + "file").IsDir());
+  TPath file = path + "../c/file";
+  EXPECT_FALSE(file.IsDir());
+  EXPECT_FALSE(file.RealDirectory());
+  EXPECT_EQ(file.GetString(), directory / "b/c/../c/file") << "left alone";
   EXPECT_FALSE(path.RemoveDir()) << "it holds a file";
   std::filesystem::remove(directory / "b/c/file");
   EXPECT_TRUE(path.RemoveDir());

@@ -3,53 +3,25 @@
 #include <pthread.h>
 #include <signal.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
-#include <functional>
+#include <future>
 #include <new>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
-#include <string>
 #include <thread>
-#include <tuple>
-#include <utility>
-#include <vector>
 
+#include "common/scripted_system.h"
 #include "common/trace_inner.h"
 #include "common/utils.h"
 #include "support/log_capture.h"
 #include "support/matchers.h"
 #include "support/open_descriptors.h"
 #include "support/temp_directory.h"
-
-namespace {
-
-std::function<void()> onNextWrite;
-bool areModesRefused = false;
-
-}  // namespace
-
-// They take the place of the system's, which cannot be brought to fail at will.
-// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the system's are reserved
-extern "C" ssize_t pwrite(int fd, const void* bytes, size_t size, off_t offset) {
-  if (const auto action = std::exchange(onNextWrite, nullptr)) {
-    action();
-  }
-  return syscall(SYS_pwrite64, fd, bytes, size, offset);
-}
-
-extern "C" int fchmod(int fd, mode_t mode) noexcept {
-  return areModesRefused ? -1 : static_cast<int>(syscall(SYS_fchmod, fd, mode));
-}
-
-// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 namespace Ormo::Testing {
 namespace {
@@ -82,7 +54,7 @@ template <typename Record>
 std::string Recorded(Record record) {
   const TempDirectory directory;
   {
-    TraceInner recorder;
+    TraceInner recorder(std::chrono::hours(1));  // its end does not wait for that
     recorder.StartDumpTrace(directory.Path().string());
     record(recorder);
   }
@@ -103,25 +75,39 @@ json WaitForEvents(const TempDirectory& directory, Condition condition) {
   }
 }
 
-/// Files cannot grow beyond `size` from now on. The signal that tells of it ends a thread that
-/// takes signals, and the process with it.
-void LimitFileSize(rlim_t size) {
-  rlimit limit{};
-  getrlimit(RLIMIT_FSIZE, &limit);
-  limit.rlim_cur = std::min(size, limit.rlim_max);
-  setrlimit(RLIMIT_FSIZE, &limit);
-}
-
 TEST(TraceInnerTest, WritesEventsInTheOrderInWhichTheyWereRecorded) {
-  EXPECT_EQ(Recorded([](TraceInner& recorder) {
-              recorder.Begin("run model", "345", "12", 7);
-              recorder.Begin("say \"hi\"\n", "345", "13", 8);
-              recorder.End("run model", "345", "12", 18446744073709551615U);
-            }),
+  std::string other;
+  sigset_t ofWriter{};
+  sigset_t ofCaller{};
+  // The first write is interrupted, the second one short.
+  onNextWrite = [&ofWriter](size_t) {
+    pthread_sigmask(SIG_SETMASK, nullptr, &ofWriter);
+    onNextWrite = [](size_t size) { return size / 2; };
+    return size_t{0};
+  };
+  const std::string document = Recorded([&other](TraceInner& recorder) {
+    recorder.Begin("run model", "345", "12", 7);
+    recorder.Begin("say \"hi\"\n", "345", "13", 8);
+    recorder.End("run model", "345", "12", 18446744073709551615U);
+    scriptedTicks = {{1, 2999}, {2, 999999999}};
+    recorder.Begin("now", "", "");
+    std::thread([&] {
+      recorder.End("now", "", "");
+      other = std::to_string(gettid());
+    }).join();
+  });
+  pthread_sigmask(SIG_SETMASK, nullptr, &ofCaller);
+  EXPECT_EQ(sigismember(&ofWriter, SIGTERM), 1) << "a thread that takes no signals";
+  EXPECT_EQ(sigismember(&ofCaller, SIGTERM), 0);
+  const std::string own = std::to_string(getpid());
+  EXPECT_EQ(document,
             R"({"displayTimeUnit":"ms","traceEvents":[)"
             R"({"name":"run model","ph":"B","pid":"345","tid":"12","ts":7},)"
             R"({"name":"say \"hi\"\n","ph":"B","pid":"345","tid":"13","ts":8},)"
-            R"({"name":"run model","ph":"E","pid":"345","tid":"12","ts":18446744073709551615}]})");
+            R"({"name":"run model","ph":"E","pid":"345","tid":"12","ts":18446744073709551615},)"
+            R"({"name":"now","ph":"B","pid":")" +
+                own + R"(","tid":")" + own + R"(","ts":1000002},{"name":"now","ph":"E","pid":")" +
+                own + R"(","tid":")" + other + R"(","ts":2999999}]})");
 }
 
 TEST(TraceInnerTest, LeavesAReadOnlyDocumentAlsoWithoutEvents) {
@@ -152,48 +138,70 @@ TEST(TraceInnerTest, LeavesAReadOnlyDocumentAlsoWithoutEvents) {
   EXPECT_EQ(log.Lines().front().tag, "ACG");
 }
 
-TEST(TraceInnerTest, KeepsTheLatestEventsUntilADirectoryIsNamed) {
+TEST(TraceInnerTest, KeepsTheLatestEventsUntilADirectoryIsNamedAndAllFromThenOn) {
   constexpr uint64_t dropped = 1234;
-  constexpr uint64_t withoutFile = TraceInner::MAX_EVENTS_WITHOUT_FILE + dropped;
-  constexpr uint64_t recorded = withoutFile + 1000;
+  constexpr uint64_t withoutFile = dropped + TraceInner::MAX_EVENTS_WITHOUT_FILE;
   const LogCapture log(DLOG_WARN);
   const TempDirectory directory;
-  {
-    TraceInner recorder(std::chrono::hours(1));  // its end does not wait for that
-    for (uint64_t ts = 0; ts < withoutFile; ++ts) {
-      recorder.Begin("event", "1", "2", ts);
+  std::promise<void> writing;
+  std::promise<void> mayWrite;
+  std::atomic<bool> isWritten{false};
+  const std::function<size_t(size_t)> onWrite = [&](size_t size) {
+    if (isWritten) {
+      writing.set_value();
+      mayWrite.get_future().wait();
+    } else {
+      onNextWrite = onWrite;
     }
-    recorder.StartDumpTrace(directory.Path().string());
-    for (uint64_t ts = withoutFile; ts < recorded; ++ts) {
-      recorder.Begin("event", "1", "2", ts);
-    }
-  }
+    return size;
+  };
+  onNextWrite = onWrite;
+  TraceInner recorder(SHORT_PERIOD);
   std::string expected = R"({"displayTimeUnit":"ms","traceEvents":[)";
-  for (uint64_t ts = dropped; ts < recorded; ++ts) {
-    expected += R"({"name":"event","ph":"B","pid":"1","tid":"2","ts":)" + std::to_string(ts) + "},";
+  for (uint64_t ts = 0; ts < 2 * withoutFile; ++ts) {
+    if (ts == withoutFile) {
+      recorder.StartDumpTrace(directory.Path().string());
+      while (fs::is_empty(directory.Path()) ||
+             fs::file_size(OnlyFile(directory)) <= expected.size()) {
+        std::this_thread::yield();
+      }
+      isWritten = true;
+    } else if (ts == withoutFile + 1) {
+      writing.get_future().wait();  // for long
+    }
+    recorder.Begin("event", "1", "2", ts);
+    expected += ts < dropped ? ""
+                             : R"({"name":"event","ph":"B","pid":"1","tid":"2","ts":)" +
+                                   std::to_string(ts) + "},";
   }
+  mayWrite.set_value();
+  recorder.Close();
   expected.back() = ']';
   EXPECT_TRUE(Content(directory) == expected + "}") << "nothing is dropped once there is a file";
   EXPECT_EQ(log.Messages(DLOG_WARN).size(), 1U) << "one warning, not one an event";
 }
 
-TEST(TraceInnerTest, KeepsTheBoundWhenThereCanBeNoFile) {
+TEST(TraceInnerTest, KeepsTheBoundWhenThereCanBeNoFileOrNoMoreOfIt) {
   const TempDirectory directory;
   const auto descriptors = OpenDescriptors();
-  for (const auto& [name, room, lines] :
-       {std::tuple("/missing", RLIM_INFINITY, "Open .*/missing/ormo_trace_.*\\.json failed"),
-        std::tuple("", rlim_t{10}, "Write trace file failed\\.")}) {
+  // Below the directory, room in the file, error lines, and whether a document is left.
+  for (const auto& [name, room, lines, isLeft] :
+       {std::tuple("/missing", RLIM_INFINITY, "Open .*/missing/ormo_trace_.*\\.json failed", false),
+        std::tuple("", rlim_t{10}, "Write trace file failed\\.", false),
+        std::tuple("", rlim_t{50}, "Write trace file failed\\.", true)}) {
     const LogCapture log(DLOG_WARN);
     LimitFileSize(room);
-    TraceInner recorder;
+    TraceInner recorder(SHORT_PERIOD);
     recorder.StartDumpTrace(directory.Path().string() + name);
     // The bound comes back only after the line, so that the first warning may stay away a little.
     while (!log.Contains(DLOG_WARN, "No trace file")) {
       recorder.Begin("event", "", "");
     }
+    recorder.Close();
     LimitFileSize(RLIM_INFINITY);
-    EXPECT_THAT(log.Messages(DLOG_ERROR), ElementsAre(MatchesRegex(lines)));
-    EXPECT_TRUE(fs::is_empty(directory.Path()));
+    EXPECT_THAT(log.Messages(DLOG_ERROR), Each(MatchesRegex(lines)));
+    EXPECT_EQ(log.Messages(DLOG_ERROR).size() > 1, isLeft) << "tried again";
+    EXPECT_EQ(fs::is_empty(directory.Path()), !isLeft);
     EXPECT_EQ(OpenDescriptors(), descriptors);
   }
 }
@@ -202,7 +210,7 @@ TEST(TraceInnerTest, RemovesItsFileWithoutADocumentAndNoOther) {
   for (const bool isReplaced : {false, true}) {
     const LogCapture log(DLOG_ERROR);
     const TempDirectory directory;
-    onNextWrite = [&] {
+    onNextWrite = [&](size_t) -> size_t {
       if (isReplaced) {
         const std::string path = OnlyFile(directory);
         fs::remove(path);
@@ -285,27 +293,6 @@ TEST(TraceInnerTest, SurvivesADiskThatIsFullForAWhile) {
   for (size_t i = 0; i < events.size(); ++i) {
     EXPECT_EQ(events[i].at("ts"), i);
   }
-}
-
-/// Threads that block the signals of programs.
-size_t CountBlockingThreads() {
-  size_t count = 0;
-  for (const auto& task : fs::directory_iterator("/proc/self/task")) {
-    const std::string status = ReadFile(task.path() / "status");
-    const uint64_t blocked = std::stoull(status.substr(status.find("SigBlk:") + 7), nullptr, 16);
-    count += blocked >> (SIGTERM - 1) & blocked >> (SIGUSR1 - 1) & 1;
-  }
-  return count;
-}
-
-TEST(TraceInnerTest, WritesOnAThreadThatTakesNoSignals) {
-  std::thread([] {}).join();  // with the first one, sanitizers start one of their own
-  const size_t others = CountBlockingThreads();
-  const TempDirectory directory;
-  TraceInner recorder;
-  recorder.StartDumpTrace(directory.Path().string());
-  WaitForEvents(directory, [](const json& events) { return events.empty(); });
-  EXPECT_EQ(CountBlockingThreads(), others + 1) << "the writer, and not the caller";
 }
 
 /// Of a child that traces and exits.

@@ -1,39 +1,18 @@
 #include "common/utils.h"
 
-#include <fcntl.h>
+#include <unistd.h>
 
-#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <optional>
 #include <set>
-#include <string>
-#include <tuple>
-#include <utility>
-#include <vector>
 
-#include "common/file_descriptor.h"
+#include "common/scripted_system.h"
+#include "common/status_translation.h"
+#include "common/string_utils.h"
+#include "ormo/status.h"
 #include "support/log_capture.h"
 #include "support/matchers.h"
-
-namespace {
-
-/// What the clock says next; empty: the true time.
-std::vector<mmTimespec> scriptedTicks;
-
-}  // namespace
-
-// Takes the place of the platform's.
-mmTimespec mmGetTickCount() {
-  if (scriptedTicks.empty()) {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC_RAW, &now);
-    return {now.tv_sec, now.tv_nsec};
-  }
-  const mmTimespec tick = scriptedTicks.front();
-  scriptedTicks.erase(scriptedTicks.begin());
-  return tick;
-}
 
 namespace Ormo::Testing {
 namespace {
@@ -57,12 +36,15 @@ TEST(UtilsTest, AveragesWithoutTheSmallestAndTheLargestFifthOfManySamples) {
               ElementsAre(Pair("a", 5), Pair("b", 0)));
 }
 
-TEST(TimerTest, MeasuresAcrossAWrapOfTheCounter) {
+TEST(TimerTest, MeasuresAcrossAWrapOfTheCounterAndReadsAFailingClockAsZero) {
   const std::tuple<mmTimespec, mmTimespec, uint64_t> cases[] = {
       {{1, 999999999}, {2, 1}, 2},
       {{5, 5}, {5, 5}, 0},
       {{0, 10}, {0, 4}, std::numeric_limits<uint64_t>::max() - 6},
+      {{-1, 5}, {0, 9}, 9},
+      {{5, -1}, {0, 0}, 0},
   };
+  const LogCapture log(DLOG_ERROR);
   for (const auto& [start, stop, elapsed] : cases) {
     scriptedTicks = {start, stop};
     Timer timer;
@@ -70,28 +52,52 @@ TEST(TimerTest, MeasuresAcrossAWrapOfTheCounter) {
     timer.Stop();
     EXPECT_EQ(timer.Elapsed(), elapsed);
   }
-}
-
-TEST(UtilsTest, ReadsAFailingClockAsZero) {
-  const LogCapture log(DLOG_ERROR);
-  scriptedTicks = {{-1, 5}, {5, -1}};
-  EXPECT_EQ(Utils::GetClockMonoRawTime(), 0U);
-  EXPECT_EQ(Utils::GetClockMonoRawTime(), 0U);
-  EXPECT_THAT(log.Messages(), ElementsAre("get tick count failed", "get tick count failed"));
-  EXPECT_EQ(log.Lines().front().file, "utils.cpp");
+  EXPECT_EQ(log.Text(), "3 utils.cpp get tick count failed\n3 utils.cpp get tick count failed\n");
 }
 
 TEST(UtilsTest, StampsTheTimeToTheMicrosecond) {
+  setenv("TZ", "UTC0", 1);  // NOLINT(concurrency-mt-unsafe)
   EXPECT_THAT(Utils::GetTimeStamp(), MatchesRegex("20[0-9]{2}[01][0-9][0-3][0-9][0-9]{12}"));
 
   const LogCapture log(DLOG_ERROR);
   OrmoHost::Fail("mmGetTimeOfDay", 1, -1);
-  EXPECT_THAT(Utils::GetTimeStamp(), MatchesRegex("19(69|70)[0-9]{10}000000"));
+  EXPECT_EQ(Utils::GetTimeStamp(), "19700101000000000000");
   OrmoHost::Fail("snprintf_s", 1, -1);
   EXPECT_EQ(Utils::GetTimeStamp(), "0");
   EXPECT_THAT(log.Messages(), ElementsAre("Call snprintf_s failed"));
   OrmoHost::Fail("mmLocalTimeR", 1, -1);
   EXPECT_EQ(Utils::GetTimeStamp(), "");
+}
+
+TEST(UtilsTest, TellsOfTheProcessAndTheMachine) {
+  EXPECT_EQ(Utils::GetSerialId(), 2100000001U);
+  EXPECT_EQ(Utils::GetSerialId(), 2100000002U);
+  EXPECT_EQ(Utils::GetPid() + Utils::GetTid(), std::to_string(getpid()) + std::to_string(gettid()));
+  OrmoHost::Fail("mmGetPid", 1, -1);
+  EXPECT_EQ(Utils::GetPid(), "");
+
+  const LogCapture log(DLOG_INFO);
+  OrmoHost::Fail("mmSetCurrentThreadName", 1, -1);
+  Utils::SetCurrentThreadName("name");
+  const uint64_t available = Utils::GetAvailableMemorySize();
+  const uint64_t total = Utils::GetTotalMemorySize();
+  const long pageSize = sysconf(_SC_PAGESIZE);
+  EXPECT_EQ(total, static_cast<uint64_t>(sysconf(_SC_PHYS_PAGES) * (pageSize / 1024)));
+  EXPECT_LT(available, total);
+  EXPECT_THAT(
+      log.Messages(),
+      ElementsAre("set thread name to name failed, ret : -1",
+                  "Get available memory size is " + std::to_string(available >> 10) + " MB.",
+                  "Get memory size is " + std::to_string(total >> 10) + " MB."));
+}
+
+TEST(UtilsTest, LooksThroughMaps) {
+  EXPECT_EQ(Utils::GetValueFromMapBykey({{"a", "1"}, {"b", "2"}}, "b"), "2");
+  EXPECT_EQ(Utils::GetValueFromMapBykey({{"a", "1"}}, "b"), "");
+  EXPECT_TRUE(Utils::IsDoubleZeroAll({}));
+  EXPECT_TRUE(Utils::IsDoubleZeroAll({{"a", 0.0}, {"b", -1e-16}}));
+  EXPECT_FALSE(Utils::IsDoubleZeroAll({{"a", 0.0}, {"b", 2.220446049250313e-16}}));
+  EXPECT_FALSE(Utils::IsDoubleZeroAll({{"a", -1.0}, {"b", 0.0}}));
 }
 
 TEST(UtilsTest, TellsUnsetVariablesFromEmptyAndLongOnes) {
@@ -107,10 +113,72 @@ TEST(UtilsTest, TellsUnsetVariablesFromEmptyAndLongOnes) {
   EXPECT_EQ(Utils::FindEnv("ORMO_TEST_UNSET"), std::nullopt);
 }
 
-TEST(FileDescriptorTest, NoProgramThatIsStartedInheritsAPipe) {
-  const Pipe pipe = Pipe::Open();
-  EXPECT_EQ(fcntl(pipe.readEnd.Get(), F_GETFD), FD_CLOEXEC);
-  EXPECT_EQ(fcntl(pipe.writeEnd.Get(), F_GETFD), FD_CLOEXEC);
+TEST(StatusTest, OnlyFailedAllocationsHaveAStatusOfTheirOwn) {
+  EXPECT_EQ(TranslateStatus(245000, 203), 3001);
+  EXPECT_EQ(TranslateStatus(207001), 3001);
+  EXPECT_EQ(TranslateStatus(507008), 3000);
+  EXPECT_EQ(TranslateStatus(-1, 203), 203);
+}
+
+TEST(StringUtilsTest, ParsesDigitsThatFitAndLeavesTheValueAloneOtherwise) {
+  const std::string notDigits = "] for index must be a digit.";
+  const std::string tooLarge = "] catch out_of_range.";
+  // The text, both numbers or 42 for a refusal, and the message of a refusal.
+  const std::tuple<std::string, int, unsigned long, std::string> cases[] = {
+      {"0007", 7, 7, ""},
+      {"2147483647", 2147483647, 2147483647, ""},
+      {"2147483648", 42, 2147483648, tooLarge},
+      {"18446744073709551615", 42, 18446744073709551615UL, tooLarge},
+      {"18446744073709551616", 42, 42, tooLarge},
+      {"", 42, 42, notDigits},
+      {"-3", 42, 42, notDigits},
+      {" 7", 42, 42, notDigits},
+      {"7\n", 42, 42, notDigits},
+      {"0x1F", 42, 42, notDigits},
+  };
+  for (const auto& [text, expected, expectedWide, message] : cases) {
+    SCOPED_TRACE(text);
+    const LogCapture log(DLOG_ERROR);
+    int number = 42;
+    unsigned long wide = 42;
+    EXPECT_EQ(StringUtils::StringToInt(text, number),
+              expected == 42 ? STATUS_INVALID_PARAM : STATUS_SUCCESS);
+    EXPECT_EQ(StringUtils::StringToUll(text, wide),
+              expectedWide == 42 ? STATUS_INVALID_PARAM : STATUS_SUCCESS);
+    EXPECT_EQ(number, expected);
+    EXPECT_EQ(wide, expectedWide);
+    const size_t refusals = (expected == 42 ? 1U : 0U) + (expectedWide == 42 ? 1U : 0U);
+    EXPECT_EQ(log.Count(DLOG_ERROR, std::string("Value [").append(text).append(message)), refusals);
+  }
+}
+
+TEST(StringUtilsTest, StopsAtTheFirstPieceOfAListThatIsNoNumber) {
+  const LogCapture log(DLOG_ERROR);
+  std::vector<unsigned long> values = {9};
+  EXPECT_EQ(StringUtils::StringToUllVec("", ',', values), STATUS_SUCCESS);
+  EXPECT_EQ(StringUtils::StringToUllVec("1,224,", ',', values), STATUS_SUCCESS);
+  EXPECT_THAT(log.Messages(), IsEmpty());
+  EXPECT_EQ(StringUtils::StringToUllVec("3,x,4", ',', values), STATUS_INVALID_PARAM);
+  EXPECT_TRUE(log.Contains(DLOG_ERROR, "String to Int failed, itemStr = x"));
+  EXPECT_EQ(StringUtils::StringToUllVec("5,,6", ',', values), STATUS_INVALID_PARAM);
+  EXPECT_THAT(values, ElementsAre(9, 1, 224, 3, 5));
+}
+
+TEST(StringUtilsTest, SplitsWithAndWithoutAnEmptyLastPiece) {
+  EXPECT_THAT(StringUtils::StrSplit("", ','), IsEmpty());
+  EXPECT_THAT(StringUtils::StrSplitEx("", ','), IsEmpty());
+  EXPECT_THAT(StringUtils::StrSplit(",a,,b,", ','), ElementsAre("", "a", "", "b"));
+  EXPECT_THAT(StringUtils::StrSplitEx(",a,,b,", ','), ElementsAre("", "a", "", "b", ""));
+  EXPECT_THAT(StringUtils::StrSplitEx("a", ','), ElementsAre("a"));
+}
+
+TEST(StringUtilsTest, TrimsBlanksAndTheFirstOccurrenceOfAText) {
+  EXPECT_EQ(StringUtils::Trim(" \t a b\r\n"), "a b");
+  EXPECT_EQ(StringUtils::Trim("\xc3\xa9 "), "\xc3\xa9");
+  EXPECT_EQ(StringUtils::Trim(" \n "), "");
+  EXPECT_EQ(StringUtils::TrimPrefix("x_ab_x_ab", "ab"), "x__x_ab");
+  EXPECT_EQ(StringUtils::TrimPrefix("kernel", ".json"), "kernel");
+  EXPECT_EQ(StringUtils::TrimPrefix("kernel", ""), "kernel");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "ormo/lib_path.h"
 #include "single_op/request_text.h"
 #include "support/child_process.h"
 #include "support/expected_text.h"
@@ -58,6 +59,13 @@ TEST_F(LibraryLifeTest, ClosedItIsGoneWithItsPlatform) {
                         SpinGraph({1000}), AttentionRequest(), directory_ / "graph"});
   EXPECT_EQ(program.ReadLine(), "seen 1, measured 1, loaded 0, platform loaded 0, mapped 0");
   EXPECT_EQ(program.Wait(), 0);
+}
+
+TEST_F(LibraryLifeTest, ItKnowsWhereItLies) {
+  const std::filesystem::path path = std::filesystem::canonical(RUNNER_LIBRARY).parent_path();
+  EXPECT_EQ(LibPath::GetSelfLibraryDir().GetString(), path);
+  EXPECT_EQ(LibPath::GetInstallPath().GetString(),
+            path.parent_path().parent_path() / "tools/ormo/");
 }
 
 }  // namespace

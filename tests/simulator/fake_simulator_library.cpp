@@ -1,4 +1,5 @@
 // A simulator library, built once whole and once with each of its functions under another name.
+#include <algorithm>
 #include <exception>
 #include <string>
 #include <tuple>
@@ -10,10 +11,6 @@ using Ormo::Testing::TheFakeSimulator;
 
 namespace {
 
-struct Core {
-  uint64_t ticks;
-};
-
 #ifdef THROWING_INIT
 /// Gone with the library: nobody can look at it, or destroy it, after that.
 class OwnError : public std::exception {
@@ -22,7 +19,8 @@ class OwnError : public std::exception {
 };
 #endif
 
-void Act(const char* function) {
+void Act(const std::string& function, const std::string& arguments) {
+  TheFakeSimulator().calls.push_back(function + " " + arguments);
   const auto action = TheFakeSimulator().actions.find(function);
   if (action != TheFakeSimulator().actions.end()) {
     action->second();
@@ -36,8 +34,7 @@ void Act(const char* function) {
 extern "C" {
 
 void PeltInit(std::string interpreter) {
-  TheFakeSimulator().interpreters.push_back(interpreter);
-  Act("PeltInit");
+  Act("PeltInit", interpreter);
 #ifdef THROWING_INIT
   throw OwnError();
 #endif
@@ -46,26 +43,28 @@ void PeltInit(std::string interpreter) {
 void* CreatePeltCore(std::string file, std::string function, std::vector<uint64_t> arguments,
                      std::string core,
                      std::vector<std::tuple<uint64_t, std::string, uint64_t>> data) {
-  auto& fake = TheFakeSimulator();
-  fake.creations.push_back({file, function, arguments, core, data.size()});
-  Act("CreatePeltCore");
-  const auto ticks = fake.ticks.find(function);
-  if (ticks == fake.ticks.end()) {
+  const auto zeros = std::count(arguments.begin(), arguments.end(), 0);
+  Act("CreatePeltCore", file + " " + function + " " + std::to_string(zeros) + " of " +
+                            std::to_string(arguments.size()) + " " + core + " " +
+                            std::to_string(data.size()));
+  if (TheFakeSimulator().ticks.count(function) == 0) {
     return nullptr;
   }
-  ++fake.liveCores;
-  return new Core{ticks->second};
+  ++TheFakeSimulator().liveCores;
+  return new std::string(function);
 }
 
 uint64_t GetTotalTick(void* core) {
-  Act("GetTotalTick");
-  return static_cast<Core*>(core)->ticks;
+  const std::string function = *static_cast<std::string*>(core);
+  Act("GetTotalTick", function);
+  return TheFakeSimulator().ticks[function];
 }
 
 void DestroyPeltCore(void* core) {
-  delete static_cast<Core*>(core);
+  const std::string function = *static_cast<std::string*>(core);
+  delete static_cast<std::string*>(core);
   --TheFakeSimulator().liveCores;
-  Act("DestroyPeltCore");
+  Act("DestroyPeltCore", function);
 }
 
 }  // extern "C"

@@ -1,10 +1,8 @@
 // The host platform's cycle simulator, through its own functions.
 #include <dlfcn.h>
 
-#include <filesystem>
 #include <limits>
 #include <optional>
-#include <utility>
 
 #include "error_manager/error_manager.h"
 #include "pelt/pelt.h"

@@ -11,31 +11,17 @@
 #include <utility>
 
 namespace Ormo::Testing {
-namespace {
-
-struct PipeEnds {
-  PipeEnds() {
-    int ends[2] = {-1, -1};
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-      throw std::runtime_error("no pipe");
-    }
-    readEnd = ends[0];
-    writeEnd = ends[1];
-  }
-
-  int readEnd = -1;
-  int writeEnd = -1;
-};
-
-}  // namespace
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
-  const PipeEnds toChild;
-  const PipeEnds fromChild;
+  int toChild[2] = {};  // the read end stands first
+  int fromChild[2] = {};
+  if (pipe2(toChild, O_CLOEXEC) != 0 || pipe2(fromChild, O_CLOEXEC) != 0) {
+    throw std::runtime_error("no pipe");
+  }
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, toChild.readEnd, STDIN_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, fromChild.writeEnd, STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, toChild[0], STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, fromChild[1], STDOUT_FILENO);
   std::vector<char*> argv;
   argv.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) {
@@ -44,10 +30,10 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments) {
   argv.push_back(nullptr);
   const int error = posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
-  close(toChild.readEnd);
-  close(fromChild.writeEnd);
-  input_ = toChild.writeEnd;
-  output_ = fromChild.readEnd;
+  close(toChild[0]);
+  close(fromChild[1]);
+  input_ = toChild[1];
+  output_ = fromChild[0];
   if (error != 0) {
     close(input_);
     close(output_);

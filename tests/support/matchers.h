@@ -1,10 +1,19 @@
 /// \file
-/// Googletest, and the matchers by their names.
+/// What every test needs: Googletest, the matchers by their names, texts and containers.
 #ifndef ORMO_TESTS_SUPPORT_MATCHERS_H
 #define ORMO_TESTS_SUPPORT_MATCHERS_H
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 namespace Ormo::Testing {
 

@@ -3,10 +3,6 @@
 #ifndef ORMO_TESTS_SUPPORT_OFFLINE_TEST_H
 #define ORMO_TESTS_SUPPORT_OFFLINE_TEST_H
 
-#include <cstdint>
-#include <string>
-#include <vector>
-
 #include "ormo/ormo_runner.h"
 #include "support/runner_test.h"
 

@@ -3,10 +3,7 @@
 #ifndef ORMO_TESTS_SUPPORT_ONLINE_TEST_H
 #define ORMO_TESTS_SUPPORT_ONLINE_TEST_H
 
-#include <cstdint>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "ormo/ormo_runner.h"
 #include "ox/graph_utils.h"

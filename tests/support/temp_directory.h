@@ -3,16 +3,32 @@
 #ifndef ORMO_TESTS_SUPPORT_TEMP_DIRECTORY_H
 #define ORMO_TESTS_SUPPORT_TEMP_DIRECTORY_H
 
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace Ormo::Testing {
 
 /// A new empty directory, removed with all that it holds.
 class TempDirectory {
  public:
-  TempDirectory();
-  ~TempDirectory();
+  TempDirectory() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "ormo_test_XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) {
+      throw std::runtime_error("no temporary directory: " + pattern);
+    }
+    path_ = pattern;
+  }
+
+  ~TempDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+
   TempDirectory(const TempDirectory&) = delete;
   TempDirectory& operator=(const TempDirectory&) = delete;
 
@@ -26,8 +42,14 @@ class TempDirectory {
 };
 
 /// The bytes of a file.
-std::string ReadFile(const std::string& path);
-void WriteFile(const std::string& path, const std::string& content);
+inline std::string ReadFile(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+inline void WriteFile(const std::string& path, const std::string& content) {
+  std::ofstream(path, std::ios::binary) << content;
+}
 
 }  // namespace Ormo::Testing
 

@@ -4,10 +4,6 @@
 #ifndef ORMO_TESTS_SUPPORT_ZELNN_TEST_H
 #define ORMO_TESTS_SUPPORT_ZELNN_TEST_H
 
-#include <cstdint>
-#include <string>
-#include <vector>
-
 #include "ormo/ormo_runner.h"
 #include "single_op/request_text.h"
 #include "support/runner_test.h"
