@@ -63,14 +63,12 @@ TEST_F(ControlTest, RulesActOnTheCallsThatTheyWaitFor) {
 
 class AliveTest : public PlatformTest {
  protected:
-  void SetUp() override {
-    PlatformTest::SetUp();
-    int32_t output = STDOUT_FILENO;
-    config_ = zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &output);
-  }
-
   /// Leaves memory, a model and both kinds of subscription on the current device.
   void UseDevice() {
+    int32_t output = STDOUT_FILENO;
+    if (config_ == nullptr) {
+      config_ = zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &output);
+    }
     ASSERT_EQ(zelrtMalloc(&memory_, 4, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
     ASSERT_EQ(zelprofModelSubscribe(Load(graph_), config_), 0);
     ASSERT_EQ(ProfOpSubscribe(0, config_), 0);
@@ -100,7 +98,7 @@ TEST_F(AliveTest, TheLastResetOfADeviceReleasesWhatIsOnIt) {
             "subscribeConfigs 1, subscriptions 2, abandoned 4");
   OrmoHost::Reset();
   EXPECT_TRUE(OrmoHost::Alive().Empty());
-  PlatformTest::SetUp();
+  SetUp();
 }
 
 // One of everything that a user can hold.
@@ -138,7 +136,7 @@ TEST_F(AliveTest, EverythingIsToldAndWhatNobodyReleasesIsCounted) {
   EXPECT_EQ(OrmoHost::Alive().ToString(), "sessions 1");
   session.reset();
   EXPECT_TRUE(OrmoHost::Alive().Empty());
-  PlatformTest::SetUp();
+  SetUp();
   EXPECT_EQ(zelrtGetDeviceCount(&count), 0);
   EXPECT_EQ(count, 2U);
 }

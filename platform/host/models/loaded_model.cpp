@@ -28,6 +28,12 @@ void CheckSize(const DeviceSpan& span, size_t bytes, const std::string& name) {
   }
 }
 
+void CheckCount(const std::vector<DeviceSpan>& spans, size_t count, const char* kind) {
+  if (spans.size() != count) {
+    throw GraphError("", "", std::to_string(count) + kind);
+  }
+}
+
 /// Executions on more buffers are prepared every time.
 constexpr size_t MOST_KEPT_BLOCKS = 8;
 
@@ -68,15 +74,15 @@ LoadedModel::LoadedModel(uint32_t id, uint32_t device, std::string origin, Model
 }
 
 std::vector<TensorSpec> LoadedModel::Outputs(const Execution& execution) const {
-  CheckInputCount(execution);
+  CheckCount(execution.inputs, model_.Description().inputs.size(), " input buffers");
   std::vector<Shape> shapes = InputShapes(execution);
   const Plan* plan = model_.FindPlan(execution.setting);
   return plan != nullptr ? plan->outputs : model_.GetProgram().MakePlan(shapes).outputs;
 }
 
 void LoadedModel::Execute(const Execution& execution, const DatasetPair* datasets) {
-  CheckInputCount(execution);
-  CheckOutputCount(execution);
+  CheckCount(execution.inputs, model_.Description().inputs.size(), " input buffers");
+  CheckCount(execution.outputs, model_.Description().outputBytes.size(), " output buffers");
   std::vector<Shape> shapes = InputShapes(execution);
   const std::lock_guard<std::mutex> lock(mutex_);
   if (const Plan* plan = model_.FindPlan(execution.setting)) {
@@ -124,20 +130,6 @@ bool LoadedModel::Repeat(const DatasetPair& datasets) {
   }
   Run(*last_.plan, last_.areas);
   return true;
-}
-
-void LoadedModel::CheckInputCount(const Execution& execution) const {
-  size_t inputs = model_.Description().inputs.size();
-  if (execution.inputs.size() != inputs) {
-    throw GraphError("", "", std::to_string(inputs) + " input buffers");
-  }
-}
-
-void LoadedModel::CheckOutputCount(const Execution& execution) const {
-  size_t outputs = model_.Description().outputBytes.size();
-  if (execution.outputs.size() != outputs) {
-    throw GraphError("", "", std::to_string(outputs) + " output buffers");
-  }
 }
 
 std::vector<Shape> LoadedModel::InputShapes(const Execution& execution) const {

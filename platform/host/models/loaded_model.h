@@ -85,8 +85,6 @@ class LoadedModel {
   void Unsubscribe();
 
  private:
-  void CheckInputCount(const Execution& execution) const;
-  void CheckOutputCount(const Execution& execution) const;
   std::vector<Shape> InputShapes(const Execution& execution) const;
   Areas MakeAreas(const Plan& plan, const Execution& execution, std::byte* work) const;
   void Run(const Plan& plan, const Areas& areas);
