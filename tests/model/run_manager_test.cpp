@@ -1,15 +1,12 @@
 #include <fcntl.h>
 
-#include <filesystem>
 #include <regex>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "common/file_descriptor.h"
-#include "common/trace_inner.h"
 #include "model/model_test.h"
-#include "support/temp_directory.h"
 
 namespace {
 
@@ -59,7 +56,6 @@ class RunManagerTest : public ModelTest {
   // buffers to all of them.
   void LoadPair() {
     ASSERT_EQ(Load(PairGraph("[2, 128]")), STATUS_SUCCESS);
-    id_ = " # " + std::to_string(info_.modelId);
     config_.inputs = {Buffer(a_), Buffer(b_)};
     config_.inputs[1].dims = &shape_;
     config_.inputs[1].dimNum = 1;
@@ -80,7 +76,6 @@ class RunManagerTest : public ModelTest {
   int Process() { return manager_.Process(config_, info_); }
 
   RunnerConfig config_;
-  std::string id_;
   int64_t shape_ = 128;
   std::vector<float> a_ = std::vector<float>(256, 3);
   std::vector<float> b_ = std::vector<float>(128, 5);
@@ -88,30 +83,11 @@ class RunManagerTest : public ModelTest {
   std::vector<float> z_ = std::vector<float>(128, -1);
 };
 
-TEST_F(RunManagerTest, ARunMakesTheseCallsAndEveryBufferHasItsOwnData) {
-  const std::string freeing = "GetDataBufferAddr, Free, DestroyDataBuffer, ";
-  const std::string releasing = "GetDatasetNumBuffers, GetDatasetBuffer 0, " + freeing +
-                                "GetDatasetBuffer 1, " + freeing + "DestroyDataset, ";
+TEST_F(RunManagerTest, EveryBufferHasItsOwnDataAndEveryInputItsOwnShape) {
   LoadPair();
-  config_.loop = 2;
   OrmoHost::RecordCalls();
   EXPECT_EQ(Process(), STATUS_SUCCESS);
-  EXPECT_EQ(Calls(),
-            "SetCurrentContext device 0, GetMemInfo 1, CreateDesc, GetDesc" + id_ +
-                ", GetNumInputs, GetInputSizeByIndex 0, GetInputSizeByIndex 1, GetNumOutputs, "
-                "CreateDataset, GetNumOutputs, GetOutputSizeByIndex 0, GetMemInfo 1, "
-                "Malloc 1024 0, Memset 1024 0 1024, CreateDataBuffer 1024, AddDatasetBuffer 1024, "
-                "GetOutputSizeByIndex 1, GetMemInfo 1, Malloc 512 0, Memset 512 0 512, "
-                "CreateDataBuffer 512, AddDatasetBuffer 512, CreateDataset, GetNumInputs, "
-                "GetMemInfo 1, Malloc 1024 0, Memset 1024 0 1024, Memcpy 1024 1024 1, "
-                "CreateDataBuffer 1024, AddDatasetBuffer 1024, GetMemInfo 1, Malloc 512 0, "
-                "Memset 512 0 512, Memcpy 512 512 1, CreateDataBuffer 512, AddDatasetBuffer 512, "
-                "CreateTensorDesc 0 0 [128], SetDatasetTensorDesc 1, Execute" +
-                id_ + ", Execute" + id_ +
-                ", GetDatasetNumBuffers, GetDatasetBuffer 0, GetDataBufferAddr, "
-                "GetDataBufferSizeV2, Memcpy 1024 1024 2, GetDatasetBuffer 1, GetDataBufferAddr, "
-                "GetDataBufferSizeV2, Memcpy 512 512 2, DestroyDesc, " +
-                releasing + releasing);
+  EXPECT_THAT(Calls(), HasSubstr("CreateTensorDesc 0 0 [128], SetDatasetTensorDesc 1, Execute"));
   EXPECT_THAT(y_, Each(3));
   EXPECT_THAT(z_, Each(5));
 
@@ -368,29 +344,6 @@ TEST_F(RunManagerTest, AManagerWorksFromItsInitialisationOnTheChipItFoundToItsEn
                                           "Set op execute timeout failed for TarnLake1, ret : 5",
                                           "Run manager has not been initialized",
                                           "Run manager has not been initialized"));
-}
-
-TEST_F(RunManagerTest, TheTimelineShowsWhatARunDoes) {
-  const TempDirectory directory;
-  FileDescriptor records(open("/dev/null", O_WRONLY | O_CLOEXEC));
-  info_.profFd = records.Address();
-  LoadPair();
-  for (const bool prof : {false, true}) {
-    config_.prof = prof;
-    EXPECT_EQ(Process(), STATUS_SUCCESS);
-  }
-  TraceInner::Instance().StartDumpTrace(directory.Path().string());
-  TraceInner::Instance().Close();
-  const std::string path = std::filesystem::directory_iterator(directory.Path())->path();
-  const std::string spans = std::regex_replace(
-      ReadFile(path), std::regex(R"re([^"]*"name":"([^"]*)","ph":"(.)[^}]*)re"), "$2 $1, ");
-  const auto span = [](const std::string& name, const std::string& inner = "") {
-    return "B " + name + ", " + inner + "E " + name + ", ";
-  };
-  const std::string prepare = span("run model prepare data");
-  const std::string execute = span("Execute model id" + std::to_string(info_.modelId));
-  EXPECT_THAT(spans, EndsWith(prepare + span("run model execute", execute) + prepare +
-                              span("prof start") + execute + span("prof stop") + "}]}"));
 }
 
 }  // namespace
