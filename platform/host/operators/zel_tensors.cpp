@@ -92,7 +92,7 @@ Handle* CreateArray(const char* function, const Element* values, uint64_t size) 
   return Attempt(function, [&] {
     Require(size == 0 || values != nullptr, INVALID_ARGUMENT);
     auto array = std::make_shared<std::vector<Element>>(values, values + size);
-    for (const Element& value : *array) {
+    for (const Element value : *array) {
       Note(value);
     }
     uintptr_t handle = Single<MarkAddresses>().Next();
