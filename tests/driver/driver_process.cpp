@@ -1,55 +1,11 @@
 #include "driver/driver_process.h"
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
+#include <cstdlib>
 #include <sstream>
 
-#include "support/temp_directory.h"
-
 namespace Ormo::Testing {
-namespace {
-
-/// Pointers as exec wants them, valid as long as the texts.
-std::vector<char*> Pointers(std::vector<std::string>& texts) {
-  std::vector<char*> pointers;
-  pointers.reserve(texts.size() + 1);
-  for (std::string& text : texts) {
-    pointers.push_back(text.data());
-  }
-  pointers.push_back(nullptr);
-  return pointers;
-}
-
-/// The test's environment after `additions`: of two values the first counts.
-std::vector<std::string> Environment(std::vector<std::string> additions) {
-  for (char** variable = environ; *variable != nullptr; ++variable) {
-    additions.emplace_back(*variable);
-  }
-  return additions;
-}
-
-int Spawn(std::vector<std::string> arguments, std::vector<std::string> environment,
-          const std::string& outputPath, const std::string& errorPath) {
-  posix_spawn_file_actions_t files;
-  posix_spawn_file_actions_init(&files);
-  constexpr int WRITE = O_WRONLY | O_CREAT;
-  posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, outputPath.c_str(), WRITE, 0600);
-  posix_spawn_file_actions_addopen(&files, STDERR_FILENO, errorPath.c_str(), WRITE, 0600);
-  pid_t pid = 0;
-  const int failure = posix_spawn(&pid, ORMO_MEASURE_PATH, &files, nullptr,
-                                  Pointers(arguments).data(), Pointers(environment).data());
-  posix_spawn_file_actions_destroy(&files);
-  int status = 0;
-  if (failure != 0 || waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) {
-    return -1;
-  }
-  return WEXITSTATUS(status);
-}
-
-}  // namespace
 
 nlohmann::json DriverRun::Json() const {
   return nlohmann::json::parse(output, nullptr, false);
@@ -69,13 +25,31 @@ DriverRun RunDriver(const std::vector<std::string>& arguments,
   const TempDirectory directory;
   const std::string output = outputPath.empty() ? directory / "output" : outputPath;
   const std::string errors = directory / "errors";
-  std::vector<std::string> command = {"ormo-measure"};
-  command.insert(command.end(), arguments.begin(), arguments.end());
-  DriverRun run;
-  run.exitStatus = Spawn(command, Environment(environment), output, errors);
-  run.output = outputPath.empty() ? ReadFile(output) : "";
-  run.errors = ReadFile(errors);
-  return run;
+  std::string command = "exec env";
+  for (const auto& [before, words] :
+       {std::pair("", environment), {" '" ORMO_MEASURE_PATH "'", arguments}}) {
+    command += before;
+    for (const std::string& word : words) {
+      command += " '" + word + "'";  // a shell takes all but quotes as they are
+    }
+  }
+  command += " > " + output + " 2> " + errors;
+  const int status = std::system(command.c_str());  // NOLINT(concurrency-mt-unsafe): one thread
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, outputPath.empty() ? ReadFile(output) : "",
+          ReadFile(errors)};
+}
+
+std::string DriverTest::File(const std::string& name, const std::string& content) const {
+  WriteFile(directory_ / name, content);
+  return directory_ / name;
+}
+
+nlohmann::json DriverTest::Measure(std::vector<std::string> arguments, int exitStatus,
+                                   const std::vector<std::string>& environment) {
+  arguments.insert(arguments.begin() + 1, {"--format", "json"});
+  const DriverRun run = RunDriver(arguments, environment);
+  EXPECT_EQ(run.exitStatus, exitStatus) << run.output << run.errors;
+  return run.Json();
 }
 
 }  // namespace Ormo::Testing

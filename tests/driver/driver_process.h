@@ -4,18 +4,22 @@
 #define ORMO_TESTS_DRIVER_DRIVER_PROCESS_H
 
 #include <nlohmann/json.hpp>
-#include <string>
-#include <vector>
+
+#include "support/graph_text.h"
+#include "support/matchers.h"
+#include "support/temp_directory.h"
 
 namespace Ormo::Testing {
 
+using nlohmann::json;
+
 struct DriverRun {
-  int exitStatus = -1;  ///< -1 when the process did not exit by itself
+  int exitStatus;  ///< -1 when the process did not exit by itself
   std::string output;
   std::string errors;
 
   /// The output as JSON; discarded when it is none.
-  nlohmann::json Json() const;
+  json Json() const;
   /// The lines of the output.
   std::vector<std::string> Lines() const;
 };
@@ -25,6 +29,17 @@ struct DriverRun {
 DriverRun RunDriver(const std::vector<std::string>& arguments,
                     const std::vector<std::string>& environment = {},
                     const std::string& outputPath = {});
+
+class DriverTest : public testing::Test {
+ protected:
+  /// The path of a new file in the test's directory.
+  std::string File(const std::string& name, const std::string& content) const;
+  /// The report in JSON of a command that ends with that status.
+  static json Measure(std::vector<std::string> arguments, int exitStatus = 0,
+                      const std::vector<std::string>& environment = {});
+
+  const TempDirectory directory_;
+};
 
 }  // namespace Ormo::Testing
 

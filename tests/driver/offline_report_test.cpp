@@ -5,38 +5,26 @@
 
 #include "driver/driver_process.h"
 #include "report.h"
-#include "support/graph_text.h"
-#include "support/matchers.h"
-#include "support/temp_directory.h"
 
 namespace Ormo::Testing {
 namespace {
 
-using nlohmann::json;
-
-class OfflineReport : public testing::Test {
+class OfflineReport : public DriverTest {
  protected:
-  OfflineReport() {
-    WriteFile(fast_, AddGraph(2, 1));
-    WriteFile(slow_, SpinGraph({200000}));
-    WriteFile(broken_, "{}");
-  }
-
-  DriverRun Measure(std::vector<std::string> options) const {
+  DriverRun Report(std::vector<std::string> options) const {
     options.insert(options.begin(), "offline");
     options.insert(options.end(), {broken_, slow_, fast_});
     return RunDriver(options);
   }
 
-  TempDirectory directory_;
-  std::string fast_ = directory_ / "fast.json";
-  std::string slow_ = directory_ / "slow, \"quoted\".json";
-  std::string broken_ = directory_ / "broken.json";
+  const std::string fast_ = File("fast.json", AddGraph(2, 1));
+  const std::string slow_ = File("slow, \"quoted\".json", SpinGraph({200000}));
+  const std::string broken_ = File("broken.json", "{}");
 };
 
 TEST_F(OfflineReport, JsonHasTheFiguresAndWhatRepeatsThem) {
-  const json document = Measure({"--format", "json", "--devices", "1,0", "--loop", "4", "--bound",
-                                 "2s", "--mode", "no-check", "--key", "build 7"})
+  const json document = Report({"--format", "json", "--devices", "1,0", "--loop", "4", "--bound",
+                                "2s", "--mode", "no-check", "--key", "build 7"})
                             .Json();
   ASSERT_TRUE(document.is_object());
   EXPECT_EQ(document["schemaVersion"], 1);
@@ -75,7 +63,7 @@ TEST_F(OfflineReport, JsonHasTheFiguresAndWhatRepeatsThem) {
 }
 
 TEST_F(OfflineReport, CsvHasALineForEachOperatorAndQuotesNames) {
-  std::vector<std::string> lines = Measure({"--format", "csv"}).Lines();
+  std::vector<std::string> lines = Report({"--format", "csv"}).Lines();
   ASSERT_THAT(lines, SizeIs(4));
   EXPECT_EQ(lines[0],
             "model,outcome,status,totalCostTime,runCostTime,reason,operator,opCostTime,"
@@ -88,7 +76,7 @@ TEST_F(OfflineReport, CsvHasALineForEachOperatorAndQuotesNames) {
 }
 
 TEST_F(OfflineReport, TheTableRanksCandidatesAndShowsTheirOperators) {
-  const DriverRun run = Measure({"--devices", "0,1", "--loop", "2"});
+  const DriverRun run = Report({"--devices", "0,1", "--loop", "2"});
   EXPECT_EQ(run.exitStatus, 1);
   const std::vector<std::string> lines = run.Lines();
   ASSERT_THAT(lines, SizeIs(14)) << run.output;
@@ -116,20 +104,19 @@ TEST_F(OfflineReport, OperatorsOfNoTotalHaveNoShare) {
 
 // What the driver says, beside what the library logs of the same run.
 TEST_F(OfflineReport, WhatIsNotLockedIsInEachReport) {
-  const std::string lock = directory_ / "ormo_data/Tarn/.ormo_dev_0.lock";
   const std::string log = directory_ / "log";
   const std::vector<std::string> environment = {"TARN_CACHE_PATH=" + directory_.Path().string(),
                                                 "ORMO_HOST_LOG=" + log,
                                                 "ORMO_HOST_LOG_LEVEL=warning"};
   std::filesystem::create_directories(directory_ / "ormo_data/Tarn");
-  WriteFile(lock, "");
+  const std::string lock = File("ormo_data/Tarn/.ormo_dev_0.lock", "");
   std::filesystem::permissions(lock, std::filesystem::perms::owner_read);  // the library widens it
   for (const bool isLocked : {true, false}) {
     if (!isLocked) {
       std::filesystem::remove(lock);
       std::filesystem::create_directory(lock);
     }
-    const json document = RunDriver({"offline", "--format", "json", fast_}, environment).Json();
+    const json document = Measure({"offline", fast_}, 0, environment);
     EXPECT_EQ(document["lockDirectory"], directory_ / "ormo_data/Tarn");
     EXPECT_EQ(document["unlockedDevices"].empty(), isLocked);
     EXPECT_EQ(ReadFile(log).find("Device [0] is not locked") == std::string::npos, isLocked);

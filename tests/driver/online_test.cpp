@@ -1,42 +1,21 @@
 // Graphs in sessions, from the command line to the ranking.
-#include <filesystem>
+#include <algorithm>
 
 #include "driver/driver_process.h"
-#include "support/graph_text.h"
-#include "support/matchers.h"
-#include "support/temp_directory.h"
 
 namespace Ormo::Testing {
 namespace {
 
-using nlohmann::json;
-
 const std::string EXAMPLES = ORMO_EXAMPLES_PATH "/online/";
 
-class DriverOnline : public testing::Test {
- protected:
-  std::string Graph(const std::string& name, const std::string& content) const {
-    WriteFile(directory_ / name, content);
-    return directory_ / name;
-  }
-
-  static json Measure(std::vector<std::string> arguments, int exitStatus) {
-    arguments.insert(arguments.begin(), {"online", "--format", "json"});
-    const DriverRun run = RunDriver(arguments);
-    EXPECT_EQ(run.exitStatus, exitStatus) << run.output << run.errors;
-    return run.Json();
-  }
-
-  TempDirectory directory_;
-};
+using DriverOnline = DriverTest;
 
 TEST_F(DriverOnline, TheExamplesAreRankedWithEveryExecution) {
   const json document =
-      Measure({"--depend", EXAMPLES + "embed.json", "--depend", EXAMPLES + "prefill.json",
+      Measure({"online", "--depend", EXAMPLES + "embed.json", "--depend", EXAMPLES + "prefill.json",
                "--option", "ox.buildMode=normal", "--loop", "3", "--devices", "0,1",
                EXAMPLES + "step-tile-0.json", EXAMPLES + "step-tile-64.json",
-               EXAMPLES + "step-tile-16.json", EXAMPLES + "step-tile-8.json"},
-              0);
+               EXAMPLES + "step-tile-16.json", EXAMPLES + "step-tile-8.json"});
   const json options = {{"loop", 3},
                         {"runTimeBound", nullptr},
                         {"check", false},
@@ -66,9 +45,10 @@ TEST_F(DriverOnline, TheExamplesAreRankedWithEveryExecution) {
 }
 
 TEST_F(DriverOnline, TotalsAreAveragesAsOnTheOfflinePath) {
-  const std::string graph = Graph("spin.json", SpinGraph({20000}));
+  const std::string graph = File("spin.json", SpinGraph({20000}));
   for (const size_t loop : {2U, 11U}) {
-    const json candidate = Measure({"--loop", std::to_string(loop), graph}, 0)["candidates"][0];
+    const json candidate =
+        Measure({"online", "--loop", std::to_string(loop), graph})["candidates"][0];
     std::vector<uint64_t> costs;
     for (const json& execution : candidate["executions"]) {
       costs.push_back(execution["costTime"]);
@@ -85,7 +65,7 @@ TEST_F(DriverOnline, TotalsAreAveragesAsOnTheOfflinePath) {
 
 TEST_F(DriverOnline, TheTableHasAColumnForEachExecution) {
   const DriverRun run =
-      RunDriver({"online", "--loop", "10", Graph("spin.json", SpinGraph({1000, 2000}))});
+      RunDriver({"online", "--loop", "10", File("spin.json", SpinGraph({1000, 2000}))});
   EXPECT_EQ(run.exitStatus, 0);
   const std::vector<std::string> lines = run.Lines();
   ASSERT_THAT(lines, SizeIs(19)) << run.output;
@@ -103,10 +83,10 @@ TEST_F(DriverOnline, TheTableHasAColumnForEachExecution) {
 }
 
 TEST_F(DriverOnline, ACheckRunsOnceAndSavesOutputs) {
-  const std::string good = Graph("good.json", AddGraph(2, 0.5));
-  const std::string bad = Graph("bad.json", "{}");
+  const std::string good = File("good.json", AddGraph(2, 0.5));
+  const std::string bad = File("bad.json", "{}");
   const json candidates =
-      Measure({"--check", "--save", directory_.Path(), bad, good}, 1)["candidates"];
+      Measure({"online", "--check", "--save", directory_.Path(), bad, good}, 1)["candidates"];
   EXPECT_EQ(candidates[0]["outcome"], "checked");
   EXPECT_FALSE(candidates[0].contains("executions"));
   const std::string file = directory_ / "2-good-0";
@@ -120,42 +100,23 @@ TEST_F(DriverOnline, ACheckRunsOnceAndSavesOutputs) {
 }
 
 TEST_F(DriverOnline, FailuresHaveTheirReasons) {
-  const std::string slow = Graph("slow.json", SpinGraph({100000}));
-  std::string odd = SpinGraph({1000});
-  odd.replace(odd.find("\"Spin\""), 6, "\"Odd\"");
-  const json candidates = Measure(
-      {"--bound", "10us", slow, Graph("odd.json", odd), Graph("none.json", "")}, 1)["candidates"];
+  const std::string slow = File("slow.json", SpinGraph({100000}));
+  const json candidates =
+      Measure({"online", "--bound", "10us", slow,
+               File("odd.json", Graph({Node("spin0", "Odd", "", {1})})), File("none.json", "")},
+              1)["candidates"];
   ASSERT_THAT(candidates, SizeIs(3));
   EXPECT_EQ(candidates[0]["reason"], "an execution failed or reached the time bound");
   EXPECT_THAT(candidates[1]["reason"], HasSubstr("node \"spin0\", key \"type\""));
   EXPECT_THAT(candidates[2]["reason"], HasSubstr("none.json: "));
 
-  const std::string big = Graph("big.json", AddGraph(1048576, 1));
-  const DriverRun full = RunDriver({"online", "--format", "json", big}, {"ORMO_HOST_MEMORY=1024"});
-  EXPECT_THAT(full.Json()["candidates"][0]["reason"], HasSubstr("expected room for"));
+  const std::string big = File("big.json", AddGraph(1048576, 1));
+  EXPECT_THAT(Measure({"online", big}, 1, {"ORMO_HOST_MEMORY=1024"})["candidates"][0]["reason"],
+              HasSubstr("expected room for"));
 
   const DriverRun depending = RunDriver({"online", "--depend", directory_ / "none.json", slow});
   EXPECT_EQ(depending.exitStatus, 1);
   EXPECT_THAT(depending.errors, HasSubstr("none.json: "));
-}
-
-TEST_F(DriverOnline, OptionsThatCannotBeUsedAreRefused) {
-  const std::string graph = Graph("graph.json", SpinGraph({1000}));
-  const std::pair<std::vector<std::string>, std::string> table[] = {
-      {{"--option", "key"}, "--option: 'key' is not KEY=VALUE"},
-      {{"--option", "=value"}, "is not KEY=VALUE"},
-      {{"--save", directory_.Path()}, "--save requires --check"},
-      {{"--check", "--save", "/no/such/directory"}, "Directory does not exist"},
-      {{"--depend", "/no/such/file"}, "File does not exist"},
-      {{"--wall"}, "not expected: --wall"},
-  };
-  for (const auto& [options, complaint] : table) {
-    std::vector<std::string> arguments = {"online", graph};
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    const DriverRun run = RunDriver(arguments);
-    EXPECT_EQ(run.exitStatus, 2);
-    EXPECT_THAT(run.errors, HasSubstr(complaint));
-  }
 }
 
 }  // namespace

@@ -1,45 +1,33 @@
 // Single operators, from the command line to the ranking.
 
 #include "driver/driver_process.h"
-#include "support/matchers.h"
-#include "support/temp_directory.h"
 
 namespace Ormo::Testing {
 namespace {
 
-using nlohmann::json;
-
 const std::string EXAMPLES = ORMO_EXAMPLES_PATH "/operators/";
 
-class DriverOp : public testing::Test {
+class DriverOp : public DriverTest {
  protected:
   /// A request that differs from an example in one place.
   std::string Request(const std::string& place, const json& value) const {
     json request = json::parse(ReadFile(EXAMPLES + "attention-small.json"));
     request[json::json_pointer(place)] = value;
-    WriteFile(directory_ / "request.json", request.dump());
-    return directory_ / "request.json";
+    return File("request.json", request.dump());
   }
 
   static std::string ReasonFor(const std::string& file) {
-    const DriverRun run = RunDriver({"op", "--format", "json", file});
-    EXPECT_EQ(run.exitStatus, 1);
-    return run.Json()["candidates"][0]["reason"];
+    return Measure({"op", file}, 1)["candidates"][0]["reason"];
   }
-
-  TempDirectory directory_;
 };
 
 TEST_F(DriverOp, TheExamplesAreRanked) {
-  std::vector<std::string> arguments = {"op",       "--loop", "2",        "--devices", "0,1",
-                                        "--tiling", "t",      "--format", "json"};
+  std::vector<std::string> arguments = {"op", "--loop", "2", "--devices", "0,1", "--tiling", "t"};
   for (const char* size : {"small", "medium", "large"}) {
     arguments.push_back(EXAMPLES + "attention-" + size + ".json");
     arguments.push_back(EXAMPLES + "attention-grad-" + size + ".json");
   }
-  const DriverRun run = RunDriver(arguments);
-  EXPECT_EQ(run.exitStatus, 0) << run.output << run.errors;
-  const json document = run.Json();
+  const json document = Measure(arguments);
   EXPECT_EQ(document["options"], json({{"loop", 2}, {"tiling", "t"}}));
   ASSERT_THAT(document["candidates"], SizeIs(6));
   for (const json& candidate : document["candidates"]) {
@@ -69,14 +57,10 @@ TEST_F(DriverOp, AWrongRequestIsRefusedWithItsPlace) {
   for (const auto& [place, value, reason] : table) {
     EXPECT_THAT(ReasonFor(Request(place, value)), StartsWith(reason));
   }
-  WriteFile(directory_ / "no.json", "{} x");
-  EXPECT_THAT(ReasonFor(directory_ / "no.json"), HasSubstr("this is no JSON text: "));
-  WriteFile(directory_ / "deep.json", std::string(33, '['));
-  EXPECT_EQ(ReasonFor(directory_ / "deep.json"),
+  EXPECT_THAT(ReasonFor(File("no.json", "{} x")), HasSubstr("this is no JSON text: "));
+  EXPECT_EQ(ReasonFor(File("deep.json", std::string(33, '['))),
             "the request: expected at most 32 levels of arrays and objects");
-}
-
-TEST_F(DriverOp, WhatTheOperatorRefusesHasThePlatformsReason) {
+  // What the operator refuses has the platform's reason.
   EXPECT_THAT(ReasonFor(Request("/attrs/6/value", "SBH")), HasSubstr("\"BSH\" or \"BNSD\""));
   EXPECT_THAT(ReasonFor(Request("/op_type", "Unheard")), HasSubstr("the operator is not known"));
 }
