@@ -25,51 +25,38 @@ void ExpectProfiledFigures(const RunnerResult& result) {
   EXPECT_GE(result.runCostTime, result.totalCostTime);
 }
 
-class MeasurementTest : public OfflineTest {
- protected:
-  const std::string graph_ = SpinGraph({LONG_NS, SHORT_NS});
-  RunnerResult result_ = MakeStaleResult();
-};
+using MeasurementTest = OfflineTest;
 
-TEST_F(MeasurementTest, ByWallClockTheTimeOfTheExecutionsIsTheWholeResult) {
+TEST_F(MeasurementTest, EveryOperatorHasItsCostAndTheDefaultEndingForgetsTheBound) {
+  constexpr uint64_t FAR_BOUND = 3'600'000'000'000;
+  const std::tuple<bool, const char*, uint64_t, int, uint64_t> cases[] = {
+      {false, "", FAR_BOUND, STATUS_SUCCESS, 3},
+      {true, "", FAR_BOUND, STATUS_SUCCESS, 3},
+      {true, "close", FAR_BOUND, STATUS_SUCCESS, 3},
+      {false, "close", LONG_NS, STATUS_OUT_OF_BOUND, 1},
+      {true, "close", LONG_NS, STATUS_OUT_OF_BOUND, 1},
+      {true, "", LONG_NS, STATUS_SUCCESS, 1},
+  };
+  const std::string graph = SpinGraph({LONG_NS, SHORT_NS});
+  RunnerResult result = MakeStaleResult();
   Init();
-  OrmoHost::RecordCalls();
-  RunnerConfig config = MakeConfig(graph_, false, 3);
-  ASSERT_EQ(OrmoOfflineRun(config, result_), STATUS_SUCCESS);
-  EXPECT_EQ(OrmoHost::CallCount("zelmdlExecute"), 3U);
-  EXPECT_GE(result_.totalCostTime, LONG_NS + SHORT_NS);
-  EXPECT_EQ(result_.runCostTime, result_.totalCostTime);
-  EXPECT_THAT(result_.opCostTimes, IsEmpty());
-  EXPECT_THAT(result_.aicoreCostTimes, IsEmpty());
-}
-
-TEST_F(MeasurementTest, ProfiledEveryOperatorHasItsCostWithEitherEnding) {
-  Init();
-  for (const char* ending : {"", "close"}) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
-    setenv("ORMO_PROF_END", ending, 1);
-    RunnerConfig config = MakeConfig(graph_, true, 5);
-    ASSERT_EQ(OrmoOfflineRun(config, result_), STATUS_SUCCESS);
-    ExpectProfiledFigures(result_);
-  }
-}
-
-TEST_F(MeasurementTest, TheBoundKeepsProfiledFiguresAndTheDefaultEndingForgetsIt) {
-  Init();
-  for (const auto& [prof, ending, status] : {std::tuple(false, "close", STATUS_OUT_OF_BOUND),
-                                             {true, "close", STATUS_OUT_OF_BOUND},
-                                             {true, "", STATUS_SUCCESS}}) {
+  for (const auto& [prof, ending, bound, status, executions] : cases) {
+    SCOPED_TRACE(::testing::Message() << prof << ending << bound);
     // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
     setenv("ORMO_PROF_END", ending, 1);
     OrmoHost::RecordCalls();
-    RunnerConfig config = MakeConfig(graph_, prof, 5);
-    config.runTimeBound = LONG_NS;
-    EXPECT_EQ(OrmoOfflineRun(config, result_), status);
-    EXPECT_EQ(OrmoHost::CallCount("zelmdlExecute"), 1U);
+    RunnerConfig config = MakeConfig(graph, prof, 3);
+    config.runTimeBound = bound;
+    EXPECT_EQ(OrmoOfflineRun(config, result), status);
+    EXPECT_EQ(OrmoHost::CallCount("zelmdlExecute"), executions);
     if (prof) {
-      ExpectProfiledFigures(result_);
+      ExpectProfiledFigures(result);
+    } else if (status == STATUS_SUCCESS) {
+      EXPECT_GE(result.totalCostTime, LONG_NS + SHORT_NS);
+      EXPECT_EQ(result.runCostTime, result.totalCostTime);
+      EXPECT_THAT(result.opCostTimes, IsEmpty());
     } else {
-      ExpectReset(result_);
+      ExpectReset(result);
     }
   }
 }

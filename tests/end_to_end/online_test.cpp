@@ -10,12 +10,13 @@
 #include "support/graph_text.h"
 #include "support/log_capture.h"
 #include "support/matchers.h"
-#include "support/offline_test.h"
+#include "support/open_descriptors.h"
 
 namespace Ormo::Testing {
 namespace {
 
 using OrmoHost::CallCount;
+using OrmoHost::CompletionFault;
 using OrmoHost::OperatorTimes;
 
 constexpr char STEP_RECORDS[] = "ox.stepRecords";
@@ -168,27 +169,6 @@ TEST_F(OnlineMeasurementTest, TensorsThatTheEngineWantsSavedReachTheLibrary) {
   EXPECT_EQ(log.Find(line).file, "online_runner.cpp");
 }
 
-TEST_F(OnlineMeasurementTest, OutputsEqualThoseOfTheOfflinePath) {
-  const std::string file = ORMO_EXAMPLES_DIR "/transformer/tile-16.json";
-  const std::string text = ReadFile(file);
-  Init();
-  RunnerConfig config = MakeConfig(2);
-  ASSERT_EQ(Run(text, config), STATUS_SUCCESS);
-  ASSERT_THAT(config.graphOutputs, ElementsAre(SizeIs(1)));
-  const std::vector<uint8_t>& online = config.graphOutputs[0][0].GetData();
-  OrmoOnlineRunnerFinalize();
-
-  ASSERT_EQ(OrmoOfflineRunnerInit({}), STATUS_SUCCESS);
-  std::vector<uint8_t> offline(online.size());
-  RunnerConfig offlineConfig = Ormo::Testing::MakeConfig(text, false);
-  offlineConfig.inputs = {AsBuffer(config.graphInputs[0][0].GetData())};
-  offlineConfig.outputs = {AsBuffer(offline)};
-  RunnerResult result;
-  EXPECT_EQ(OrmoOfflineRun(offlineConfig, result), STATUS_SUCCESS);
-  OrmoOfflineRunnerFinalize();
-  EXPECT_EQ(online, offline);
-}
-
 TEST_F(OnlineMeasurementTest, TwoCallersMeasureAtOnceInOneSessionAndInTwo) {
   Init({0, 1});
   ox::Session other;
@@ -213,6 +193,36 @@ TEST_F(OnlineMeasurementTest, TwoCallersMeasureAtOnceInOneSessionAndInTwo) {
     measure(session_.get(), two, 2);
     caller.join();
   }
+}
+
+TEST_F(OnlineMeasurementTest, NoSessionOrOneThatMisbehavesNeitherHangsNorTouchesWhatIsGone) {
+  const ox::Graph graph = LoadGraph(AddGraph(2, 1));
+  Init();
+  for (const auto& [fault, status, line] :
+       {std::tuple(CompletionFault::DESTROYED, STATUS_FAILED, "get result exception"),
+        {CompletionFault::AFTER_FAILURE, STATUS_FAILED, "with ret = "},
+        {CompletionFault::TWICE, STATUS_SUCCESS, "completed before"},
+        {CompletionFault::FAILED_STATUS, STATUS_FAILED, "with ret="}}) {
+    SCOPED_TRACE(line);
+    session_ = std::make_unique<ox::Session>();
+    const auto descriptors = OpenDescriptors();
+    LogCapture log(DLOG_INFO);
+    OrmoHost::FaultCompletion(2, fault);
+    RunnerConfig config = MakeConfig(3);
+    EXPECT_EQ(OrmoOnlineRun(graph, config, results_), status);
+    EXPECT_THAT(results_, SizeIs(status == STATUS_SUCCESS ? 3 : 0));
+    EXPECT_EQ(OrmoHost::Alive().graphs, 0U);
+    EXPECT_EQ(OpenDescriptors(), descriptors);
+    session_.reset();  // late calls come now
+    EXPECT_NE(log.Find(line).text, "") << "no line";
+  }
+  const LogCapture log(DLOG_ERROR);
+  RunnerConfig config = MakeConfig();
+  config.session = nullptr;
+  results_.resize(1);
+  EXPECT_EQ(OrmoOnlineRun(graph, config, results_), STATUS_FAILED);
+  EXPECT_THAT(results_, IsEmpty());
+  EXPECT_EQ(log.Find("Invalid param ox session").file, "online_runner.cpp");
 }
 
 }  // namespace

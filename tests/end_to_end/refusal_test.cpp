@@ -53,16 +53,6 @@ TEST_F(RefusalTest, ADamagedModelIsNamedWithItsFaultyNode) {
   EXPECT_THAT(Reason(), AllOf(HasSubstr("spin1"), HasSubstr("us")));
 }
 
-TEST_F(RefusalTest, ADeviceThatDoesNotExistIsReportedAndAnotherTryWorks) {
-  OrmoHost::SetDeviceCount(2);
-  LogCapture log(DLOG_ERROR);
-  EXPECT_EQ(OrmoOfflineRunnerInit({{0, 5}}), STATUS_FAILED);
-  EXPECT_EQ(log.Find("Invalid param: Device [5] does not exist").file, "offline_runner.cpp");
-  EXPECT_THAT(Reason(), AllOf(HasSubstr("EG0013"), HasSubstr("Device [5] does not exist")));
-  EXPECT_EQ(OrmoHost::Alive().ToString(), "");
-  Init({0, 1});
-}
-
 TEST_F(RefusalTest, AnEnvironmentThatIsNotDeployedIsReported) {
   OrmoHost::Fail("zelInit", 1, 507008);
   EXPECT_EQ(OrmoOfflineRunnerInit({}), STATUS_FAILED);

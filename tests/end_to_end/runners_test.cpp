@@ -6,7 +6,9 @@
 #include <functional>
 #include <set>
 #include <stdexcept>
+#include <tuple>
 
+#include "ormo/ormo_error_manager.h"
 #include "support/graph_text.h"
 #include "support/log_capture.h"
 #include "support/offline_test.h"
@@ -22,7 +24,8 @@ struct Runner {
   std::function<int(const RunnerInitConfig&)> init;
   std::function<int()> measure;
   std::function<void()> finalize;
-  std::vector<std::string> refusals;  ///< lines of a second initialisation and finalisation
+  /// Lines of a second initialisation and finalisation, and of a measurement after them.
+  std::vector<std::string> refusals;
 };
 
 class RunnersTest : public OnlineTest {
@@ -80,18 +83,21 @@ class RunnersTest : public OnlineTest {
        OrmoOfflineRunnerInit,
        [this] { return MeasureOffline(); },
        OrmoOfflineRunnerFinalize,
-       {"Runner is already initialized", "Offline runner has not been initialized"}},
+       {"Runner is already initialized", "Offline runner has not been initialized",
+        "Offline runner has not been initialized"}},
       {"online_runner.cpp",
        OrmoOnlineRunnerInit,
        [this] { return MeasureOnline(); },
        OrmoOnlineRunnerFinalize,
        {"Online runner already initailzed",
-        "Online runner has not been initailzed, no need to finalize"}},
+        "Online runner has not been initailzed, no need to finalize",
+        "Online runner has not been initialized"}},
       {"zelnn_runner.cpp",
        OrmoZelnnRunnerInit,
        MeasureOperator,
        OrmoZelnnRunnerFinalize,
-       {"Runner is already initialized", "ZelnnRunner runner has not been initialized"}},
+       {"Runner is already initialized", "ZelnnRunner runner has not been initialized",
+        "ZelnnRunner runner has not been initialized"}},
   };
 };
 
@@ -162,8 +168,36 @@ TEST_F(RunnersTest, ASecondInitialisationAndASecondFinalisationOnlySaySo) {
     runner.finalize();
     EXPECT_THAT(OrmoHost::Calls(), IsEmpty());
     lines.push_back(log.Messages().at(0));
+    EXPECT_EQ(runner.measure(), STATUS_FAILED);
+    lines.push_back(log.Messages().back());
     EXPECT_EQ(lines, runner.refusals);
   }
+}
+
+TEST_F(RunnersTest, DevicesThatDoNotExistAreReportedAndAnotherTryWorks) {
+  const std::string missing = "Device [5] does not exist";
+  const std::string none = "No available device. Please check the device status";
+  // The runner, the devices that there are, those asked for, and the line.
+  const std::tuple<size_t, uint32_t, std::vector<uint32_t>, std::string> cases[] = {
+      {0, 2, {0, 5}, missing}, {0, 0, {}, none}, {1, 2, {}, "Init device manager failed"},
+      {2, 2, {0, 5}, missing}, {2, 0, {}, none},
+  };
+  for (const auto& [i, count, requested, line] : cases) {
+    OrmoHost::SetDeviceCount(count);
+    OrmoErrorManager::GetInstance().OrmoGenWorkStreamIdDefault();
+    const LogCapture log(DLOG_ERROR);
+    OrmoHost::RecordCalls();
+    EXPECT_EQ(runners_[i].init({requested}), STATUS_FAILED);
+    EXPECT_EQ(OrmoHost::CallCount("zelFinalize"), i == 1 ? 0U : 1U);
+    EXPECT_EQ(log.Find(line).file, runners_[i].file) << line;
+    EXPECT_THAT(OrmoErrorManager::GetInstance().OrmoGetErrorMessage(),
+                AllOf(HasSubstr("EG0013"), HasSubstr(i == 1 ? "" : line)));
+  }
+  OrmoHost::SetDeviceCount(1);
+  for (const Runner& runner : runners_) {
+    EXPECT_EQ(runner.init({{0}}), STATUS_SUCCESS);
+  }
+  MeasureAll({0, 1, 2});
 }
 
 TEST_F(RunnersTest, AWorkerOfADeviceThatARunnerDidNotAskForIsRefused) {

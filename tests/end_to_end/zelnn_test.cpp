@@ -8,7 +8,6 @@
 #include <thread>
 #include <tuple>
 
-#include "ormo/ormo_error_manager.h"
 #include "support/log_capture.h"
 #include "support/matchers.h"
 
@@ -29,8 +28,6 @@ class ZelnnMeasurementTest : public ZelnnTest {
   int Run(const std::string& request, uint32_t loop = 1) {
     return OrmoZelnnRun(MakeOpConfig(request, loop), result_);
   }
-
-  static std::string Reason() { return OrmoErrorManager::GetInstance().OrmoGetErrorMessage(); }
 
   RunnerResult result_ = MakeStaleResult();
 };
@@ -129,21 +126,6 @@ TEST_F(ZelnnMeasurementTest, AFailureEndsTheLoopAndResetsTheResult) {
   result_ = MakeStaleResult();
   EXPECT_THROW(Run(AttentionRequest()), std::runtime_error);
   ExpectReset(result_);
-}
-
-TEST_F(ZelnnMeasurementTest, DevicesThatDoNotExistAreReported) {
-  for (const auto& [devices, requested, reason] :
-       {std::tuple(2U, std::vector<uint32_t>{0, 5}, "Device [5] does not exist"),
-        {0, {}, "No available device. Please check the device status"}}) {
-    OrmoHost::SetDeviceCount(devices);
-    OrmoErrorManager::GetInstance().OrmoGenWorkStreamIdDefault();
-    LogCapture log(DLOG_ERROR);
-    OrmoHost::RecordCalls();
-    EXPECT_EQ(OrmoZelnnRunnerInit({requested}), STATUS_FAILED);
-    EXPECT_EQ(CallCount("zelFinalize"), 1U);
-    EXPECT_EQ(log.Find(reason).file, "zelnn_runner.cpp");
-    EXPECT_THAT(Reason(), AllOf(HasSubstr("EG0013"), HasSubstr(reason)));
-  }
 }
 
 TEST_F(ZelnnMeasurementTest, SeveralCallersMeasureAtOnceOnTwoDevicesAndWithTwoWorkersOfOne) {

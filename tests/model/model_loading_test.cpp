@@ -74,23 +74,6 @@ TEST_F(ModelLoadingTest, EachRunModeTakesItsPathByTheSizeOfTheWeights) {
   }
 }
 
-TEST_F(ModelLoadingTest, WithoutMemoryOfItsOwnAModelGoesIntoThePlatforms) {
-  const std::string failed = "LoadModel from memory failed because ";
-  const std::string noMemory = "RtMalloc by ZEL_MEM_MALLOC_HUGE_FIRST failed, ret = 5|" + failed;
-  OrmoHost::SetHugePageSize(0);
-  for (const auto& [function, nth, lines] :
-       {std::tuple("zelrtMalloc", 1, noMemory + "malloc workPtr failed, ret = 203|"),
-        {"zelrtMalloc", 3, noMemory + "malloc weightPtr failed, ret = 203|"},
-        {"zelmdlLoadFromMemWithMem", 1, failed + "zelmdlLoadFromMemWithMem failed, ret 5|"}}) {
-    const LogCapture log(DLOG_ERROR);
-    OrmoHost::Fail(function, nth, 5);
-    EXPECT_EQ(Load(AddGraph(1024, 1), RunMode::PREVIOUS_MEMORY), STATUS_SUCCESS);
-    EXPECT_EQ(Messages(log, DLOG_ERROR), lines);
-    Unload();
-    EXPECT_EQ(OrmoHost::Alive().deviceBytes, 0U);
-  }
-}
-
 TEST_F(ModelLoadingTest, AllocationsFallBackFromHugePagesInTheirRange) {
   OrmoHost::SetHugePageSize(0);
   OrmoHost::RecordCalls();

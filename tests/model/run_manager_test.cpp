@@ -102,36 +102,6 @@ TEST_F(RunManagerTest, EveryBufferHasItsOwnDataAndEveryInputItsOwnShape) {
   EXPECT_THAT(y_, Each(3)) << "nothing is copied without a place for every output";
 }
 
-TEST_F(RunManagerTest, EveryFailureHasItsLinesAndLeavesNothing) {
-  const std::tuple<const char*, uint64_t, int, std::string> cases[] = {
-      {"zelrtSetCurrentContext", 1, STATUS_FAILED, "Set current context failed, ret : 5|"},
-      {"zelmdlCreateDataset", 1, STATUS_PLATFORM_FAILED,
-       "Create output dataset failed, ret : nullptr|Create output failed, ret: 3000|"},
-      {"zelmdlAddDatasetBuffer", 2, STATUS_PLATFORM_FAILED,
-       "Add buffer to dataset failed, ret : 5|Fill external output dataset failed.|"
-       "Create output dataset failed.|Create output failed, ret: 3000|"},
-      {"zelmdlCreateDataset", 2, STATUS_PLATFORM_FAILED,
-       "Create input dataset failed, it's nullptr.|Create input failed, ret: 3000|"},
-      {"zelrtGetMemInfo", 5, STATUS_NOT_ENOUGH_MEMORY, "Get hbm memory info failed.|"},
-      {"zelCreateDataBuffer", 4, STATUS_PLATFORM_FAILED,
-       "Create data buffer failed.|Fill independent input dataset failed.|"
-       "Create input dataset failed.|Create input failed, ret: 3000|"},
-      {"zelmdlExecute", 2, STATUS_EXECUTE_FAILED,
-       "Execute model failed, ret : 5|Execute model failed, index = 1|"},
-      {"zelmdlDestroyDesc", 1, STATUS_SUCCESS, "Destroy model description failed, ret : 5|"},
-  };
-  LoadPair();
-  config_.loop = 2;
-  const std::string alive = OrmoHost::Alive().ToString();
-  for (const auto& [function, nth, status, lines] : cases) {
-    const LogCapture log(DLOG_ERROR);
-    OrmoHost::Fail(function, nth, 5);
-    EXPECT_EQ(Process(), status) << lines;
-    EXPECT_EQ(Messages(log, DLOG_ERROR), lines);
-    EXPECT_EQ(OrmoHost::Alive().ToString(), alive) << lines;
-  }
-}
-
 TEST_F(RunManagerTest, MemoryIsCheckedForAllBuffersAndAgainForEach) {
   const std::string refused =
       "Check memory size failed|Input dataset is nullptr|Output dataset is nullptr|";
