@@ -44,20 +44,29 @@ TEST_F(DriverOffline, TheDynamicBatchIsSetAndTheInputBringsItsShape) {
   }
 }
 
-TEST_F(DriverOffline, TheTraceNamesTheBuild) {
-  const TempDirectory traces;
-  const DriverRun run = RunDriver({"offline", "--trace", traces.Path(), "--key", "build 7",
-                                   File("model.json", SpinGraph({1000}))});
-  EXPECT_EQ(run.exitStatus, 0) << run.errors;
-  std::string trace;  // of one file: two together are no JSON text
-  for (const auto& entry : std::filesystem::directory_iterator(traces.Path())) {
-    trace += ReadFile(entry.path());
+TEST_F(DriverOffline, EveryCommandLeavesATraceAndNamesTheBuild) {
+  const std::string model = File("model.json", SpinGraph({1000}));
+  const std::pair<std::vector<std::string>, const char*> table[] = {
+      {{"offline", "--key", "build 7", model}, "run model -> [build 7]"},
+      {{"online", model}, "Run graph"},
+      {{"op", ORMO_EXAMPLES_PATH "/operators/attention-small.json"}, "run model"},
+  };
+  for (auto [arguments, span] : table) {
+    const TempDirectory traces;
+    arguments.insert(arguments.begin() + 1, {"--trace", traces.Path()});
+    const DriverRun run = RunDriver(arguments);
+    EXPECT_EQ(run.exitStatus, 0) << run.errors;
+    std::string trace;  // of one file: two together are no JSON text
+    for (const auto& entry : std::filesystem::directory_iterator(traces.Path())) {
+      trace += ReadFile(entry.path());
+    }
+    const json document = json::parse(trace, nullptr, false);
+    int count = 0;
+    for (const json& event : document["traceEvents"]) {
+      count += event["name"] == span ? 1 : 0;
+    }
+    EXPECT_EQ(count, 2) << trace;
   }
-  const json events = json::parse(trace, nullptr, false)["traceEvents"];
-  EXPECT_EQ(
-      std::count_if(events.begin(), events.end(),
-                    [](const json& event) { return event["name"] == "run model -> [build 7]"; }),
-      2);
 }
 
 TEST_F(DriverOffline, DamagedModelsFailWithTheirOwnReasonsAndLeaveTheOthersAlone) {
