@@ -5,6 +5,7 @@
 #include <future>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "ormo/ormo_error_manager.h"
 #include "support/graph_text.h"
@@ -36,39 +37,27 @@ class OwnTaskTest : public OfflineTest {
 TEST_F(OwnTaskTest, RunsOnItsDeviceUnderTheCallersErrorContextAndGivesTheResult) {
   Init({0, 1});
   const uint64_t stream = OrmoErrorManager::GetInstance().OrmoGenWorkStreamIdDefault();
-  for (const uint32_t wanted : {0U, 1U}) {
-    const int status = Run(
-        [&](RunnerConfig& config, RunInfo& info, const error_message::Context& context,
-            uint32_t deviceId) {
-          EXPECT_EQ(&config, &config_);
-          EXPECT_EQ(&info, &info_);
-          EXPECT_EQ(context.workStreamId, stream);
-          EXPECT_EQ(deviceId, wanted);
-          EXPECT_EQ(info.profFd, nullptr);
-          info.runCostTime = 17;
-          return 0;
-        },
-        false, wanted);
-    EXPECT_EQ(status, STATUS_SUCCESS);
+  for (const auto& [prof, wanted] : {std::pair(false, 0U), {false, 1U}, {true, 0U}}) {
+    int fd = -1;
+    const auto task = [&, isProfiled = prof, id = wanted](RunnerConfig& config, RunInfo& info,
+                                                          const error_message::Context& context,
+                                                          uint32_t deviceId) {
+      EXPECT_EQ(&config, &config_);
+      EXPECT_EQ(&info, &info_);
+      EXPECT_EQ(context.workStreamId, stream);
+      EXPECT_EQ(deviceId, id);
+      EXPECT_EQ(info.profFd != nullptr && IsOpen(fd = *info.profFd), isProfiled);
+      info.runCostTime = 17;
+      return 0;
+    };
+    EXPECT_EQ(Run(task, prof, wanted), STATUS_SUCCESS);
+    EXPECT_EQ(info_.profFd, nullptr);
+    EXPECT_FALSE(IsOpen(fd));
     EXPECT_EQ(result_.runCostTime, 17U);
-    EXPECT_EQ(result_.totalCostTime, 17U);
+    EXPECT_EQ(result_.totalCostTime, prof ? 0U : 17U);
+    EXPECT_EQ(Run(task, prof, 2), STATUS_FAILED) << "a device without a worker";
+    EXPECT_EQ(info_.profFd, nullptr);
   }
-}
-
-TEST_F(OwnTaskTest, TheDescriptorForRecordsIsThereWhileItRuns) {
-  Init();
-  int fd = -1;
-  const auto task = [&](RunnerConfig&, RunInfo& info, const error_message::Context&, uint32_t) {
-    fd = *info.profFd;
-    EXPECT_TRUE(IsOpen(fd));
-    info.runCostTime = 17;
-    return 0;
-  };
-  EXPECT_EQ(Run(task, true), STATUS_SUCCESS);
-  EXPECT_EQ(info_.profFd, nullptr);
-  EXPECT_FALSE(IsOpen(fd));
-  EXPECT_EQ(result_.runCostTime, 17U);
-  EXPECT_EQ(result_.totalCostTime, 0U);
 }
 
 TEST_F(OwnTaskTest, ItsStatusAndItsExceptionReachTheCaller) {
@@ -139,14 +128,6 @@ TEST_F(OwnTaskTest, WhatItCallsOnItsWorkerIsRefused) {
   OrmoOfflineUnloadModel(model);
   OrmoZelnnRunnerFinalize();
   OrmoOnlineRunnerFinalize();
-}
-
-TEST_F(OwnTaskTest, ADeviceWithoutAWorkerIsRefused) {
-  Init({0});
-  const auto task = [](auto&, auto&, auto&, auto) { return 0; };
-  EXPECT_EQ(Run(task, false, 1), STATUS_FAILED);
-  EXPECT_EQ(Run(task, true, 1), STATUS_FAILED);
-  EXPECT_EQ(info_.profFd, nullptr);
 }
 
 }  // namespace

@@ -17,26 +17,8 @@ class RefusalTest : public OfflineTest {
  protected:
   static std::string Reason() { return OrmoErrorManager::GetInstance().OrmoGetErrorMessage(); }
 
-  void ExpectRefused(RunnerConfig config, int status) {
-    RunnerResult result = MakeStaleResult();
-    EXPECT_EQ(OrmoOfflineRun(config, result), status);
-    ExpectReset(result);
-  }
-
   uint32_t modelId_ = UNTOUCHED;
 };
-
-TEST_F(RefusalTest, AModelThatDoesNotFitIsASkip) {
-  OrmoHost::SetMemorySize(1 << 20);
-  const std::string graph = AddGraph(1 << 20, 1);
-  Init();
-  LogCapture log(DLOG_ERROR);
-  EXPECT_EQ(OrmoOfflineLoadFromMem(AsBuffer(graph), modelId_), STATUS_NOT_ENOUGH_MEMORY);
-  EXPECT_EQ(modelId_, UNTOUCHED);
-  ExpectRefused(MakeConfig(graph, false), STATUS_NOT_ENOUGH_MEMORY);
-  ExpectRefused(MakeConfig(graph, true), STATUS_NOT_ENOUGH_MEMORY);
-  EXPECT_THAT(log.Messages(), IsEmpty());
-}
 
 TEST_F(RefusalTest, ADamagedModelIsNamedWithItsFaultyNode) {
   std::string graph = SpinGraph({1000, 1000});
@@ -49,7 +31,9 @@ TEST_F(RefusalTest, ADamagedModelIsNamedWithItsFaultyNode) {
   EXPECT_EQ(modelId_, UNTOUCHED);
   EXPECT_THAT(Reason(), AllOf(HasSubstr("damaged.json"), HasSubstr("spin1"), HasSubstr("us")));
   OrmoErrorManager::GetInstance().OrmoGenWorkStreamIdDefault();
-  ExpectRefused(MakeConfig(graph, true), STATUS_PLATFORM_FAILED);
+  RunnerConfig config = MakeConfig(graph, true);
+  RunnerResult result;
+  EXPECT_EQ(OrmoOfflineRun(config, result), STATUS_PLATFORM_FAILED);
   EXPECT_THAT(Reason(), AllOf(HasSubstr("spin1"), HasSubstr("us")));
 }
 

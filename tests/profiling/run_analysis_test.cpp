@@ -20,7 +20,6 @@ namespace Ormo::Testing {
 namespace {
 
 using Figures = std::map<std::string, uint64_t>;
-using Strings = std::vector<std::string>;
 
 constexpr uint64_t KEPT = 5;
 
@@ -75,28 +74,6 @@ TEST_P(RunAnalysisTest, OfTenExecutionsTheMiddleSixCount) {
   ExpectResult(38, {{"op", 35}, {"end", 3}}, {{"op", 17}, {"end", 7}});
 }
 
-TEST_P(RunAnalysisTest, EachPathHasItsLines) {
-  LogCapture log(DLOG_INFO);
-  EXPECT_EQ(Analyse({Step(10, 30), Op("op", 10, 30, 7), Step(40, 50), Op("op", 40, 50, 9)}), 0);
-  ExpectResult(10, {{"op", 10}}, {{"op", 7}});
-  const std::string fd = std::to_string(pipe_.readEnd.Get());
-  const bool isOffline = GetParam().analyse == OfflineParser::Analysis;
-  const std::string success = "Get runner result success, ";
-  Strings lines = {"Analysis profiling data for fd : " + fd,
-                   "Read profiling data for fd " + fd + " finished"};
-  if (isOffline) {
-    lines.insert(lines.end(), {success + "totalCostTime 10 (ns), aicore size 2, op size 2",
-                               "Offline parser analysis finished"});
-  } else {
-    lines.insert(lines.end(), {success + "aicore time 7 (ns)", success + "op cost time 20 (ns)",
-                               success + "aicore time 9 (ns)", success + "op cost time 10 (ns)",
-                               "Zelnn parser analysis finished"});
-  }
-  EXPECT_EQ(log.Messages(), lines);
-  EXPECT_EQ(log.Lines().front().file, GetParam().file);
-  EXPECT_EQ(log.Lines().back().file, GetParam().file);
-}
-
 TEST_P(RunAnalysisTest, WithoutOperatorsOrAPipeTheResultIsLeftAlone) {
   EXPECT_EQ(Analyse({Step(10, 30)}), STATUS_SUCCESS);
   ExpectResult(KEPT, {}, {});
@@ -118,6 +95,7 @@ TEST_P(RunAnalysisTest, RecordsThatAreLostOrDamagedAreCountedInOneLine) {
   // The records, the total, the costs (none: the status of a failure), and the warning or none.
   const std::tuple<std::vector<Record>, uint64_t, Figures, std::string> cases[] = {
       {{Step(10, 30), a, Step(40, 50), b}, 10, {{"a", 20}, {"b", 10}}, ""},
+      {{Step(10, 30), a, Step(40, 50), Op("a", 40, 50)}, 10, {{"a", 10}}, ""},
       {{a, b}, 0, {{"a", 20}, {"b", 10}}, "Of 2 operators 2 lie in no"},
       {{Step(10, 30), a, b}, 20, {{"a", 20}, {"b", 10}}, "Of 2 operators 1 lie"},
       {{Step(10, 30), a, Op("b", 20, 20)}, 20, {{"a", 20}, {"b", 0}}, ""},

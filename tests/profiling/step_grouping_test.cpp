@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
@@ -11,33 +13,13 @@
 namespace Ormo {
 namespace {
 
-RunnerOpInfo MakeOp(const std::string& name, uint64_t start, uint64_t end) {
-  RunnerOpInfo op;
-  op.opName = name;
-  op.startTime = start;
-  op.endTime = end;
-  return op;
-}
-
-std::vector<std::string> Names(const std::vector<RunnerOpInfo>& ops) {
-  std::vector<std::string> names;
-  names.reserve(ops.size());
-  for (const RunnerOpInfo& op : ops) {
-    names.push_back(op.opName);
-  }
-  return names;
-}
-
 // The rule as it is meant, one step after the other.
-int FirstContainingStep(const ModelOpInfo& info, const RunnerOpInfo& op) {
-  int index = 0;
-  for (const StepOpInfo& step : info.steps) {
-    if (step.start <= op.startTime && op.endTime <= step.end) {
-      return index;
-    }
-    ++index;
-  }
-  return -1;
+size_t FirstContainingStep(const ModelOpInfo& info, const RunnerOpInfo& op) {
+  const auto step =
+      std::find_if(info.steps.begin(), info.steps.end(), [&op](const StepOpInfo& candidate) {
+        return candidate.start <= op.startTime && op.endTime <= candidate.end;
+      });
+  return static_cast<size_t>(std::distance(info.steps.begin(), step));
 }
 
 TEST(StepGroupingTest, TheSearchFindsWhatAWalkOverAllStepsFinds) {
@@ -47,19 +29,23 @@ TEST(StepGroupingTest, TheSearchFindsWhatAWalkOverAllStepsFinds) {
     ModelOpInfo info;
     for (int i = 0; i < 8; ++i) {
       info.steps.insert({time(random), time(random)});
-      info.opInfos.push_back(MakeOp(std::to_string(i), time(random), time(random)));
+      RunnerOpInfo& op = info.opInfos.emplace_back();
+      op.opName = std::to_string(i);
+      op.startTime = time(random);
+      op.endTime = time(random);
     }
-    std::vector<RunnerRunResult> expected(info.steps.size());
+    std::vector<std::string> expected(info.steps.size() + 1);  // the last: in none
     for (const RunnerOpInfo& op : info.opInfos) {
-      const int index = FirstContainingStep(info, op);
-      if (index >= 0) {
-        expected[static_cast<size_t>(index)].opInfos.push_back(op);
-      }
+      expected[FirstContainingStep(info, op)] += op.opName;
     }
     std::vector<RunnerRunResult> results(info.steps.size());
     ASSERT_EQ(GetOpInfoByStep(info, results), STATUS_SUCCESS);
     for (size_t i = 0; i < results.size(); ++i) {
-      EXPECT_EQ(Names(results[i].opInfos), Names(expected[i].opInfos)) << "round " << round;
+      std::string names;
+      for (const RunnerOpInfo& op : results[i].opInfos) {
+        names += op.opName;
+      }
+      EXPECT_EQ(names, expected[i]) << "round " << round;
     }
   }
 }
