@@ -1,7 +1,6 @@
 // The library in programs that go their own ways: one never finalises, one unloads it.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
@@ -17,16 +16,10 @@ namespace {
 
 class LibraryLifeTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
-    setenv("HOME", directory_.Path().c_str(), 1);
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
-    setenv("TARN_CACHE_PATH", directory_.Path().c_str(), 1);
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
-    setenv("ORMO_PROF_END", "close", 1);
-  }
+  void SetUp() override { WriteFile(graph_, SpinGraph({1000})); }
 
-  TempDirectory directory_;
+  HomeDirectory directory_;
+  const std::string graph_ = directory_ / "graph";
 };
 
 // What began and what ended: on the process's first thread, then on the worker.
@@ -43,9 +36,8 @@ std::string Spans(const std::string& timeline) {
 TEST_F(LibraryLifeTest, AProcessThatExitsWithoutFinalisingLeavesAWholeTimeline) {
   const std::string timelines = directory_ / "timelines";
   std::filesystem::create_directory(timelines);
-  WriteFile(directory_ / "graph", SpinGraph({1000}));
-  ChildProcess program({EXIT_WITHOUT_FINALIZE, timelines, SpinGraph({1000}), AttentionRequest(),
-                        directory_ / "graph"});
+  ChildProcess program(
+      {EXIT_WITHOUT_FINALIZE, timelines, SpinGraph({1000}), AttentionRequest(), graph_});
   EXPECT_EQ(program.ReadLine(), "measured");
   EXPECT_EQ(program.Wait(), 0);
   const auto file = std::filesystem::directory_iterator(timelines);
@@ -54,9 +46,8 @@ TEST_F(LibraryLifeTest, AProcessThatExitsWithoutFinalisingLeavesAWholeTimeline) 
 }
 
 TEST_F(LibraryLifeTest, ClosedItIsGoneWithItsPlatform) {
-  WriteFile(directory_ / "graph", SpinGraph({1000}));
   ChildProcess program({UNLOAD_LIBRARY, RUNNER_LIBRARY, PLATFORM_LIBRARY, ONLINE_USER,
-                        SpinGraph({1000}), AttentionRequest(), directory_ / "graph"});
+                        SpinGraph({1000}), AttentionRequest(), graph_});
   EXPECT_EQ(program.ReadLine(), "seen 1, measured 1, loaded 0, platform loaded 0, mapped 0");
   EXPECT_EQ(program.Wait(), 0);
 }

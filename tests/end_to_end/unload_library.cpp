@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "end_to_end/online_user.h"
@@ -14,61 +15,55 @@ namespace {
 using Ormo::Testing::IsMapped;
 
 template <typename Function>
-Function* Find(void* library, const char* name) {
-  void* symbol = dlsym(library, name);
+Function* Find(void* library, const std::string& name) {
+  void* symbol = dlsym(library, name.c_str());
   if (symbol == nullptr) {
     std::puts(dlerror());  // NOLINT(concurrency-mt-unsafe)
+    std::abort();
   }
   return reinterpret_cast<Function*>(symbol);
 }
 
+// Whether `measure` succeeds while the runner of that name is initialised.
+template <typename Measure>
+bool WithRunner(void* library, const std::string& name, Measure measure) {
+  auto* init = Find<decltype(OrmoOfflineRunnerInit)>(library, name + "RunnerInit");
+  auto* finalize = Find<decltype(OrmoOfflineRunnerFinalize)>(library, name + "RunnerFinalize");
+  const bool isMeasured = init({{0, 1}}) == 0 && measure();
+  finalize();
+  return isMeasured;
+}
+
 bool MeasureOperator(void* library, const char* request) {
-  auto* init = Find<decltype(OrmoZelnnRunnerInit)>(library, "OrmoZelnnRunnerInit");
   auto* run = Find<decltype(OrmoZelnnRun)>(library, "OrmoZelnnRun");
-  auto* finalize = Find<decltype(OrmoZelnnRunnerFinalize)>(library, "OrmoZelnnRunnerFinalize");
-  if (init == nullptr || run == nullptr || finalize == nullptr || init({}) != 0) {
-    return false;
-  }
   Ormo::ZelnnRunConfig config;
   config.opJson = request;
-  Ormo::RunnerResult result;
-  const bool measured = run(config, result) == 0 && result.totalCostTime > 0;
-  finalize();
-  return measured;
+  return WithRunner(library, "OrmoZelnn", [&] {
+    Ormo::RunnerResult result;
+    return run(config, result) == 0 && result.totalCostTime > 0;
+  });
 }
 
 bool MeasureModel(void* library, char* graph) {
-  auto* init = Find<decltype(OrmoOfflineRunnerInit)>(library, "OrmoOfflineRunnerInit");
   auto* run = Find<decltype(OrmoOfflineRun)>(library, "OrmoOfflineRun");
-  auto* finalize = Find<decltype(OrmoOfflineRunnerFinalize)>(library, "OrmoOfflineRunnerFinalize");
-  if (init == nullptr || run == nullptr || finalize == nullptr || init({{0, 1}}) != 0) {
-    return false;
-  }
   Ormo::RunnerConfig config;
   config.modelData.data = graph;
   config.modelData.size = std::string(graph).size();
-  bool measured = true;
-  for (const bool prof : {false, true}) {
-    config.prof = prof;
-    Ormo::RunnerResult result;
-    measured = measured && run(config, result) == 0 && result.totalCostTime > 0;
-  }
-  finalize();
-  return measured;
+  return WithRunner(library, "OrmoOffline", [&] {
+    bool isMeasured = true;
+    for (const bool prof : {false, true}) {
+      config.prof = prof;
+      Ormo::RunnerResult result;
+      isMeasured = isMeasured && run(config, result) == 0 && result.totalCostTime > 0;
+    }
+    return isMeasured;
+  });
 }
 
 bool MeasureGraph(void* library, void* user, const char* file) {
-  auto* init = Find<decltype(OrmoOnlineRunnerInit)>(library, "OrmoOnlineRunnerInit");
   auto* run = Find<decltype(OrmoOnlineRun)>(library, "OrmoOnlineRun");
-  auto* finalize = Find<decltype(OrmoOnlineRunnerFinalize)>(library, "OrmoOnlineRunnerFinalize");
   auto* runGraph = Find<decltype(RunGraph)>(user, "RunGraph");
-  if (init == nullptr || run == nullptr || finalize == nullptr || runGraph == nullptr ||
-      init({{0}}) != 0) {
-    return false;
-  }
-  const bool measured = runGraph(run, file);
-  finalize();
-  return measured;
+  return WithRunner(library, "OrmoOnline", [&] { return runGraph(run, file); });
 }
 
 bool IsLoaded(const char* path) {

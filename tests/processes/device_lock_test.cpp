@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 
@@ -14,18 +13,12 @@ namespace Ormo {
 namespace {
 
 using Testing::ChildProcess;
-using Testing::TempDirectory;
+using Testing::HomeDirectory;
 using Testing::WriteFile;
 
 class DeviceLockTest : public ::testing::Test {
  protected:
-  DeviceLockTest() {
-    signal(SIGPIPE, SIG_IGN);
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
-    setenv("HOME", directory_.Path().c_str(), 1);
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
-    setenv("TARN_CACHE_PATH", directory_.Path().c_str(), 1);
-  }
+  DeviceLockTest() { signal(SIGPIPE, SIG_IGN); }
 
   static void Expect(ChildProcess& process, const std::string& event) {
     ASSERT_EQ(process.ReadLine(), event);
@@ -42,7 +35,7 @@ class DeviceLockTest : public ::testing::Test {
     Expect(process, "done " + device + " 0");
   }
 
-  TempDirectory directory_;
+  HomeDirectory directory_;
   const std::string lockFile_ = directory_ / "ormo_data/Tarn/.ormo_dev_0.lock";
 };
 

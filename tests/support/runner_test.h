@@ -3,8 +3,6 @@
 #ifndef ORMO_TESTS_SUPPORT_RUNNER_TEST_H
 #define ORMO_TESTS_SUPPORT_RUNNER_TEST_H
 
-#include <cstdlib>
-
 #include "ormo/ormo_runner.h"
 #include "ormo_host/control.h"
 #include "support/matchers.h"
@@ -29,12 +27,7 @@ inline void ExpectReset(const RunnerResult& result) {
 /// with its pipe. What a test leaves behind on the platform fails it.
 class RunnerTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    setenv("HOME", directory_.Path().c_str(), 1);
-    setenv("TARN_CACHE_PATH", directory_.Path().c_str(), 1);
-    setenv("ORMO_PROF_END", "close", 1);
-    OrmoHost::Reset();
-  }
+  void SetUp() override { OrmoHost::Reset(); }
 
   void TearDown() override {
     Finalize();
@@ -45,7 +38,7 @@ class RunnerTest : public ::testing::Test {
   /// Finalises the runner, whatever state it is in.
   virtual void Finalize() = 0;
 
-  TempDirectory directory_;
+  HomeDirectory directory_;
 };
 
 }  // namespace Ormo::Testing

@@ -41,6 +41,18 @@ class TempDirectory {
   std::filesystem::path path_;
 };
 
+/// One that holds the library's files. A profiled run ends with its pipe.
+class HomeDirectory : public TempDirectory {
+ public:
+  HomeDirectory() {
+    // NOLINTBEGIN(concurrency-mt-unsafe): no other thread asks for them
+    setenv("HOME", Path().c_str(), 1);
+    setenv("TARN_CACHE_PATH", Path().c_str(), 1);
+    setenv("ORMO_PROF_END", "close", 1);
+    // NOLINTEND(concurrency-mt-unsafe)
+  }
+};
+
 /// The bytes of a file.
 inline std::string ReadFile(const std::string& path) {
   std::ifstream stream(path, std::ios::binary);
