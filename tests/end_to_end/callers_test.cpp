@@ -63,16 +63,14 @@ class Caller {
 class CallersTest : public OfflineTest {
  protected:
   // Runs `action` on the worker of a device.
-  static void OnWorker(uint32_t device, const std::function<void()>& action) {
-    RunnerConfig config;
-    RunnerResult result;
+  void OnWorker(uint32_t device, const std::function<void()>& action) {
     RunInfo info;
     info.deviceId = device;
     OfflineTask task = [&action](auto&, auto&, auto&, auto) {
       action();
       return 0;
     };
-    EXPECT_EQ(OrmoOfflineRunProcess(config, info, result, task), STATUS_SUCCESS);
+    EXPECT_EQ(OrmoOfflineRunProcess(config_, info, result_, task), STATUS_SUCCESS);
   }
 
   const std::string graph_ = AddGraph(1, 1);

@@ -2,6 +2,7 @@
 #include <regex>
 #include <string>
 #include <tuple>
+#include <utility>
 
 #include "model/model_manager.h"
 #include "model/model_test.h"
@@ -89,6 +90,15 @@ TEST_F(ModelLoadingTest, AllocationsFallBackFromHugePagesInTheirRange) {
   OrmoHost::Fail("zelrtMalloc", 1, 207001);
   void* block = nullptr;
   EXPECT_EQ(ModelManager::RtMalloc(&block, 1), STATUS_MEMORY_ALLOCATION_FAILED);
+  for (const auto& [nth, what] : {std::pair(1U, "work"), {3U, "weight"}}) {
+    const LogCapture log(DLOG_ERROR);
+    OrmoHost::Fail("zelrtMalloc", nth, 5);
+    EXPECT_EQ(Load(AddGraph(1024, 1), RunMode::PREVIOUS_MEMORY), STATUS_SUCCESS);
+    EXPECT_THAT(log.Messages().at(1),
+                StartsWith(std::string("LoadModel from memory failed because malloc ") + what));
+    Unload();
+    EXPECT_EQ(OrmoHost::Alive().deviceBytes, 0U);
+  }
 }
 
 TEST_F(ModelLoadingTest, ARequestOfExactlyTheAvailableMemoryFitsAndOneByteMoreDoesNot) {
@@ -116,14 +126,11 @@ TEST_F(ModelLoadingTest, ARequestOfExactlyTheAvailableMemoryFitsAndOneByteMoreDo
   // A reserve beyond the free memory leaves room for nothing.
   OrmoHost::SetMemorySize(GIB - 1);
   EXPECT_EQ(ModelManager::CheckAllocMemSize(0, "TarnPond1", true), STATUS_NOT_ENOUGH_MEMORY);
-}
-
-TEST_F(ModelLoadingTest, OtherChipsAreNotChecked) {
   OrmoHost::RecordCalls();
   for (const char* chip : {"", "TarnLake", "TarnLake5", "TarnRive", "TarnCreek1", "TarnFen"}) {
     EXPECT_EQ(ModelManager::CheckAllocMemSize(~size_t{0}, chip, true), STATUS_SUCCESS);
   }
-  EXPECT_EQ(Calls(), "");
+  EXPECT_EQ(Calls(), "") << "other chips are not checked";
 }
 
 TEST_F(ModelLoadingTest, TheCacheIsCleanedOnceAndOnlyWhereItHelps) {

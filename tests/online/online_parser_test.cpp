@@ -59,6 +59,12 @@ TEST(OnlineParser, WithoutStepsTheNthOfANameBelongsToTheNthExecution) {
     EXPECT_EQ(OnlineParser::GetRunnerRunResult(MakeOps(names), results), STATUS_SUCCESS);
     EXPECT_EQ(Describe(results), executions) << names;
   }
+  const LogCapture log(DLOG_ERROR);
+  ModelOpInfo info;
+  info.opInfos = {MakeOp("A", 5, 5)};
+  std::vector<RunnerRunResult> results;
+  EXPECT_EQ(OnlineParser::GetRunnerRunResult(info, results), STATUS_PROFILING_FAILED);
+  EXPECT_EQ(log.Find("Get model Info failed").file, "online_parser.cpp");
 }
 
 TEST(OnlineParser, ByNameExecutionsThatAreThereAreFilledFirst) {
@@ -67,15 +73,6 @@ TEST(OnlineParser, ByNameExecutionsThatAreThereAreFilledFirst) {
   results[1].opInfos = {MakeOp("Y", 70, 80)};
   EXPECT_EQ(OnlineParser::GetRunnerRunResultByOpName(MakeOps("AAAB"), results), STATUS_SUCCESS);
   EXPECT_THAT(Describe(results), ElementsAre("XAB 88", "YA 48", "A 8"));
-}
-
-TEST(OnlineParser, ByNameAnExecutionWithoutLengthFails) {
-  LogCapture log(DLOG_ERROR);
-  ModelOpInfo info;
-  info.opInfos = {MakeOp("A", 5, 5)};
-  std::vector<RunnerRunResult> results;
-  EXPECT_EQ(OnlineParser::GetRunnerRunResult(info, results), STATUS_PROFILING_FAILED);
-  EXPECT_EQ(log.Find("Get model Info failed").file, "online_parser.cpp");
 }
 
 TEST(OnlineParser, StepsGroupWhatLiesWithinThem) {
