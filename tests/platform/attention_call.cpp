@@ -31,11 +31,8 @@ double FromHalf(uint16_t half) {
   return (half & 0x8000) != 0 ? -size : size;
 }
 
-template <typename Element, typename Convert>
-void Write(const Values& values, void* data, Convert convert) {
-  for (size_t i = 0; i < values.size(); ++i) {
-    static_cast<Element*>(data)[i] = convert(values[i]);
-  }
+std::vector<int64_t> Dims(const std::vector<size_t>& sizes) {
+  return {sizes.begin(), sizes.end()};
 }
 
 }  // namespace
@@ -51,12 +48,14 @@ DeviceTensor::DeviceTensor(const std::vector<int64_t>& shape, ox::DataType type,
   EXPECT_EQ(zelrtMalloc(&data_, size, ZEL_MEM_MALLOC_POLICY_2), 0);
   EXPECT_EQ(zelrtMemset(data_, size, 0, size), 0);
   // The host platform's device memory is memory of the process.
-  if (type == ox::DT_FLOAT) {
-    Write<float>(values, data_, [](double value) { return static_cast<float>(value); });
-  } else if (type == ox::DT_FLOAT16) {
-    Write<uint16_t>(values, data_, ToHalf);
-  } else {
-    Write<uint8_t>(values, data_, [](double value) { return static_cast<uint8_t>(value); });
+  for (size_t i = 0; i < values.size(); ++i) {
+    if (type == ox::DT_FLOAT) {
+      static_cast<float*>(data_)[i] = static_cast<float>(values[i]);
+    } else if (type == ox::DT_FLOAT16) {
+      static_cast<uint16_t*>(data_)[i] = ToHalf(values[i]);
+    } else {
+      static_cast<uint8_t*>(data_)[i] = static_cast<uint8_t>(values[i]);
+    }
   }
   auto rank = static_cast<int64_t>(shape.size());
   tensor_ = zelCreateTensor(shape.data(), rank, type, nullptr, 0, ox::FORMAT_ND, nullptr,
@@ -121,9 +120,7 @@ template struct AttentionCall<7>;
 template struct AttentionCall<12>;
 
 std::vector<int64_t> AttentionProblem::Shape(size_t rows) const {
-  const std::vector<size_t> sizes = IsByHead() ? std::vector{batches, heads, rows, depth}
-                                               : std::vector{batches, rows, heads * depth};
-  return {sizes.begin(), sizes.end()};
+  return IsByHead() ? Dims({batches, heads, rows, depth}) : Dims({batches, rows, heads * depth});
 }
 
 AttentionTensors::AttentionTensors(const AttentionProblem& p, const Values& queryValues,
@@ -132,12 +129,8 @@ AttentionTensors::AttentionTensors(const AttentionProblem& p, const Values& quer
     : query(p.Shape(p.queries), p.type, queryValues),
       key(p.Shape(p.keys), p.type, keyValues),
       value(p.Shape(p.keys), p.type, valueValues),
-      softmaxMax({static_cast<int64_t>(p.batches), static_cast<int64_t>(p.heads),
-                  static_cast<int64_t>(p.queries)},
-                 ox::DT_FLOAT),
-      softmaxSum({static_cast<int64_t>(p.batches), static_cast<int64_t>(p.heads),
-                  static_cast<int64_t>(p.queries)},
-                 ox::DT_FLOAT),
+      softmaxMax(Dims({p.batches, p.heads, p.queries}), ox::DT_FLOAT),
+      softmaxSum(Dims({p.batches, p.heads, p.queries}), ox::DT_FLOAT),
       out(p.Shape(p.queries), p.type),
       outGrad(p.Shape(p.queries), p.type, outGradValues),
       queryGrad(p.Shape(p.queries), p.type),

@@ -17,38 +17,28 @@ using Codes = std::vector<int32_t>;
 
 class CodesTest : public PlatformTest {
  protected:
-  void SetUp() override {
-    PlatformTest::SetUp();
-    ASSERT_EQ(zelrtMalloc(&memory_, 16, ZEL_MEM_MALLOC_HUGE_FIRST), 0);
-    id_ = Load(graph_);
-    desc_ = zelmdlCreateDesc();
-    data_ = zelmdlCreateDataset();
-    buffer_ = zelCreateDataBuffer(memory_, 8);
-    ASSERT_EQ(zelmdlGetDesc(desc_, id_), 0);
-    ASSERT_EQ(zelmdlAddDatasetBuffer(data_, buffer_), 0);
-    config_ = zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &output_);
-    ASSERT_EQ(zelprofGetOpDescSize(&recordSize_), 0);
+  CodesTest() {
+    EXPECT_EQ(zelmdlGetDesc(desc_, id_), 0);
+    EXPECT_EQ(zelprofGetOpDescSize(&recordSize_), 0);
   }
 
-  void TearDown() override {
-    EXPECT_EQ(zelrtFree(memory_), 0);
+  ~CodesTest() override {
     EXPECT_EQ(zelmdlDestroyDesc(desc_), 0);
-    EXPECT_EQ(zelmdlDestroyDataset(data_), 0);
-    EXPECT_EQ(zelDestroyDataBuffer(buffer_), 0);
     EXPECT_EQ(zelprofDestroySubscribeConfig(config_), 0);
-    PlatformTest::TearDown();
   }
 
   char* Device() const { return static_cast<char*>(memory_); }
 
   const std::string graph_ = Graph({Node("x", "Data", "", {2}), Node("y", "Relu", "\"x\"", {2})});
-  void* memory_ = nullptr;
-  uint32_t id_ = 0;
-  zelmdlDesc* desc_ = nullptr;
-  zelmdlDataset* data_ = nullptr;
-  zelDataBuffer* buffer_ = nullptr;
+  const uint32_t id_ = Load(graph_);
+  zelmdlDesc* const desc_ = zelmdlCreateDesc();
+  const FloatDataset floats_{{{0, 0, 0, 0}}};
+  zelmdlDataset* const data_ = floats_.Get();
+  zelDataBuffer* const buffer_ = zelmdlGetDatasetBuffer(data_, 0);
+  void* const memory_ = zelGetDataBufferAddr(buffer_);
   int32_t output_ = 1;
-  zelprofSubscribeConfig* config_ = nullptr;
+  zelprofSubscribeConfig* const config_ =
+      zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &output_);
   size_t recordSize_ = 0;
   size_t size_ = 0;
   uint32_t number_ = 0;
@@ -167,7 +157,7 @@ TEST_F(CodesTest, OfWhatGivesNoCode) {
                   zelmdlGetOutputSizeByIndex(desc_, 0), zelmdlGetOutputSizeByIndex(desc_, 1),
                   zelmdlGetDatasetNumBuffers(data_), zelmdlGetDatasetNumBuffers(nullptr),
                   zelGetDataBufferSizeV2(buffer_), zelGetDataBufferSizeV2(nullptr)}),
-              ElementsAre(1, 8, 0, 1, 8, 0, 1, 0, 8, 0));
+              ElementsAre(1, 8, 0, 1, 8, 0, 1, 0, 16, 0));
   EXPECT_THAT((std::vector<const void*>{
                   zelCreateDataBuffer(nullptr, 1), zelmdlGetDatasetBuffer(data_, 1),
                   zelGetDataBufferAddr(nullptr), zelCreateTensorDesc(0, -1, &one, 0),

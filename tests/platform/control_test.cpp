@@ -58,7 +58,7 @@ TEST_F(ControlTest, RulesActOnTheCallsThatTheyWaitFor) {
   OrmoHost::Fail("zelrtMalloc", 1, 7);
   OrmoHost::Reset();
   EXPECT_EQ(OrmoHost::PendingFaults() + OrmoHost::FailedCall().size(), 0U);
-  SetUp();
+  Start();
 }
 
 class AliveTest : public PlatformTest {
@@ -98,7 +98,7 @@ TEST_F(AliveTest, TheLastResetOfADeviceReleasesWhatIsOnIt) {
             "subscribeConfigs 1, subscriptions 2, abandoned 4");
   OrmoHost::Reset();
   EXPECT_TRUE(OrmoHost::Alive().Empty());
-  SetUp();
+  Start();
 }
 
 // One of everything that a user can hold.
@@ -136,7 +136,7 @@ TEST_F(AliveTest, EverythingIsToldAndWhatNobodyReleasesIsCounted) {
   EXPECT_EQ(OrmoHost::Alive().ToString(), "sessions 1");
   session.reset();
   EXPECT_TRUE(OrmoHost::Alive().Empty());
-  SetUp();
+  Start();
   EXPECT_EQ(zelrtGetDeviceCount(&count), 0);
   EXPECT_EQ(count, 2U);
 }

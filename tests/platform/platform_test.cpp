@@ -46,14 +46,14 @@ std::vector<float> FloatDataset::Read(size_t index) const {
   return values;
 }
 
-void PlatformTest::SetUp() {
+void PlatformTest::Start() {
   OrmoHost::Reset();
   ASSERT_EQ(zelInit(""), 0);
   ASSERT_EQ(zelrtSetDevice(0), 0);
   ASSERT_EQ(zelrtCreateContext(&context_, 0), 0);
 }
 
-void PlatformTest::TearDown() {
+PlatformTest::~PlatformTest() {
   for (uint32_t id : models_) {
     EXPECT_EQ(zelmdlUnload(id), 0);
   }

@@ -41,8 +41,12 @@ class FloatDataset {
 /// Device 0 with a context current on the test's thread; nothing may be left on it.
 class PlatformTest : public ::testing::Test {
  protected:
-  void SetUp() override;
-  void TearDown() override;
+  PlatformTest() { Start(); }
+
+  ~PlatformTest() override;
+
+  /// Again, after a reset.
+  void Start();
 
   /// Loads a graph and counts on it; 0 when it was refused.
   uint32_t Load(const std::string& graph);

@@ -34,23 +34,14 @@ struct ReadRecord {
 
 class ProfilingTest : public PlatformTest {
  protected:
-  void SetUp() override {
-    PlatformTest::SetUp();
-    ASSERT_EQ(pipe2(pipe_, O_CLOEXEC), 0);
-    ASSERT_EQ(zelprofGetOpDescSize(&recordSize_), 0);
-    id_ = Load(Graph({Node("one", "Const", "", {1}, "\"fill\": 1"),
-                      Node("spin", "Spin", "\"one\"", {1}, "\"ns\": 20000"),
-                      Node("relu", "Relu", "\"spin\"", {1})}));
-    input_ = std::make_unique<FloatDataset>(std::vector<std::vector<float>>());
-    output_ = std::make_unique<FloatDataset>(std::vector<std::vector<float>>{{0}});
+  ProfilingTest() {
+    EXPECT_EQ(pipe2(pipe_, O_CLOEXEC), 0);
+    EXPECT_EQ(zelprofGetOpDescSize(&recordSize_), 0);
   }
 
-  void TearDown() override {
-    input_.reset();
-    output_.reset();
+  ~ProfilingTest() override {
     close(pipe_[0]);
     close(pipe_[1]);
-    PlatformTest::TearDown();
   }
 
   void Subscribe() {
@@ -62,7 +53,7 @@ class ProfilingTest : public PlatformTest {
 
   void Execute(int count = 1) {
     for (int i = 0; i < count; ++i) {
-      ASSERT_EQ(zelmdlExecute(id_, input_->Get(), output_->Get()), 0);
+      ASSERT_EQ(zelmdlExecute(id_, input_.Get(), output_.Get()), 0);
     }
   }
 
@@ -113,10 +104,12 @@ class ProfilingTest : public PlatformTest {
 
   int pipe_[2] = {-1, -1};
   size_t recordSize_ = 0;
-  uint32_t id_ = 0;
+  const uint32_t id_ = Load(Graph({Node("one", "Const", "", {1}, "\"fill\": 1"),
+                                   Node("spin", "Spin", "\"one\"", {1}, "\"ns\": 20000"),
+                                   Node("relu", "Relu", "\"spin\"", {1})}));
   zelprofSubscribeConfig* config_ = nullptr;
-  std::unique_ptr<FloatDataset> input_;
-  std::unique_ptr<FloatDataset> output_;
+  const FloatDataset input_{std::vector<std::vector<float>>{}};
+  const FloatDataset output_{std::vector<std::vector<float>>{{0}}};
 };
 
 /// Executions come one after the other, with their operators in order and then their bounds.
@@ -145,18 +138,14 @@ void ExpectOrder(const std::vector<ReadRecord>& records, size_t operators, size_
 
 TEST_F(ProfilingTest, ExecutionsContainTheirOperatorsWhenTheClockIsCoarse) {
   ASSERT_GT(fcntl(pipe_[1], F_SETPIPE_SZ, 1 << 18), 0);
-  const DeviceTensor tensor({1, 1, 1}, ox::DT_FLOAT);
-  ForwardCall call;
-  std::fill_n(call.inputs, 3, tensor.Get());
-  std::fill_n(call.outputs, 2, tensor.Get());
-  call.outputs[3] = tensor.Get();
+  AttentionTensors attention({1, 1, 1, 1, 1, "BSH", ox::DT_FLOAT});
   isCoarse = true;
   Subscribe();
   ASSERT_EQ(ProfOpSubscribe(0, config_), 0);
   Execute(50);
   EXPECT_EQ(Unsubscribe(), 0);
   for (int i = 0; i < 50; ++i) {
-    EXPECT_EQ(call.Run(), 0) << Reason();
+    EXPECT_EQ(attention.forward.Run(), 0) << Reason();
   }
   EXPECT_EQ(ProfOpUnSubscribe(0), 0);
   isCoarse = false;

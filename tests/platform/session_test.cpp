@@ -51,11 +51,6 @@ struct Completion {
 
 class SessionTest : public PlatformTest {
  protected:
-  void TearDown() override {
-    session_.reset();
-    PlatformTest::TearDown();
-  }
-
   // Waits for the callback; throws std::future_error when it was destroyed without a call.
   Completion Run(uint32_t id, const std::vector<ox::Tensor>& inputs) {
     auto promise = std::make_shared<std::promise<Completion>>();
