@@ -81,23 +81,6 @@ TEST_F(ModelTest, ASettingIsOfItsKindInTheLastInputAndHoldsForOneExecution) {
   EXPECT_NE(zelmdlExecute(id, input.Get(), output.Get()), 0);
 }
 
-TEST_F(ModelTest, BuffersThatDoNotFitAreRefused) {
-  uint32_t id = Load(AddRelu({1, 2}));
-  FloatDataset good({{1, 2}});
-  FloatDataset small(std::vector<std::vector<float>>{{1}});
-  FloatDataset two({{1, 2}, {1, 2}});
-  const std::tuple<const FloatDataset&, const FloatDataset&, const char*> cases[] = {
-      {small, good, "node \"x\": expected a buffer of 8 bytes, not 4"},
-      {good, small, "node \"output 0\": expected a buffer of 8 bytes, not 4"},
-      {two, good, "expected 1 input buffers"},
-      {good, two, "expected 1 output buffers"},
-  };
-  for (const auto& [input, output, reason] : cases) {
-    EXPECT_EQ(zelmdlExecute(id, input.Get(), output.Get()), 410004);
-    EXPECT_EQ(Reason(), std::string("EH0002: model in memory: ") + reason);
-  }
-}
-
 TEST_F(ModelTest, AnExecutionThatIsRepeatedNoticesWhatHasChanged) {
   uint32_t id = Load(AddRelu({1, 2}));
   const FloatDataset* input = nullptr;

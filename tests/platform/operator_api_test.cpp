@@ -258,16 +258,11 @@ TEST_F(OperatorApiTest, AnExecutionChecksWhatMayHaveChanged) {
 }
 
 TEST_F(OperatorApiTest, ContentsAreSetAndSeenFromOutside) {
-  auto bytesOf = [](const std::vector<float>& values) {
-    std::vector<uint8_t> bytes(values.size() * sizeof(float));
-    std::memcpy(bytes.data(), values.data(), bytes.size());
-    return bytes;
-  };
-  OrmoHost::SetOperatorTensor(2, bytesOf(std::vector<float>(128, 2.5F)));
+  OrmoHost::SetOperatorTensor(2, ToBytes(std::vector<float>(128, 2.5F)));
   OrmoHost::KeepOperatorOutputs();
   EXPECT_EQ(forward_.Run(), 0) << Reason();
-  EXPECT_EQ(OrmoHost::OperatorOutput(19), bytesOf(std::vector<float>(96, 2.5F)));
-  OrmoHost::SetOperatorTensor(2, bytesOf({2.5F}));
+  EXPECT_EQ(OrmoHost::OperatorOutput(19), ToBytes(std::vector<float>(96, 2.5F)));
+  OrmoHost::SetOperatorTensor(2, ToBytes({2.5F}));
   EXPECT_NE(forward_.Run(), 0);
   EXPECT_THAT(Reason(),
               HasSubstr("value (position 2): expected the size of the scripted contents"));

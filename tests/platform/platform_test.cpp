@@ -1,5 +1,6 @@
 #include "platform/platform_test.h"
 
+#include <cstring>
 #include <memory>
 
 #include "error_manager/error_manager.h"
@@ -14,6 +15,12 @@ ox::Graph LoadGraph(const std::string& text) {
   std::shared_ptr<ox::ComputeGraph> graph;
   EXPECT_TRUE(ox::GraphUtils::LoadOXGraph((directory / "graph").c_str(), graph));
   return ox::Graph(graph);
+}
+
+std::vector<uint8_t> ToBytes(const std::vector<float>& values) {
+  std::vector<uint8_t> bytes(values.size() * sizeof(float));
+  std::memcpy(bytes.data(), values.data(), bytes.size());
+  return bytes;
 }
 
 FloatDataset::FloatDataset(const std::vector<std::vector<float>>& buffers)

@@ -22,6 +22,8 @@ namespace Ormo::Testing {
 /// A graph file's content for a session.
 ox::Graph LoadGraph(const std::string& text);
 
+std::vector<uint8_t> ToBytes(const std::vector<float>& values);
+
 /// Buffers of float32 in device memory, released with this object.
 class FloatDataset {
  public:

@@ -31,10 +31,8 @@ const std::string DOUBLING =
     Graph({Node("x", "Data", "", {-1}), Node("twice", "Add", "\"x\", \"x\"", {-1})});
 
 ox::Tensor MakeTensor(const Floats& values) {
-  std::vector<uint8_t> bytes(values.size() * sizeof(float));
-  std::memcpy(bytes.data(), values.data(), bytes.size());
   return {ox::TensorDesc({static_cast<int64_t>(values.size())}, ox::FORMAT_ND, ox::DT_FLOAT),
-          bytes};
+          ToBytes(values)};
 }
 
 Floats ReadTensor(const ox::Tensor& tensor) {

@@ -1,17 +1,23 @@
-// Operators compute what their formulas say.
+// What graphs compute, and how those that break a rule are refused: people are told where.
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <sstream>
 
+#include "ox/graph_utils.h"
 #include "platform/platform_test.h"
 #include "support/matchers.h"
+#include "support/temp_directory.h"
 
 namespace Ormo::Testing {
 namespace {
 
-using OperatorTest = PlatformTest;
+using GraphsTest = PlatformTest;
 using Buffers = std::vector<std::vector<float>>;
 
 /// "1 2;3": two buffers.
@@ -65,10 +71,15 @@ int32_t Set(uint32_t id, zelmdlDataset* data, const std::string& text) {
                           : 0;
 }
 
+/// A line's buffers, and what is said of them after "|".
+std::pair<Buffers, std::string> Split(const std::string& line) {
+  const size_t end = std::min(line.find('|'), line.size());
+  return {Parse(line.substr(0, end)), line.substr(std::min(end + 1, line.size()))};
+}
+
 // Lines in fours: a graph, the sizes of its inputs and outputs, inputs and what is set with them,
-// and what it makes of them, or why it is not executed. Tiles of a product divide none of its
-// dimensions.
-TEST_F(OperatorTest, GraphsComputeWhatTheirOperatorsSay) {
+// outputs or why there are none. Tiles of a product divide none of its dimensions.
+TEST_F(GraphsTest, GraphsComputeWhatTheirOperatorsSay) {
   std::ifstream cases(COMPUTED_GRAPHS);
   int count = 0;
   std::string sizes;
@@ -77,28 +88,60 @@ TEST_F(OperatorTest, GraphsComputeWhatTheirOperatorsSay) {
   for (std::string graph; std::getline(cases, graph) && std::getline(cases, sizes) &&
                           std::getline(cases, inputs) && std::getline(cases, outputs);) {
     SCOPED_TRACE(graph);
-    const bool isRefused = outputs.rfind("EH", 0) == 0;
-    const size_t end = std::min(inputs.find('|'), inputs.size());
-    const Buffers expected = isRefused ? Buffers{std::vector<float>(8)} : Parse(outputs);
+    const auto [numbers, setting] = Split(inputs);
+    const auto [expected, reason] = Split(outputs);
     Buffers unset = expected;
     for (std::vector<float>& buffer : unset) {
       std::fill(buffer.begin(), buffer.end(), NAN);
     }
-    const FloatDataset input(Parse(inputs.substr(0, end)));
+    const FloatDataset input(numbers);
     const FloatDataset output(unset);
     const uint32_t id = Load(graph);
     EXPECT_EQ(Sizes(id), sizes);
     const bool isDone =
-        Set(id, input.Get(), inputs.substr(std::min(end + 1, inputs.size()))) == 0 &&
-        zelmdlExecute(id, input.Get(), output.Get()) == 0;
-    EXPECT_EQ(isDone, !isRefused);
-    EXPECT_EQ(Reason(), isRefused ? outputs : "");
+        Set(id, input.Get(), setting) == 0 && zelmdlExecute(id, input.Get(), output.Get()) == 0;
+    EXPECT_EQ(isDone, reason.empty());
+    EXPECT_EQ(Reason(), reason);
     for (size_t i = 0; i < expected.size() && isDone; ++i) {
       EXPECT_THAT(output.Read(i), Pointwise(FloatNear(1e-4F), expected[i])) << i;
     }
     ++count;
   }
-  EXPECT_EQ(count, 38);
+  EXPECT_EQ(count, 42);
+}
+
+// Lines in pairs: what people are told, and of which graph.
+TEST_F(GraphsTest, NamesTheModelTheNodeAndWhatWasExpected) {
+  std::ifstream cases(REFUSED_GRAPHS);
+  int count = 0;
+  for (std::string reason, graph; std::getline(cases, reason) && std::getline(cases, graph);) {
+    EXPECT_EQ(Load(graph), 0U) << graph;
+    EXPECT_THAT(Reason(), StartsWith("EH0001: model in memory: " + reason)) << graph;
+    ++count;
+  }
+  EXPECT_GT(count, 100);
+  EXPECT_EQ(OrmoHost::Alive().deviceBytes, 0U);
+}
+
+TEST_F(GraphsTest, OnlyAnOrdinaryFileOfBoundedSizeIsRead) {
+  const TempDirectory directory;
+  const std::string pipe = directory / "pipe";
+  const std::string large = directory / "large";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  WriteFile(large, "");
+  std::filesystem::resize_file(large, (64 << 20) + 1);
+  for (const std::string& file :
+       {directory / "missing", directory.Path().string(), pipe, std::string("/dev/zero"), large}) {
+    const std::string expected =
+        "EH0001: " + file +
+        (file == large ? ": expected at most 67108864 bytes" : ": expected a readable file");
+    uint32_t id = 0;
+    EXPECT_NE(zelmdlLoadFromFile(file.c_str(), &id), 0);
+    EXPECT_EQ(Reason(), expected);
+    std::shared_ptr<ox::ComputeGraph> graph;
+    EXPECT_FALSE(ox::GraphUtils::LoadOXGraph(file.c_str(), graph));
+    EXPECT_EQ(Reason(), expected);
+  }
 }
 
 }  // namespace
