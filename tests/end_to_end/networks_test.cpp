@@ -5,7 +5,6 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <numeric>
-#include <stdexcept>
 
 #include "support/offline_test.h"
 
@@ -71,10 +70,12 @@ Matrix ByRow(const Matrix& input, Function function) {
   return result;
 }
 
-void Softmax(double* begin, double* end) {
-  std::transform(begin, end, begin, [](double value) { return std::exp(value); });
-  const double sum = std::accumulate(begin, end, 0.0);
-  std::transform(begin, end, begin, [sum](double value) { return value / sum; });
+Matrix Softmax(const Inputs& inputs, const Json&) {
+  return ByRow(*inputs[0], [](double* begin, double* end) {
+    std::transform(begin, end, begin, [](double value) { return std::exp(value); });
+    const double sum = std::accumulate(begin, end, 0.0);
+    std::transform(begin, end, begin, [sum](double value) { return value / sum; });
+  });
 }
 
 void Normalise(double* begin, double* end, double epsilon) {
@@ -86,35 +87,30 @@ void Normalise(double* begin, double* end, double epsilon) {
                  [&](double value) { return value / std::sqrt(variance + epsilon); });
 }
 
+Matrix Add(const Inputs& inputs, const Json&) {
+  return Combine(inputs, [](double left, double right) { return left + right; });
+}
+
+Matrix Mul(const Inputs& inputs, const Json&) {
+  return Combine(inputs, [](double left, double right) { return left * right; });
+}
+
+Matrix Relu(const Inputs& inputs, const Json&) {
+  return Combine(inputs, [](double value, double) { return std::max(value, 0.0); });
+}
+
 Matrix LayerNorm(const Inputs& inputs, const Json& attrs) {
   const double epsilon = attrs.at("epsilon");
   Matrix result =
       ByRow(*inputs[0], [epsilon](double* begin, double* end) { Normalise(begin, end, epsilon); });
-  result = Combine({&result, inputs.at(1)}, [](double x, double gamma) { return x * gamma; });
-  return Combine({&result, inputs.at(2)}, [](double x, double beta) { return x + beta; });
+  result = Mul({&result, inputs.at(1)}, {});
+  return Add({&result, inputs.at(2)}, {});
 }
 
-Matrix Compute(const std::string& type, const Inputs& inputs, const Json& attrs) {
-  if (type == "MatMul") {
-    return MatMul(inputs, attrs);
-  }
-  if (type == "Add") {
-    return Combine(inputs, [](double left, double right) { return left + right; });
-  }
-  if (type == "Mul") {
-    return Combine(inputs, [](double left, double right) { return left * right; });
-  }
-  if (type == "Relu") {
-    return Combine(inputs, [](double value, double) { return std::max(value, 0.0); });
-  }
-  if (type == "Softmax") {
-    return ByRow(*inputs[0], Softmax);
-  }
-  if (type == "LayerNorm") {
-    return LayerNorm(inputs, attrs);
-  }
-  throw std::invalid_argument("no reference for " + type);
-}
+const std::map<std::string, Matrix (*)(const Inputs&, const Json&)> OPERATORS = {
+    {"MatMul", MatMul}, {"Add", Add},         {"Mul", Mul},
+    {"Relu", Relu},     {"Softmax", Softmax}, {"LayerNorm", LayerNorm},
+};
 
 // `count` numbers in [-1, 1), exact in single precision: the generator of the graph file's `seed`.
 std::vector<double> Generate(uint64_t seed, size_t count) {
@@ -161,7 +157,7 @@ std::vector<double> ComputeNetwork(const std::string& graph, const std::vector<d
       for (const std::string name : node.at("inputs")) {
         inputs.push_back(&results.at(name));
       }
-      result = Compute(type, inputs, node.value("attrs", Json::object()));
+      result = OPERATORS.at(type)(inputs, node.value("attrs", Json::object()));
     }
   }
   return last->values;

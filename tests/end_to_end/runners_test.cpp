@@ -42,23 +42,6 @@ class RunnersTest : public OnlineTest {
     OrmoHost::Reset();
   }
 
-  int MeasureOffline() const {
-    RunnerConfig config = Ormo::Testing::MakeConfig(text_, true);
-    RunnerResult result;
-    return OrmoOfflineRun(config, result);
-  }
-
-  int MeasureOnline() {
-    RunnerConfig config = MakeConfig();
-    std::vector<RunnerRunResult> results;
-    return OrmoOnlineRun(LoadGraph(text_), config, results);
-  }
-
-  static int MeasureOperator() {
-    RunnerResult result;
-    return OrmoZelnnRun(MakeOpConfig(AttentionRequest()), result);
-  }
-
   // Every runner measures: those in `working` succeed, the others end with STATUS_FAILED.
   void MeasureAll(const std::set<size_t>& working) const {
     for (size_t i = 0; i < runners_.size(); ++i) {
@@ -81,20 +64,31 @@ class RunnersTest : public OnlineTest {
   const std::vector<Runner> runners_ = {
       {"offline_runner.cpp",
        OrmoOfflineRunnerInit,
-       [this] { return MeasureOffline(); },
+       [this] {
+         RunnerConfig config = Ormo::Testing::MakeConfig(text_, true);
+         RunnerResult result;
+         return OrmoOfflineRun(config, result);
+       },
        OrmoOfflineRunnerFinalize,
        {"Runner is already initialized", "Offline runner has not been initialized",
         "Offline runner has not been initialized"}},
       {"online_runner.cpp",
        OrmoOnlineRunnerInit,
-       [this] { return MeasureOnline(); },
+       [this] {
+         RunnerConfig config = MakeConfig();
+         std::vector<RunnerRunResult> results;
+         return OrmoOnlineRun(LoadGraph(text_), config, results);
+       },
        OrmoOnlineRunnerFinalize,
        {"Online runner already initailzed",
         "Online runner has not been initailzed, no need to finalize",
         "Online runner has not been initialized"}},
       {"zelnn_runner.cpp",
        OrmoZelnnRunnerInit,
-       MeasureOperator,
+       [] {
+         RunnerResult result;
+         return OrmoZelnnRun(MakeOpConfig(AttentionRequest()), result);
+       },
        OrmoZelnnRunnerFinalize,
        {"Runner is already initialized", "ZelnnRunner runner has not been initialized",
         "ZelnnRunner runner has not been initialized"}},
@@ -116,10 +110,7 @@ TEST_F(RunnersTest, InEveryOrderTheFirstToBeFinalisedEndsTheWorkersOfAll) {
         LogCapture log(DLOG_ERROR);
         MeasureAll({});
         for (const Runner& runner : runners_) {
-          const auto lines = log.Lines();
-          EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const auto& line) {
-            return line.file == runner.file;
-          })) << runner.file;
+          EXPECT_THAT(log.Lines(), Contains(Field(&LogLine::file, std::string(runner.file))));
         }
       }
       EXPECT_EQ(OpenDescriptors(), descriptors);
