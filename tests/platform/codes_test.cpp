@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "annex_k/annex_k.h"
+#include "ox/session.h"
 #include "platform/attention_call.h"
 #include "platform/platform_test.h"
 #include "support/matchers.h"
@@ -184,6 +185,12 @@ TEST_F(CodesTest, OfSubscriptionsAndRecords) {
   EXPECT_EQ(zelprofModelUnSubscribe(0), 410002);
   EXPECT_EQ(zelgrphProfGraphSubscribe(7, config_), 415002);
   EXPECT_EQ(zelgrphProfGraphUnSubscribe(7), 415002);
+  ox::Session session;
+  ASSERT_EQ(session.AddGraph(7, LoadGraph(graph_), {}), 0U);
+  EXPECT_EQ(zelgrphProfGraphUnSubscribe(7), 420002);
+  EXPECT_EQ(zelgrphProfGraphSubscribe(7, config_), 0);
+  EXPECT_EQ(zelgrphProfGraphSubscribe(7, config_), 420001);
+  EXPECT_EQ(zelgrphProfGraphUnSubscribe(7), 0);
   EXPECT_EQ(ProfOpSubscribe(1, config_), 400001);
   EXPECT_EQ(ProfOpSubscribe(0, nullptr), 400006);
   EXPECT_EQ(ProfOpSubscribe(0, config_), 420001);

@@ -1,15 +1,12 @@
 // What scripts make of calls, and what is told of them and of everything alive.
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <memory>
 #include <thread>
 
 #include "dlog/dlog.h"
-#include "mm/mm.h"
 #include "ox/session.h"
 #include "platform/attention_call.h"
 #include "platform/platform_test.h"
@@ -48,13 +45,6 @@ TEST_F(ControlTest, RulesActOnTheCallsThatTheyWaitFor) {
   OrmoHost::Delay("zelrtSynchronizeStream", 1, std::chrono::milliseconds(2));
   EXPECT_EQ(zelrtSynchronizeStream(nullptr), 0);
   EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(2));
-  OrmoHost::Fail("mmOpen2", 1, -4);
-  EXPECT_EQ(mmOpen2("/dev/null", O_RDONLY, 0), -4);
-  EXPECT_EQ(mmGetErrorCode(), EIO);
-  OrmoHost::Fail("mmClose", 1, 3);
-  const int file = mmOpen2("/dev/null", O_RDONLY, 0);
-  EXPECT_EQ(mmClose(file), -1);
-  EXPECT_EQ(fcntl(file, F_GETFD), -1);
   OrmoHost::Fail("zelrtMalloc", 1, 7);
   OrmoHost::Reset();
   EXPECT_EQ(OrmoHost::PendingFaults() + OrmoHost::FailedCall().size(), 0U);

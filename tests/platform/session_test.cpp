@@ -1,8 +1,6 @@
 // Graphs in sessions.
 #include "ox/session.h"
 
-#include <unistd.h>
-
 #include <atomic>
 #include <cstring>
 #include <future>
@@ -17,7 +15,6 @@
 #include "ox/compute_graph.h"
 #include "platform/platform_test.h"
 #include "support/matchers.h"
-#include "zel/zel_prof.h"
 
 namespace Ormo::Testing {
 namespace {
@@ -108,14 +105,6 @@ TEST_F(SessionTest, IdsAreUniqueOverAllSessions) {
   EXPECT_EQ(session_->RemoveGraph(7), 0U);
   EXPECT_EQ(session_->RemoveGraph(7), 415002U);
   EXPECT_EQ(other.AddGraph(7, graph, {}), 0U);
-  int32_t fd = STDOUT_FILENO;
-  zelprofSubscribeConfig* config =
-      zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &fd);
-  EXPECT_EQ(zelgrphProfGraphUnSubscribe(7), 420002);
-  EXPECT_EQ(zelgrphProfGraphSubscribe(7, config), 0);
-  EXPECT_EQ(zelgrphProfGraphSubscribe(7, config), 420001);
-  EXPECT_EQ(zelgrphProfGraphUnSubscribe(7), 0);
-  EXPECT_EQ(zelprofDestroySubscribeConfig(config), 0);
 }
 
 // The rules for files hold for graphs that are built in memory too.
