@@ -147,6 +147,7 @@ TEST_F(RunnersTest, ASecondInitialisationAndASecondFinalisationOnlySaySo) {
   for (const Runner& runner : runners_) {
     SCOPED_TRACE(runner.file);
     ASSERT_EQ(runner.init({{0}}), STATUS_SUCCESS);
+    ASSERT_EQ(runner.measure(), STATUS_SUCCESS);  // by now the worker has named itself
     OrmoHost::RecordCalls();
     LogCapture log(DLOG_INFO);
     EXPECT_EQ(runner.init({{5}}), STATUS_SUCCESS);
