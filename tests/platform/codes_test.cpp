@@ -174,37 +174,37 @@ TEST_F(CodesTest, OfWhatGivesNoCode) {
 TEST_F(CodesTest, OfSubscriptionsAndRecords) {
   const std::string zeros(recordSize_, '\0');
   char text[8];
-  ASSERT_EQ(zelprofModelSubscribe(id_, config_), 0);
-  ASSERT_EQ(ProfOpSubscribe(0, config_), 0);
-  EXPECT_EQ(zelprofDestroySubscribeConfig(nullptr), 400006);
-  EXPECT_EQ(zelprofModelSubscribe(0, config_), 410002);
-  EXPECT_EQ(zelprofModelSubscribe(id_, nullptr), 400006);
-  EXPECT_EQ(zelprofModelSubscribe(id_, config_), 420001);
-  EXPECT_EQ(zelprofModelUnSubscribe(id_), 0);
-  EXPECT_EQ(zelprofModelUnSubscribe(id_), 420002);
-  EXPECT_EQ(zelprofModelUnSubscribe(0), 410002);
-  EXPECT_EQ(zelgrphProfGraphSubscribe(7, config_), 415002);
-  EXPECT_EQ(zelgrphProfGraphUnSubscribe(7), 415002);
+  EXPECT_THAT((Codes{zelgrphProfGraphSubscribe(7, config_), zelgrphProfGraphUnSubscribe(7)}),
+              Each(415002));
   ox::Session session;
   ASSERT_EQ(session.AddGraph(7, LoadGraph(graph_), {}), 0U);
-  EXPECT_EQ(zelgrphProfGraphUnSubscribe(7), 420002);
-  EXPECT_EQ(zelgrphProfGraphSubscribe(7, config_), 0);
-  EXPECT_EQ(zelgrphProfGraphSubscribe(7, config_), 420001);
-  EXPECT_EQ(zelgrphProfGraphUnSubscribe(7), 0);
-  EXPECT_EQ(ProfOpSubscribe(1, config_), 400001);
-  EXPECT_EQ(ProfOpSubscribe(0, nullptr), 400006);
-  EXPECT_EQ(ProfOpSubscribe(0, config_), 420001);
-  EXPECT_EQ(ProfOpUnSubscribe(1), 400001);
-  EXPECT_EQ(ProfOpUnSubscribe(0), 0);
-  EXPECT_EQ(ProfOpUnSubscribe(0), 420002);
-  EXPECT_EQ(zelprofGetOpDescSize(nullptr), 400001);
-  EXPECT_EQ(zelprofGetOpNum(nullptr, 1, &number_), 400001);
+  const auto subscribe = [&] {
+    return Codes{zelprofModelSubscribe(id_, config_), zelgrphProfGraphSubscribe(7, config_),
+                 ProfOpSubscribe(0, config_)};
+  };
+  const auto unsubscribe = [&] {
+    return Codes{zelprofModelUnSubscribe(id_), zelgrphProfGraphUnSubscribe(7),
+                 ProfOpUnSubscribe(0)};
+  };
+  EXPECT_THAT(unsubscribe(), Each(420002));
+  EXPECT_THAT(subscribe(), Each(0));
+  EXPECT_THAT(subscribe(), Each(420001));
+  EXPECT_THAT(unsubscribe(), Each(0));
+  EXPECT_THAT(unsubscribe(), Each(420002));
+  EXPECT_THAT((Codes{zelprofModelSubscribe(0, config_), zelprofModelUnSubscribe(0)}), Each(410002));
+  EXPECT_THAT((Codes{zelprofDestroySubscribeConfig(nullptr), zelprofModelSubscribe(id_, nullptr),
+                     ProfOpSubscribe(0, nullptr)}),
+              Each(400006));
   EXPECT_EQ(zelprofGetOpNum(nullptr, 0, &number_), 0);
-  EXPECT_EQ(zelprofGetOpNum(text, 0, nullptr), 400001);
-  EXPECT_EQ(zelprofGetOpNum(zeros.data(), recordSize_ - 1, &number_), 420004);
-  EXPECT_EQ(zelprofGetOpNameLen(zeros.data(), recordSize_, 0, &size_), 420004);
-  EXPECT_EQ(zelprofGetOpTypeLen(zeros.data(), recordSize_, 1, &size_), 420004);
-  EXPECT_EQ(zelprofGetOpName(nullptr, recordSize_, 0, text, 8), 420004);
+  EXPECT_THAT(
+      (Codes{ProfOpSubscribe(1, config_), ProfOpUnSubscribe(1), zelprofGetOpDescSize(nullptr),
+             zelprofGetOpNum(nullptr, 1, &number_), zelprofGetOpNum(text, 0, nullptr)}),
+      Each(400001));
+  EXPECT_THAT((Codes{zelprofGetOpNum(zeros.data(), recordSize_ - 1, &number_),
+                     zelprofGetOpNameLen(zeros.data(), recordSize_, 0, &size_),
+                     zelprofGetOpTypeLen(zeros.data(), recordSize_, 1, &size_),
+                     zelprofGetOpName(nullptr, recordSize_, 0, text, 8)}),
+              Each(420004));
   output_ = -1;
   EXPECT_EQ(zelprofCreateSubscribeConfig(ZEL_PROF_TIME_INFO_ON, ZEL_AICORE_NONE, &output_),
             nullptr);
@@ -213,8 +213,9 @@ TEST_F(CodesTest, OfSubscriptionsAndRecords) {
 
 TEST_F(CodesTest, OfFunctionsThatWatchOverSizes) {
   char text[8] = "1234567";
-  EXPECT_THAT((Codes{snprintf_s(text, 8, 7, "%d", 1234567), snprintf_s(text, 8, 3, "%d", 123)}),
-              ElementsAre(7, 3));
+  EXPECT_THAT((Codes{snprintf_s(text, 8, 7, "%s", ""), snprintf_s(text, 8, 7, "%d", 1234567),
+                     snprintf_s(text, 8, 3, "%d", 123)}),
+              ElementsAre(0, 7, 3));
   EXPECT_THAT((Codes{memset_s(text, 8, 'x', 8), memcpy_s(text, 8, "abc", 4)}), Each(0));
   EXPECT_THAT(
       (Codes{memset_s(text, 8, 0, 9), memset_s(nullptr, 8, 0, 1), memcpy_s(text, 8, "123456789", 9),
