@@ -19,8 +19,8 @@ inline RunnerResult MakeStaleResult() {
 inline void ExpectReset(const RunnerResult& result) {
   EXPECT_EQ(result.totalCostTime, 0U);
   EXPECT_EQ(result.runCostTime, 0U);
-  EXPECT_THAT(result.opCostTimes, IsEmpty());
-  EXPECT_THAT(result.aicoreCostTimes, IsEmpty());
+  EXPECT_TRUE(result.opCostTimes.empty());
+  EXPECT_TRUE(result.aicoreCostTimes.empty());
 }
 
 /// A fresh machine, with the library's files in a directory of the test's own. A profiled run ends
