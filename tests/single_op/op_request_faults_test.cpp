@@ -1,17 +1,13 @@
 // Whatever fails while a request is built, all of it is released.
-#include <gmock/gmock.h>
-
-#include <cstddef>
-#include <cstdint>
 #include <new>
 #include <stdexcept>
-#include <string>
 
 #include "faults/failing_allocation.h"
 #include "ormo/status.h"
 #include "single_op/op_request.h"
 #include "single_op/platform_context.h"
 #include "single_op/request_text.h"
+#include "support/matchers.h"
 
 namespace Ormo::Testing {
 namespace {

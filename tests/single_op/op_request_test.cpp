@@ -1,7 +1,5 @@
 #include "single_op/op_request.h"
 
-#include <sys/resource.h>
-
 #include <string>
 #include <tuple>
 #include <utility>
@@ -64,16 +62,18 @@ TEST_F(OpRequest, TextThatIsNoJsonIsRefused) {
   }
 }
 
-TEST_F(OpRequest, MissingAndWrongTopLevelKeysAreRefused) {
+TEST_F(OpRequest, MissingAndWrongKeysAndShapesAreRefused) {
   const std::string noInputs = "Can not find inputs in json or inputs is not array!";
   const std::string noOutputs = "Can not find outputs in json or inputs is not array!";
+  const std::string manyOnes = "[1" + Repeat(",1", 25) + "]}";
   const Refusal refusals[] = {
+      {Request(ONE_FLOAT, R"({"dtype":"float","origin_shape":)" + manyOnes, ""),
+       "origin_shape has 26 dimensions, more than 25!"},
+      {Request(ONE_FLOAT, R"({"dtype":"float","shape":)" + manyOnes, ""),
+       "shape has 26 dimensions, more than 25!"},
+      {Request(ONE_FLOAT, R"({"dtype":"float","origin_shape":["1"]})", ""), BAD_TYPE},
       {"null", NO_OP_TYPE},
-      {"\"op_type\"", NO_OP_TYPE},
-      {"[]", NO_OP_TYPE},
       {"{}", NO_OP_TYPE},
-      {"{\"op_type\":null}", NO_OP_TYPE},
-      {"{\"OP_TYPE\":\"a\"}", NO_OP_TYPE},
       {"\xef\xbb\xbf{}", NO_OP_TYPE},
       {Repeat("[", 10000) + Repeat("]", 10000), NO_OP_TYPE},
       {Repeat("{\"a\":", 10000) + "0" + Repeat("}", 10000), NO_OP_TYPE},
@@ -81,7 +81,6 @@ TEST_F(OpRequest, MissingAndWrongTopLevelKeysAreRefused) {
       {R"({"op_type":"a","inputs":{}})", noInputs},
       {R"({"op_type":"a","inputs":[null]})", noOutputs},
       {R"({"op_type":"a","inputs":[],"outputs":7})", noOutputs},
-      {R"({"op_type":"a","inputs":[],"outputs":[]})", REFUSED},
       {R"({"op_type":"a","inputs":[],"outputs":[],"attrs":{}})", REFUSED},
       {R"({"op_type":"a","op_type":[[1],{"b":[2]}],"inputs":[]})", NO_OP_TYPE},
       // What was built of the inputs is released again.
@@ -102,7 +101,6 @@ TEST_F(OpRequest, WrongAttributesAreRefused) {
   const Refusal refusals[] = {
       {"null", BAD_TYPE},
       {"{}", "Can not find name in attr[3]!"},
-      {R"({"dtype":"int","value":1})", "Can not find name in attr[3]!"},
       {R"({"name":"a","value":1})", "Can not find dtype in attr[3]!"},
       {R"({"name":"a","dtype":"int"})", "Can not find value in attr[3]!"},
       {R"({"name":"a","dtype":5,"value":1})", BAD_TYPE},
@@ -110,7 +108,6 @@ TEST_F(OpRequest, WrongAttributesAreRefused) {
       {Attr("double", "1"), "Can not find support type[double] to attr!"},
       {Attr("bool", "1"), BAD_TYPE},
       {Attr("int", "\"1\""), BAD_TYPE},
-      {Attr("int", "null"), BAD_TYPE},
       {Attr("int", deepArray), BAD_TYPE},
       {Attr("float", "\"1\""), BAD_TYPE},
       {Attr("string", "1"), BAD_TYPE},
@@ -123,7 +120,6 @@ TEST_F(OpRequest, WrongAttributesAreRefused) {
       {Attr("list_bool", deepObject),
        "attrValue[" + Repeat("{\"\\u0001k\":[0,", 50000) + "1.5" + Repeat("]}", 50000) + "]"},
       {Attr("list_int", "[1,\"2\"]"), BAD_TYPE},
-      {Attr("list_int", "[[1]]"), BAD_TYPE},
       {Attr("list_float", "[1,null]"), BAD_TYPE},
       {Attr("list_bool", "[true,1]"), BAD_TYPE},
   };
@@ -135,29 +131,6 @@ TEST_F(OpRequest, WrongAttributesAreRefused) {
   }
 }
 
-TEST_F(OpRequest, WrongShapesAreRefused) {
-  const std::string manyOnes = "[1" + Repeat(",1", 25) + "]";
-  const Refusal refusals[] = {
-      {"\"origin_shape\":" + manyOnes, "origin_shape has 26 dimensions, more than 25!"},
-      {"\"shape\":" + manyOnes, "shape has 26 dimensions, more than 25!"},
-      {"\"origin_shape\":[\"1\"]", BAD_TYPE},
-      {"\"origin_shape\":[1,null]", BAD_TYPE},
-      {"\"shape\":[[1]]", BAD_TYPE},
-  };
-  for (const auto& [shape, line] : refusals) {
-    ExpectRefusal(Request(ONE_FLOAT, R"({"dtype":"float",)" + shape + "}", ""), line);
-  }
-}
-
-// ---- Tensors ----
-
-/// The largest part of the process's memory that was ever in use, in bytes.
-size_t PeakMemory() {
-  rusage usage{};
-  EXPECT_EQ(getrusage(RUSAGE_SELF, &usage), 0);
-  return static_cast<size_t>(usage.ru_maxrss) * 1024;
-}
-
 TEST_F(OpRequest, TensorsTakeDefaultsForWhatIsMissingOrWrong) {
   const std::string large = "9223372036854775807";
   const std::string noType = "TensorSize[1]GetSizeInBytes[28] failed!";
@@ -167,10 +140,7 @@ TEST_F(OpRequest, TensorsTakeDefaultsForWhatIsMissingOrWrong) {
       {"null", "", 0, ""},
       {"{}", "", 0, ""},
       {"5", "", 0, noType},
-      {"\"dtype\"", "", 0, noType},
-      {R"({"dtype":0})", "", 0, noType},
       {R"({"dtype":"floaty"})", "", 0, noType},
-      {R"({"dtype":"DT_FLOAT"})", "", 0, noType},
       {R"({"origin_shape":[2,3]})", "", 0, "TensorSize[6]GetSizeInBytes[28] failed!"},
       {R"({"dtype":"float16"})", "1 48 none none", 512, ""},
       {R"({"dtype":"fLoat16","origin_shape":[]})", "1 48 [] none", 512, ""},
@@ -265,14 +235,6 @@ TEST_F(OpRequest, ARequestBecomesThePlatformsObjectsAndEndsWithThem) {
                           "zelDestroyFloatArray", "zelDestroyFloatArray", "zelDestroyBoolArray"));
   EXPECT_EQ(inner.opType, "Any");
   EXPECT_EQ(inner.stream, nullptr);
-}
-
-TEST_F(OpRequest, NoValueIsBuiltOfTextThatIsNoJson) {
-  const std::string deep(4U << 20U, '[');
-  const size_t before = PeakMemory();
-  ZelnnParamterInner inner;
-  EXPECT_EQ(ZelnnParamterConstructor(deep, inner), STATUS_FAILED);
-  EXPECT_LT(PeakMemory() - before, 16 * deep.size());  // a value takes 100 times as much
 }
 
 }  // namespace
