@@ -21,9 +21,8 @@ extern std::vector<int> scriptedLockErrors;
 /// Gets the size of the next pwrite() and returns how much of it is written; 0: a signal comes in.
 extern std::function<size_t(size_t)> onNextWrite;
 extern bool areModesRefused;
-/// Of access() from now on; `refusedAccess` are bits of it that nobody has.
+/// Of access() from now on.
 extern std::vector<int> accessModes;
-extern int refusedAccess;
 
 /// Files cannot grow beyond `size` from now on. The signal that tells of it ends a thread that
 /// takes signals, and the process with it.

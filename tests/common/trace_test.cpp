@@ -77,6 +77,7 @@ json WaitForEvents(const TempDirectory& directory, Condition condition) {
 
 TEST(TraceInnerTest, WritesEventsInTheOrderInWhichTheyWereRecorded) {
   std::string other;
+  const std::string longName(200000, 'n');
   sigset_t ofWriter{};
   sigset_t ofCaller{};
   // The first write is interrupted, the second one short.
@@ -85,9 +86,11 @@ TEST(TraceInnerTest, WritesEventsInTheOrderInWhichTheyWereRecorded) {
     onNextWrite = [](size_t size) { return size / 2; };
     return size_t{0};
   };
-  const std::string document = Recorded([&other](TraceInner& recorder) {
+  const std::string document = Recorded([&](TraceInner& recorder) {
     recorder.Begin("run model", "345", "12", 7);
-    recorder.Begin("say \"hi\"\n", "345", "13", 8);
+    recorder.Begin("say \"hi\"\n\xff\xc3", "345", "13", 8);
+    recorder.Begin(longName, "", "", 9);
+    recorder.Begin({"", size_t{1} << 32}, "", "");  // refused unseen
     recorder.End("run model", "345", "12", 18446744073709551615U);
     scriptedTicks = {{1, 2999}, {2, 999999999}};
     recorder.Begin("now", "", "");
@@ -103,9 +106,14 @@ TEST(TraceInnerTest, WritesEventsInTheOrderInWhichTheyWereRecorded) {
   EXPECT_EQ(document,
             R"({"displayTimeUnit":"ms","traceEvents":[)"
             R"({"name":"run model","ph":"B","pid":"345","tid":"12","ts":7},)"
-            R"({"name":"say \"hi\"\n","ph":"B","pid":"345","tid":"13","ts":8},)"
-            R"({"name":"run model","ph":"E","pid":"345","tid":"12","ts":18446744073709551615},)"
-            R"({"name":"now","ph":"B","pid":")" +
+            R"({"name":"say \"hi\"\n)"
+            "\xef\xbf\xbd\xef\xbf\xbd"
+            R"(","ph":"B","pid":"345","tid":"13","ts":8},)"
+            R"({"name":")" +
+                longName + R"(","ph":"B","pid":")" + own + R"(","tid":")" + own +
+                R"(","ts":9},)"
+                R"({"name":"run model","ph":"E","pid":"345","tid":"12","ts":18446744073709551615},)"
+                R"({"name":"now","ph":"B","pid":")" +
                 own + R"(","tid":")" + own + R"(","ts":1000002},{"name":"now","ph":"E","pid":")" +
                 own + R"(","tid":")" + other + R"(","ts":2999999}]})");
 }
@@ -228,48 +236,6 @@ TEST(TraceInnerTest, RemovesItsFileWithoutADocumentAndNoOther) {
     const auto refused = log.Find("Chmod failed, path : " + directory.Path().string());
     EXPECT_EQ(refused.file + refused.tag, "file_utils.cppORMO");
   }
-}
-
-TEST(TraceInnerTest, WritesNamesThatAreNoUtf8AndNamesOfAnyLength) {
-  const std::string longName(200000, 'n');
-  const json events = Events(Recorded([&longName](TraceInner& recorder) {
-    recorder.Begin("key [\xff\xc3]", "", "");
-    recorder.Begin(longName, "", "");
-    recorder.Begin({"", size_t{1} << 32}, "", "");  // refused unseen
-    recorder.Begin("after", "", "");
-  }));
-  const std::vector<std::string> names = {"key [\xef\xbf\xbd\xef\xbf\xbd]", longName, "after"};
-  ASSERT_EQ(events.size(), names.size());
-  for (size_t i = 0; i < names.size(); ++i) {
-    EXPECT_EQ(events[i].at("name"), names[i]);
-  }
-}
-
-TEST(TraceInnerTest, LosesNothingToManyThreadsAndAWriter) {
-  constexpr size_t threads = 4;
-  constexpr uint64_t each = 300;
-  const TempDirectory directory;
-  {
-    TraceInner recorder(SHORT_PERIOD);
-    recorder.StartDumpTrace(directory.Path().string());
-    std::vector<std::thread> workers;
-    for (size_t t = 0; t < threads; ++t) {
-      workers.emplace_back([&recorder, t] {
-        for (uint64_t ts = 0; ts < each; ++ts) {
-          recorder.Begin("event", "", std::to_string(t), ts);
-        }
-      });
-    }
-    for (std::thread& worker : workers) {
-      worker.join();
-    }
-  }
-  std::vector<uint64_t> next(threads, 0);
-  for (const json& event : Events(Content(directory))) {
-    const size_t thread = std::stoul(event.at("tid").get<std::string>());
-    ASSERT_EQ(event.at("ts"), next.at(thread)++);
-  }
-  EXPECT_THAT(next, Each(each));
 }
 
 TEST(TraceInnerTest, SurvivesADiskThatIsFullForAWhile) {

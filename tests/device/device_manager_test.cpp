@@ -38,61 +38,46 @@ class DeviceManagerTest : public ::testing::Test {
 
   void TearDown() override { DeviceManager::Finalize(); }
 
-  bool Exists(const std::string& name) const { return std::filesystem::exists(directory_ / name); }
-
   TempDirectory directory_;
 };
 
-// Whether the cache's variable is set, and usable, and that of the home set; where the lock file
-// then stands, below the test's directory; the warning.
-using LockPlace = std::tuple<bool, bool, bool, std::string, std::string>;
-
-class LockPlaceTest : public DeviceManagerTest, public ::testing::WithParamInterface<LockPlace> {};
-
 // A lock file that other processes do not look at is no lock: that is said, once.
-TEST_P(LockPlaceTest, IsKeptAndSaidWhenOthersMayLookElsewhere) {
-  const auto& [isCacheSet, isCacheUsable, isHomeSet, directory, warning] = GetParam();
-  // NOLINTBEGIN(concurrency-mt-unsafe): no other thread asks for it
-  if (!isCacheSet) {
-    unsetenv("TARN_CACHE_PATH");
+TEST_F(DeviceManagerTest, TheLocksPlaceIsKeptAndSaidWhenOthersMayLookElsewhere) {
+  // TARN_CACHE_PATH and HOME, null for none; the directory of the lock file; the warning.
+  const std::tuple<const char*, const char*, std::string, std::string> cases[] = {
+      {"cache", ".", "cache/ormo_data/Tarn", ""},
+      {"cache", nullptr, "cache/ormo_data/Tarn", ""},
+      {nullptr, ".", "Tarn", ""},
+      {"file", ".", "Tarn", "TARN_CACHE_PATH cannot be used: "},
+      {nullptr, nullptr, "Tarn", "HOME cannot be used: "},
+      {nullptr, "blocked", "blocked", "/blocked/Tarn failed"},
+  };
+  const auto set = [](const char* name, const char* value) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
+    return value == nullptr ? unsetenv(name) : setenv(name, value, 1);
+  };
+  for (const auto& [cache, home, place, warning] : cases) {
+    SCOPED_TRACE(place + ": " + warning);
+    const TempDirectory directory;
+    std::filesystem::current_path(directory.Path());
+    WriteFile("file", "in the way");
+    std::filesystem::create_directory("blocked");
+    std::filesystem::create_symlink("nowhere", "blocked/Tarn");
+    set("TARN_CACHE_PATH", cache);
+    set("HOME", home);
+    const LogCapture log(DLOG_INFO);
+    ASSERT_EQ(DeviceManager::Init({0}), STATUS_SUCCESS);
+    std::filesystem::current_path("/");
+    int fd = DeviceManager::Lock(0);
+    DeviceManager::Unlock(fd);
+    DeviceManager::Finalize();
+    EXPECT_TRUE(std::filesystem::exists(directory / place + "/.ormo_dev_0.lock"));
+    EXPECT_EQ(log.Contains(DLOG_INFO, "Cannot find TARN_CACHE_PATH or create directory: "),
+              place.find("cache") != 0);
+    EXPECT_EQ(log.Messages(DLOG_WARN).size(), warning.empty() ? 0U : 1U);
+    EXPECT_TRUE(log.Contains(DLOG_WARN, warning) || warning.empty());
+    EXPECT_TRUE(log.Contains(DLOG_INFO, "Lock path : "));
   }
-  if (!isCacheUsable) {
-    WriteFile(directory_ / "cache", "a file in the way");
-  }
-  if (!isHomeSet) {
-    unsetenv("HOME");
-  }
-  // NOLINTEND(concurrency-mt-unsafe)
-  std::filesystem::current_path(directory_.Path());
-  LogCapture log(DLOG_INFO);
-  ASSERT_EQ(DeviceManager::Init({0}), STATUS_SUCCESS);
-  std::filesystem::current_path("/");
-  int fd = DeviceManager::Lock(0);
-  DeviceManager::Unlock(fd);
-  EXPECT_TRUE(Exists(directory + "/.ormo_dev_0.lock"));
-  EXPECT_EQ(log.Contains(DLOG_INFO, "Cannot find TARN_CACHE_PATH or create directory: "),
-            directory != "cache/ormo_data/Tarn");
-  EXPECT_EQ(log.Messages(DLOG_WARN).size(), warning.empty() ? 0U : 1U);
-  EXPECT_TRUE(warning.empty() || log.Contains(DLOG_WARN, warning));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Settings, LockPlaceTest,
-    ::testing::Values(LockPlace{true, true, true, "cache/ormo_data/Tarn", ""},
-                      LockPlace{true, true, false, "cache/ormo_data/Tarn", ""},
-                      LockPlace{false, true, true, "Tarn", ""},
-                      LockPlace{true, false, true, "Tarn", "TARN_CACHE_PATH cannot be used: "},
-                      LockPlace{false, true, false, "Tarn", "HOME cannot be used: "}));
-
-TEST_F(DeviceManagerTest, AHomeThatTakesNoDirectoryHoldsTheLockFileItself) {
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread asks for it
-  unsetenv("TARN_CACHE_PATH");
-  std::filesystem::create_symlink("nowhere", directory_ / "Tarn");
-  LogCapture log(DLOG_INFO);
-  ASSERT_EQ(DeviceManager::Init({0}), STATUS_SUCCESS);
-  const std::string home = std::filesystem::canonical(directory_.Path()).string();
-  EXPECT_TRUE(log.Contains(DLOG_WARN, "Create directory: " + home + "/Tarn failed"));
-  EXPECT_TRUE(log.Contains(DLOG_INFO, "Lock path : " + home));
 }
 
 TEST_F(DeviceManagerTest, ALockThatCannotBeHadIsToldWithItsReason) {
@@ -101,7 +86,7 @@ TEST_F(DeviceManagerTest, ALockThatCannotBeHadIsToldWithItsReason) {
                                   directory_ / "cache/ormo_data/Tarn/.ormo_dev_0.lock");
   LogCapture log(DLOG_WARN);
   EXPECT_TRUE(DeviceManager::Acquire(0).MayRun());
-  EXPECT_FALSE(Exists("cache/ormo_data/Tarn/elsewhere"));
+  EXPECT_FALSE(std::filesystem::exists(directory_ / "cache/ormo_data/Tarn/elsewhere"));
   EXPECT_EQ(log.Find("Device [0] is not locked, other processes may run on it: Too many levels of "
                      "symbolic links")
                 .file,
@@ -147,13 +132,6 @@ TEST_F(DeviceManagerTest, ALeftWaitTakesNoLockThatComesAfterwards) {
   EXPECT_EQ(locks.Acquire(0, path, path).Error(), 0);
 }
 
-TEST_F(DeviceManagerTest, WithoutInitialisationNothingIsLocked) {
-  LogCapture log(DLOG_ERROR);
-  EXPECT_EQ(DeviceManager::Lock(0), -1);
-  EXPECT_EQ(log.Find("Device manager has not been initialized").file, "device_manager.cpp");
-  EXPECT_FALSE(Exists("cache"));
-}
-
 TEST_F(DeviceManagerTest, ARunnerThatDoesNotStartTakesItsOwnWorkersAndThePlatformAlong) {
   for (const bool startsWorkers : {true, false}) {
     if (!startsWorkers) {
@@ -171,7 +149,10 @@ TEST_F(DeviceManagerTest, ARunnerThatDoesNotStartTakesItsOwnWorkersAndThePlatfor
   }
 }
 
-TEST_F(DeviceManagerTest, TheFirstInitialisationChoosesTheDevices) {
+TEST_F(DeviceManagerTest, TheFirstInitialisationChoosesTheDevicesAndAllowsLocks) {
+  const LogCapture log(DLOG_ERROR);
+  EXPECT_EQ(DeviceManager::Lock(0), -1);
+  EXPECT_EQ(log.Find("Device manager has not been initialized").file, "device_manager.cpp");
   ASSERT_EQ(DeviceManager::Init({0}), STATUS_SUCCESS);
   ASSERT_EQ(DeviceManager::Init({1}), STATUS_SUCCESS);
   EXPECT_FALSE(DeviceManager::Commit([](uint32_t) {}, 1).valid());

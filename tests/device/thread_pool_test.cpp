@@ -24,31 +24,33 @@ const std::vector<uint32_t> DEVICES = {0, 1};
 // How many more threads the system starts.
 std::atomic<int> threadsLeft{1000000};
 
-// Keeps a worker busy until it is released.
+// Keeps a worker busy until it is opened; outlives the pool.
 class Gate {
  public:
-  std::shared_future<void> Future() { return future_; }
+  // Returns when the worker is in.
+  std::future<int> Block(ThreadPool& pool, uint32_t id) {
+    std::future<int> running = pool.Commit(
+        [this](uint32_t) {
+          entered_.set_value();
+          open_.get_future().wait();
+          return 0;
+        },
+        id);
+    entered_.get_future().wait();
+    return running;
+  }
 
-  void Open() { promise_.set_value(); }
+  void Open() { open_.set_value(); }
 
  private:
-  std::promise<void> promise_;
-  std::shared_future<void> future_ = promise_.get_future().share();
+  std::promise<void> entered_;
+  std::promise<void> open_;
 };
 
-int WaitFor(const std::shared_future<void>& gate, std::promise<void>& entered, uint32_t /*id*/) {
-  entered.set_value();
-  gate.wait();
-  return 0;
-}
-
 TEST(ThreadPoolTest, AWorkerRunsItsOwnTasksInOrderBeforeThoseForAnyWorker) {
-  ThreadPool pool(std::vector<uint32_t>{3}, "Test");
   Gate gate;
-  std::promise<void> entered;
-  auto blocker = pool.Commit(WaitFor, 3, gate.Future(), std::ref(entered));
-  entered.get_future().wait();
-
+  ThreadPool pool(std::vector<uint32_t>{3}, "Test");
+  gate.Block(pool, 3);
   std::vector<int> order;
   const auto note = [&order](int number, uint32_t) { order.push_back(number); };
   auto shared = pool.Commit(note, ANY_THREAD_ID, 3);
@@ -58,22 +60,6 @@ TEST(ThreadPoolTest, AWorkerRunsItsOwnTasksInOrderBeforeThoseForAnyWorker) {
   shared.wait();
 
   EXPECT_THAT(order, ElementsAre(1, 2, 3));
-}
-
-TEST(ThreadPoolTest, ATaskForAnyWorkerRunsOnAFreeOneAndLearnsWhich) {
-  ThreadPool pool(DEVICES, "Test");
-  Gate gate;
-  std::promise<void> entered;
-  auto blocker = pool.Commit(WaitFor, 0, gate.Future(), std::ref(entered));
-  entered.get_future().wait();
-
-  const auto tell = [](uint32_t id) { return id; };
-  auto own = pool.Commit(tell, 0);
-  auto any = pool.Commit(tell, ANY_THREAD_ID);
-  EXPECT_EQ(any.get(), 1U);
-  EXPECT_NE(own.wait_for(std::chrono::seconds(0)), std::future_status::ready);
-  gate.Open();
-  EXPECT_EQ(own.get(), 0U);
 }
 
 TEST(ThreadPoolTest, WithoutAThreadForEveryWorkerThereIsNone) {
@@ -99,27 +85,23 @@ TEST(ThreadPoolTest, AnUnknownWorkerGetsNothingAndTheCommittersFileSaysSo) {
 }
 
 TEST(ThreadPoolTest, TwoWorkersOfOneIdShareItsQueue) {
+  Gate gates[2];
   ThreadPool pool(std::vector<uint32_t>{4, 4}, "Test");
-  Gate gate;
-  std::promise<void> firstEntered;
-  std::promise<void> secondEntered;
-  auto first = pool.Commit(WaitFor, 4, gate.Future(), std::ref(firstEntered));
-  auto second = pool.Commit(WaitFor, 4, gate.Future(), std::ref(secondEntered));
-  firstEntered.get_future().wait();
-  secondEntered.get_future().wait();
-  gate.Open();
+  for (Gate& gate : gates) {
+    EXPECT_TRUE(gate.Block(pool, 4).valid());
+  }
+  gates[0].Open();
+  gates[1].Open();
 }
 
 TEST(ThreadPoolTest, AnEndingPoolFinishesRunningTasksAndDropsQueuedOnes) {
   Gate gate;
-  std::promise<void> entered;
   std::future<int> running;
   std::future<int> queued;
   std::thread opener;
   {
     ThreadPool pool(size_t{1}, "Test");
-    running = pool.Commit(WaitFor, 0, gate.Future(), std::ref(entered));
-    entered.get_future().wait();
+    running = gate.Block(pool, 0);
     queued = pool.Commit([](uint32_t) { return 1; }, 0);
     // A refused commit shows that the pool is told to stop; its destructor waits for the running
     // task, and so for the gate.
@@ -135,11 +117,9 @@ TEST(ThreadPoolTest, AnEndingPoolFinishesRunningTasksAndDropsQueuedOnes) {
 }
 
 TEST(ThreadPoolTest, ADrainedPoolLetsTheRunningTaskEndAndTellsQueuedOnesThatNoWorkerTakesThem) {
-  ThreadPool pool(DEVICES, "Test");
   Gate gate;
-  std::promise<void> entered;
-  std::future<int> running = pool.Commit(WaitFor, 0, gate.Future(), std::ref(entered));
-  entered.get_future().wait();
+  ThreadPool pool(DEVICES, "Test");
+  std::future<int> running = gate.Block(pool, 0);
   const auto workerId = [&gate](uint32_t id) {
     gate.Open();  // from here on Drain waits for the worker
     return id;
