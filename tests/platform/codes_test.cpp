@@ -23,7 +23,7 @@ class CodesTest : public PlatformTest {
     EXPECT_EQ(zelprofGetOpDescSize(&recordSize_), 0);
   }
 
-  ~CodesTest() override {
+  void TearDown() override {
     EXPECT_EQ(zelmdlDestroyDesc(desc_), 0);
     EXPECT_EQ(zelprofDestroySubscribeConfig(config_), 0);
   }

@@ -36,7 +36,7 @@ namespace {
 /// A call of two batches, two heads, three queries, four keys and eight elements a head.
 class OperatorApiTest : public PlatformTest {
  protected:
-  ~OperatorApiTest() override {
+  void TearDown() override {
     for (const zelTensor* tensor : odd_) {
       EXPECT_EQ(zelDestroyTensor(tensor), 0);
     }

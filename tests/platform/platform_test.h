@@ -42,6 +42,10 @@ class FloatDataset {
 
 /// Device 0 with a context current on the test's thread; nothing may be left on it.
 class PlatformTest : public ::testing::Test {
+ public:
+  PlatformTest(const PlatformTest&) = delete;
+  PlatformTest& operator=(const PlatformTest&) = delete;
+
  protected:
   PlatformTest() { Start(); }
 

@@ -39,7 +39,7 @@ class ProfilingTest : public PlatformTest {
     EXPECT_EQ(zelprofGetOpDescSize(&recordSize_), 0);
   }
 
-  ~ProfilingTest() override {
+  void TearDown() override {
     close(pipe_[0]);
     close(pipe_[1]);
   }

@@ -186,6 +186,9 @@ TEST_F(SessionTest, AnAllocationThatFailsInTheEngineFailsNothingButTheExecution)
 }
 
 TEST_F(SessionTest, ItsEndWaitsForAllExecutionsAndReleasesItsGraphs) {
+  OrmoHost::FaultCompletion(1, OrmoHost::CompletionFault::FAILED_STATUS);
+  OrmoHost::Reset();  // takes back the fault
+  Start();
   ASSERT_EQ(session_->AddGraph(
                 7, LoadGraph(Graph({Node("spin", "Spin", "", {1}, "\"ns\": 100000")})), {}),
             0U);
