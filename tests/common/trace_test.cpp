@@ -203,7 +203,9 @@ TEST(TraceInnerTest, KeepsTheBoundWhenThereCanBeNoFileOrNoMoreOfIt) {
     recorder.StartDumpTrace(directory.Path().string() + name);
     // The bound comes back only after the line, so that the first warning may stay away a little.
     while (!log.Contains(DLOG_WARN, "No trace file")) {
-      recorder.Begin("event", "", "");
+      for (int i = 0; i < 10000; ++i) {
+        recorder.Begin("event", "", "");
+      }
     }
     recorder.Close();
     LimitFileSize(RLIM_INFINITY);
