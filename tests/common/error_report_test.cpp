@@ -59,7 +59,7 @@ TEST(ErrorManagerTest, LoadsBothCataloguesOnceAndTriesAgainAfterAFailure) {
 
 TEST(ErrorManagerTest, HandsOverToThePlatformAndTellsItsRefusals) {
   const OrmoErrorManager& manager = OrmoErrorManager::GetInstance();
-  const FileDescriptor sink(open("/dev/null", O_WRONLY));
+  const FileDescriptor sink(open("/dev/null", O_WRONLY | O_CLOEXEC));
   const std::pair<const char*, std::function<int()>> operations[] = {
       {"ReportErrMessage", [&] { return manager.OrmoReportErrorMessage("EG0013", {}); }},
       {"ReportInterErrMessage", [&] { return manager.OrmoReportInterErrorMessage("E1", "own"); }},

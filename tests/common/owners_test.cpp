@@ -66,7 +66,7 @@ TEST(ReleaseTest, AnOwnerReleasesOnceAndInItsTime) {
     first = std::move(second);
     EXPECT_EQ(released, "1");
     EXPECT_TRUE(first);
-    EXPECT_FALSE(second);
+    EXPECT_FALSE(second);  // NOLINT(bugprone-use-after-move): what is moved from is empty
     const Owner<const char*, Note> moved(std::move(first));
     EXPECT_STREQ(moved.Get(), "2");
     Owner<const char*, Note> third("3");

@@ -42,9 +42,13 @@ TEST(TPathTest, TakesNamesApartAndChangesThem) {
     EXPECT_EQ(TPath(path).ChangeSuffix(std::string(".txt")).GetString(), changed);
     EXPECT_EQ(TPath(path).ChangeSuffix(static_cast<const char*>(nullptr)).GetString(), without);
     EXPECT_EQ(TPath(path).AddSuffix(suffix).GetString(), path);
-    text += std::string(path) + ": [" + TPath(path).GetParentDirectory().GetString() + "] [" +
-            TPath(path).GetFileName() + "] [" + suffix + "] [" + TPath(path).GetPureName() + "] [" +
-            changed + "] [" + without + "] [" + TPath(path).AddSuffix(".json").GetString() + "]\n";
+    text.append(path).append(":");
+    for (const std::string& part : {TPath(path).GetParentDirectory().GetString(),
+                                    TPath(path).GetFileName(), suffix, TPath(path).GetPureName(),
+                                    changed, without, TPath(path).AddSuffix(".json").GetString()}) {
+      text.append(" [").append(part).append("]");
+    }
+    text += "\n";
   }
   ExpectText(FILES, "names", text);
 }

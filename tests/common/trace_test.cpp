@@ -216,6 +216,31 @@ TEST(TraceInnerTest, KeepsTheBoundWhenThereCanBeNoFileOrNoMoreOfIt) {
   }
 }
 
+TEST(TraceInnerTest, LosesNothingToManyThreadsAndAWriter) {
+  constexpr size_t threads = 4;
+  constexpr uint64_t each = 300;
+  const TempDirectory directory;
+  {
+    TraceInner recorder(SHORT_PERIOD);
+    recorder.StartDumpTrace(directory.Path().string());
+    std::vector<std::future<void>> workers;
+    for (size_t t = 0; t < threads; ++t) {
+      workers.push_back(std::async(std::launch::async, [&recorder, t] {
+        for (uint64_t ts = 0; ts < each; ++ts) {
+          recorder.Begin("event", "", std::to_string(t), ts);
+        }
+      }));
+    }
+    workers.clear();  // waits for them
+  }
+  std::vector<uint64_t> next(threads, 0);
+  for (const json& event : Events(Content(directory))) {
+    const size_t thread = std::stoul(event.at("tid").get<std::string>());
+    ASSERT_EQ(event.at("ts"), next.at(thread)++);
+  }
+  EXPECT_THAT(next, Each(each));
+}
+
 TEST(TraceInnerTest, RemovesItsFileWithoutADocumentAndNoOther) {
   for (const bool isReplaced : {false, true}) {
     const LogCapture log(DLOG_ERROR);

@@ -3,6 +3,8 @@
 #include <dlfcn.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <future>
 #include <limits>
 #include <stdexcept>
 
@@ -220,6 +222,26 @@ TEST_F(SimulatorTest, KernelsStandBesideTheirDescriptionsAndRunInTheGraphsOrder)
               ElementsAre(Pair("first suffix", 5), Pair("no slash", 4), Pair("plain", 3)));
   EXPECT_THAT(result_.opCostTimes, ElementsAre(Pair("first suffix", 5), Pair("no slash", 4),
                                                Pair("other", 7), Pair("plain", 3)));
+}
+
+TEST_F(SimulatorTest, SeveralThreadsSimulateAtATimeOnTheHostsSimulator) {
+  SetVariable("PELTV2", PELT_DIRECTORY);
+  std::filesystem::current_path(ORMO_EXAMPLES_PATH "/..");
+  ASSERT_EQ(OrmoPeltRunnerInit(), STATUS_SUCCESS);
+  std::vector<RunnerResult> results(4);
+  std::vector<std::future<void>> threads;
+  threads.reserve(results.size());
+  for (RunnerResult& result : results) {
+    threads.push_back(std::async(std::launch::async, [&result] {
+      for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(OrmoPeltRun("examples/simulator/tile-64.json", result), STATUS_SUCCESS);
+      }
+    }));
+  }
+  threads.clear();  // waits for them
+  for (const RunnerResult& result : results) {
+    EXPECT_EQ(result.totalCostTime, 10 * 45461U);
+  }
 }
 
 TEST_F(SimulatorRun, TotalsStayAtTheMaximum) {
