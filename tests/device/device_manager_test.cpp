@@ -57,7 +57,7 @@ TEST_F(DeviceManagerTest, TheLocksPlaceIsKeptAndSaidWhenOthersMayLookElsewhere) 
     return value == nullptr ? unsetenv(name) : setenv(name, value, 1);
   };
   for (const auto& [cache, home, place, warning] : cases) {
-    SCOPED_TRACE(place + ": " + warning);
+    SCOPED_TRACE(testing::Message() << place << ": " << warning);
     const TempDirectory directory;
     std::filesystem::current_path(directory.Path());
     WriteFile("file", "in the way");

@@ -4,8 +4,7 @@
 
 #include "platform/platform_user.h"
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the runtime's own
-extern "C" int __cxa_atexit(void (*handler)(void*), void* argument, void* library);
+extern "C" int AtExit(void (*handler)(void*), void* argument, void* library) asm("__cxa_atexit");
 
 namespace {
 
@@ -15,7 +14,7 @@ void CallLate(void* /*argument*/) {
 }
 
 __attribute__((constructor)) void Register() {
-  __cxa_atexit(CallLate, nullptr, nullptr);
+  AtExit(CallLate, nullptr, nullptr);
 }
 
 }  // namespace

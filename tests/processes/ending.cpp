@@ -325,21 +325,19 @@ class Process {
 }  // namespace
 
 // What a cancelled thread leaves marked on its stack is in the way of the sanitizer's own code at
-// the thread's end. NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
-extern "C" const char* __asan_default_options();
+// the thread's end.
+const char* AddressSanitizerOptions() asm("__asan_default_options");
 
-extern "C" const char* __asan_default_options() {
+const char* AddressSanitizerOptions() {
   return "use_sigaltstack=0";
 }
 
 // What the threads of the parent hold looks lost in a forked child.
-extern "C" int __lsan_is_turned_off();
+int IsLeakSanitizerOff() asm("__lsan_is_turned_off");
 
-extern "C" int __lsan_is_turned_off() {
+int IsLeakSanitizerOff() {
   return isForked ? 1 : 0;
 }
-
-// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 // Stands before the system's.
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): the system's are reserved
