@@ -99,8 +99,8 @@ void DeviceLocks::EndTurn(uint32_t deviceId) {
 }
 
 // Nothing can end a wait for a record lock but the lock or a signal; so a thread of its own waits,
-// and is cancelled when the wait is left; nothing after it can be. A lock that comes at that very
-// moment goes with the descriptor.
+// and is cancelled when the wait is left. Once the wait is over it cannot be: what it does then is
+// no cancellation point. A lock that comes at that very moment goes with the descriptor.
 bool DeviceLocks::AwaitFile(int fd) {
   if (IsLeft()) {  // between two files of one name, too
     errno = ECANCELED;

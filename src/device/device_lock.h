@@ -75,10 +75,10 @@ class DeviceLocks {
   void EndTurn(uint32_t deviceId);
   bool AwaitFile(int fd);
 
-  std::mutex mutex_;  // guards what follows
+  std::mutex mutex_;  ///< guards what follows
   std::condition_variable changed_;
   bool isLeft_ = false;
-  std::set<uint32_t> taken_;  // devices that a thread holds or waits for
+  std::set<uint32_t> taken_;  ///< devices that a thread holds or waits for
 };
 
 }  // namespace Ormo

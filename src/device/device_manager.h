@@ -68,12 +68,13 @@ class DeviceManager {
                            : pool->Commit(std::forward<F>(f), worker, std::forward<Args>(args)...);
   }
 
+  /// The same for the one element of `task`, which stays there when it is refused: false, after a
+  /// line of the caller's file. Allocates nothing.
+  static bool Commit(std::list<ThreadPool::Task>& task, WorkerId worker);
+
   /// Whether a task must do nothing, since it is given no worker's id; an error line of `site`'s
   /// file then says why.
   static bool IsDropped(uint32_t workerId, CallSite site = CallSite::Here());
-
-  /// The same for the one element of `task`, without allocating.
-  static bool Commit(std::list<ThreadPool::Task>& task, WorkerId worker);
 
  private:
   static void InitFileLock();

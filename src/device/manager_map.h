@@ -89,7 +89,7 @@ class ManagerMap {
 
  private:
   struct Device {
-    std::mutex mutex;  // one each: a device that is slow to set up holds no other up
+    std::mutex mutex;  ///< one each: a device that is slow to set up holds no other up
     std::unique_ptr<Manager> manager;
   };
 

@@ -72,7 +72,7 @@ class ProfiledRun {
   static void AwaitTaskOfThisThread() noexcept;
 
  private:
-  // Closes the write end, if there is one to close, when the task has returned or thrown.
+  /// Closes the write end, if there is one to close, when the task has returned or thrown.
   class WriteEndCloser {
    public:
     explicit WriteEndCloser(FileDescriptor* writeEnd) : writeEnd_(writeEnd) {}

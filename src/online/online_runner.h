@@ -39,8 +39,8 @@ class OnlineRunner : public Singleton<OnlineRunner> {
   static int Run(const ox::Graph& graph, RunnerConfig& config, RunInfo& runInfo,
                  const error_message::Context& context, uint32_t deviceId);
   static int Execute(const ox::Graph& graph, RunnerConfig& config, const RunInfo& runInfo);
-  // Calls `work` with the id of a new graph in the session, which is then removed again, and with
-  // the position of its inputs, and moves that on.
+  /// Calls `work` with the id of a new graph in the session, which is then removed again, and with
+  /// the position of its inputs, and moves that on.
   template <typename Work>
   static int WithGraph(const ox::Graph& graph, const std::map<std::string, std::string>& options,
                        uint32_t& inputIndex, ox::Session& session, Work work);
