@@ -210,6 +210,7 @@ TEST(TraceInnerTest, KeepsTheBoundWhenThereCanBeNoFileOrNoMoreOfIt) {
     recorder.Close();
     LimitFileSize(RLIM_INFINITY);
     EXPECT_THAT(log.Messages(DLOG_ERROR), Each(MatchesRegex(lines)));
+    EXPECT_FALSE(log.Messages(DLOG_ERROR).empty());
     EXPECT_EQ(log.Messages(DLOG_ERROR).size() > 1, isLeft) << "tried again";
     EXPECT_EQ(fs::is_empty(directory.Path()), !isLeft);
     EXPECT_EQ(OpenDescriptors(), descriptors);

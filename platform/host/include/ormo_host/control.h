@@ -114,7 +114,7 @@ std::map<std::string, OperatorTimes> Account();
 
 struct Call {
   std::string function;
-  /// Ids, sizes, shapes and the like that it was given or gave, each behind a space: " #7 64".
+  /// Ids, sizes, shapes and the like that it was given or gave, each behind a space: " # 7 64".
   std::string arguments;
   int thread;  ///< id of the calling thread
 };
