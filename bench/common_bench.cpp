@@ -30,7 +30,7 @@ void TwoRawReads() {
   }
 }
 
-/// Timer start and stop; target: at most 1.2 times two raw-clock reads.
+// Timer start and stop; target: at most 1.2 times two raw-clock reads.
 void TimerStartStop(benchmark::State& state) {
   Compare(
       state, OPS, 1.2,
@@ -47,7 +47,7 @@ void TimerStartStop(benchmark::State& state) {
 
 BENCHMARK(TimerStartStop)->Iterations(ROUNDS);
 
-/// The average of a filled multiset; target: at most 1.2 times a loop over the same samples.
+// The average of a filled multiset; target: at most 1.2 times a loop over the same samples.
 void AverageOfSamples(benchmark::State& state) {
   const auto count = static_cast<size_t>(state.range(0));
   std::mt19937_64 random(1);
@@ -74,7 +74,7 @@ void AverageOfSamples(benchmark::State& state) {
 
 BENCHMARK(AverageOfSamples)->Arg(10)->Arg(1000)->Arg(100000)->Iterations(ROUNDS);
 
-/// Begin and end of a span; target: at most 5 times two raw-clock reads.
+// Begin and end of a span; target: at most 5 times two raw-clock reads.
 void SpanOfFixedName(benchmark::State& state) {
   Compare(
       state, OPS, 5,
@@ -94,7 +94,7 @@ std::string MakeName(size_t id) {
   return "Execute model id" + std::to_string(id);
 }
 
-/// The same with a new span and a new name each time, beside the reads and the name alone.
+// The same with a new span and a new name each time, beside the reads and the name alone.
 void SpanOfMadeName(benchmark::State& state) {
   Compare(
       state, OPS, 5,
@@ -120,7 +120,7 @@ size_t HeapBytes() {
   return info.uordblks + info.hblkhd;
 }
 
-/// Memory of events that wait to be written; target: at most 110 bytes an event.
+// Memory of events that wait to be written; target: at most 110 bytes an event.
 void PendingEventMemory(benchmark::State& state) {
   size_t bytes = 0;
   for (auto _ : state) {
@@ -166,7 +166,7 @@ class TemporaryDirectory {
   std::filesystem::path path_;
 };
 
-/// How long begins take while 100,000 events are being written; target: 99.9 % within 1 ms.
+// How long begins take while 100,000 events are being written; target: 99.9 % within 1 ms.
 void BeginsDuringWrite(benchmark::State& state) {
   constexpr size_t pending = 100000;
   constexpr uintmax_t smallestEvent = 60;

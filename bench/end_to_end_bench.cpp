@@ -18,7 +18,7 @@
 namespace Ormo::Bench {
 namespace {
 
-/// Measures without waiting for an idle pipe, with the offline runner initialised in between.
+// Measures without waiting for an idle pipe, with the offline runner initialised in between.
 class Runner {
  public:
   Runner() {
@@ -53,8 +53,8 @@ double Microseconds(double nanoseconds) {
 
 // --- Reported cost
 
-/// The reported cost of a Spin operator beside the interval that the host's clock reads around it;
-/// target: off by at most 1 % and 0.2 us.
+// The reported cost of a Spin operator beside the interval that the host's clock reads around it;
+// target: off by at most 1 % and 0.2 us.
 void ReportedSpin(benchmark::State& state) {
   const Runner runner;
   std::string image = SpinModelImage(state.range(0));
@@ -80,7 +80,7 @@ BENCHMARK(ReportedSpin)
 
 // --- Cost of measuring
 
-/// A profiled measurement beside one by wall clock, loop 10; target: at most 1 ms more.
+// A profiled measurement beside one by wall clock, loop 10; target: at most 1 ms more.
 void ProfiledMeasurement(benchmark::State& state) {
   const Runner runner;
   std::string image = SpinModelImage(state.range(0));
@@ -103,8 +103,8 @@ void LoadRunUnload(const OrmoDataInfo& image) {
   OrmoOfflineUnloadModel(modelId);
 }
 
-/// Load, one run and unload of an empty model, in one call or in three, beside the platform calls;
-/// target: at most 60 us more.
+// Load, one run and unload of an empty model, in one call or in three, beside the platform calls;
+// target: at most 60 us more.
 void EmptyMeasurement(benchmark::State& state) {
   const Runner runner;
   const PlainDevice device;
@@ -134,7 +134,7 @@ std::string ReadFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// The names with their times, cheapest first.
+// The names with their times, cheapest first.
 std::string Order(const std::map<std::string, std::vector<double>>& times) {
   std::map<double, std::string> byTime;
   for (const auto& [name, samples] : times) {
@@ -147,7 +147,7 @@ std::string Order(const std::map<std::string, std::vector<double>>& times) {
   return order;
 }
 
-/// Builds of one network: their order as reported, and as timed with platform calls.
+// Builds of one network: their order as reported, and as timed with platform calls.
 void CandidateOrder(benchmark::State& state) {
   const bool prof = state.range(0) != 0;
   const Runner runner;

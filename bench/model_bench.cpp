@@ -25,8 +25,8 @@ namespace {
 
 constexpr int ROUNDS = 301;
 
-/// In place of a run: the intervals between two reads with nothing in between, averaged as the
-/// library averages.
+// In place of a run: the intervals between two reads with nothing in between, averaged as the
+// library averages.
 int ReadClockTwice(RunnerConfig& config, RunInfo& info, const error_message::Context& /*context*/,
                    uint32_t /*deviceId*/) {
   std::multiset<uint64_t> times;
@@ -46,8 +46,8 @@ double Report(RunnerConfig& config, uint32_t modelId, OfflineTask task) {
   return static_cast<double>(result.totalCostTime);
 }
 
-/// The time reported for an execution that does nothing; target: at most 1.35 times the interval of
-/// two reads on the same thread.
+// The time reported for an execution that does nothing; target: at most 1.35 times the interval of
+// two reads on the same thread.
 void ReportedNothing(benchmark::State& state) {
   const EmptyModel model;
   RunnerConfig config;
@@ -75,8 +75,8 @@ void MeasurePlainly(const RunnerConfig& config) {
   benchmark::DoNotOptimize(Utils::CalcAvgExecuteTime(times));
 }
 
-/// One iteration of the measuring loop, with its span; target: at most 1.2 times two reads, an
-/// insertion, the bound's test and a span.
+// One iteration of the measuring loop, with its span; target: at most 1.2 times two reads, an
+// insertion, the bound's test and a span.
 void LoopIteration(benchmark::State& state) {
   const EmptyModel model;
   RunManager manager;

@@ -47,7 +47,7 @@ class Flag {
   std::atomic<int> value_{0};
 };
 
-/// A thread that answers.
+// A thread that answers.
 class Pong {
  public:
   Pong() = default;
@@ -153,7 +153,7 @@ void CommitAndGet(Pool& pool, uint32_t workers) {
   }
 }
 
-/// One idle worker; target: at most 1.5 times a bare ping-pong of two threads.
+// One idle worker; target: at most 1.5 times a bare ping-pong of two threads.
 void CommitToResult(benchmark::State& state) {
   ThreadPool pool(1, "Bench");
   Pong pong;
@@ -168,7 +168,7 @@ void CommitToResult(benchmark::State& state) {
 
 BENCHMARK(CommitToResult)->Iterations(ROUNDS)->UseRealTime();
 
-/// Several idle workers, in turn; target: at most 1.1 times the same pool as plain code.
+// Several idle workers, in turn; target: at most 1.1 times the same pool as plain code.
 void CommitToResultOfMany(benchmark::State& state) {
   const auto workers = static_cast<uint32_t>(state.range(0));
   ThreadPool pool(workers, "Bench");

@@ -34,7 +34,7 @@ std::shared_ptr<ox::OpDesc> MakeDesc(const std::vector<int64_t>& shape) {
 
 constexpr uint32_t LOOP = 1000;
 
-/// One operator that is busy for no time.
+// One operator that is busy for no time.
 ox::Graph MakeEmptyGraph() {
   const auto desc = MakeDesc({1});
   desc->SetAttr("ns", int64_t{0});
@@ -43,7 +43,7 @@ ox::Graph MakeEmptyGraph() {
   return ox::Graph(std::make_shared<ox::ComputeGraph>(nodes));
 }
 
-/// From one start to the next.
+// From one start to the next.
 double MedianInterval(const std::vector<uint64_t>& starts) {
   std::vector<double> intervals;
   for (size_t i = 1; i < starts.size(); ++i) {
@@ -67,7 +67,7 @@ double MeasureLoop(ox::Session& session, const ox::Graph& graph) {
   return MedianInterval(starts);
 }
 
-/// Records that are read and forgotten.
+// Records that are read and forgotten.
 class DrainedSubscription {
  public:
   explicit DrainedSubscription(uint32_t graphId) : graphId_(graphId) {
@@ -120,7 +120,7 @@ double RunBareLoop(ox::Session& session, const ox::Graph& graph) {
   return MedianInterval(starts);
 }
 
-/// Target: at most 10 us more than a bare loop of round trips.
+// Target: at most 10 us more than a bare loop of round trips.
 void LoopOverEmptyGraph(benchmark::State& state) {
   setenv("ORMO_PROF_END", "close", 1);  // NOLINT(concurrency-mt-unsafe): the only thread
   Require(OrmoOnlineRunnerInit({{0}}) == 0);
@@ -155,8 +155,8 @@ ox::Graph MakeGraphOfInputs() {
   return ox::Graph(std::make_shared<ox::ComputeGraph>(nodes));
 }
 
-/// 256 MiB of inputs; target: at most 2 times a memset and a copy of as much, between buffers that
-/// are there already.
+// 256 MiB of inputs; target: at most 2 times a memset and a copy of as much, between buffers that
+// are there already.
 void GenerateInputs(benchmark::State& state) {
   const ox::Graph graph = MakeGraphOfInputs();
   std::vector<uint8_t> from(INPUTS * INPUT_BYTES);

@@ -24,7 +24,7 @@ namespace {
 
 // --- The stream reader
 
-/// Reads to the end of the stream without looking at what it reads.
+// Reads to the end of the stream without looking at what it reads.
 void ReadPlainly(int fd, size_t size) {
   std::vector<char> buffer(size);
   FileDescriptor epoll(epoll_create1(EPOLL_CLOEXEC));
@@ -51,7 +51,7 @@ void WriteRecords(int fd, const std::vector<char>& records, size_t size) {
   }
 }
 
-/// A pipe that holds all records, with the writer gone.
+// A pipe that holds all records, with the writer gone.
 template <typename Read>
 double TimeFullPipe(const std::vector<char>& records, size_t size, Read read) {
   Pipe pipe = Pipe::Open();
@@ -60,7 +60,7 @@ double TimeFullPipe(const std::vector<char>& records, size_t size, Read read) {
   return NanosecondsOf([&] { read(pipe.readEnd.Get()); });
 }
 
-/// A pipe into which another thread writes as fast as there is room.
+// A pipe into which another thread writes as fast as there is room.
 template <typename Read>
 double TimeLivePipe(const std::vector<char>& records, size_t size, Read read) {
   Pipe pipe = Pipe::Open();
@@ -73,8 +73,8 @@ double TimeLivePipe(const std::vector<char>& records, size_t size, Read read) {
   return time;
 }
 
-/// Reading, decoding and sorting; target: at least 0.8 times the records per second of a reader
-/// that does none but the first, which is at most 1.25 times its time.
+// Reading, decoding and sorting; target: at least 0.8 times the records per second of a reader
+// that does none but the first, which is at most 1.25 times its time.
 template <typename Pipe>
 void ReadStream(benchmark::State& state, size_t count, Pipe timePipe) {
   const auto size = static_cast<size_t>(state.range(0));
@@ -131,7 +131,7 @@ void DecodePlainly(const char* record, size_t size, ModelOpInfo& info) {
   }
 }
 
-/// Target: at most 1.2 times fields straight into the record's strings, moved.
+// Target: at most 1.2 times fields straight into the record's strings, moved.
 void DecodeRecord(benchmark::State& state) {
   constexpr size_t count = 1000;
   const auto size = static_cast<size_t>(state.range(0));
@@ -157,7 +157,7 @@ BENCHMARK(DecodeRecord)->RangeMultiplier(2)->Range(64, 512)->Iterations(301);
 
 constexpr size_t OPERATORS = 1000000;
 
-/// As many operators in as many steps of equal length; times rise.
+// As many operators in as many steps of equal length; times rise.
 ModelOpInfo MakeRun(size_t steps) {
   ModelOpInfo info;
   RunnerOpInfo op;
@@ -177,8 +177,8 @@ ModelOpInfo MakeRun(size_t steps) {
   return info;
 }
 
-/// Knows that operators are sorted, that steps follow each other and that every operator lies in
-/// one.
+// Knows that operators are sorted, that steps follow each other and that every operator lies in
+// one.
 int SweepPlainly(const ModelOpInfo& info, std::vector<RunnerRunResult>& results) {
   auto first = info.opInfos.begin();
   auto result = results.begin();
@@ -203,7 +203,7 @@ double TimeGrouping(const ModelOpInfo& info, Group group) {
   return time;
 }
 
-/// Target: at most 1.3 times one sorted sweep with a reserved copy.
+// Target: at most 1.3 times one sorted sweep with a reserved copy.
 void OperatorsIntoSteps(benchmark::State& state) {
   const ModelOpInfo info = MakeRun(static_cast<size_t>(state.range(0)));
   CompareTimes(
@@ -213,7 +213,7 @@ void OperatorsIntoSteps(benchmark::State& state) {
 
 BENCHMARK(OperatorsIntoSteps)->Arg(100)->Arg(10000)->Iterations(15);
 
-/// 10,000 steps beside 100; target: at most 1.5 times.
+// 10,000 steps beside 100; target: at most 1.5 times.
 void ManyStepsBesideFew(benchmark::State& state) {
   const ModelOpInfo many = MakeRun(10000);
   const ModelOpInfo few = MakeRun(100);

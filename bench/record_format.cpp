@@ -10,7 +10,7 @@ namespace {
 
 constexpr char TYPE[] = "MatMul";
 
-/// Stands in front of the texts, each of which ends with a zero.
+// Stands in front of the texts, each of which ends with a zero.
 struct Head {
   uint64_t start;
   uint64_t end;

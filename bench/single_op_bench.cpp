@@ -28,7 +28,7 @@ namespace {
 
 constexpr int ROUNDS = 3001;
 
-/// Of many tensors and long lists, 1 MiB in all.
+// Of many tensors and long lists, 1 MiB in all.
 std::string MakeLargeRequest() {
   const std::string tensor =
       R"({"dtype": "float16", "origin_shape": [1, 12, 512, 64], "shape": [1, 12, 512, 64], )"
@@ -47,7 +47,7 @@ std::string MakeLargeRequest() {
   return request + "]}";
 }
 
-/// Checking and parsing, without building; target: at least 80 % of the JSON library's own speed.
+// Checking and parsing, without building; target: at least 80 % of the JSON library's own speed.
 void ReadLargeRequest(benchmark::State& state) {
   const std::string text = MakeLargeRequest();
   state.counters["bytes"] = static_cast<double>(text.size());
@@ -65,7 +65,7 @@ void ReadLargeRequest(benchmark::State& state) {
 
 BENCHMARK(ReadLargeRequest)->Iterations(101);
 
-/// Attention with one query, one key and one value of one element, and nothing optional.
+// Attention with one query, one key and one value of one element, and nothing optional.
 constexpr char SMALLEST[] = R"({"op_type": "FlashAttentionScore",
   "inputs": [{"dtype": "float", "origin_shape": [1, 1, 1]},
              {"dtype": "float", "origin_shape": [1, 1, 1]},
@@ -80,7 +80,7 @@ constexpr char SMALLEST[] = R"({"op_type": "FlashAttentionScore",
             {"name": "g", "dtype": "string", "value": "BSH"},
             {"name": "h", "dtype": "int", "value": 0}, {"name": "i", "dtype": "int", "value": 0}]})";
 
-/// The thread's device and context.
+// The thread's device and context.
 class Device {
  public:
   Device() {
@@ -101,7 +101,7 @@ class Device {
   zelrtContext context_ = nullptr;
 };
 
-/// Nanoseconds of the parts of one execution.
+// Nanoseconds of the parts of one execution.
 struct Split {
   std::vector<double> reading;
   std::vector<double> building;
@@ -114,7 +114,7 @@ void ReadOnly() {
   Require(request.IsValid());
 }
 
-/// One execution of the library; what reading alone takes is asked for beside it.
+// One execution of the library; what reading alone takes is asked for beside it.
 double ExecuteOnce(Split& split) {
   const double reading = NanosecondsOf(ReadOnly);
   ZelnnParamterInner request;
@@ -150,7 +150,7 @@ PlainTensor MakePlainTensor() {
   return made;
 }
 
-/// The same platform calls, with nothing to find out.
+// The same platform calls, with nothing to find out.
 void CallPlainly() {
   PlainTensor t[TENSORS];
   for (PlainTensor& tensor : t) {
@@ -178,7 +178,7 @@ void CallPlainly() {
   zelDestroyIntArray(array);
 }
 
-/// The same, as one execution has to: the request is parsed each time.
+// The same, as one execution has to: the request is parsed each time.
 double ExecutePlainly(std::vector<double>& calls) {
   const double parsing =
       NanosecondsOf([] { Require(nlohmann::json::parse(SMALLEST).is_object()); });
@@ -186,8 +186,8 @@ double ExecutePlainly(std::vector<double>& calls) {
   return parsing + calls.back();
 }
 
-/// One execution of the smallest request; target: at most 3 times parsing and its platform calls in
-/// a row.
+// One execution of the smallest request; target: at most 3 times parsing and its platform calls in
+// a row.
 void ExecuteSmallestRequest(benchmark::State& state) {
   const Device device;
   Split split;

@@ -25,7 +25,7 @@ using Ormo::Fuzz::Require;
 using OrmoHost::Graph;
 using OrmoHost::GraphNode;
 
-/// So that no model has much to do.
+// So that no model has much to do.
 constexpr size_t DEVICE_MEMORY = size_t{8} << 10U;
 constexpr int64_t LONGEST_SPIN = 1000;  // nanoseconds
 
@@ -43,7 +43,7 @@ bool IsSameNode(const GraphNode& left, const GraphNode& right) {
          left.output.format == right.output.format && left.attrs.size() == right.attrs.size();
 }
 
-/// What a session makes of the graph.
+// What a session makes of the graph.
 void Convert(const Graph& graph) {
   Graph back = OrmoHost::MakeGraph(*OrmoHost::MakeComputeGraph(graph));
   Require(std::equal(graph.nodes.begin(), graph.nodes.end(), back.nodes.begin(), back.nodes.end(),
@@ -66,7 +66,7 @@ bool IsShort(const Graph& graph) {
   });
 }
 
-/// Device memory in a dataset, all released with it.
+// Device memory in a dataset, all released with it.
 class Buffers {
  public:
   Buffers() : dataset_(zelmdlCreateDataset()) {}
@@ -82,7 +82,7 @@ class Buffers {
   Buffers(const Buffers&) = delete;
   Buffers& operator=(const Buffers&) = delete;
 
-  /// False when there is no room.
+  // False when there is no room.
   bool Add(size_t size) {
     void* memory = nullptr;
     if (zelrtMalloc(&memory, std::max<size_t>(size, 64), ZEL_MEM_MALLOC_HUGE_FIRST) != 0) {
@@ -114,7 +114,7 @@ void ApplySetting(uint32_t model, const Graph& graph, size_t index, zelmdlDatase
   }
 }
 
-/// Shapes that are open get a length of 2 everywhere.
+// Shapes that are open get a length of 2 everywhere.
 void GiveShapes(const Graph& graph, zelmdlDataset* inputs) {
   size_t index = 0;
   for (const GraphNode& node : graph.nodes) {

@@ -28,7 +28,7 @@ using OrmoHost::KernelTicks;
 
 constexpr char CORE[] = "tarn_lake_core";
 
-/// Nothing when the text is refused.
+// Nothing when the text is refused.
 std::optional<KernelTicks> Parse(std::string_view text) {
   try {
     return OrmoHost::DuxParser().Parse(text);
@@ -37,7 +37,7 @@ std::optional<KernelTicks> Parse(std::string_view text) {
   }
 }
 
-/// The same to a person: other line ends, indentation, and a comment behind each line.
+// The same to a person: other line ends, indentation, and a comment behind each line.
 std::string Rewrite(std::string_view text) {
   std::string rewritten = "# first\r\n\t";
   for (const char c : text) {

@@ -16,7 +16,7 @@ namespace {
 
 using Ormo::Fuzz::Require;
 
-/// So that no operator has much to do.
+// So that no operator has much to do.
 constexpr size_t DEVICE_MEMORY = size_t{32} << 10U;
 
 void CompareReaders(const std::string& text) {

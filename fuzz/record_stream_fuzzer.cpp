@@ -33,10 +33,10 @@ using Ormo::RunnerRunResult;
 using Ormo::Fuzz::Require;
 using OrmoHost::Record;
 
-/// What a pipe holds.
+// What a pipe holds.
 constexpr size_t LONGEST_STREAM = 65536;
 
-/// Takes numbers from the input; 0 when it has come to its end.
+// Takes numbers from the input; 0 when it has come to its end.
 class Input {
  public:
   Input(const uint8_t* data, size_t size) : bytes_(reinterpret_cast<const char*>(data), size) {}
@@ -58,12 +58,12 @@ class Input {
 
 struct Stream {
   std::string bytes;
-  std::set<size_t> readEnds;  ///< places that no read goes beyond
-  bool isClosed = false;      ///< by its writer; else the run has ended with `runStatus`
+  std::set<size_t> readEnds;  // places that no read goes beyond
+  bool isClosed = false;      // by its writer; else the run has ended with `runStatus`
   int runStatus = 0;
 };
 
-/// What happens to a record.
+// What happens to a record.
 enum Kind : uint8_t {
   IS_STEP = 1,
   HAS_ANY_TIMES = 2,
@@ -119,7 +119,7 @@ Stream MakeStream(Input input) {
   return stream;
 }
 
-/// Where the reads of the stream end, and how far they are.
+// Where the reads of the stream end, and how far they are.
 std::set<size_t> readEnds;  // NOLINT(cert-err58-cpp): nothing is in it yet
 size_t readSoFar = 0;
 
@@ -146,7 +146,7 @@ auto Times(const RunnerOpInfo& op) {
   return std::tie(op.startTime, op.endTime);
 }
 
-/// The status that the stream is read with.
+// The status that the stream is read with.
 int Expect(const Stream& stream, ModelOpInfo& info) {
   bool isSound = true;
   size_t at = 0;
@@ -224,7 +224,7 @@ void Group(const ModelOpInfo& info) {
 
 }  // namespace
 
-/// In place of the platform's: ends where the input says that a read ends.
+// In place of the platform's: ends where the input says that a read ends.
 int64_t mmRead(int fd, void* buffer, uint32_t length) {
   const auto end = readEnds.upper_bound(readSoFar);
   const size_t room = end == readEnds.end() ? length : std::min<size_t>(length, *end - readSoFar);

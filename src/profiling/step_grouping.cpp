@@ -37,7 +37,7 @@ class StepFinder {
     }
   }
 
-  /// The number of the first step that contains the operator, or NONE.
+  // The number of the first step that contains the operator, or NONE.
   size_t Find(const RunnerOpInfo& op) {
     if (!IsFirstReaching(op.endTime)) {
       const auto found = std::lower_bound(latestEnds_.begin(), latestEnds_.end(), op.endTime);

@@ -8,7 +8,7 @@ namespace Ormo {
 
 namespace {
 
-/// Null, after an error line, when `index` names no attribute.
+// Null, after an error line, when `index` names no attribute.
 void* const* FindAttr(const ZelnnParamterInner& param, size_t index) {
   const size_t inputs = param.inputs.size();
   const size_t attrs = param.attrs.size();
@@ -20,7 +20,7 @@ void* const* FindAttr(const ZelnnParamterInner& param, size_t index) {
   return nullptr;
 }
 
-/// The value at the start of the attribute's block.
+// The value at the start of the attribute's block.
 template <typename Stored, typename Value>
 bool SetToValue(const ZelnnParamterInner& param, size_t index, Value* out) {
   void* const* attr = FindAttr(param, index);
@@ -33,7 +33,7 @@ bool SetToValue(const ZelnnParamterInner& param, size_t index, Value* out) {
   return true;
 }
 
-/// The attribute itself.
+// The attribute itself.
 template <typename Pointer>
 bool SetToPointer(const ZelnnParamterInner& param, size_t index, Pointer* out) {
   void* const* attr = FindAttr(param, index);

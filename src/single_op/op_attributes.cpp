@@ -17,15 +17,15 @@ constexpr size_t SMALLEST_BLOCK = 16;
 constexpr char COPYING[] = "memcpy_s";
 constexpr char TEXT_COPYING[] = "memset_s or memcpy_s";
 
-/// A new entry, null so far.
+// A new entry, null so far.
 void*& AddEntry(uint8_t type, ZelnnParamterInner& inner) {
   inner.attrs.push_back(nullptr);
   inner.attrTypes.push_back(type);
   return inner.attrs.back();
 }
 
-/// A block with a copy of `size` bytes, and then zeros, becomes the last entry. `type` and
-/// `copying` are what error lines call the value and its copying.
+// A block with a copy of `size` bytes, and then zeros, becomes the last entry. `type` and
+// `copying` are what error lines call the value and its copying.
 bool AppendBlock(const void* value, size_t size, const char* type, const char* copying,
                  ZelnnParamterInner& inner) {
   const size_t room = std::max(size, SMALLEST_BLOCK);
@@ -43,7 +43,7 @@ bool AppendBlock(const void* value, size_t size, const char* type, const char* c
   return true;
 }
 
-/// A kind of the platform's arrays.
+// A kind of the platform's arrays.
 template <typename Value, typename Array>
 struct ArrayKind {
   bool Append(const Value* values, uint64_t count, ZelnnParamterInner& inner) const {

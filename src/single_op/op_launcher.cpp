@@ -6,7 +6,7 @@ namespace Ormo {
 
 namespace {
 
-/// False, after an error line, when there is no memory.
+// False, after an error line, when there is no memory.
 bool TakeWorkspace(const char* name, size_t size, DeviceMemory& workspace) {
   void* memory = nullptr;
   if (zelrtMalloc(&memory, size, ZEL_MEM_MALLOC_POLICY_2) != 0) {

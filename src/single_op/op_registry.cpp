@@ -13,10 +13,10 @@ using OrmoZelnnFlashAttentionScore =
 using OrmoZelnnFlashAttentionScoreGrad =
     OpLauncher<zelnnFlashAttentionScoreGradGetWorkspaceSize, zelnnFlashAttentionScoreGrad>;
 
-/// An operator that can be called.
+// An operator that can be called.
 struct Operator {
-  const char* name;                          ///< as requests give it and log lines have it
-  ReflectBase* (*create)(const char* name);  ///< makes the launcher of its two platform functions
+  const char* name;                          // as requests give it and log lines have it
+  ReflectBase* (*create)(const char* name);  // makes the launcher of its two platform functions
 };
 
 template <typename Launcher>

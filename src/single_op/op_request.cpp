@@ -22,7 +22,7 @@ namespace {
 
 using nlohmann::json;
 
-/// Null when `value` is no object or holds no such member of that type.
+// Null when `value` is no object or holds no such member of that type.
 const json* FindMember(const json& value, const char* key, json::value_t type) {
   const auto member = value.find(key);  // the end when it is no object
   return member != value.end() && member->type() == type ? &*member : nullptr;
@@ -45,7 +45,7 @@ ox::Format ReadFormat(const json& element) {
                          : ox::TypeUtils::SerialStringToFormat(name->get_ref<const std::string&>());
 }
 
-/// False after an error line.
+// False after an error line.
 bool ReadShape(const json& element, const char* key, Shape& shape) {
   const json* dims = FindMember(element, key, json::value_t::array);
   if (dims == nullptr) {
@@ -89,8 +89,8 @@ bool BuildTensors(const json& request, const char* key, std::vector<zelTensor*>&
 
 // ---- Attributes ----
 
-/// As a bool, an int64_t, a float or a std::string. Throws the JSON library's type error for what
-/// is none.
+// As a bool, an int64_t, a float or a std::string. Throws the JSON library's type error for what
+// is none.
 template <typename Value>
 Value Read(const json& value) {
   if constexpr (std::is_same_v<Value, int64_t>) {
@@ -107,8 +107,8 @@ bool GetScalarAttr(const json& value, ZelnnParamterInner& inner) {
   return AppendScalar(Read<Value>(value), inner);
 }
 
-/// The values of a list one after another on the host heap. None after an error line; `type` is how
-/// that calls them.
+// The values of a list one after another on the host heap. None after an error line; `type` is how
+// that calls them.
 template <typename Value>
 HostBlock ReadList(const json& list, const char* type) {
   if (!list.is_array()) {
@@ -132,7 +132,7 @@ HostBlock ReadList(const json& list, const char* type) {
   return values;
 }
 
-/// A kind of list: what it holds, how error lines call that, and its debug line.
+// A kind of list: what it holds, how error lines call that, and its debug line.
 struct IntList {
   using Value = int64_t;
   static constexpr char NAME[] = "int";
@@ -173,7 +173,7 @@ bool GetListAttr(const json& list, ZelnnParamterInner& inner) {
 
 using AttrBuilder = bool (*)(const json& value, ZelnnParamterInner& inner);
 
-/// Null, after an error line, when there is no attribute of that type.
+// Null, after an error line, when there is no attribute of that type.
 AttrBuilder FindAttrBuilder(const std::string& type) {
   // Nothing to destroy: workers may still read it while the process ends.
   static constexpr std::pair<const char*, AttrBuilder> builders[] = {
@@ -191,8 +191,8 @@ AttrBuilder FindAttrBuilder(const std::string& type) {
   return nullptr;
 }
 
-/// Whether the attribute has all its members; one that is no object is the JSON library's to
-/// refuse.
+// Whether the attribute has all its members; one that is no object is the JSON library's to
+// refuse.
 bool IsComplete(const json& attr, size_t index) {
   for (const char* key : {"name", "dtype", "value"}) {
     if (attr.is_object() && !attr.contains(key)) {

@@ -10,7 +10,7 @@ namespace Ormo {
 
 namespace {
 
-/// The product; a negative number when it cannot be told in 64 bits.
+// The product; a negative number when it cannot be told in 64 bits.
 int64_t CountElements(const Shape& shape) {
   if (!shape) {
     return 1;
@@ -27,7 +27,7 @@ int64_t CountElements(const Shape& shape) {
   return count;
 }
 
-/// Appends the memory of `count` elements. False after an error line.
+// Appends the memory of `count` elements. False after an error line.
 bool TakeMemory(int64_t count, ox::DataType dataType, std::vector<void*>& deviceBuffers) {
   if (count == 0) {
     deviceBuffers.push_back(nullptr);

@@ -11,8 +11,8 @@ namespace Ormo {
 
 using nlohmann::json;
 
-/// The value, and what the parser's events do to it. Every array and object that is open has a
-/// level; the room for levels is what taking the value apart needs later.
+// The value, and what the parser's events do to it. Every array and object that is open has a
+// level; the room for levels is what taking the value apart needs later.
 // NOLINTBEGIN(readability-identifier-naming): the JSON library calls these by name
 class RequestJson::Tree {
  public:
@@ -63,10 +63,10 @@ class RequestJson::Tree {
  private:
   struct Level {
     json* container;
-    json::iterator next;  ///< the element that is to be taken apart next
+    json::iterator next;  // the element that is to be taken apart next
   };
 
-  /// Puts a value where the text has it, and returns its place there.
+  // Puts a value where the text has it, and returns its place there.
   template <typename Value>
   json* Place(Value&& value) {
     if (levels_.empty()) {
@@ -100,7 +100,7 @@ class RequestJson::Tree {
 
   static bool HasElements(const json& value) { return value.is_structured() && !value.empty(); }
 
-  /// Empties a value from its innermost elements on, so that the JSON library finds nothing to do.
+  // Empties a value from its innermost elements on, so that the JSON library finds nothing to do.
   void TakeApart(json& value) {
     const size_t outside = levels_.size();
     Descend(value);
@@ -124,7 +124,7 @@ class RequestJson::Tree {
   }
 
   json root_;
-  json* member_ = nullptr;  ///< of the innermost object, where its next value goes
+  json* member_ = nullptr;  // of the innermost object, where its next value goes
   std::vector<Level> levels_;
 };
 
@@ -146,19 +146,19 @@ const json& RequestJson::Root() const {
 
 namespace {
 
-/// An array or object that is being printed.
+// An array or object that is being printed.
 struct OpenText {
   const json* container;
   json::const_iterator next;
 };
 
-/// Whether the JSON library may print it: it recurses.
+// Whether the JSON library may print it: it recurses.
 bool IsFlat(const json& value) {
   return std::none_of(value.begin(), value.end(),
                       [](const json& element) { return element.is_structured(); });
 }
 
-/// Prints a value, or opens it.
+// Prints a value, or opens it.
 void Begin(const json& value, std::vector<OpenText>& open, std::string& text) {
   if (IsFlat(value)) {
     text += value.dump();

@@ -31,7 +31,7 @@ unsigned ModeOf(const std::string& path) {
   return status.st_mode & 07777;
 }
 
-/// In a directory that holds "file" and "directory".
+// In a directory that holds "file" and "directory".
 class FilesTest : public testing::Test {
  protected:
   FilesTest() {
@@ -41,7 +41,7 @@ class FilesTest : public testing::Test {
     fs::permissions("file", fs::perms::owner_all);
   }
 
-  /// Lines of all levels are those that are kept under the test's name, and nothing is left open.
+  // Lines of all levels are those that are kept under the test's name, and nothing is left open.
   void ExpectTold() const {
     const std::regex own(directory_.Path().string() + "/|(fd : )[0-9]+(?=\n)");
     const std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
@@ -184,7 +184,7 @@ TEST_F(FilesTest, DirectoriesAndFilesHaveTheModesThatTheyAreMadeWith) {
   EXPECT_EQ(ModeOf("to"), 0600U);
 }
 
-/// What keeps others from locking the file.
+// What keeps others from locking the file.
 struct flock HeldLock(int fd) {
   struct flock held {};
 

@@ -17,10 +17,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// What is planted where a file is to be opened, beside a file "victim".
+// What is planted where a file is to be opened, beside a file "victim".
 struct Planted {
   const char* name;
-  int error;  ///< of the refusal; 0: it is opened
+  int error;  // of the refusal; 0: it is opened
   void (*plant)(const fs::path& path);
 };
 
@@ -69,7 +69,7 @@ void ExpectRefused(const std::string& path, int error) {
   EXPECT_EQ(log.Find("mmOpen2").file, "regular_file_test.cpp");
 }
 
-/// The same for what takes the file's place after it was looked at.
+// The same for what takes the file's place after it was looked at.
 void ExpectRefusedLate(const std::string& path, const Planted& planted) {
   fs::remove(path);
   WriteFile(path, "");

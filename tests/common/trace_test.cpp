@@ -49,7 +49,7 @@ json Events(const std::string& document) {
   return json::parse(document).at("traceEvents");
 }
 
-/// What a recorder that lives only for `record` leaves in its file.
+// What a recorder that lives only for `record` leaves in its file.
 template <typename Record>
 std::string Recorded(Record record) {
   const TempDirectory directory;
@@ -61,7 +61,7 @@ std::string Recorded(Record record) {
   return Content(directory);
 }
 
-/// Reads the file until it is what is waited for; between two writes it must be complete.
+// Reads the file until it is what is waited for; between two writes it must be complete.
 template <typename Condition>
 json WaitForEvents(const TempDirectory& directory, Condition condition) {
   while (true) {
@@ -289,7 +289,7 @@ TEST(TraceInnerTest, SurvivesADiskThatIsFullForAWhile) {
   }
 }
 
-/// Of a child that traces and exits.
+// Of a child that traces and exits.
 int StatusOfForkedChild() {
   const pid_t child = fork();
   if (child == 0) {

@@ -9,7 +9,7 @@ const std::string EXAMPLES = ORMO_EXAMPLES_PATH "/operators/";
 
 class DriverOp : public DriverTest {
  protected:
-  /// A request that differs from an example in one place.
+  // A request that differs from an example in one place.
   std::string Request(const std::string& place, const json& value) const {
     json request = json::parse(ReadFile(EXAMPLES + "attention-small.json"));
     request[json::json_pointer(place)] = value;

@@ -14,7 +14,7 @@ class DriverSim : public DriverTest {
     return "examples/simulator/tile-" + std::to_string(tile) + ".json";
   }
 
-  /// A graph of one kernel with that text, or without any when it is empty.
+  // A graph of one kernel with that text, or without any when it is empty.
   std::string KernelGraph(const std::string& stem, const std::string& kernel) const {
     const std::string path = directory_ / stem + ".json";
     File(stem + ".dux", "dux 1\nkernel " + stem + "__kernel0\n" + kernel + "\nend\n");

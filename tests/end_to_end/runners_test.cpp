@@ -25,7 +25,7 @@ struct Runner {
   std::function<int(const RunnerInitConfig&)> init;
   std::function<int()> measure;
   std::function<void()> finalize;
-  /// Lines of a second initialisation and finalisation, and of a measurement after them.
+  // Lines of a second initialisation and finalisation, and of a measurement after them.
   std::vector<std::string> refusals;
 };
 

@@ -12,7 +12,7 @@
 namespace Ormo::Testing {
 namespace {
 
-/// Only for numbers that float16 can hold exactly.
+// Only for numbers that float16 can hold exactly.
 uint16_t ToHalf(double value) {
   if (value == 0) {
     return 0;

@@ -9,7 +9,7 @@
 namespace Ormo::Testing {
 namespace {
 
-/// Of problems for which central differences take too long.
+// Of problems for which central differences take too long.
 constexpr size_t LARGE_DEPTH = 64;
 
 enum class Mask { NONE, FOR_ALL, BY_BATCH, BY_HEAD };
@@ -37,7 +37,7 @@ struct Problem : AttentionProblem {
   }
 };
 
-/// Numbers of seven bits: exact in every type.
+// Numbers of seven bits: exact in every type.
 Values Numbers(size_t count, size_t seed) {
   Values values(count);
   for (size_t i = 0; i < count; ++i) {
@@ -65,7 +65,7 @@ Operands MakeOperands(const Problem& p) {
   return operands;
 }
 
-/// Of one query: not scaled down, not cut into blocks, not sped up.
+// Of one query: not scaled down, not cut into blocks, not sped up.
 void AddReference(const Problem& p, const Operands& operands, size_t head, size_t query,
                   Values& out) {
   auto at = [&](size_t column) { return p.Index(head, p.queries, query, column); };
@@ -98,8 +98,8 @@ Values Reference(const Problem& p, const Operands& operands) {
   return out;
 }
 
-/// The central differences of the output, weighted by `outGrad`, for each of these numbers, which
-/// are among the operands.
+// The central differences of the output, weighted by `outGrad`, for each of these numbers, which
+// are among the operands.
 Values Differences(const Problem& p, const Operands& operands, Values& numbers,
                    const Values& outGrad) {
   constexpr double STEP = 1e-5;

@@ -53,7 +53,7 @@ TEST_F(ControlTest, RulesActOnTheCallsThatTheyWaitFor) {
 
 class AliveTest : public PlatformTest {
  protected:
-  /// Leaves memory, a model and both kinds of subscription on the current device.
+  // Leaves memory, a model and both kinds of subscription on the current device.
   void UseDevice() {
     int32_t output = STDOUT_FILENO;
     if (config_ == nullptr) {

@@ -20,7 +20,7 @@ namespace {
 using GraphsTest = PlatformTest;
 using Buffers = std::vector<std::vector<float>>;
 
-/// "1 2;3": two buffers.
+// "1 2;3": two buffers.
 Buffers Parse(const std::string& text) {
   Buffers buffers;
   std::istringstream rest(text);
@@ -31,7 +31,7 @@ Buffers Parse(const std::string& text) {
   return buffers;
 }
 
-/// The bytes of inputs and outputs: "8 4;8".
+// The bytes of inputs and outputs: "8 4;8".
 std::string Sizes(uint32_t id) {
   zelmdlDesc* desc = zelmdlCreateDesc();
   EXPECT_EQ(zelmdlGetDesc(desc, id), 0);
@@ -46,7 +46,7 @@ std::string Sizes(uint32_t id) {
   return sizes.str();
 }
 
-/// "shape 0 2 3": the shape that comes with input 0. "image 1 2 3": the setting in input 1.
+// "shape 0 2 3": the shape that comes with input 0. "image 1 2 3": the setting in input 1.
 int32_t Set(uint32_t id, zelmdlDataset* data, const std::string& text) {
   std::istringstream words(text);
   std::string what;
@@ -71,7 +71,7 @@ int32_t Set(uint32_t id, zelmdlDataset* data, const std::string& text) {
                           : 0;
 }
 
-/// A line's buffers, and what is said of them after "|".
+// A line's buffers, and what is said of them after "|".
 std::pair<Buffers, std::string> Split(const std::string& line) {
   const size_t end = std::min(line.find('|'), line.size());
   return {Parse(line.substr(0, end)), line.substr(std::min(end + 1, line.size()))};

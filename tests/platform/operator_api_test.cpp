@@ -19,7 +19,7 @@
 #include "support/matchers.h"
 #include "zel/zel_prof.h"
 
-/// In place of the system's: shows one mapping again and refuses the next, as some tools do all.
+// In place of the system's: shows one mapping again and refuses the next, as some tools do all.
 // NOLINTNEXTLINE(cert-dcl50-cpp,readability-inconsistent-*): the system's declaration
 extern "C" void* mremap(void* old, size_t oldSize, size_t size, int flags, ...) noexcept {
   static int calls = 0;
@@ -33,7 +33,7 @@ extern "C" void* mremap(void* old, size_t oldSize, size_t size, int flags, ...) 
 namespace Ormo::Testing {
 namespace {
 
-/// A call of two batches, two heads, three queries, four keys and eight elements a head.
+// A call of two batches, two heads, three queries, four keys and eight elements a head.
 class OperatorApiTest : public PlatformTest {
  protected:
   void TearDown() override {
@@ -42,7 +42,7 @@ class OperatorApiTest : public PlatformTest {
     }
   }
 
-  /// A tensor over the query's memory.
+  // A tensor over the query's memory.
   const zelTensor* Odd(const std::vector<int64_t>& shape, ox::DataType type) {
     auto count = static_cast<int64_t>(shape.size());
     odd_.push_back(zelCreateTensor(shape.data(), count, type, nullptr, 0, ox::FORMAT_ND,
@@ -58,8 +58,8 @@ class OperatorApiTest : public PlatformTest {
   BackwardCall backward_ = tensors_.backward;
 };
 
-/// Gives each position of the call what it must not have: a needed tensor is missing, a reserved
-/// one is there, the mask is the query. Says at which positions what was expected.
+// Gives each position of the call what it must not have: a needed tensor is missing, a reserved
+// one is there, the mask is the query. Says at which positions what was expected.
 template <typename Call>
 std::string Misplaced(const Call& good) {
   constexpr size_t INPUTS = std::extent_v<decltype(Call::inputs)>;

@@ -17,7 +17,7 @@
 
 namespace {
 
-/// Leaves the thread with an executor that is not executed.
+// Leaves the thread with an executor that is not executed.
 bool LeaveExecutor() {
   void* memory = nullptr;
   const int64_t shape[] = {1, 1, 1};

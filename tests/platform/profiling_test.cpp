@@ -18,7 +18,7 @@
 namespace Ormo::Testing {
 namespace {
 
-/// Looks at the raw clock while it is coarse; every eleventh sees it move.
+// Looks at the raw clock while it is coarse; every eleventh sees it move.
 std::atomic<uint64_t> looks{0};
 std::atomic<bool> isCoarse{false};
 
@@ -63,7 +63,7 @@ class ProfilingTest : public PlatformTest {
     return code;
   }
 
-  /// What is in the pipe now, or comes until the last write end is closed.
+  // What is in the pipe now, or comes until the last write end is closed.
   std::string ReadPipe() {
     std::string bytes;
     std::string part(recordSize_, '\0');
@@ -112,7 +112,7 @@ class ProfilingTest : public PlatformTest {
   const FloatDataset output_{std::vector<std::vector<float>>{{0}}};
 };
 
-/// Executions come one after the other, with their operators in order and then their bounds.
+// Executions come one after the other, with their operators in order and then their bounds.
 void ExpectOrder(const std::vector<ReadRecord>& records, size_t operators, size_t id) {
   uint64_t stepEnd = 0;
   uint64_t end = 0;
@@ -221,7 +221,7 @@ TEST_F(ProfilingTest, APipeThatNobodyReadsDoesNotKillTheProcess) {
 }  // namespace
 }  // namespace Ormo::Testing
 
-/// In place of the system's.
+// In place of the system's.
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): its names are reserved
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
   if (clock == CLOCK_MONOTONIC_RAW && Ormo::Testing::isCoarse) {

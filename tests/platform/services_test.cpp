@@ -18,7 +18,7 @@
 namespace Ormo::Testing {
 namespace {
 
-/// What goes into the log and the file that the environment names at a level.
+// What goes into the log and the file that the environment names at a level.
 std::string LogOf(const char* file, const char* level) {
   // NOLINTBEGIN(concurrency-mt-unsafe): no other thread asks for it
   setenv("ORMO_HOST_LOG", file, 1);

@@ -32,8 +32,8 @@ using Testing::WriteFile;
 
 struct Path {
   const char* name;
-  const char* files;  ///< whose lines tell of a failure
-  int late = -1;      ///< status of a call after the runner's end
+  const char* files;  // whose lines tell of a failure
+  int late = -1;      // status of a call after the runner's end
 };
 
 const std::vector<Path> PATHS = {
@@ -48,8 +48,8 @@ const std::vector<Path> PATHS = {
 
 struct State {
   const char* name;
-  std::vector<std::string> reports;  ///< before the end
-  std::vector<int> statuses;         ///< of the calls, in the order of their begin
+  std::vector<std::string> reports;  // before the end
+  std::vector<int> statuses;         // of the calls, in the order of their begin
 };
 
 const std::vector<State> STATES = {{"idle", {"first 0"}, {}},

@@ -12,7 +12,7 @@ using Ormo::Testing::TheFakeSimulator;
 namespace {
 
 #ifdef THROWING_INIT
-/// Gone with the library: nobody can look at it, or destroy it, after that.
+// Gone with the library: nobody can look at it, or destroy it, after that.
 class OwnError : public std::exception {
  public:
   const char* what() const noexcept override { return "an error of its own"; }

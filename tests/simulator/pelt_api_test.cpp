@@ -27,7 +27,7 @@ class Simulator : public testing::Test {
 
   void TearDown() override { EXPECT_EQ(dlclose(handle_), 0); }
 
-  /// Without a value when there is no core.
+  // Without a value when there is no core.
   std::optional<uint64_t> Simulate(const std::string& file, const std::string& function = "k",
                                    const std::string& core = "tarn_lake_core") const {
     void* simulated = create_(file, function, std::vector<uint64_t>(21), core, {});
@@ -62,7 +62,7 @@ class Simulator : public testing::Test {
   DestroyPeltCoreFunc destroy_ = nullptr;
 };
 
-/// Loops inside each other.
+// Loops inside each other.
 std::string Loops(size_t depth, const std::string& count) {
   std::string text;
   for (size_t i = 0; i < depth; ++i) {

@@ -27,10 +27,10 @@ namespace {
 
 constexpr uint64_t MAX = std::numeric_limits<uint64_t>::max();
 
-/// Names of nodes and their "json_file_path"; an empty one is left out.
+// Names of nodes and their "json_file_path"; an empty one is left out.
 using KernelNodes = std::vector<std::pair<std::string, std::string>>;
 
-/// Null unsets the variable.
+// Null unsets the variable.
 void SetVariable(const char* name, const char* value) {
   // NOLINTBEGIN(concurrency-mt-unsafe): no other thread asks for it
   if (value == nullptr) {
@@ -41,8 +41,8 @@ void SetVariable(const char* name, const char* value) {
   // NOLINTEND(concurrency-mt-unsafe)
 }
 
-/// A simulator library is chosen for a chip that can be simulated; the one that works, at first.
-/// What stays loaded or alive after a test fails it.
+// A simulator library is chosen for a chip that can be simulated; the one that works, at first.
+// What stays loaded or alive after a test fails it.
 class SimulatorTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -62,7 +62,7 @@ class SimulatorTest : public testing::Test {
     return FAKE_SIMULATORS "/" + variant;
   }
 
-  /// "whole", "without_init", and so on: see CMakeLists.txt.
+  // "whole", "without_init", and so on: see CMakeLists.txt.
   static void UseLibrary(const std::string& variant) {
     SetVariable("PELTV2", LibraryDirectory(variant).c_str());
   }
@@ -73,7 +73,7 @@ class SimulatorTest : public testing::Test {
     return handle != nullptr && dlclose(handle) == 0;
   }
 
-  /// Writes a graph of such nodes and returns its path.
+  // Writes a graph of such nodes and returns its path.
   std::string WriteGraph(const KernelNodes& nodes) const {
     std::string text = R"({"format": "ox-graph", "version": 1, "name": "kernels", "nodes": [)";
     const char* separator = "";
@@ -177,7 +177,7 @@ class SimulatorRun : public SimulatorTest {
     ASSERT_EQ(OrmoPeltRunnerInit(), STATUS_SUCCESS);
   }
 
-  /// Runs kernels "k0", "k1" and so on that take that many ticks.
+  // Runs kernels "k0", "k1" and so on that take that many ticks.
   int RunKernels(const std::vector<uint64_t>& ticks) {
     KernelNodes nodes;
     for (size_t i = 0; i < ticks.size(); ++i) {

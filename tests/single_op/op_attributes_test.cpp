@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Blocks of this size are refused; 0: none.
+// Blocks of this size are refused; 0: none.
 size_t refusedSize = 0;
 
 }  // namespace
@@ -19,7 +19,7 @@ size_t refusedSize = 0;
 void* RealMalloc(size_t size) asm("__real_malloc");
 void* Malloc(size_t size) asm("__wrap_malloc");
 
-/// What stands in for malloc in the sources of this program.
+// What stands in for malloc in the sources of this program.
 void* Malloc(size_t size) {
   return size == refusedSize ? nullptr : RealMalloc(size);
 }

@@ -21,7 +21,7 @@ namespace {
 
 constexpr char QUERY[] = "zelnnFlashAttentionScoreGetWorkspaceSize";
 
-/// A request with an owner.
+// A request with an owner.
 class BuiltRequest {
  public:
   explicit BuiltRequest(const std::string& text) {

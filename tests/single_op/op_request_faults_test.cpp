@@ -14,7 +14,7 @@ namespace {
 
 class OpRequestFaults : public PlatformContext {};
 
-/// A tensor each way and an attribute of every type.
+// A tensor each way and an attribute of every type.
 std::string FullRequest() {
   return Request(ONE_FLOAT, ONE_FLOAT,
                  Attr("int", "1") + "," + Attr("float", "1") + "," + Attr("bool", "true") + "," +

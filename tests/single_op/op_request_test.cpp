@@ -19,12 +19,12 @@ constexpr char BAD_TYPE[] = "ZelnnParamter construct failed, errMsg: [json.excep
 constexpr char NO_OP_TYPE[] = "Can not find op_type in json or op_type is not str!";
 constexpr char REFUSED[] = "ZelnnParamter construct failed!";
 
-/// A text and the line of its refusal.
+// A text and the line of its refusal.
 using Refusal = std::pair<std::string, std::string>;
 
 class OpRequest : public PlatformContext {
  protected:
-  /// Refused with -1 and that error line, and nothing to release.
+  // Refused with -1 and that error line, and nothing to release.
   void ExpectRefusal(const std::string& text, const std::string& line) {
     SCOPED_TRACE(text.substr(0, 200));
     const LogCapture log(DLOG_ERROR);
@@ -237,7 +237,7 @@ TEST_F(OpRequest, ARequestBecomesThePlatformsObjectsAndEndsWithThem) {
 }  // namespace
 }  // namespace Ormo::Testing
 
-/// As in a locale where the upper case of "i" is no "I".
+// As in a locale where the upper case of "i" is no "I".
 extern "C" int toupper(int c) {
   return c >= 'a' && c <= 'z' && c != 'i' ? c - 'a' + 'A' : c;
 }

@@ -7,7 +7,7 @@
 namespace OrmoMeasure {
 namespace {
 
-/// Unloads a model, whichever way its run ends.
+// Unloads a model, whichever way its run ends.
 class LoadedModel {
  public:
   explicit LoadedModel(uint32_t id) : id_(id) {}
@@ -21,7 +21,7 @@ class LoadedModel {
   uint32_t id_;
 };
 
-/// Room for the outputs that are asked for, and the way to their files.
+// Room for the outputs that are asked for, and the way to their files.
 class OutputData {
  public:
   explicit OutputData(const std::vector<OutputFile>& files) : files_(files) {
@@ -63,7 +63,7 @@ Ormo::RunnerConfig MakeConfig(const OfflineOptions& options) {
   return config;
 }
 
-/// The platform reads the file.
+// The platform reads the file.
 int RunFile(const std::string& model, Ormo::RunnerConfig& config, Ormo::RunnerResult& result) {
   uint32_t modelId = 0;
   const int status = OrmoOfflineLoadFromFile(model, modelId);
@@ -74,7 +74,7 @@ int RunFile(const std::string& model, Ormo::RunnerConfig& config, Ormo::RunnerRe
   return OrmoOfflineRunModel(modelId, config, result);
 }
 
-/// The file is read here, and the library checks the device's memory.
+// The file is read here, and the library checks the device's memory.
 int RunImage(const std::string& model, Ormo::RunnerConfig& config, Ormo::RunnerResult& result) {
   std::vector<char> image = ReadFile(model);
   config.modelData.data = image.data();

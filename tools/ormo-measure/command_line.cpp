@@ -68,7 +68,7 @@ constexpr char SIM_FOOTER[] =
 
 using Parse = std::function<void(const std::string&)>;
 
-/// Adds an option that may be repeated; `parse` gets every text and throws std::invalid_argument.
+// Adds an option that may be repeated; `parse` gets every text and throws std::invalid_argument.
 CLI::Option* AddRepeated(CLI::App& app, const std::string& name, const std::string& valueName,
                          const Parse& parse, const std::string& description) {
   auto parseAll = [name, parse](const std::vector<std::string>& texts) {
@@ -92,7 +92,7 @@ CLI::Option* AddOnce(CLI::App& app, const std::string& name, const std::string& 
 
 constexpr char MEASURING_GROUP[] = "Measuring";
 
-/// What all paths on devices have in common.
+// What all paths on devices have in common.
 template <typename Options>
 void AddDeviceOptions(CLI::App& app, Options& options) {
   AddOnce(

@@ -3,7 +3,7 @@
 namespace OrmoMeasure {
 namespace {
 
-/// A field as RFC 4180 wants it.
+// A field as RFC 4180 wants it.
 std::string Quote(const std::string& text) {
   if (text.find_first_of(",\"\r\n") == std::string::npos) {
     return text;
@@ -15,7 +15,7 @@ std::string Quote(const std::string& text) {
   return quoted + '"';
 }
 
-/// The columns that all lines of a candidate share.
+// The columns that all lines of a candidate share.
 std::string CandidateFields(const Measurement& measurement) {
   std::string fields = Quote(measurement.model) + ',' + OutcomeName(measurement.outcome) + ',' +
                        std::to_string(measurement.status) + ',';

@@ -15,7 +15,7 @@
 namespace OrmoMeasure {
 namespace {
 
-/// Creates the directory, as the library does.
+// Creates the directory, as the library does.
 Ormo::TPath LockDirectory() {
   const char* cache = std::getenv("TARN_CACHE_PATH");  // NOLINT(concurrency-mt-unsafe): no thread
   if (cache != nullptr) {
@@ -29,7 +29,7 @@ Ormo::TPath LockDirectory() {
   return Ormo::FileUtils::CreateDirectory(directory) ? directory : home;
 }
 
-/// A lock that another process holds can be had later. 0, or the reason's number.
+// A lock that another process holds can be had later. 0, or the reason's number.
 int TryLock(int fd) {
   struct stat status {};
 
@@ -50,7 +50,7 @@ int TryLock(int fd) {
   return errno;
 }
 
-/// Whether the library, which gives itself the right to write a file of its own, can open it then.
+// Whether the library, which gives itself the right to write a file of its own, can open it then.
 bool CanBeWidened(const std::string& path) {
   struct stat status {};
 

@@ -35,7 +35,7 @@ const char* DescribeStatus(int status) {
   }
 }
 
-/// Reports may have several lines, and a reason stands in one cell.
+// Reports may have several lines, and a reason stands in one cell.
 std::string JoinLines(const std::string& text) {
   std::string joined;
   size_t begin = text.find_first_not_of("\r\n");

@@ -26,7 +26,7 @@ Ormo::RunnerConfig MakeConfig(const OnlineOptions& options, ox::Session& session
   return config;
 }
 
-/// "DIR/2-tile-16-0": the candidate's number on the command line, its name, the output's number.
+// "DIR/2-tile-16-0": the candidate's number on the command line, its name, the output's number.
 std::string OutputFileName(const OnlineOptions& options, const std::string& graph, size_t output) {
   const auto place = std::find(options.graphs.begin(), options.graphs.end(), graph);
   const std::string name = std::to_string(place - options.graphs.begin() + 1) + "-" +
@@ -48,7 +48,7 @@ void TakeOutputs(const OnlineOptions& options, const std::vector<ox::Tensor>& ou
   }
 }
 
-/// The library does not tell a bound from a failure here.
+// The library does not tell a bound from a failure here.
 std::string ReasonOf(const OnlineOptions& options, int status, ErrorContext& errors) {
   const bool isBounded = options.runTimeBound != OnlineOptions().runTimeBound;
   return status == Ormo::STATUS_FAILED && isBounded

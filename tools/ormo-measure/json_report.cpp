@@ -139,7 +139,7 @@ void PrintDocument(std::ostream& out, const Json& document) {
   out << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
 }
 
-/// Of a path that runs on devices.
+// Of a path that runs on devices.
 template <typename Report>
 void PrintDeviceReport(std::ostream& out, const Report& report) {
   PrintDocument(out, {{"schemaVersion", 1},

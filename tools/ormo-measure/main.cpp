@@ -27,7 +27,7 @@ int Run(SocQuery /*query*/) {
   return EXIT_ALL_MEASURED;
 }
 
-/// What the user has set stands.
+// What the user has set stands.
 void ChooseEnding() {
 #ifdef ORMO_MEASURE_PROF_END
   // No thread but this one exists yet.

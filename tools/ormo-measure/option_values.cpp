@@ -9,7 +9,7 @@
 namespace OrmoMeasure {
 namespace {
 
-/// Reads the whole of `text` as a number, or returns false.
+// Reads the whole of `text` as a number, or returns false.
 template <typename Number, typename... Format>
 bool ReadNumber(std::string_view text, Number& number, Format... format) {
   const char* end = text.data() + text.size();
@@ -17,7 +17,7 @@ bool ReadNumber(std::string_view text, Number& number, Format... format) {
   return error == std::errc() && stop == end;
 }
 
-/// "1,,2" has an empty piece, and so has "".
+// "1,,2" has an empty piece, and so has "".
 std::vector<std::string_view> Split(std::string_view text, char separator) {
   std::vector<std::string_view> pieces;
   size_t begin = 0;
@@ -30,7 +30,7 @@ std::vector<std::string_view> Split(std::string_view text, char separator) {
   return pieces;
 }
 
-/// Nanoseconds of a unit, or 0 for an unknown one.
+// Nanoseconds of a unit, or 0 for an unknown one.
 double UnitNanoseconds(std::string_view unit) {
   struct Unit {
     std::string_view name;
@@ -46,7 +46,7 @@ double UnitNanoseconds(std::string_view unit) {
   return 0;
 }
 
-/// The shape in "2x784", or nothing when the text is none.
+// The shape in "2x784", or nothing when the text is none.
 std::vector<int64_t> ReadShape(std::string_view text) {
   std::vector<int64_t> dims;
   for (std::string_view piece : Split(text, 'x')) {

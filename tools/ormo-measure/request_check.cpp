@@ -40,14 +40,14 @@ void RequireKeys(const Json& object, const std::string& place, const std::set<st
   }
 }
 
-/// The member of a key that must be there.
+// The member of a key that must be there.
 const Json& Member(const Json& object, const std::string& place, const std::string& key) {
   const auto found = object.find(key);
   Require(found != object.end(), place, "the key \"" + key + "\"");
   return *found;
 }
 
-/// As the library does it: whatever the locale, and only a to z.
+// As the library does it: whatever the locale, and only a to z.
 char ToUpper(char c) {
   return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
@@ -153,9 +153,9 @@ void CheckList(const Json& request, const std::string& key,
   }
 }
 
-/// Each level of a tree takes far more memory than its bracket in the text. A pass of its own,
-/// which keeps nothing: with a callback that keeps values the parser's time is quadratic in a
-/// list's size.
+// Each level of a tree takes far more memory than its bracket in the text. A pass of its own,
+// which keeps nothing: with a callback that keeps values the parser's time is quadratic in a
+// list's size.
 void RequireBoundedDepth(const std::string& text) {
   constexpr int MAX_DEPTH = 32;  // more than any request has
   const auto check = [](int depth, Json::parse_event_t event, const Json& /*value*/) {

@@ -14,13 +14,13 @@ namespace {
 
 constexpr char DIRECTORY_VARIABLE[] = "PELTV2";
 constexpr char SOC_VERSION_VARIABLE[] = "PELT_SOC_VERSION";
-/// The chip that can be simulated.
+// The chip that can be simulated.
 constexpr char DEFAULT_SOC_VERSION[] = "TarnLake1";
 
 // The command runs before any thread is started.
 // NOLINTBEGIN(concurrency-mt-unsafe)
 
-/// What the user has set stands.
+// What the user has set stands.
 void SetDefaults() {
   setenv(SOC_VERSION_VARIABLE, DEFAULT_SOC_VERSION, 0);
 #ifdef ORMO_MEASURE_SIMULATOR

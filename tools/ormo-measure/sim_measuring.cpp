@@ -9,7 +9,7 @@
 namespace OrmoMeasure {
 namespace {
 
-/// The library's simulator runner, initialised.
+// The library's simulator runner, initialised.
 class SimulatorSession {
  public:
   SimulatorSession() {

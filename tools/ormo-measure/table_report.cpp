@@ -10,8 +10,8 @@
 namespace OrmoMeasure {
 namespace {
 
-/// "TarnLake1, devices 0, 1; from profiling records, 10 executions each", a line for each device
-/// that is not locked, and an empty one.
+// "TarnLake1, devices 0, 1; from profiling records, 10 executions each", a line for each device
+// that is not locked, and an empty one.
 template <typename Report>
 void PrintConditions(std::ostream& out, const Report& report, const std::string& method,
                      uint32_t executions) {
@@ -28,7 +28,7 @@ void PrintConditions(std::ostream& out, const Report& report, const std::string&
   out << '\n';
 }
 
-/// Part of a total; "-" of none.
+// Part of a total; "-" of none.
 std::string ShareCell(uint64_t cost, uint64_t total) {
   return total == 0 ? "-" : FormatShare(static_cast<double>(cost) / static_cast<double>(total));
 }
@@ -121,7 +121,7 @@ void PrintRanking(std::ostream& out, const OnlineReport& report) {
   table.Print(out);
 }
 
-/// What the operators of one name took in an execution; "-" where there were none.
+// What the operators of one name took in an execution; "-" where there were none.
 std::string OperatorCell(const Ormo::RunnerRunResult& execution, const std::string& name) {
   uint64_t cost = 0;
   bool isThere = false;
@@ -132,7 +132,7 @@ std::string OperatorCell(const Ormo::RunnerRunResult& execution, const std::stri
   return isThere ? FormatDuration(cost) : "-";
 }
 
-/// A column for each execution from `first` to before `last`, a row for each operator.
+// A column for each execution from `first` to before `last`, a row for each operator.
 void PrintExecutions(std::ostream& out, const Measurement& measurement, size_t first, size_t last) {
   const std::vector<Ormo::RunnerRunResult>& executions = measurement.executions;
   std::vector<Column> columns;
@@ -175,7 +175,7 @@ void PrintOutputs(std::ostream& out, const Measurement& measurement) {
   }
 }
 
-/// Candidates that have nothing but a total.
+// Candidates that have nothing but a total.
 void PrintRanking(std::ostream& out, const std::vector<Measurement>& ranking, const char* total,
                   std::string (*format)(uint64_t)) {
   TextTable table({{"rank", Align::RIGHT},

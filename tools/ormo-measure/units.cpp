@@ -15,7 +15,7 @@ std::string FormatFixed(double value, int decimals) {
   return text.str();
 }
 
-/// Decimals that leave four digits, or all digits of a large value.
+// Decimals that leave four digits, or all digits of a large value.
 int DecimalsOf(double value) {
   constexpr int DIGITS = 4;
   const int whole = value < 1 ? 1 : static_cast<int>(std::log10(value)) + 1;

@@ -31,8 +31,8 @@ namespace {
 const pid_t LOADED_BY = getpid();
 std::atomic<size_t> abandoned{0};
 
-/// Contexts, models with their subscriptions, and memory, of one device or of all. What somebody
-/// should have released counts as abandoned.
+// Contexts, models with their subscriptions, and memory, of one device or of all. What somebody
+// should have released counts as abandoned.
 void ReleaseDevices(std::optional<uint32_t> wanted) {
   auto isWanted = [&](uint32_t device) { return device == wanted.value_or(device); };
   abandoned += Single<LoadedModels>()
@@ -48,7 +48,7 @@ void ReleaseDevices(std::optional<uint32_t> wanted) {
       UserBlocks().TakeIf([&](const Block& block) { return isWanted(block.Device()); }).size();
 }
 
-/// Everything that users of the platform hold.
+// Everything that users of the platform hold.
 void ReleasePlatform() {
   ReleaseDevices(std::nullopt);
   Single<Executors>().Clear();  // the platform's own: no function destroys one
@@ -71,10 +71,10 @@ void ReleaseEverything() {
   Single<ErrorStore>().Clear();
 }
 
-/// Runs when the library is unloaded or the process exits, after every destructor of a static
-/// object of the libraries that use the host. It leaves valid, empty objects behind: a later call
-/// finds nothing alive and gets an error. A forked child has none of the threads that what is alive
-/// would wait for.
+// Runs when the library is unloaded or the process exits, after every destructor of a static
+// object of the libraries that use the host. It leaves valid, empty objects behind: a later call
+// finds nothing alive and gets an error. A forked child has none of the threads that what is alive
+// would wait for.
 __attribute__((destructor)) void CloseHost() {
   isHostClosed = true;
   if (getpid() != LOADED_BY) {

@@ -17,13 +17,13 @@ namespace {
 
 using CompletionScript = FaultList<CompletionFault>;
 
-/// The device of every session.
+// The device of every session.
 struct DeviceUse {
   std::mutex mutex;
   std::multiset<uint32_t> devices;
 };
 
-/// Leaves the host for a call of the user's.
+// Leaves the host for a call of the user's.
 class OutsideMark {
  public:
   OutsideMark() { --insideDepth; }
@@ -157,7 +157,7 @@ void Engine::Run(Execution execution) {
   execution.callback = nullptr;
 }
 
-/// All that can fail on the engine's thread: nobody there could be told of an exception.
+// All that can fail on the engine's thread: nobody there could be told of an exception.
 int32_t Engine::Compute(Execution& execution, std::vector<ox::Tensor>& outputs) {
   try {
     Single<ErrorStore>().ThreadContext() = std::move(execution.errors);

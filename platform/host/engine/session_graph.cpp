@@ -13,7 +13,7 @@ namespace {
 constexpr char STEP_RECORDS[] = "ox.stepRecords";
 constexpr char SAVE[] = "ox.save";
 
-/// Whether the option has this value rather than its default.
+// Whether the option has this value rather than its default.
 bool IsChosen(const std::map<ox::TarnString, ox::TarnString>& options, const char* key,
               const std::string& value) {
   auto found = options.find(key);

@@ -16,7 +16,7 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr int VERSION = 1;
-constexpr int MAX_DEPTH = 32;  ///< more than any graph has
+constexpr int MAX_DEPTH = 32;  // more than any graph has
 
 constexpr std::pair<const char*, ox::DataType> DATA_TYPES[] = {
     {"float32", ox::DT_FLOAT}, {"float16", ox::DT_FLOAT16}, {"float64", ox::DT_DOUBLE},
@@ -27,7 +27,7 @@ constexpr std::pair<const char*, ox::Format> FORMATS[] = {
 constexpr std::pair<const char*, DynamicKind> DYNAMIC_KINDS[] = {
     {"batch", DynamicKind::BATCH}, {"image", DynamicKind::IMAGE}, {"dims", DynamicKind::DIMS}};
 
-/// Nothing when the value is no integer, or one that would wrap around.
+// Nothing when the value is no integer, or one that would wrap around.
 std::optional<int64_t> GetInteger(const Json& value) {
   constexpr uint64_t LARGEST = std::numeric_limits<int64_t>::max();
   bool isTooLarge = value.is_number_unsigned() && value.get<uint64_t>() > LARGEST;
@@ -41,7 +41,7 @@ void RequireObject(const Json& value, const std::string& node) {
   }
 }
 
-/// A JSON object of the file: gives its values by key and complains in terms of its node.
+// A JSON object of the file: gives its values by key and complains in terms of its node.
 class Reader {
  public:
   Reader(const Json& object, std::string node) : object_(object), node_(std::move(node)) {
@@ -86,7 +86,7 @@ class Reader {
     return value.get<std::string>();
   }
 
-  /// The value that the text stands for.
+  // The value that the text stands for.
   template <typename Value, size_t N>
   Value GetNamed(const char* key, const std::pair<const char*, Value> (&names)[N]) const {
     std::string text = GetText(key);
@@ -100,7 +100,7 @@ class Reader {
     Refuse(key, "one of " + known);
   }
 
-  /// A list of integers, each at least `smallest` and not 0.
+  // A list of integers, each at least `smallest` and not 0.
   std::vector<int64_t> GetDims(const Json& list, const char* key, int64_t smallest,
                                const char* expected) const {
     std::vector<int64_t> dims;
@@ -196,7 +196,7 @@ GraphNode ReadNode(const Json& object, const std::map<std::string, size_t>& know
   return node;
 }
 
-/// Checks that the setting has a value for every unknown dimension and adds it.
+// Checks that the setting has a value for every unknown dimension and adds it.
 void ReadDynamic(const Reader& reader, const Json& object, Graph& graph) {
   Reader dynamic(object, "");
   if (object.size() != 1) {
@@ -247,9 +247,9 @@ Graph ReadGraph(const Json& root) {
   return graph;
 }
 
-/// Each level of a tree takes far more memory than its bracket in the text. A pass of its own,
-/// which keeps nothing: with a callback that keeps values the parser's time is quadratic in a
-/// list's size.
+// Each level of a tree takes far more memory than its bracket in the text. A pass of its own,
+// which keeps nothing: with a callback that keeps values the parser's time is quadratic in a
+// list's size.
 void RequireBoundedDepth(std::string_view text) {
   const auto check = [](int depth, Json::parse_event_t event, const Json& /*value*/) {
     if (depth >= MAX_DEPTH && event != Json::parse_event_t::key) {

@@ -120,8 +120,8 @@ bool AttrUtils::GetStr(const std::shared_ptr<OpDesc>& desc, const std::string& k
   return true;
 }
 
-/// What nodes compute stays unchecked: a graph of kernels need not be one of this platform's
-/// operators.
+// What nodes compute stays unchecked: a graph of kernels need not be one of this platform's
+// operators.
 bool GraphUtils::LoadOXGraph(const char* file, std::shared_ptr<ComputeGraph>& graph) {
   return OrmoHost::Attempt("GraphUtils::LoadOXGraph", [&] {
     OrmoHost::Require(file != nullptr, OrmoHost::INVALID_ARGUMENT);

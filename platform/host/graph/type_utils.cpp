@@ -15,7 +15,7 @@ constexpr std::pair<const char*, ox::DataType> DATA_TYPES[] = {
 constexpr std::pair<const char*, ox::Format> FORMATS[] = {
     {"NCHW", ox::FORMAT_NCHW}, {"NHWC", ox::FORMAT_NHWC}, {"ND", ox::FORMAT_ND}};
 
-/// Made to fail, it finds nothing.
+// Made to fail, it finds nothing.
 template <typename Value, size_t COUNT>
 Value Find(const char* function, const std::pair<const char*, Value> (&values)[COUNT],
            const std::string& name, Value unknown) {

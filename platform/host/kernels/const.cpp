@@ -6,7 +6,7 @@
 namespace OrmoHost {
 namespace {
 
-/// Element `index` of a seeded Const: uniform in [-1, 1), a multiple of 2^-23.
+// Element `index` of a seeded Const: uniform in [-1, 1), a multiple of 2^-23.
 float Generate(uint64_t seed, uint64_t index) {
   uint64_t bits = seed + (index + 1) * 0x9E3779B97F4A7C15;
   bits = (bits ^ (bits >> 30)) * 0xBF58476D1CE4E5B9;

@@ -14,7 +14,7 @@ size_t Count(const NodeShapes& shapes, const Shape& shape) {
   return CountElements(shape, shapes.node.name);
 }
 
-/// `output[i] = function(left[i], right[i])`, the right side repeated when it is shorter.
+// `output[i] = function(left[i], right[i])`, the right side repeated when it is shorter.
 template <typename Function>
 Kernel MakeBinary(const NodeShapes& shapes, Function function) {
   size_t period = Count(shapes, shapes.inputs[1]);
@@ -31,7 +31,7 @@ Kernel MakeBinary(const NodeShapes& shapes, Function function) {
   };
 }
 
-/// A kernel that treats every row, the last dimension, on its own.
+// A kernel that treats every row, the last dimension, on its own.
 template <typename Function>
 Kernel MakeByRow(const NodeShapes& shapes, Function function) {
   auto width = static_cast<size_t>(shapes.inputs[0].back());

@@ -7,7 +7,7 @@
 namespace OrmoHost {
 namespace {
 
-/// `rows` x `depth` times `depth` x `columns`. A transposed matrix is stored by columns.
+// `rows` x `depth` times `depth` x `columns`. A transposed matrix is stored by columns.
 struct Product {
   size_t rows;
   size_t depth;
@@ -41,14 +41,14 @@ void MultiplyWithEigen(const Product& p, const Operands& operands) {
   }
 }
 
-/// The part of a product that falls into one tile of each matrix.
+// The part of a product that falls into one tile of each matrix.
 struct Tile {
   size_t row, rowEnd;
   size_t depth, depthEnd;
   size_t column, columnEnd;
 };
 
-/// Adds `factor` times a row of the right matrix to a row of the output.
+// Adds `factor` times a row of the right matrix to a row of the output.
 void AddScaledRow(float factor, const float* right, size_t step, size_t count, float* output) {
   if (step == 1) {  // stored by rows: the compiler can use its vector instructions
     for (size_t j = 0; j < count; ++j) {

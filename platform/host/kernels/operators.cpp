@@ -5,7 +5,7 @@
 namespace OrmoHost {
 namespace {
 
-/// The shape that all inputs must have in common with the first, counted from the last dimension.
+// The shape that all inputs must have in common with the first, counted from the last dimension.
 void RequireTrailing(const GraphNode& node, const Shape& whole, const Shape& part) {
   bool isTrailing =
       part.size() <= whole.size() && std::equal(part.rbegin(), part.rend(), whole.rbegin());

@@ -34,7 +34,7 @@ void CheckCount(const std::vector<DeviceSpan>& spans, size_t count, const char* 
   }
 }
 
-/// Executions on more buffers are prepared every time.
+// Executions on more buffers are prepared every time.
 constexpr size_t MOST_KEPT_BLOCKS = 8;
 
 }  // namespace

@@ -9,7 +9,7 @@
 namespace OrmoHost {
 namespace {
 
-/// Bytes of the input that carries a setting.
+// Bytes of the input that carries a setting.
 constexpr size_t SETTING_BYTES = 8;
 
 }  // namespace

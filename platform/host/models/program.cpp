@@ -9,14 +9,14 @@
 namespace OrmoHost {
 namespace {
 
-/// Tensors start at multiples of this in work and weight memory.
+// Tensors start at multiples of this in work and weight memory.
 constexpr size_t TENSOR_ALIGNMENT = 64;
 
 bool IsStep(const GraphNode& node) {
   return node.type != DATA_TYPE && node.type != CONST_TYPE;
 }
 
-/// Adds a tensor to an area of `total` bytes and returns its offset.
+// Adds a tensor to an area of `total` bytes and returns its offset.
 size_t Append(size_t& total, const TensorSpec& spec, const std::string& node) {
   size_t offset = total;
   size_t bytes = CountBytes(spec, node);
@@ -32,7 +32,7 @@ TensorSpec WithShape(TensorSpec spec, Shape shape) {
   return spec;
 }
 
-/// An attribute that no rule knows is a mistake, unless it is a text: those are for other tools.
+// An attribute that no rule knows is a mistake, unless it is a text: those are for other tools.
 void CheckAttrs(const GraphNode& node, const std::vector<std::string>& known) {
   for (const auto& [key, value] : node.attrs) {
     bool isText = std::holds_alternative<std::string>(value);

@@ -32,7 +32,7 @@ std::string ReadImage(const std::string& path) {
   return Reporting(MODEL_REFUSED, path, INVALID_MODEL, [&] { return ReadGraphText(path); });
 }
 
-/// Loads into memory of the platform.
+// Loads into memory of the platform.
 uint32_t Load(const std::string& origin, std::string_view image) {
   uint32_t device = GetCurrentContext()->device;
   Model model = MakeModel(origin, image);
@@ -56,7 +56,7 @@ void CheckMemory(const Model& model, const DeviceSpan& work, const DeviceSpan& w
   }
 }
 
-/// Loads into memory of the user.
+// Loads into memory of the user.
 uint32_t LoadInto(std::string_view image, void* workPtr, size_t workSize, void* weightPtr,
                   size_t weightSize) {
   uint32_t device = GetCurrentContext()->device;

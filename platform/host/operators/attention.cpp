@@ -12,14 +12,14 @@ namespace {
 using Eigen::Index;
 template <typename Element>
 using Matrix = Eigen::Matrix<Element, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
-/// In work memory.
+// In work memory.
 using Work = Eigen::Map<Matrix<float>>;
 using Column = Eigen::Map<Eigen::VectorXf>;
 
-/// Queries that are worked on together: enough for good products, few enough for a cache.
+// Queries that are worked on together: enough for good products, few enough for a cache.
 constexpr size_t BLOCK_ROWS = 64;
 
-/// Some rows of one head.
+// Some rows of one head.
 struct Rows {
   size_t batch;
   size_t head;
@@ -29,7 +29,7 @@ struct Rows {
   Index Count() const { return static_cast<Index>(count); }
 };
 
-/// Cuts matrices off work memory, or only counts them when there is none.
+// Cuts matrices off work memory, or only counts them when there is none.
 class WorkMemory {
  public:
   explicit WorkMemory(float* data = nullptr) : data_(data) {}
@@ -51,7 +51,7 @@ size_t BlockRows(const Attention& a) {
   return std::min(BLOCK_ROWS, a.queries);
 }
 
-/// A head's keys and values, and what some of its queries need; or the gradients of all these.
+// A head's keys and values, and what some of its queries need; or the gradients of all these.
 struct HeadWork {
   HeadWork(const Attention& a, WorkMemory& memory)
       : key(memory.Take(a.keys, a.depth)),
@@ -63,7 +63,7 @@ struct HeadWork {
   Work key, value, query, out, scores;
 };
 
-/// `sequence` is how many rows a head has in the tensor.
+// `sequence` is how many rows a head has in the tensor.
 template <typename Element>
 auto MapRows(const Attention& a, void* tensor, size_t sequence, const Rows& rows) {
   bool isByHead = a.layout == AttentionLayout::BNSD;
@@ -98,7 +98,7 @@ Column MapSoftmax(const Attention& a, float* all, const Rows& rows) {
   return {all + (rows.batch * a.heads + rows.head) * a.queries + rows.first, rows.Count()};
 }
 
-/// Gives the scores of keys that are left out a value.
+// Gives the scores of keys that are left out a value.
 void SetMasked(const Attention& a, const Rows& rows, float value, Work& scores) {
   if (a.mask == nullptr) {
     return;
@@ -111,7 +111,7 @@ void SetMasked(const Attention& a, const Rows& rows, float value, Work& scores) 
   }
 }
 
-/// 1 / sum, and 0 for a query without keys.
+// 1 / sum, and 0 for a query without keys.
 auto Inverse(const Column& sum) {
   return (sum.array() > 0).select(sum.array().inverse(), 0.0F);
 }
@@ -162,7 +162,7 @@ void DifferentiateRows(const Attention& a, const Rows& rows, HeadWork& work, Hea
   Store(a, grad.query, a.queryGrad, a.queries, rows);
 }
 
-/// Calls `useRows` for all queries of a head.
+// Calls `useRows` for all queries of a head.
 template <typename UseRows>
 void ForEachBlock(const Attention& a, const Rows& keys, UseRows useRows) {
   for (size_t first = 0; first < a.queries; first += BLOCK_ROWS) {

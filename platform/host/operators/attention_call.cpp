@@ -21,7 +21,7 @@ void CheckReservedArray(const AttentionAttributes& attributes) {
          "an integer array without elements");
 }
 
-/// What needs no tensor to be checked.
+// What needs no tensor to be checked.
 void CheckAttributes(const AttentionAttributes& attributes) {
   size_t first = attributes.position;
   CheckReservedArray(attributes);
@@ -42,10 +42,10 @@ AttentionLayout GetLayout(const AttentionAttributes& attributes) {
   return is("BSH") ? AttentionLayout::BSH : AttentionLayout::BNSD;
 }
 
-/// From arguments to what the arithmetic works on.
+// From arguments to what the arithmetic works on.
 class AttentionBuilder {
  public:
-  /// Checks and binds everything.
+  // Checks and binds everything.
   AttentionBuilder(OperatorKind kind, const AttentionArguments& arguments);
 
   Executor MakeExecutor() {
@@ -74,13 +74,13 @@ class AttentionBuilder {
 
   bool IsByHead() const { return attention_.layout == AttentionLayout::BNSD; }
 
-  /// Where a shape has its queries or keys.
+  // Where a shape has its queries or keys.
   size_t SequenceIndex() const { return IsByHead() ? 2 : 1; }
 
   const OperatorKind kind_;
   const AttentionArguments& arguments_;
   OperandBinder operands_;
-  Types elementTypes_ = FLOAT32;  ///< the query's, which all but mask and softmax share
+  Types elementTypes_ = FLOAT32;  // the query's, which all but mask and softmax share
   Shape queryShape_;
   Shape keyShape_;
   Attention attention_{};
@@ -138,7 +138,7 @@ void AttentionBuilder::TakeHeads() {
   attention_.depth = static_cast<size_t>(IsByHead() ? width : width / heads);
 }
 
-/// The number of keys is the key's own; all else is the query's.
+// The number of keys is the key's own; all else is the query's.
 void AttentionBuilder::TakeKeys() {
   const Shape& shape = *FindTensor(arguments_.key)->view;
   keyShape_ = queryShape_;

@@ -12,13 +12,13 @@
 namespace OrmoHost {
 namespace {
 
-/// Nothing for one that was executed: its handle is never given out again.
+// Nothing for one that was executed: its handle is never given out again.
 void EndExecutor(void* handle) {
   Single<Executors>().End(handle);
 }
 
-/// The executor that each thread's latest query has made. A thread_local with a destructor would
-/// keep this library loaded.
+// The executor that each thread's latest query has made. A thread_local with a destructor would
+// keep this library loaded.
 class LeftOver {
  public:
   LeftOver() { Require(pthread_key_create(&key_, EndExecutor) == 0, NO_THREAD); }
@@ -33,7 +33,7 @@ class LeftOver {
   pthread_key_t key_ = 0;
 };
 
-/// Runs `work`. A CallError in it is reported and becomes a refusal.
+// Runs `work`. A CallError in it is reported and becomes a refusal.
 template <typename Work>
 auto ReportingCall(OperatorKind kind, Work&& work) {
   try {

@@ -15,7 +15,7 @@ namespace {
 using Contents = std::map<size_t, std::vector<uint8_t>>;
 
 struct OperatorScript {
-  std::atomic<bool> isActive{false};  ///< the one thing that an unscripted execution looks at
+  std::atomic<bool> isActive{false};  // the one thing that an unscripted execution looks at
   std::mutex mutex;
   Contents contents;
   bool isKeeping = false;

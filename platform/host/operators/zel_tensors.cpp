@@ -29,14 +29,14 @@ std::optional<Shape> CopyShape(const int64_t* dims, int64_t count) {
   return Shape(dims, dims + count);
 }
 
-/// What a user's array pointer points to: unlike other handles it can be taken for an attribute's
-/// value, and read. No number, no count and no text that an attribute accepts; ends as a text.
+// What a user's array pointer points to: unlike other handles it can be taken for an attribute's
+// value, and read. No number, no count and no text that an attribute accepts; ends as a text.
 struct Mark {
   uint64_t words[2] = {UINT64_MAX, 0};
 };
 
-/// Addresses of marks, none of which is given out twice. All pages show the same few where the
-/// system permits it, so that only address space is used up.
+// Addresses of marks, none of which is given out twice. All pages show the same few where the
+// system permits it, so that only address space is used up.
 class MarkAddresses {
  public:
   uintptr_t Next() {
@@ -76,7 +76,7 @@ class MarkAddresses {
     return piece;
   }
 
-  /// A size of 0 leaves the old mapping where it is; some tools that run a process refuse it.
+  // A size of 0 leaves the old mapping where it is; some tools that run a process refuse it.
   static Mark* ShowAgain(Mark* piece) {
     void* memory = mremap(piece, 0, BYTES, MREMAP_MAYMOVE);
     return memory != MAP_FAILED ? static_cast<Mark*>(memory) : MakePiece();
@@ -84,7 +84,7 @@ class MarkAddresses {
 
   std::mutex mutex_;
   std::vector<Mark*> pieces_;
-  size_t next_ = MARKS;  ///< in the last piece
+  size_t next_ = MARKS;  // in the last piece
 };
 
 template <typename Handle, typename Element>

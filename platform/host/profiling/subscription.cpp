@@ -17,9 +17,9 @@
 namespace OrmoHost {
 namespace {
 
-/// Number of the record that bounds an execution, in place of a step's.
+// Number of the record that bounds an execution, in place of a step's.
 constexpr uint32_t WHOLE_EXECUTION = UINT32_MAX;
-/// How often a wait for room looks whether it is still wanted.
+// How often a wait for room looks whether it is still wanted.
 constexpr std::chrono::milliseconds LOOK_INTERVAL{10};
 
 }  // namespace
@@ -134,8 +134,8 @@ Record Subscription::MakeRecord(const StepTiming& timing) const {
   return record;
 }
 
-/// The descriptor shares its flags with the reader's side of the user, so it stays blocking: after
-/// POLLOUT a pipe takes one record without blocking. A closed or broken pipe shows in the write.
+// The descriptor shares its flags with the reader's side of the user, so it stays blocking: after
+// POLLOUT a pipe takes one record without blocking. A closed or broken pipe shows in the write.
 bool Subscription::WaitForRoom() const {
   auto deadline = std::chrono::steady_clock::now() + RecordWait();
   pollfd output{output_->Get(), POLLOUT, 0};

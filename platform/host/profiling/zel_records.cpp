@@ -7,7 +7,7 @@
 namespace OrmoHost {
 namespace {
 
-/// A copy of record `index`: the buffer need not be aligned. Refuses what is no record.
+// A copy of record `index`: the buffer need not be aligned. Refuses what is no record.
 Record GetRecord(const void* buffer, size_t length, uint32_t index) {
   Require(buffer != nullptr && index < length / sizeof(Record), INVALID_RECORD);
   Record record;  // NOLINT(cppcoreguidelines-pro-type-member-init): written by the next line

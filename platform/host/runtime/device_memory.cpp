@@ -11,9 +11,9 @@
 namespace OrmoHost {
 namespace {
 
-/// Every block counts as a multiple of this, a block of no bytes included.
+// Every block counts as a multiple of this, a block of no bytes included.
 constexpr size_t UNIT = 512;
-/// Wide enough for every vector instruction.
+// Wide enough for every vector instruction.
 constexpr size_t ALIGNMENT = 64;
 
 struct Usage {
@@ -35,7 +35,7 @@ bool Fits(size_t bytes, size_t used, size_t total) {
   return used <= total && bytes <= total - used;
 }
 
-/// Takes bytes from a device's account and tells whether they come from its huge pages.
+// Takes bytes from a device's account and tells whether they come from its huge pages.
 bool Account(uint32_t device, size_t bytes, zelrtMemMallocPolicy policy) {
   Machine machine = CurrentMachine();
   auto& accounts = Single<Accounts>();

@@ -19,7 +19,7 @@ constexpr uint32_t MOST_DEVICES = std::numeric_limits<uint32_t>::max();
 constexpr size_t DEFAULT_MEMORY = size_t{4} << 30;
 constexpr char DEFAULT_SOC[] = "TarnLake1";
 
-/// Chip families with DDR memory; all others have HBM.
+// Chip families with DDR memory; all others have HBM.
 constexpr std::string_view DDR_FAMILIES[] = {"TarnSpring", "TarnFen", "TarnCreek", "TarnStream",
                                              "TarnPond"};
 
@@ -48,7 +48,7 @@ struct MachineRoom {
 
   std::mutex mutex;
   Machine machine;
-  std::set<std::string> socNames;  ///< every name given out
+  std::set<std::string> socNames;  // every name given out
 };
 
 template <typename Change>

@@ -17,13 +17,13 @@
 namespace OrmoHost {
 namespace {
 
-/// In place of a function's name: all functions that can fail.
+// In place of a function's name: all functions that can fail.
 constexpr char ANY_FUNCTION[] = "";
 
 struct Rule {
   std::string function;
   bool isForEveryCall;
-  uint64_t callsLeft;  ///< until the rule acts, which it does once
+  uint64_t callsLeft;  // until the rule acts, which it does once
   Fault fault;
 
   bool Matches(const char* name, Failing failing) const {

@@ -88,12 +88,12 @@ void ErrorStore::Close() {
 
 namespace {
 
-/// The host's messages carry their own text, so a catalogue need only be there.
+// The host's messages carry their own text, so a catalogue need only be there.
 int LoadCatalogue(const std::string& path) {
   return access(path.c_str(), R_OK) == 0 ? 0 : -1;
 }
 
-/// "CODE: text", or "CODE: key: text, key: text" when there is more than the one key "reason".
+// "CODE: text", or "CODE: key: text, key: text" when there is more than the one key "reason".
 std::string MessageText(const std::string& code, const std::map<std::string, std::string>& args) {
   std::string text = code + ":";
   const char* separator = " ";

@@ -14,7 +14,7 @@ namespace {
 
 class InputFile {
  public:
-  /// Not waiting for the writer of a pipe.
+  // Not waiting for the writer of a pipe.
   explicit InputFile(const std::string& path)
       : descriptor_(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {}
 
@@ -27,7 +27,7 @@ class InputFile {
   InputFile(const InputFile&) = delete;
   InputFile& operator=(const InputFile&) = delete;
 
-  /// Nothing when it is no ordinary file.
+  // Nothing when it is no ordinary file.
   std::optional<size_t> Size() const {
     struct stat status = {};
     bool isOrdinary =
@@ -35,7 +35,7 @@ class InputFile {
     return isOrdinary ? std::optional(static_cast<size_t>(status.st_size)) : std::nullopt;
   }
 
-  /// Appends the next piece; 0 at the end, negative when that fails.
+  // Appends the next piece; 0 at the end, negative when that fails.
   ssize_t Append(std::string& text) const {
     std::array<char, 65536> piece;  // NOLINT(cppcoreguidelines-pro-type-member-init): read into
     ssize_t count = 0;

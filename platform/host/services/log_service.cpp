@@ -24,9 +24,9 @@
 namespace OrmoHost {
 namespace {
 
-/// Lines that carry their origin start with this.
+// Lines that carry their origin start with this.
 constexpr std::string_view PREFIX = "[%s:%d][%s][Tid:%d] ";
-/// Above every level.
+// Above every level.
 constexpr int OFF = 1 << 16;
 
 struct LevelName {
@@ -48,7 +48,7 @@ struct LogService {
   std::vector<LogLine> captured;
 };
 
-/// The lowest level that anybody wants; asked for every line.
+// The lowest level that anybody wants; asked for every line.
 std::atomic<int> threshold{OFF};
 
 void UpdateThreshold(const LogService& service) {
@@ -78,7 +78,7 @@ std::string FormatText(const char* format, va_list arguments) {
   return text;
 }
 
-/// Takes a line apart; `arguments` are those of `format`.
+// Takes a line apart; `arguments` are those of `format`.
 LogLine MakeLine(const char* format, va_list arguments, std::string text) {
   LogLine line{};
   line.message = text;
@@ -141,7 +141,7 @@ void CloseFile(LogService& service) {
   service.fileLevel = OFF;
 }
 
-/// The library may log before it calls anything else.
+// The library may log before it calls anything else.
 __attribute__((constructor)) void OpenAtStart() {
   OpenLogFile();
 }

@@ -10,7 +10,7 @@ namespace {
 
 constexpr char BLANKS[] = " \t\r";
 
-/// The words of a line, without its comment.
+// The words of a line, without its comment.
 std::vector<std::string_view> SplitWords(std::string_view line) {
   line = line.substr(0, line.find('#'));
   std::vector<std::string_view> words;

@@ -9,12 +9,12 @@
 namespace OrmoHost {
 namespace {
 
-/// Code of the error manager's messages about kernels.
+// Code of the error manager's messages about kernels.
 constexpr char KERNEL_REFUSED[] = "EH0010";
 constexpr char CORE_NAME[] = "tarn_lake_core";
 constexpr size_t MAX_DUX_FILE_SIZE = 1U << 20U;
 
-/// One kernel after its simulation.
+// One kernel after its simulation.
 struct Core {
   uint64_t ticks;
 };
