@@ -14,7 +14,8 @@ struct RunEnding {
   bool hasResult;
   /// Error lines tell of it.
   bool isFailure;
-  /// What the reading of the records returns that took this status at an idle pipe.
+  /// What the reading of the records returns that took this status at an idle pipe: 0 where there
+  /// is a result.
   int readStatus;
 };
 

@@ -60,6 +60,9 @@ void ThreadPool::Stop() noexcept {
     cond_.notify_all();
   }
   for (std::thread& thread : threads_) {
+    if (!thread.joinable()) {  // it was stopped before
+      continue;
+    }
     try {
       thread.join();
     } catch (const std::system_error&) {
@@ -82,23 +85,31 @@ int ThreadPool::CheckThreadId(uint32_t threadId) {
   return STATUS_INVALID_PARAM;
 }
 
+bool ThreadPool::MayCommit(const WorkerId& worker) {
+  if (isStopped_ || isRefusing_) {
+    ORMO_LOG_ERROR_AT(worker.site, "Thread pool has been stopped");
+    return false;
+  }
+  if (CheckThreadId(worker.value) != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR_AT(worker.site, "Commit thread id invalid.");
+    return false;
+  }
+  return true;
+}
+
 bool ThreadPool::Commit(std::list<Task>& task, WorkerId worker) {
-  const bool isKnown = CheckThreadId(worker.value) == STATUS_SUCCESS;
-  bool isStopped = false;
+  if (!MayCommit(worker)) {
+    return false;
+  }
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    isStopped = isStopped_ || isRefusing_;
-    if (isKnown && !isStopped) {
+    if (!isRefusing_) {
       std::list<Task>& queue = tasks_[worker.value];
       queue.splice(queue.end(), task);
     }
   }
-  if (isStopped) {
+  if (!task.empty()) {
     ORMO_LOG_ERROR_AT(worker.site, "Thread pool has been stopped");
-    return false;
-  }
-  if (!isKnown) {
-    ORMO_LOG_ERROR_AT(worker.site, "Commit thread id invalid.");
     return false;
   }
   cond_.notify_all();

@@ -89,6 +89,7 @@ class ThreadPool {
  private:
   void CreateThreads(const std::vector<uint32_t>& threadIds);
   void CreateThread(size_t threadId);
+  bool MayCommit(const WorkerId& worker);
   bool TakeTask(const std::string& threadName, uint32_t threadId, std::list<Task>& task);
   void EndTask(std::list<Task>& task);
   static void ThreadFunc(ThreadPool* pool, uint32_t threadId, const std::string& threadName);
@@ -96,13 +97,13 @@ class ThreadPool {
   static thread_local bool isWorker_;
 
   std::atomic<bool> isStopped_{false};
+  std::atomic<bool> isRefusing_{false};
   std::string name_;
   std::mutex mutex_;
   std::vector<std::thread> threads_;
   std::condition_variable cond_;
   /// Lists, since what is to be queued without fail can bring its own element.
   std::unordered_map<uint32_t, std::list<Task>> tasks_;
-  bool isRefusing_ = false;
   size_t busy_ = 0;               ///< workers that run a task
   std::condition_variable idle_;  ///< told when one has ended its task
 };
@@ -114,6 +115,9 @@ auto ThreadPool::Commit(F&& f, WorkerId worker, Args&&... args) {
   using Result = std::invoke_result_t<Bound&, uint32_t>;
   using Packaged = std::packaged_task<Result(uint32_t)>;
 
+  if (!MayCommit(worker)) {
+    return std::future<Result>();
+  }
   try {
     const auto packaged = std::make_shared<Packaged>(
         std::bind(std::forward<F>(f), std::forward<Args>(args)..., std::placeholders::_1));

@@ -214,8 +214,10 @@ int OfflineRunner::ProfProcess(OfflineTask& task, RunnerConfig& config, RunInfo&
   });
   const int status = run.TakeStatus(analysis);
   if (EndingOf(status).hasResult) {
-    measured.runCostTime = info.runCostTime;
-    result = std::move(measured);
+    if (!measured.opCostTimes.empty()) {
+      result = std::move(measured);
+    }
+    result.runCostTime = info.runCostTime;
     ORMO_LOG_INFO("Process running finished");
   }
   return status;
