@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -113,11 +114,15 @@ TEST(EpollWaiterTest, TellsWhatEndedTheWait) {
   EXPECT_TRUE(epoll.Add(fd));
   EXPECT_EQ(epoll.Wait(now).outcome, Outcome::TIME_OUT);
   signal(SIGUSR1, [](int /*signal*/) {});
-  std::thread sender([thread = pthread_self(), id = gettid()] {
-    AwaitSleep(id);
-    pthread_kill(thread, SIGUSR1);
+  std::atomic<bool> hasEnded{false};
+  std::thread sender([&hasEnded, thread = pthread_self()] {
+    while (!hasEnded) {  // one may come before the wait
+      pthread_kill(thread, SIGUSR1);
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
   });
   EXPECT_EQ(epoll.Wait(std::chrono::hours(1)).outcome, Outcome::INTERRUPTED);
+  hasEnded = true;
   sender.join();
   FileUtils::Write(pipe.writeEnd.Get(), "x", 1);
   for (int twice = 0; twice < 2; ++twice) {
