@@ -63,7 +63,7 @@ zelTensorDesc* zelCreateTensorDesc(int32_t dataType, int numDims, const int64_t*
   return Attempt("zelCreateTensorDesc", [&] {
     Require(numDims >= 0 && (dims != nullptr || numDims == 0), INVALID_ARGUMENT);
     const Shape shape(dims, dims + numDims);
-    Note(dataType, format, ToText(shape));
+    Note(dataType, format, [&] { return ToText(shape); });
     return Single<TensorDescs>().Make(shape);
   });
 }

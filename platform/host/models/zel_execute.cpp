@@ -63,7 +63,7 @@ void ApplySetting(uint32_t modelId, zelmdlDataset* dataset, size_t index, Dynami
   Require(isSettingInput && model.GetProgram().Dynamic() == kind, NO_SUCH_INPUT);
   Reporting(EXECUTION_REFUSED, loaded->Origin(), INVALID_SETTING,
             [&] { RequireSetting(model, setting); });
-  Note("#", modelId, index, ToText(setting));
+  Note("#", modelId, index, [&] { return ToText(setting); });
   found->setting = std::move(setting);
 }
 

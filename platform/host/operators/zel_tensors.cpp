@@ -136,7 +136,9 @@ zelTensor* zelCreateTensor(const int64_t* viewDims, int64_t viewDimCount, int32_
     Require(strides == nullptr && offset == 0, INVALID_ARGUMENT);
     Tensor tensor{CopyShape(viewDims, viewDimCount), CopyShape(storageDims, storageDimCount),
                   static_cast<ox::DataType>(dataType), deviceData};
-    Note(dataType, format, Describe(tensor.view), Describe(tensor.storage));
+    Note(
+        dataType, format, [&] { return Describe(tensor.view); },
+        [&] { return Describe(tensor.storage); });
     return Single<Tensors>().Make(std::move(tensor));
   });
 }

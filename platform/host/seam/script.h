@@ -8,6 +8,7 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <type_traits>
 
 namespace OrmoHost {
 
@@ -33,12 +34,20 @@ Fault MeetScript(const char* function, Failing failing);
 void AddToCall(const std::string& text);
 
 /// Shows what a function was given with its recorded call; "#" stands before ids. For functions
-/// that do their work: those that a rule makes fail do not come here.
+/// that do their work: those that a rule makes fail do not come here. A value that takes work to
+/// make is given as a function, which is called only where it is shown.
 template <typename... Values>
 void Note(const Values&... values) {
   if (isScriptActive.load(std::memory_order_relaxed)) {
     std::ostringstream text;
-    ((text << ' ' << values), ...);
+    const auto add = [&text](const auto& value) {
+      if constexpr (std::is_invocable_v<decltype(value)>) {
+        text << ' ' << value();
+      } else {
+        text << ' ' << value;
+      }
+    };
+    (add(values), ...);
     AddToCall(text.str());
   }
 }
