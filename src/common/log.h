@@ -3,10 +3,11 @@
 ///
 /// The macros take a printf format as a literal and its arguments. A level that is off costs one
 /// CheckLogLevel call: no argument is evaluated. The ..._AT forms attribute the line to a CallSite
-/// that the caller handed on.
+/// that the caller handed on. The first error line of a call is its reason, whatever the level.
 #ifndef ORMO_COMMON_LOG_H
 #define ORMO_COMMON_LOG_H
 
+#include "common/call_context.h"
 #include "common/call_site.h"
 #include "dlog/dlog.h"
 #include "mm/mm.h"
@@ -42,7 +43,13 @@ void WriteLogLine(int level, const char* tag, const CallSite& site, const char* 
 #define ORMO_LOG_DEBUG_AT(site, ...) ORMO_LOG_LINE(DLOG_DEBUG, ::Ormo::LOG_TAG, site, __VA_ARGS__)
 #define ORMO_LOG_INFO_AT(site, ...) ORMO_LOG_LINE(DLOG_INFO, ::Ormo::LOG_TAG, site, __VA_ARGS__)
 #define ORMO_LOG_WARNING_AT(site, ...) ORMO_LOG_LINE(DLOG_WARN, ::Ormo::LOG_TAG, site, __VA_ARGS__)
-#define ORMO_LOG_ERROR_AT(site, ...) ORMO_LOG_LINE(DLOG_ERROR, ::Ormo::LOG_TAG, site, __VA_ARGS__)
+#define ORMO_LOG_ERROR_AT(site, ...)                                 \
+  do {                                                               \
+    if (::Ormo::CallContext::WantsReason()) {                        \
+      ::Ormo::CallContext::KeepReason(__VA_ARGS__);                  \
+    }                                                                \
+    ORMO_LOG_LINE(DLOG_ERROR, ::Ormo::LOG_TAG, (site), __VA_ARGS__); \
+  } while (false)
 
 #define ORMO_LOG_DEBUG(...) ORMO_LOG_DEBUG_AT(::Ormo::CallSite::Here(), __VA_ARGS__)
 #define ORMO_LOG_INFO(...) ORMO_LOG_INFO_AT(::Ormo::CallSite::Here(), __VA_ARGS__)

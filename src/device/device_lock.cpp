@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "common/blocked_signals.h"
+#include "common/call_context.h"
 #include "common/file_lock.h"
 #include "common/log.h"
 #include "common/scope_exit.h"
@@ -41,6 +42,10 @@ DeviceLock::~DeviceLock() {
 }
 
 bool DeviceLock::MayRun(CallSite site) const {
+  if (CallContext::IsCancelled()) {
+    ORMO_LOG_ERROR_AT(site, "Device [%u] is not used, the call has been cancelled", deviceId_);
+    return false;
+  }
   if (error_ == ECANCELED) {
     ORMO_LOG_ERROR_AT(site, "Device [%u] is not waited for, the devices are being finalized",
                       deviceId_);
@@ -78,18 +83,29 @@ void DeviceLocks::Reopen() {
   isLeft_ = false;
 }
 
+void DeviceLocks::Wake() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  changed_.notify_all();
+}
+
+// With the mutex held.
+bool DeviceLocks::IsWaitOver() const {
+  return isLeft_ || CallContext::IsCancelled();
+}
+
 bool DeviceLocks::IsLeft() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return isLeft_;
+  return IsWaitOver();
 }
 
 bool DeviceLocks::AwaitTurn(uint32_t deviceId) {
   std::unique_lock<std::mutex> lock(mutex_);
-  changed_.wait(lock, [&] { return isLeft_ || taken_.count(deviceId) == 0; });
-  if (!isLeft_) {
-    taken_.insert(deviceId);
+  changed_.wait(lock, [&] { return IsWaitOver() || taken_.count(deviceId) == 0; });
+  if (IsWaitOver()) {
+    return false;
   }
-  return !isLeft_;
+  taken_.insert(deviceId);
+  return true;
 }
 
 void DeviceLocks::EndTurn(uint32_t deviceId) {
@@ -128,8 +144,8 @@ bool DeviceLocks::AwaitFile(int fd) {
   bool isLeft = false;
   {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [&] { return isLeft_ || outcome.has_value(); });
-    isLeft = isLeft_;
+    changed_.wait(lock, [&] { return IsWaitOver() || outcome.has_value(); });
+    isLeft = IsWaitOver();
   }
   if (isLeft) {
     pthread_cancel(waiter.native_handle());

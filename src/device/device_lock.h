@@ -33,8 +33,8 @@ class DeviceLock {
   int Error() const noexcept { return error_; }
 
   /// Whether the device may be used. A device whose lock cannot be had is, after a warning line of
-  /// `site`'s file; one whose wait was left, since the devices are being finalised, is not, after
-  /// an error line.
+  /// `site`'s file; one whose wait was left, since the devices are being finalised or the call has
+  /// been cancelled, is not, after an error line.
   bool MayRun(CallSite site = CallSite::Here()) const;
 
  private:
@@ -67,10 +67,14 @@ class DeviceLocks {
   void Leave();
   void Reopen();
 
+  /// Has every wait look whether its call has been cancelled, and end if so.
+  void Wake();
+
  private:
   friend class DeviceLock;
 
   bool IsLeft();
+  bool IsWaitOver() const;
   bool AwaitTurn(uint32_t deviceId);
   void EndTurn(uint32_t deviceId);
   bool AwaitFile(int fd);

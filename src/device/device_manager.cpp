@@ -8,6 +8,7 @@
 
 #include "common/invalid_param.h"
 #include "common/log.h"
+#include "common/run_watch.h"
 #include "common/utils.h"
 #include "device/profiled_run.h"
 #include "device/runner_calls.h"
@@ -107,8 +108,23 @@ void DeviceManager::FinalizeAtExit() {
   }
 }
 
+void DeviceManager::Wake(const CallContext& call) {
+  const std::shared_ptr<ThreadPool> pool = GetPool();
+  if (pool != nullptr) {
+    pool->Withdraw(call);
+  }
+  locks_->Wake();
+}
+
 bool DeviceManager::IsDropped(uint32_t workerId, CallSite site) {
+  if (CallContext::IsCancelled()) {
+    ORMO_LOG_ERROR_AT(site, "The call has been cancelled, its task does not run");
+    return true;
+  }
   if (workerId != ANY_THREAD_ID) {
+    if (RunWatch* const watch = CallContext::Watch(); watch != nullptr) {
+      watch->deviceId = workerId;
+    }
     return false;
   }
   ORMO_LOG_ERROR_AT(site, "The devices are being finalized, a queued task does not run");
@@ -173,7 +189,17 @@ DeviceLock DeviceManager::Acquire(uint32_t deviceId, CallSite site) {
     return {deviceId, ENODEV};
   }
   const std::string name = ".ormo_dev_" + std::to_string(deviceId) + ".lock";
-  return locks_->Acquire(deviceId, resolvedLockPath_ + name, lockPath_ + name, site);
+  RunWatch* const watch = CallContext::Watch();
+  if (watch == nullptr) {
+    return locks_->Acquire(deviceId, resolvedLockPath_ + name, lockPath_ + name, site);
+  }
+  Timer timer;
+  timer.Start();
+  DeviceLock lock = locks_->Acquire(deviceId, resolvedLockPath_ + name, lockPath_ + name, site);
+  timer.Stop();
+  watch->lockWaitTime = timer.Elapsed();
+  watch->isLockHeld = lock.Fd() >= 0;
+  return lock;
 }
 
 int DeviceManager::Lock(uint32_t deviceId) {

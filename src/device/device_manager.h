@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/call_context.h"
 #include "common/init_flag.h"
 #include "common/never_destroyed.h"
 #include "device/device_lock.h"
@@ -64,16 +65,27 @@ class DeviceManager {
     using Future = decltype(std::declval<ThreadPool&>().Commit(std::forward<F>(f), worker,
                                                                std::forward<Args>(args)...));
     const std::shared_ptr<ThreadPool> pool = FindPool(worker.site);
-    return pool == nullptr ? Future()
-                           : pool->Commit(std::forward<F>(f), worker, std::forward<Args>(args)...);
+    if (pool == nullptr) {
+      return Future();
+    }
+    Future future = pool->Commit(std::forward<F>(f), worker, std::forward<Args>(args)...);
+    if (CallContext::IsCancelled()) {  // whoever cancelled it may not have found it yet
+      pool->Withdraw(*CallContext::Current());
+    }
+    return future;
   }
 
   /// The same for the one element of `task`, which stays there when it is refused: false, after a
   /// line of the caller's file. Allocates nothing.
   static bool Commit(std::list<ThreadPool::Task>& task, WorkerId worker);
 
-  /// Whether a task must do nothing, since it is given no worker's id; an error line of `site`'s
-  /// file then says why.
+  /// Wakes what waits on behalf of a call that has been cancelled: its task, if it is queued, does
+  /// not run any more.
+  static void Wake(const CallContext& call);
+
+  /// Whether a task must do nothing, since it is given no worker's id or its call has been
+  /// cancelled; an error line of `site`'s file then says why. Else the worker's device is noted for
+  /// the call.
   static bool IsDropped(uint32_t workerId, CallSite site = CallSite::Here());
 
  private:

@@ -9,8 +9,10 @@
 #include <optional>
 #include <string>
 
+#include "common/call_context.h"
 #include "common/log.h"
 #include "common/run_status.h"
+#include "common/run_watch.h"
 #include "common/utils.h"
 #include "ormo/status.h"
 #include "ormo/trace.h"
@@ -23,6 +25,14 @@ constexpr char PROF_END_CLOSE[] = "close";
 
 // How often a drain of a pipe that stays open looks whether the task has ended.
 constexpr int DRAIN_WAIT_MS = 10;
+
+bool ClosesAtEnd() {
+  const RunWatch* const watch = CallContext::Watch();
+  if (watch != nullptr && watch->profilingEnd != ProfilingEnd::AS_ENVIRONMENT) {
+    return watch->profilingEnd == ProfilingEnd::BY_CLOSING;
+  }
+  return Utils::FindEnv(PROF_END_VARIABLE) == PROF_END_CLOSE;
+}
 
 bool IsPending(const std::future<int>& future) {
   return future.valid() && future.wait_for(std::chrono::seconds(0)) != std::future_status::ready;
@@ -44,7 +54,7 @@ bool Discard(int fd) {
 
 thread_local ProfiledRun* ProfiledRun::ofThisThread_ = nullptr;
 
-ProfiledRun::ProfiledRun() : closesAtEnd_(Utils::FindEnv(PROF_END_VARIABLE) == PROF_END_CLOSE) {
+ProfiledRun::ProfiledRun() : closesAtEnd_(ClosesAtEnd()) {
   ofThisThread_ = this;
 }
 

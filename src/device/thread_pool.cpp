@@ -91,6 +91,7 @@ bool ThreadPool::MayCommit(const WorkerId& worker) {
     return false;
   }
   if (CheckThreadId(worker.value) != STATUS_SUCCESS) {
+    CallContext::KeepReason("Device [%u] has no worker", worker.value);
     ORMO_LOG_ERROR_AT(worker.site, "Commit thread id invalid.");
     return false;
   }
@@ -126,7 +127,25 @@ void ThreadPool::Refuse() {
     }
   }
   for (const Task& task : queued) {
-    task(ANY_THREAD_ID);
+    task.run(ANY_THREAD_ID);
+  }
+}
+
+void ThreadPool::Withdraw(const CallContext& call) {
+  std::list<Task> withdrawn;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for (auto& [id, queue] : tasks_) {
+      for (auto task = queue.begin(); task != queue.end();) {
+        const auto current = task++;
+        if (current->call == &call) {
+          withdrawn.splice(withdrawn.end(), queue, current);
+        }
+      }
+    }
+  }
+  for (const Task& task : withdrawn) {
+    task.run(ANY_THREAD_ID);
   }
 }
 
@@ -170,7 +189,7 @@ void ThreadPool::ThreadFunc(ThreadPool* pool, uint32_t threadId, const std::stri
       return;
     }
     const ScopeExit end("a task", [&] { pool->EndTask(task); });
-    task.front()(threadId);
+    task.front().run(threadId);
   }
   ORMO_LOG_DEBUG("Stop thread [%s]", threadName.c_str());
 }

@@ -20,6 +20,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/call_context.h"
 #include "common/call_site.h"
 #include "common/log.h"
 
@@ -42,7 +43,10 @@ struct WorkerId {
 /// commits, then those for any worker.
 class ThreadPool {
  public:
-  using Task = std::function<void(uint32_t)>;
+  struct Task {
+    std::function<void(uint32_t)> run;
+    const CallContext* call = nullptr;  ///< that it works for; only compared
+  };
 
   /// One worker for each id; an id that stands twice gets two workers with one queue. Throws what
   /// starting a thread throws, with no thread left behind.
@@ -60,9 +64,9 @@ class ThreadPool {
 
   /// Queues `f(args..., id of the worker that runs it)`. Arguments are copied; use std::ref for
   /// what the caller keeps alive until the future is ready. What the task throws comes out of the
-  /// future. The future is invalid, and a line of the caller's file says why, when nothing was
-  /// queued: the pool is stopped, it has no such worker, or memory ran out. Any thread; does not
-  /// block.
+  /// future. It works for the calling thread's call (see CallContext). The future is invalid, and a
+  /// line of the caller's file says why, when nothing was queued: the pool is stopped, it has no
+  /// such worker, or memory ran out. Any thread; does not block.
   template <typename F, typename... Args>
   auto Commit(F&& f, WorkerId worker, Args&&... args);
 
@@ -73,6 +77,9 @@ class ThreadPool {
   /// From now on refuses commits, and gives every queued task ANY_THREAD_ID for the worker that it
   /// runs on, since none will. The workers live on.
   void Refuse();
+
+  /// Gives the queued tasks of one call ANY_THREAD_ID likewise.
+  void Withdraw(const CallContext& call);
 
   /// Waits until no worker is busy but the calling one.
   void AwaitIdle();
@@ -119,10 +126,16 @@ auto ThreadPool::Commit(F&& f, WorkerId worker, Args&&... args) {
     return std::future<Result>();
   }
   try {
+    CallContext* const call = CallContext::Current();
+    // Adopted within what makes the future ready: the call may be gone thereafter.
     const auto packaged = std::make_shared<Packaged>(
-        std::bind(std::forward<F>(f), std::forward<Args>(args)..., std::placeholders::_1));
+        [call, bound = std::bind(std::forward<F>(f), std::forward<Args>(args)...,
+                                 std::placeholders::_1)](uint32_t threadId) mutable {
+          const CallContext::Adopted adopted(call);
+          return bound(threadId);
+        });
     std::list<Task> task;
-    task.emplace_back([packaged](uint32_t threadId) { (*packaged)(threadId); });
+    task.push_back({[packaged](uint32_t threadId) { (*packaged)(threadId); }, call});
     std::future<Result> future = packaged->get_future();
     return Commit(task, worker) ? std::move(future) : std::future<Result>();
   } catch (const std::bad_alloc&) {

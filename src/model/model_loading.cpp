@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "common/call_context.h"
 #include "common/log.h"
 #include "common/platform_handles.h"
 #include "common/scope_exit.h"
@@ -145,6 +146,7 @@ int ModelLoading::LoadModelDefaultMode(const OrmoDataInfo& modelData, uint32_t& 
   }
   const size_t totalSize = workSize + weightSize;
   if (totalSize < workSize) {
+    CallContext::KeepReason("The model needs more memory than can be counted");
     ORMO_LOG_WARNING("Model total size is over than max size_t, cant malloc memory");
     return STATUS_NOT_ENOUGH_MEMORY;
   }
@@ -152,6 +154,7 @@ int ModelLoading::LoadModelDefaultMode(const OrmoDataInfo& modelData, uint32_t& 
   if (status != STATUS_SUCCESS) {
     ORMO_LOG_WARNING("Load model failed, not enough free memory, ret %d", status);
     if (IsNeedCleanCache(socVersion)) {
+      CallContext::ForgetReason();
       CleanCache();
       status = CheckAllocMemSize(totalSize, socVersion, true);
     }
@@ -180,6 +183,7 @@ int ModelLoading::LoadModelWithPrevMem(const OrmoDataInfo& modelData, uint32_t& 
   const bool loaded = IsHugeOnlySize(weightSize) &&
                       LoadModelWithMem(modelData, modelId, workSize, weightSize) == STATUS_SUCCESS;
   if (!loaded) {
+    CallContext::ForgetReason();
     code = zelmdlLoadFromMem(modelData.data, modelData.size, &modelId);
     if (code != 0) {
       ORMO_LOG_ERROR(
@@ -281,6 +285,9 @@ int ModelLoading::CheckAllocMemSize(size_t allocSize, const std::string& socVers
   if (reserved <= free && allocSize <= free - reserved) {
     return STATUS_SUCCESS;
   }
+  CallContext::KeepReason(
+      "Not enough device memory: %zu byte(s) are needed, %zu free, %zu of them in reserve",
+      allocSize, free, reserved);
   ORMO_LOG_WARNING(
       "Check alloc memory failed, reserved memory: %zu byte(s), free memory: %zu byte(s), alloc "
       "memory: %zu byte(s)",

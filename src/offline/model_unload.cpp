@@ -19,7 +19,7 @@ ModelUnload::ModelUnload() {
       RunTask::UnloadModel(modelId_, context_, worker);
     }
   });
-  task_.emplace_back([work](uint32_t worker) { (*work)(worker); });
+  task_.push_back({[work](uint32_t worker) { (*work)(worker); }});
   done_ = work->get_future();
 }
 

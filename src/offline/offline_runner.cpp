@@ -4,6 +4,7 @@
 #include <future>
 #include <utility>
 
+#include "common/call_context.h"
 #include "common/invalid_param.h"
 #include "common/log.h"
 #include "common/run_status.h"
@@ -76,18 +77,18 @@ void OfflineRunner::Finalize() {
       zelInitFlag_);
 }
 
-int OfflineRunner::LoadModel(ModelInfo& info) {
+int OfflineRunner::LoadModel(ModelInfo& info, uint32_t deviceId) {
   const InitFlag::Call call(initFlag_);
   if (!MayWork(call)) {
     return STATUS_FAILED;
   }
   std::list<ModelUnload> unload(1);
   std::future<int> future = DeviceManager::Commit(
-      [&info, context = CopyErrorContext()](uint32_t deviceId) {
-        return DeviceManager::IsDropped(deviceId) ? STATUS_FAILED
-                                                  : RunTask::LoadModel(info, context, deviceId);
+      [&info, context = CopyErrorContext()](uint32_t worker) {
+        return DeviceManager::IsDropped(worker) ? STATUS_FAILED
+                                                : RunTask::LoadModel(info, context, worker);
       },
-      ANY_THREAD_ID);
+      deviceId);
   if (!future.valid()) {
     return STATUS_FAILED;
   }
@@ -139,6 +140,7 @@ int OfflineRunner::GetDevIdByModelId(uint32_t modelId, uint32_t& deviceId) {
       return STATUS_SUCCESS;
     }
   }
+  CallContext::KeepReason("No model of id %u is loaded", modelId);
   ORMO_LOG_ERROR("Model %u has not found in device map", modelId);
   return STATUS_INVALID_PARAM;
 }

@@ -29,8 +29,8 @@ class OfflineRunner : public Singleton<OfflineRunner> {
   /// execute.
   void Finalize();
 
-  /// Loads on whichever device is free first; writes `info.modelId` and `info.deviceId`.
-  int LoadModel(ModelInfo& info);
+  /// Loads on a device, or on whichever is free first; writes `info.modelId` and `info.deviceId`.
+  int LoadModel(ModelInfo& info, uint32_t deviceId = ANY_DEVICE_ID);
   void UnloadModel(const uint32_t& modelId);
 
   /// Runs `task` on the worker of `info.deviceId` and fills `result`, from profiling records when

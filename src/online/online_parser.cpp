@@ -6,10 +6,30 @@
 
 #include "common/log.h"
 #include "ormo/status.h"
+#include "profiling/kept_executions.h"
 #include "profiling/profiling_parser.h"
 #include "profiling/step_grouping.h"
 
 namespace Ormo {
+namespace {
+
+int Analyse(int fd, std::future<int>& future, ModelOpInfo& info,
+            std::vector<RunnerRunResult>& results) {
+  int status = ProfilingParser().ReadModelOpInfo(fd, future, info);
+  if (status != STATUS_SUCCESS || info.opInfos.empty()) {
+    ORMO_LOG_INFO("Analysis profiling data exception fd[%d], ret[%d].", fd, status);
+    return status;
+  }
+  status = OnlineParser::GetRunnerRunResult(info, results);
+  if (status != STATUS_SUCCESS) {
+    ORMO_LOG_ERROR("Get runner run result failed, ret[%d]", status);
+  } else {
+    ORMO_LOG_INFO("Online parser analysis finished");
+  }
+  return status;
+}
+
+}  // namespace
 
 int OnlineParser::Analysis(int fd, std::future<int>& future,
                            std::vector<RunnerRunResult>& results) {
@@ -18,17 +38,8 @@ int OnlineParser::Analysis(int fd, std::future<int>& future,
     return STATUS_FAILED;
   }
   ModelOpInfo info;
-  int status = ProfilingParser().ReadModelOpInfo(fd, future, info);
-  if (status != STATUS_SUCCESS || info.opInfos.empty()) {
-    ORMO_LOG_INFO("Analysis profiling data exception fd[%d], ret[%d].", fd, status);
-    return status;
-  }
-  status = GetRunnerRunResult(info, results);
-  if (status != STATUS_SUCCESS) {
-    ORMO_LOG_ERROR("Get runner run result failed, ret[%d]", status);
-  } else {
-    ORMO_LOG_INFO("Online parser analysis finished");
-  }
+  const int status = Analyse(fd, future, info, results);
+  KeepExecutions(info);
   return status;
 }
 

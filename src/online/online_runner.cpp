@@ -4,10 +4,13 @@
 #include <future>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
+#include "common/call_context.h"
 #include "common/log.h"
+#include "common/run_watch.h"
 #include "common/scope_exit.h"
 #include "common/utils.h"
 #include "device/device_manager.h"
@@ -83,6 +86,7 @@ int OnlineRunner::Process(const ox::Graph& graph, RunnerConfig& config,
     return STATUS_FAILED;
   }
   if (config.session == nullptr) {
+    CallContext::KeepReason("There is no session");
     ORMO_LOG_ERROR("Invalid param ox session");
     return STATUS_FAILED;
   }
@@ -94,8 +98,8 @@ int OnlineRunner::Process(const ox::Graph& graph, RunnerConfig& config,
   }
   runInfo.profFd = run.WriteEnd();
   const error_message::Context context = OrmoErrorManager::GetInstance().OrmoGetErrorContext();
-  if (!run.Commit(Run, ANY_THREAD_ID, std::cref(graph), std::ref(config), std::ref(runInfo),
-                  context)) {
+  if (!run.Commit(Run, RunWatch::RequestedDevice(), std::cref(graph), std::ref(config),
+                  std::ref(runInfo), context)) {
     return STATUS_FAILED;
   }
   const int analysis = run.Read([&measured](int fd, std::future<int>& future) {
@@ -193,7 +197,7 @@ int OnlineRunner::ExecuteTuningGraph(const ox::Graph& graph, uint32_t& inputInde
   const auto& options = config.options;
   return WithGraph(graph, options, inputIndex, *config.session, [&](uint32_t id, uint32_t index) {
     const int status = config.prof ? ExecuteGraphWithProf(id, index, config, runInfo)
-                                   : ExecuteGraph(id, index, config, true);
+                                   : ExecuteGraphOnce(id, index, config);
     if (status != STATUS_SUCCESS) {
       ORMO_LOG_ERROR("Execute graph failed, id: %u", id);
       for (const auto& [key, value] : options) {
@@ -204,21 +208,23 @@ int OnlineRunner::ExecuteTuningGraph(const ox::Graph& graph, uint32_t& inputInde
   });
 }
 
+int OnlineRunner::ExecuteGraphOnce(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config) {
+  uint64_t costTime = 0;
+  return MeasureLoop(1, std::nullopt, costTime, [&](size_t /*index*/) {
+    return TimeGraph(graphId, inputIndex, config, true, costTime);
+  });
+}
+
 int OnlineRunner::ExecuteGraphWithProf(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,
                                        const RunInfo& runInfo) {
   uint64_t costTime = 0;
   const auto execute = [&](size_t index) {
-    Timer timer;
-    timer.Start();
     const bool isLast = index + 1 == config.loop;
-    const int status = ExecuteGraph(graphId, inputIndex, config, isLast);
+    const int status = TimeGraph(graphId, inputIndex, config, isLast, costTime);
     if (status != STATUS_SUCCESS) {
       ORMO_LOG_ERROR("Execute graph[%u] with loop[%zu] failed.", graphId, index);
-      return status;
     }
-    timer.Stop();
-    costTime = timer.Elapsed();
-    return STATUS_SUCCESS;
+    return status;
   };
   OnlineManager profiling(runInfo.profFd, graphId);
   return RunSubscribed(profiling, [&] {
@@ -226,6 +232,18 @@ int OnlineRunner::ExecuteGraphWithProf(uint32_t graphId, uint32_t inputIndex, Ru
     span.Start();
     return MeasureLoop(config.loop, config.runTimeBound, costTime, execute);
   });
+}
+
+int OnlineRunner::TimeGraph(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,
+                            bool saveOutputs, uint64_t& costTime) {
+  Timer timer;
+  timer.Start();
+  const int status = ExecuteGraph(graphId, inputIndex, config, saveOutputs);
+  if (status == STATUS_SUCCESS) {
+    timer.Stop();
+    costTime = timer.Elapsed();
+  }
+  return status;
 }
 
 int OnlineRunner::ExecuteGraph(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,

@@ -49,6 +49,10 @@ class OnlineRunner : public Singleton<OnlineRunner> {
                                 const RunInfo& runInfo);
   static int ExecuteGraphWithProf(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,
                                   const RunInfo& runInfo);
+  static int ExecuteGraphOnce(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config);
+  /// ExecuteGraph, with its wall-clock time in ns.
+  static int TimeGraph(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,
+                       bool saveOutputs, uint64_t& costTime);
   static int ExecuteGraph(uint32_t graphId, uint32_t inputIndex, RunnerConfig& config,
                           bool saveOutputs);
 

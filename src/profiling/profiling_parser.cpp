@@ -9,9 +9,11 @@
 #include <new>
 
 #include "annex_k/annex_k.h"
+#include "common/call_context.h"
 #include "common/epoll_waiter.h"
 #include "common/log.h"
 #include "common/run_status.h"
+#include "common/run_watch.h"
 #include "ormo/file_utils.h"
 #include "ormo/status.h"
 #include "profiling/record_decoder.h"
@@ -27,6 +29,11 @@ using std::chrono::milliseconds;
 // As much as a pipe holds at first.
 constexpr size_t READ_SIZE = 65536;
 
+const CancelState* CancelOfThisCall() {
+  const RunWatch* const watch = CallContext::Watch();
+  return watch == nullptr ? nullptr : watch->cancel.get();
+}
+
 // The read of one run's records.
 class RecordReader {
  public:
@@ -39,10 +46,12 @@ class RecordReader {
   // What the read loop does next.
   enum class Next { READ, WAIT, END };
 
+  bool AddToWait(int fd);
   int ReadProfilingData();
   bool MakeBuffer();
 
   Next WaitForRecord();
+  Next EndCancelled();
   EpollWaiter::Event WaitThroughSignals();
   Next HandleIdleWait();
   Next CheckRunModelResult();
@@ -57,6 +66,7 @@ class RecordReader {
   std::future<int>& future_;
   const milliseconds idleWait_;
   ModelOpInfo& modelOpInfo_;
+  const CancelState* const cancel_ = CancelOfThisCall();  // or null
   EpollWaiter epoll_;
   int status_ = STATUS_SUCCESS;
 
@@ -74,9 +84,7 @@ int RecordReader::ProfDataRead() {
     ORMO_LOG_ERROR("Create epoll failed, errno : %d.", error);
     return STATUS_PROFILING_FAILED;
   }
-  if (!epoll_.Add(fd_)) {
-    const int error = errno;
-    ORMO_LOG_ERROR("Epoll add failed, errno : %d.", error);
+  if (!AddToWait(fd_) || (cancel_ != nullptr && !AddToWait(cancel_->Fd()))) {
     return STATUS_PROFILING_FAILED;
   }
   const int status = ReadProfilingData();
@@ -86,6 +94,15 @@ int RecordReader::ProfDataRead() {
     ORMO_LOG_ERROR("Epoll del failed, errno : %d.", error);
   }
   return status;
+}
+
+bool RecordReader::AddToWait(int fd) {
+  if (!epoll_.Add(fd)) {
+    const int error = errno;
+    ORMO_LOG_ERROR("Epoll add failed, errno : %d.", error);
+    return false;
+  }
+  return true;
 }
 
 int RecordReader::ReadProfilingData() {
@@ -126,11 +143,23 @@ RecordReader::Next RecordReader::WaitForRecord() {
     ORMO_LOG_ERROR("Epoll wait failed, errno : %d.", error);
     return Fail();
   }
+  if (cancel_ != nullptr && event.fd == cancel_->Fd()) {
+    return EndCancelled();
+  }
   if (event.fd != fd_) {
     ORMO_LOG_WARNING("Receive event with invliad fd");
     return Next::END;
   }
   return Next::READ;
+}
+
+// Whoever waits for the run discards what is still written.
+RecordReader::Next RecordReader::EndCancelled() {
+  if (CallContext::IsCancelled()) {
+    ORMO_LOG_ERROR("The call has been cancelled, its profiling data is not read");
+  }
+  status_ = STATUS_FAILED;
+  return Next::END;
 }
 
 // Signals that interrupt the wait do not make it any longer.
@@ -152,8 +181,9 @@ RecordReader::Next RecordReader::HandleIdleWait() {
   }
   // Whoever closes the pipe does so before the run ends: seen from here, an end of the stream
   // counts before the run's status does.
-  if (epoll_.Wait(milliseconds(0)).outcome == EpollWaiter::Outcome::READY) {
-    return Next::READ;
+  const EpollWaiter::Event event = epoll_.Wait(milliseconds(0));
+  if (event.outcome == EpollWaiter::Outcome::READY) {
+    return event.fd == fd_ ? Next::READ : Next::WAIT;
   }
   return CheckRunModelResult();
 }

@@ -2,15 +2,17 @@
 
 #include <optional>
 
+#include "common/call_context.h"
 #include "common/log.h"
 #include "common/utils.h"
 #include "offline/offline_runner.h"
-#include "offline/run_task.h"
 #include "online/online_runner.h"
+#include "runner/offline_calls.h"
 #include "simulator/pelt_runner.h"
 #include "single_op/zelnn_runner.h"
 #include "zel/zel.h"
 
+using Ormo::CallContext;
 using Ormo::ModelInfo;
 using Ormo::OfflineRunner;
 using Ormo::OfflineTask;
@@ -22,7 +24,6 @@ using Ormo::RunnerConfig;
 using Ormo::RunnerInitConfig;
 using Ormo::RunnerResult;
 using Ormo::RunnerRunResult;
-using Ormo::RunTask;
 using Ormo::ZelnnRunConfig;
 using Ormo::ZelnnRunner;
 
@@ -31,11 +32,12 @@ namespace {
 constexpr char SOC_VERSION_VARIABLE[] = "PELT_SOC_VERSION";
 
 int LoadModel(ModelInfo info, uint32_t& modelId) {
+  CallContext call;
   const int status = OfflineRunner::Instance()->LoadModel(info);
   if (status == Ormo::STATUS_SUCCESS) {
     modelId = info.modelId;
   }
-  return status;
+  return call.End(status);
 }
 
 }  // namespace
@@ -44,7 +46,8 @@ namespace Ormo {
 
 int OrmoOfflineRunProcess(RunnerConfig& config, RunInfo& info, RunnerResult& result,
                           OfflineTask& task) {
-  return OfflineRunner::Instance()->Process(task, config, info, result);
+  CallContext call;
+  return call.End(OfflineRunner::Instance()->Process(task, config, info, result));
 }
 
 }  // namespace Ormo
@@ -52,7 +55,8 @@ int OrmoOfflineRunProcess(RunnerConfig& config, RunInfo& info, RunnerResult& res
 extern "C" {
 
 int OrmoOfflineRunnerInit(const RunnerInitConfig& config) {
-  return OfflineRunner::Instance()->Init(config);
+  CallContext call;
+  return call.End(OfflineRunner::Instance()->Init(config));
 }
 
 void OrmoOfflineRunnerFinalize() {
@@ -76,25 +80,18 @@ void OrmoOfflineUnloadModel(const uint32_t& modelId) {
 }
 
 int OrmoOfflineRun(RunnerConfig& config, RunnerResult& result) {
-  RunInfo info;
-  OfflineTask task = RunTask::RunModel;
-  return Ormo::OrmoOfflineRunProcess(config, info, result, task);
+  CallContext call;
+  return call.End(Ormo::RunOfflineModel(config, Ormo::ANY_DEVICE_ID, result));
 }
 
 int OrmoOfflineRunModel(const uint32_t& modelId, RunnerConfig& config, RunnerResult& result) {
-  RunInfo info;
-  info.modelId = modelId;
-  const int status = OfflineRunner::Instance()->GetDevIdByModelId(modelId, info.deviceId);
-  if (status != Ormo::STATUS_SUCCESS) {
-    ORMO_LOG_ERROR("Offline runner model has not found device.");
-    return status;
-  }
-  OfflineTask task = RunTask::Run;
-  return Ormo::OrmoOfflineRunProcess(config, info, result, task);
+  CallContext call;
+  return call.End(Ormo::RunLoadedModel(modelId, config, Ormo::ANY_DEVICE_ID, result));
 }
 
 int OrmoOnlineRunnerInit(const RunnerInitConfig& config) {
-  return OnlineRunner::Instance()->Init(config);
+  CallContext call;
+  return call.End(OnlineRunner::Instance()->Init(config));
 }
 
 void OrmoOnlineRunnerFinalize() {
@@ -103,11 +100,13 @@ void OrmoOnlineRunnerFinalize() {
 
 int OrmoOnlineRun(const ox::Graph& graph, RunnerConfig& config,
                   std::vector<RunnerRunResult>& results) {
-  return OnlineRunner::Instance()->Process(graph, config, results);
+  CallContext call;
+  return call.End(OnlineRunner::Instance()->Process(graph, config, results));
 }
 
 int OrmoPeltRunnerInit() {
-  return PeltRunner::Instance()->Init();
+  CallContext call;
+  return call.End(PeltRunner::Instance()->Init());
 }
 
 void OrmoPeltRunnerFinalize() {
@@ -115,11 +114,13 @@ void OrmoPeltRunnerFinalize() {
 }
 
 int OrmoPeltRun(const std::string& graphFile, RunnerResult& result) {
-  return PeltRunner::Instance()->Process(graphFile, result);
+  CallContext call;
+  return call.End(PeltRunner::Instance()->Process(graphFile, result));
 }
 
 int OrmoZelnnRunnerInit(const RunnerInitConfig& config) {
-  return ZelnnRunner::Instance()->Init(config);
+  CallContext call;
+  return call.End(ZelnnRunner::Instance()->Init(config));
 }
 
 void OrmoZelnnRunnerFinalize() {
@@ -127,8 +128,9 @@ void OrmoZelnnRunnerFinalize() {
 }
 
 int OrmoZelnnRun(const ZelnnRunConfig& config, RunnerResult& result) {
+  CallContext call;
   RunInfo info;
-  return ZelnnRunner::Instance()->Process(config, info, result);
+  return call.End(ZelnnRunner::Instance()->Process(config, info, result));
 }
 
 #ifdef __clang__

@@ -9,6 +9,7 @@
 
 #include "annex_k/annex_k.h"
 #include "common/ascii.h"
+#include "common/call_context.h"
 #include "common/log.h"
 #include "ormo/status.h"
 #include "ox/type_utils.h"
@@ -220,6 +221,7 @@ bool BuildAttr(const json& attr, ZelnnParamterInner& inner) {
 bool BuildAttrs(const json& request, ZelnnParamterInner& inner) {
   const json* attrs = FindMember(request, "attrs", json::value_t::array);
   if (attrs == nullptr) {
+    CallContext::KeepReason("The operator's request has no array \"attrs\"");
     return false;
   }
   size_t index = 0;
@@ -246,6 +248,7 @@ int ZelnnParamterConstructor(const std::string& json, ZelnnParamterInner& inner)
   try {
     const RequestJson request(json);
     if (!request.IsValid()) {
+      CallContext::KeepReason("The operator's request is not JSON");
       ORMO_LOG_ERROR("ZelnnParamter construct failed, json str: %s", json.c_str());
       return STATUS_FAILED;
     }

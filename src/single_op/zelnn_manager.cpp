@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "common/call_context.h"
 #include "common/log.h"
 #include "common/scope_exit.h"
 #include "common/utils.h"
@@ -30,6 +31,7 @@ int ZelnnManager::RunZelnn(const ZelnnRunConfig& config) const {
                           [&inner] { ZelnnParamterDestructor(inner); });
   const std::unique_ptr<ReflectBase> launcher(CreateReflectedObjByName(inner.opType));
   if (launcher == nullptr) {
+    CallContext::KeepReason("There is no operator \"%s\"", inner.opType.c_str());
     ORMO_LOG_ERROR("Can not create %s zelnn run object!", inner.opType.c_str());
     return STATUS_FAILED;
   }

@@ -5,6 +5,7 @@
 
 #include "common/log.h"
 #include "common/run_status.h"
+#include "common/run_watch.h"
 #include "common/scope_exit.h"
 #include "device/device_manager.h"
 #include "device/platform_session.h"
@@ -59,7 +60,7 @@ int ZelnnRunner::Process(const ZelnnRunConfig& config, RunInfo& runInfo,
     return STATUS_FAILED;
   }
   runInfo.profFd = run.WriteEnd();
-  if (!run.Commit(ZelnnRunTask::Run, ANY_THREAD_ID, config, runInfo,
+  if (!run.Commit(ZelnnRunTask::Run, RunWatch::RequestedDevice(), config, runInfo,
                   OrmoErrorManager::GetInstance().OrmoGetErrorContext())) {
     ORMO_LOG_ERROR("Run model failed");
     return STATUS_FAILED;
