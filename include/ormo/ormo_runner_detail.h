@@ -4,10 +4,10 @@
 /// Everything of ormo_runner.h holds here, too: threads, ends, exceptions. What is new:
 ///
 /// **Records that grow.** RunRequest and RunDetail begin with their size, which they set
-/// themselves. A later library may add members at their ends; it leaves alone what lies beyond the
-/// size that it finds, and takes the defaults for what a caller does not have. Do not change
-/// `size`. One that is smaller than the record's first version gives STATUS_INVALID_PARAM, and
-/// nothing is written.
+/// themselves: do not change it. A later library may add members at their ends; it leaves alone
+/// what lies beyond the size that it finds, and takes the defaults for what a caller does not have.
+/// A size below that of the record's first version gives STATUS_INVALID_PARAM, and nothing is
+/// written.
 ///
 /// **Reasons.** A detailed call puts into its RunDetail why it failed, for that call alone,
 /// whatever other threads do: it runs on a work stream of its own (see OrmoErrorManager), takes
