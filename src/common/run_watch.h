@@ -41,6 +41,9 @@ struct RunWatch {
   /// The worker that the calling thread's call asks for.
   static uint32_t RequestedDevice() noexcept;
 
+  /// Notes for the calling thread's call where it runs.
+  static void NoteDevice(uint32_t deviceId) noexcept;
+
   /// Makes room for the times of a loop, so that few of its executions wait for memory.
   void ReserveTimes(uint32_t loop);
 

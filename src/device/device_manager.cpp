@@ -122,9 +122,6 @@ bool DeviceManager::IsDropped(uint32_t workerId, CallSite site) {
     return true;
   }
   if (workerId != ANY_THREAD_ID) {
-    if (RunWatch* const watch = CallContext::Watch(); watch != nullptr) {
-      watch->deviceId = workerId;
-    }
     return false;
   }
   ORMO_LOG_ERROR_AT(site, "The devices are being finalized, a queued task does not run");

@@ -84,8 +84,7 @@ class DeviceManager {
   static void Wake(const CallContext& call);
 
   /// Whether a task must do nothing, since it is given no worker's id or its call has been
-  /// cancelled; an error line of `site`'s file then says why. Else the worker's device is noted for
-  /// the call.
+  /// cancelled; an error line of `site`'s file then says why.
   static bool IsDropped(uint32_t workerId, CallSite site = CallSite::Here());
 
  private:

@@ -2,6 +2,7 @@
 
 #include "common/log.h"
 #include "common/run_status.h"
+#include "common/run_watch.h"
 #include "common/scope_exit.h"
 #include "device/device_manager.h"
 #include "model/model_manager.h"
@@ -60,6 +61,7 @@ int RunTask::Run(const RunnerConfig& config, RunInfo& info, const error_message:
                  uint32_t deviceId) {
   ORMO_LOG_INFO("Run task start, deviceId : %u, mdoelId : %u, buildRunKey = %s", deviceId,
                 info.modelId, config.buildRunKey.c_str());
+  RunWatch::NoteDevice(deviceId);
   OrmoErrorManager::GetInstance().OrmoSetErrorContext(context);
   if (InitRunManager(deviceId) != STATUS_SUCCESS) {
     return STATUS_FAILED;
@@ -76,6 +78,7 @@ int RunTask::Run(const RunnerConfig& config, RunInfo& info, const error_message:
 int RunTask::RunModel(const RunnerConfig& config, RunInfo& info,
                       const error_message::Context& context, uint32_t deviceId) {
   ORMO_LOG_INFO("Run model task start, deviceId : %u", deviceId);
+  RunWatch::NoteDevice(deviceId);
   ModelInfo modelInfo;
   modelInfo.modelPath = config.modelPath;
   modelInfo.modelData = config.modelData;

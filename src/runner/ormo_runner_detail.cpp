@@ -176,6 +176,10 @@ int OrmoOnlineRunDetailed(const ox::Graph& graph, RunnerConfig& config, const Ru
                           std::vector<RunnerRunResult>& results, RunDetail& detail) {
   const int status = Ormo::RunDetailed(
       request, detail, [&] { return OnlineRunner::Instance()->Process(graph, config, results); });
+  if (status == Ormo::STATUS_SUCCESS && detail.executions.empty()) {
+    detail.executions = results;  // told apart by the names of their operators
+    detail.operatorsOutside = 0;
+  }
   return status;
 }
 

@@ -2,6 +2,7 @@
 
 #include "common/log.h"
 #include "common/run_status.h"
+#include "common/run_watch.h"
 #include "device/device_manager.h"
 #include "ormo/ormo_error_manager.h"
 #include "ormo/status.h"
@@ -36,6 +37,7 @@ int ZelnnRunTask::InitZelnnRunManager(uint32_t deviceId) {
 
 int ZelnnRunTask::Run(const ZelnnRunConfig& config, RunInfo& runInfo,
                       const error_message::Context& context, uint32_t deviceId) {
+  RunWatch::NoteDevice(deviceId);
   OrmoErrorManager::GetInstance().OrmoSetErrorContext(context);
   if (InitZelnnRunManager(deviceId) != STATUS_SUCCESS) {
     return STATUS_FAILED;
