@@ -26,7 +26,8 @@ constexpr char WORKER_NAME_FUNCTION[] = "mmSetCurrentThreadName";
 // keep anything else from being released.
 bool MayThrowUnheard(const std::string& function) {
   for (const char* word : {"Free", "Destroy", "Unload", "UnSubscribe", "Reset", "Close", "Finalize",
-                           "RemoveGraph", "SetCurrentContext", "GetDataset", "GetDataBufferAddr"}) {
+                           "RemoveGraph", "SetCurrentContext", "GetDataset", "GetDataBufferAddr",
+                           "GetErrorMessage", "GetWarningMessage"}) {
     if (function.find(word) != std::string::npos) {
       return true;
     }

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "faults/fault_sweep.h"
-#include "ormo/ormo_runner.h"
+#include "ormo/ormo_runner_detail.h"
 #include "ox/graph_utils.h"
 #include "ox/session.h"
 #include "support/graph_text.h"
@@ -52,6 +52,18 @@ class OnlineFaultsTest : public FaultSweepTest {
   ox::Graph graph_;
   const Work run_ = [this] { return Run(false); };
   const Work runProfiled_ = [this] { return Run(true); };
+  const Work runDetailed_ = [this] {
+    RunnerConfig config;
+    config.session = session_.get();
+    config.prof = true;
+    config.loop = LOOP;
+    std::vector<RunnerRunResult> results;
+    RunDetail detail;
+    const int status = OrmoOnlineRunDetailed(graph_, config, RunRequest(), results, detail);
+    EXPECT_EQ(detail.reason.empty(), status == STATUS_SUCCESS);
+    EXPECT_EQ(results.size(), status == STATUS_SUCCESS ? LOOP : 0);
+    return status;
+  };
   const Work live_ = [this] { return Live(runProfiled_); };
 };
 
@@ -71,12 +83,14 @@ TEST_F(OnlineFaultsTest, CallsThrow) {
   SweepExceptions(live_);
   Init();
   SweepExceptions(run_);
+  SweepExceptions(runDetailed_);
 }
 
 TEST_F(OnlineFaultsTest, AllocationsFail) {
   SweepAllocations(live_);
   Init();
   SweepAllocations(run_);
+  SweepAllocations(runDetailed_);
 }
 
 TEST_F(OnlineFaultsTest, RecordsAreDamaged) {

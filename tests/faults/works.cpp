@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "ormo/ormo_runner_detail.h"
 #include "support/graph_text.h"
 #include "support/offline_test.h"
 
@@ -89,6 +90,20 @@ int RunLoadedImageProfiled() {
 
 int RunOnceProfiled() {
   return RunOnce(MakeConfig(SMALL_GRAPH, true));
+}
+
+int RunOnceDetailed() {
+  const CancelToken token;
+  RunRequest request;
+  request.cancelToken = &token;
+  RunDetail detail;
+  detail.reason = "stale";
+  RunnerConfig config = MakeConfig(SMALL_GRAPH, true);
+  RunnerResult result = MakeStaleResult();
+  const int status = Check(OrmoOfflineRunDetailed(config, request, result, detail), config, result);
+  EXPECT_EQ(detail.reason.empty(), status == STATUS_SUCCESS);
+  EXPECT_EQ(detail.executions.size(), status == STATUS_SUCCESS ? 1 : detail.executions.size());
+  return status;
 }
 
 int RunOnceInOwnMemory() {

@@ -13,6 +13,8 @@ int RunLoadedFile(const std::string& path);
 int RunLoadedImageProfiled();
 /// Loads, runs and unloads in one call, profiled, with buffers of the model's own sizes.
 int RunOnceProfiled();
+/// The same as a detailed call that can be cancelled.
+int RunOnceDetailed();
 /// By wall clock, with a model small enough for memory of the library's own.
 int RunOnceInOwnMemory();
 /// By wall clock, without a check of the memory at the load, with a dynamic batch.

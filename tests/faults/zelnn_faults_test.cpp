@@ -1,5 +1,6 @@
 // The same for single operators.
 #include "faults/fault_sweep.h"
+#include "ormo/ormo_runner_detail.h"
 #include "support/zelnn_test.h"
 
 namespace Ormo::Testing {
@@ -24,6 +25,15 @@ class ZelnnFaultsTest : public FaultSweepTest {
     }
     return status;
   };
+  const Work runDetailed_ = [] {
+    RunnerResult result = MakeStaleResult();
+    RunDetail detail;
+    const int status =
+        OrmoZelnnRunDetailed(MakeOpConfig(AttentionRequest(), LOOP), RunRequest(), result, detail);
+    EXPECT_EQ(detail.reason.empty(), status == STATUS_SUCCESS);
+    EXPECT_EQ(result.opCostTimes.size(), status == STATUS_SUCCESS ? 1 : 0);
+    return status;
+  };
   const Work live_ = [this] { return Live(run_); };
 };
 
@@ -37,10 +47,14 @@ TEST_F(ZelnnFaultsTest, CallsFail) {
 
 TEST_F(ZelnnFaultsTest, CallsThrow) {
   SweepExceptions(live_);
+  Init();
+  SweepExceptions(runDetailed_);
 }
 
 TEST_F(ZelnnFaultsTest, AllocationsFail) {
   SweepAllocations(live_);
+  Init();
+  SweepAllocations(runDetailed_);
 }
 
 TEST_F(ZelnnFaultsTest, RecordsAreDamaged) {
