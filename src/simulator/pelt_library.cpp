@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "common/call_context.h"
 #include "common/log.h"
 #include "common/platform_handles.h"
 #include "common/utils.h"
@@ -29,6 +30,7 @@ int FindLibrary(std::string& path, const CallSite& site) {
   }
   char resolved[MAX_PATH_LENGTH] = {};
   if (mmRealPath(directory->c_str(), resolved, MAX_PATH_LENGTH) != 0) {
+    CallContext::KeepReason("PELTV2 names no directory: \"%s\"", directory->c_str());
     ORMO_LOG_ERROR_AT(site, "realpath");
     return STATUS_FAILED;
   }

@@ -7,6 +7,7 @@
 #include <memory>
 #include <utility>
 
+#include "common/call_context.h"
 #include "common/log.h"
 #include "common/scope_exit.h"
 #include "common/string_utils.h"
@@ -83,6 +84,7 @@ int PeltRunner::Init() {
   const auto* const chip = std::find_if(CHIP_INFO.begin(), CHIP_INFO.end(),
                                         [&](const auto& row) { return row.first == socVersion; });
   if (chip == CHIP_INFO.end()) {
+    CallContext::KeepReason("PELT_SOC_VERSION names no chip that can be simulated");
     ORMO_LOG_ERROR("CHIP_INFO does not exist.");
     return STATUS_FAILED;
   }

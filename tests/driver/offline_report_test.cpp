@@ -67,12 +67,12 @@ TEST_F(OfflineReport, CsvHasALineForEachOperatorAndQuotesNames) {
   ASSERT_THAT(lines, SizeIs(4));
   EXPECT_EQ(lines[0],
             "model,outcome,status,totalCostTime,runCostTime,reason,operator,opCostTime,"
-            "aicoreCostTime");
-  EXPECT_THAT(lines[3], MatchesRegex(broken_ + ",failed,3000,,,.+,,,"));
+            "aicoreCostTime,device,warning");
+  EXPECT_THAT(lines[3], MatchesRegex(broken_ + ",failed,3000,,,.+,,,,0,"));
   std::sort(lines.begin() + 1, lines.begin() + 3);  // which of the two is faster is not tested
   EXPECT_THAT(lines[1], MatchesRegex("\".*/slow, \"\"quoted\"\"\\.json\",measured,0,[0-9]+,[0-9]+,,"
-                                     "spin0,[0-9]+,[0-9]+"));
-  EXPECT_THAT(lines[2], MatchesRegex(fast_ + ",measured,0,[0-9]+,[0-9]+,,add0,[0-9]+,[0-9]+"));
+                                     "spin0,[0-9]+,[0-9]+,0,"));
+  EXPECT_THAT(lines[2], MatchesRegex(fast_ + ",measured,0,[0-9]+,[0-9]+,,add0,[0-9]+,[0-9]+,0,"));
 }
 
 TEST_F(OfflineReport, TheTableRanksCandidatesAndShowsTheirOperators) {
@@ -82,10 +82,10 @@ TEST_F(OfflineReport, TheTableRanksCandidatesAndShowsTheirOperators) {
   ASSERT_THAT(lines, SizeIs(14)) << run.output;
   const std::string time = "[0-9.]+ (ns|us|ms|s)";
   EXPECT_EQ(lines[0], "TarnLake1, devices 0, 1; from profiling records, 2 executions each");
-  EXPECT_THAT(lines[2], MatchesRegex(" +rank +candidate +total +to best +wall"));
-  EXPECT_THAT(lines[3], MatchesRegex(" +1  .*\\.json +" + time + " +1\\.000x +" + time));
-  EXPECT_THAT(lines[4], MatchesRegex(" +2  .*\\.json +" + time + " +[0-9.]+x +" + time));
-  EXPECT_THAT(lines[5], MatchesRegex(" +-  .*broken\\.json +- +- +-  failed \\(3000\\): .+"));
+  EXPECT_THAT(lines[2], MatchesRegex(" +rank +candidate +device +total +to best +wall"));
+  EXPECT_THAT(lines[3], MatchesRegex(" +1  .*\\.json +[01] +" + time + " +1\\.000x +" + time));
+  EXPECT_THAT(lines[4], MatchesRegex(" +2  .*\\.json +[01] +" + time + " +[0-9.]+x +" + time));
+  EXPECT_THAT(lines[5], MatchesRegex(" +-  .*broken\\.json +[01] +- +- +-  failed \\(3000\\): .+"));
   for (size_t i : {6U, 10U}) {
     EXPECT_THAT(lines[i + 1], MatchesRegex(".*\\.json, by operator"));
     EXPECT_THAT(lines[i + 2], MatchesRegex(" +cost +share +on cores +operator"));

@@ -103,6 +103,7 @@ TEST_F(DriverOffline, AFileWithoutContentFailsByItself) {
   ASSERT_THAT(candidates, SizeIs(2));
   EXPECT_EQ(candidates[0]["reason"], empty + " is empty");
   EXPECT_EQ(candidates[1]["reason"], "/proc/self/mem cannot be read");
+  EXPECT_TRUE(candidates[1]["device"].is_null());
 }
 
 TEST_F(DriverOffline, ABoundStopIsNoFailureAndHasFiguresWhenItIsProfiled) {
@@ -118,10 +119,24 @@ TEST_F(DriverOffline, ABoundStopIsNoFailureAndHasFiguresWhenItIsProfiled) {
   EXPECT_EQ(wall["status"], 3003);
   EXPECT_FALSE(wall.contains("totalCostTime"));
 
-  // The user's choice of the ending stands: with the default one, the bound is not reported.
-  json idle =
-      Measure({"offline", "--bound", "50us", model}, 0, {"ORMO_PROF_END=idle"})["candidates"][0];
-  EXPECT_EQ(idle["outcome"], "measured");
+  EXPECT_THAT(wall["reason"].get<std::string>(),
+              MatchesRegex("Execution 0 took [0-9]+ ns, and the time bound is 50000 ns"));
+
+  // Statuses that do not tell: of the ending that the user has chosen, and of copied outputs.
+  const std::string output = output_ + ":4";
+  const std::vector<std::string> copies[] = {
+      {}, {"--output", output}, {"--wall", "--output", output}};
+  for (std::vector<std::string> arguments : copies) {
+    const char* ending = arguments.empty() ? "ORMO_PROF_END=idle" : "ORMO_PROF_END=close";
+    arguments.insert(arguments.begin(), {"offline", "--devices", "1", "--bound", "50us"});
+    arguments.push_back(model);
+    json silent = Measure(arguments, 0, {ending})["candidates"][0];
+    EXPECT_EQ(silent["outcome"], "bound");
+    EXPECT_EQ(silent["status"], 0);
+    EXPECT_EQ(silent["reason"], "an execution reached the time bound");
+    EXPECT_EQ(silent["device"], 1);
+    EXPECT_GT(silent["totalCostTime"], 0);
+  }
 }
 
 TEST_F(DriverOffline, AModelThatDoesNotFitIsSkippedWhereMemoryIsChecked) {
@@ -130,7 +145,7 @@ TEST_F(DriverOffline, AModelThatDoesNotFitIsSkippedWhereMemoryIsChecked) {
   json skipped = Measure({"offline", model}, 0, small)["candidates"][0];
   EXPECT_EQ(skipped["outcome"], "skipped");
   EXPECT_EQ(skipped["status"], 204);
-  EXPECT_EQ(skipped["reason"], "does not fit into the free device memory");
+  EXPECT_THAT(skipped["reason"], HasSubstr("4194304 byte(s) are needed, 1048576 free"));
   for (const char* unchecked : {"--from-file", "--mode=no-check"}) {
     EXPECT_EQ(Measure({"offline", unchecked, model}, 1, small)["candidates"][0]["status"], 3001);
   }

@@ -106,7 +106,11 @@ TEST_F(DriverOnline, FailuresHaveTheirReasons) {
                File("odd.json", Graph({Node("spin0", "Odd", "", {1})})), File("none.json", "")},
               1)["candidates"];
   ASSERT_THAT(candidates, SizeIs(3));
-  EXPECT_EQ(candidates[0]["reason"], "an execution failed or reached the time bound");
+  EXPECT_EQ(candidates[0]["outcome"], "bound");
+  EXPECT_THAT(candidates[0]["reason"], HasSubstr("the time bound is 10000 ns"));
+  EXPECT_THAT(candidates[0]["executions"], SizeIs(1));
+  EXPECT_EQ(candidates[0]["totalCostTime"], candidates[0]["executions"][0]["costTime"]);
+  EXPECT_TRUE(candidates[0]["device"].is_null());
   EXPECT_THAT(candidates[1]["reason"], HasSubstr("node \"spin0\", key \"type\""));
   EXPECT_THAT(candidates[2]["reason"], HasSubstr("none.json: "));
 

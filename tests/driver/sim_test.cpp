@@ -66,16 +66,18 @@ TEST_F(DriverSim, TheTableShowsTicksAndWhatFailed) {
 }
 
 TEST_F(DriverSim, TheUsersSimulatorAndChipStand) {
-  for (const char* variable : {"PELTV2=/no/such/directory", "PELT_SOC_VERSION=TarnLake2"}) {
+  const std::pair<const char*, const char*> table[] = {
+      {"PELTV2=/no/such/directory", "PELTV2 names no directory: \"/no/such/directory\""},
+      {"PELT_SOC_VERSION=TarnLake2", "PELT_SOC_VERSION names no chip that can be simulated"},
+      {"PELTV2=/", "bin/libpelt_api.so: cannot open shared object file"},
+  };
+  for (const auto& [variable, reason] : table) {
     const DriverRun run = RunDriver({"sim", Example(16)}, {variable});
     EXPECT_EQ(run.exitStatus, 1);
     EXPECT_THAT(run.output, IsEmpty());
-    EXPECT_EQ(run.errors,
-              "ormo-measure: the simulator cannot be used: PELTV2 must name its directory, and "
-              "PELT_SOC_VERSION a chip that it knows\n");
+    EXPECT_THAT(run.errors, StartsWith("ormo-measure: the simulator cannot be used: "));
+    EXPECT_THAT(run.errors, HasSubstr(reason));
   }
-  EXPECT_THAT(RunDriver({"sim", Example(16)}, {"PELTV2=/"}).errors,
-              HasSubstr("its library cannot be loaded"));
 }
 
 }  // namespace

@@ -2,24 +2,11 @@
 
 #include "error_reason.h"
 #include "files.h"
-#include "ormo/ormo_runner.h"
+#include "lost_records.h"
+#include "ormo/ormo_runner_detail.h"
 
 namespace OrmoMeasure {
 namespace {
-
-// Unloads a model, whichever way its run ends.
-class LoadedModel {
- public:
-  explicit LoadedModel(uint32_t id) : id_(id) {}
-
-  ~LoadedModel() { OrmoOfflineUnloadModel(id_); }
-
-  LoadedModel(const LoadedModel&) = delete;
-  LoadedModel& operator=(const LoadedModel&) = delete;
-
- private:
-  uint32_t id_;
-};
 
 // Room for the outputs that are asked for, and the way to their files.
 class OutputData {
@@ -63,29 +50,10 @@ Ormo::RunnerConfig MakeConfig(const OfflineOptions& options) {
   return config;
 }
 
-// The platform reads the file.
-int RunFile(const std::string& model, Ormo::RunnerConfig& config, Ormo::RunnerResult& result) {
-  uint32_t modelId = 0;
-  const int status = OrmoOfflineLoadFromFile(model, modelId);
-  if (status != Ormo::STATUS_SUCCESS) {
-    return status;
-  }
-  const LoadedModel loaded(modelId);
-  return OrmoOfflineRunModel(modelId, config, result);
-}
-
-// The file is read here, and the library checks the device's memory.
-int RunImage(const std::string& model, Ormo::RunnerConfig& config, Ormo::RunnerResult& result) {
-  std::vector<char> image = ReadFile(model);
-  config.modelData.data = image.data();
-  config.modelData.size = image.size();
-  return OrmoOfflineRun(config, result);
-}
-
-Outcome OutcomeOf(int status) {
+Outcome OutcomeOf(int status, const Ormo::RunDetail& detail) {
   switch (status) {
     case Ormo::STATUS_SUCCESS:
-      return Outcome::MEASURED;
+      return detail.isBoundReached ? Outcome::BOUND : Outcome::MEASURED;
     case Ormo::STATUS_OUT_OF_BOUND:
       return Outcome::BOUND;
     case Ormo::STATUS_NOT_ENOUGH_MEMORY:
@@ -93,6 +61,13 @@ Outcome OutcomeOf(int status) {
     default:
       return Outcome::FAILED;
   }
+}
+
+// A success may have reached the bound, and does not say so.
+std::string ReasonOf(Outcome outcome, const Ormo::RunDetail& detail) {
+  return outcome == Outcome::BOUND && detail.reason.empty()
+             ? OrmoStatusText(Ormo::STATUS_OUT_OF_BOUND)
+             : JoinLines(detail.reason);
 }
 
 }  // namespace
@@ -117,18 +92,31 @@ std::vector<Ormo::OrmoDataInfo> InputData::Infos() {
 
 void MeasureCandidate(const OfflineOptions& options, const std::vector<Ormo::OrmoDataInfo>& inputs,
                       Measurement& measurement) {
-  ErrorContext errors;
   OutputData outputs(options.outputs);
   Ormo::RunnerConfig config = MakeConfig(options);
   config.inputs = inputs;
   config.outputs = outputs.Infos();
-  measurement.status = options.fromFile ? RunFile(measurement.model, config, measurement.result)
-                                        : RunImage(measurement.model, config, measurement.result);
-  measurement.reason = errors.TakeReason(measurement.status);
+  std::vector<char> image;
+  if (options.fromFile) {
+    config.modelPath = measurement.model;
+  } else {
+    image = ReadFile(measurement.model);
+    config.modelData.data = image.data();
+    config.modelData.size = image.size();
+  }
+  Ormo::RunDetail detail;
+  measurement.status = OrmoOfflineRunDetailed(config, {}, measurement.result, detail);
+  measurement.deviceId = detail.deviceId;
   if (measurement.status == Ormo::STATUS_SUCCESS) {
     outputs.Write();
   }
-  measurement.outcome = OutcomeOf(measurement.status);
+  measurement.outcome = OutcomeOf(measurement.status, detail);
+  measurement.reason = ReasonOf(measurement.outcome, detail);
+  const bool hasRun =
+      measurement.outcome == Outcome::MEASURED || measurement.outcome == Outcome::BOUND;
+  if (options.prof && hasRun) {
+    measurement.lostRecords = DescribeLostRecords(detail);
+  }
   if (measurement.outcome == Outcome::MEASURED) {
     measurement.SettleByFigures();
   }

@@ -15,7 +15,7 @@ std::string Quote(const std::string& text) {
   return quoted + '"';
 }
 
-// The columns that all lines of a candidate share.
+// The first columns that all lines of a candidate share.
 std::string CandidateFields(const Measurement& measurement) {
   std::string fields = Quote(measurement.model) + ',' + OutcomeName(measurement.outcome) + ',' +
                        std::to_string(measurement.status) + ',';
@@ -29,19 +29,26 @@ std::string CandidateFields(const Measurement& measurement) {
   return fields + ',' + Quote(measurement.reason);
 }
 
+// The last ones, and the line's end.
+std::string LastFields(const Measurement& measurement) {
+  return ',' + (measurement.HasDevice() ? std::to_string(measurement.deviceId) : "") + ',' +
+         Quote(measurement.lostRecords) + '\n';
+}
+
 }  // namespace
 
 void PrintCsv(std::ostream& out, const std::vector<Measurement>& ranking) {
   out << "model,outcome,status,totalCostTime,runCostTime,reason,operator,opCostTime,"
-         "aicoreCostTime\n";
+         "aicoreCostTime,device,warning\n";
   for (const Measurement& measurement : ranking) {
     const std::string candidate = CandidateFields(measurement);
+    const std::string last = LastFields(measurement);
     const std::vector<OperatorCost> operators = OperatorsByCost(measurement.result);
     if (operators.empty()) {
-      out << candidate << ",,,\n";
+      out << candidate << ",,," << last;
     }
     for (const OperatorCost& op : operators) {
-      out << candidate << ',' << Quote(op.name) << ',' << op.cost << ',' << op.aicoreCost << '\n';
+      out << candidate << ',' << Quote(op.name) << ',' << op.cost << ',' << op.aicoreCost << last;
     }
   }
 }

@@ -20,9 +20,9 @@ struct DeviceLocks {
   std::vector<UnlockedDevice> unlocked;
 };
 
-/// Tries the lock file of each device, where the library looks for it. The library does not tell
-/// whether a run was locked, but it fails to lock what cannot be locked here. Call it while nothing
-/// is measured: a process that closes a lock file loses its lock.
+/// Tries the lock file of each device, where the library looks for it: that tells why one cannot be
+/// locked, which a run does not. Call it while nothing is measured: a process that closes a lock
+/// file loses its lock.
 DeviceLocks TryLocks(const std::vector<uint32_t>& devices);
 
 /// "device 1 is not locked, other processes may measure on it at the same time: ..."

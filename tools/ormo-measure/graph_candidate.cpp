@@ -4,10 +4,13 @@
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
+#include "error_reason.h"
 #include "execution_averages.h"
 #include "files.h"
-#include "ormo/ormo_runner.h"
+#include "lost_records.h"
+#include "ormo/ormo_runner_detail.h"
 #include "ox/graph_utils.h"
 #include "ox/session.h"
 
@@ -48,41 +51,49 @@ void TakeOutputs(const OnlineOptions& options, const std::vector<ox::Tensor>& ou
   }
 }
 
-// The library does not tell a bound from a failure here.
-std::string ReasonOf(const OnlineOptions& options, int status, ErrorContext& errors) {
-  const bool isBounded = options.runTimeBound != OnlineOptions().runTimeBound;
-  return status == Ormo::STATUS_FAILED && isBounded
-             ? errors.TakeReason(status, "an execution failed or reached the time bound")
-             : errors.TakeReason(status);
+// `results` are those of a run that succeeded.
+void TakeFigures(std::vector<Ormo::RunnerRunResult>& results, Ormo::RunDetail& detail,
+                 Measurement& measurement) {
+  if (detail.executions.empty() && !results.empty()) {
+    // The platform does not mark executions, and operators' names tell them apart.
+    detail.executions = std::move(results);
+    detail.operatorsOutside = 0;
+  }
+  measurement.lostRecords = DescribeLostRecords(detail);
+  measurement.executions = std::move(detail.executions);
+  measurement.result = AverageExecutions(measurement.executions);
 }
 
 }  // namespace
 
-ox::Graph LoadGraph(const std::string& file, ErrorContext& errors) {
+ox::Graph LoadGraph(const std::string& file) {
+  ErrorContext errors;
   std::shared_ptr<ox::ComputeGraph> graph;
   if (!ox::GraphUtils::LoadOXGraph(file.c_str(), graph)) {
-    throw std::runtime_error(errors.TakeReason(Ormo::STATUS_FAILED));
+    throw std::runtime_error(errors.TakeReason(file + " cannot be loaded as a graph"));
   }
   return ox::Graph(graph);
 }
 
 void MeasureGraph(const OnlineOptions& options, ox::Session& session,
                   const std::vector<ox::Graph>& dependGraphs, Measurement& measurement) {
-  ErrorContext errors;
-  const ox::Graph graph = LoadGraph(measurement.model, errors);
+  const ox::Graph graph = LoadGraph(measurement.model);
   Ormo::RunnerConfig config = MakeConfig(options, session, dependGraphs);
-  measurement.status = OrmoOnlineRun(graph, config, measurement.executions);
-  if (measurement.status != Ormo::STATUS_SUCCESS) {
-    measurement.reason = ReasonOf(options, measurement.status, errors);
-    return;
-  }
-  if (options.check) {
+  std::vector<Ormo::RunnerRunResult> results;
+  Ormo::RunDetail detail;
+  measurement.status = OrmoOnlineRunDetailed(graph, config, {}, results, detail);
+  measurement.reason = JoinLines(detail.reason);
+  const bool isSuccess = measurement.status == Ormo::STATUS_SUCCESS;
+  if (options.check && isSuccess) {
     TakeOutputs(options, config.graphOutputs.at(0), measurement);
     measurement.outcome = Outcome::CHECKED;
-    return;
+  } else if (isSuccess) {
+    TakeFigures(results, detail, measurement);
+    measurement.SettleByFigures();
+  } else if (detail.isBoundReached && measurement.status == Ormo::STATUS_FAILED) {
+    TakeFigures(results, detail, measurement);
+    measurement.outcome = Outcome::BOUND;
   }
-  measurement.result = AverageExecutions(measurement.executions);
-  measurement.SettleByFigures();
 }
 
 }  // namespace OrmoMeasure

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "error_reason.h"
 #include "measurement.h"
 #include "options.h"
 #include "ox/graph.h"
@@ -17,8 +16,8 @@ class Session;
 
 namespace OrmoMeasure {
 
-/// Reads a graph file. Throws std::runtime_error with the reason, from `errors`.
-ox::Graph LoadGraph(const std::string& file, ErrorContext& errors);
+/// Reads a graph file. Throws std::runtime_error with the reason.
+ox::Graph LoadGraph(const std::string& file);
 
 /// Measures the graph of a file on whichever device is free, or checks it and saves its outputs.
 /// Throws std::runtime_error when a file cannot be read or written.

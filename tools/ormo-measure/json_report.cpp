@@ -95,9 +95,13 @@ Json OutputsJson(const std::vector<Output>& outputs) {
 Json CandidateJson(const std::vector<Measurement>& ranking, const Measurement& measurement) {
   Json candidate = {{"model", measurement.model},
                     {"outcome", OutcomeName(measurement.outcome)},
-                    {"status", measurement.status}};
+                    {"status", measurement.status},
+                    {"device", measurement.HasDevice() ? Json(measurement.deviceId) : Json()}};
   if (!measurement.reason.empty()) {
     candidate["reason"] = measurement.reason;
+  }
+  if (!measurement.lostRecords.empty()) {
+    candidate["warning"] = measurement.lostRecords;
   }
   if (measurement.HasFigures()) {
     candidate["totalCostTime"] = measurement.result.totalCostTime;

@@ -3,6 +3,7 @@
 #ifndef ORMO_MEASURE_MEASUREMENT_H
 #define ORMO_MEASURE_MEASUREMENT_H
 
+#include <cstdint>
 #include <limits>
 #include <string>
 #include <vector>
@@ -30,11 +31,15 @@ struct Measurement {
   std::string model;
   Outcome outcome = Outcome::FAILED;
   int status = Ormo::STATUS_FAILED;
-  std::string reason;  ///< for people; empty when the candidate was measured
+  std::string reason;                       ///< for people; empty when the candidate was measured
+  uint32_t deviceId = Ormo::ANY_DEVICE_ID;  ///< that id: no device, or one that nobody knows
+  std::string lostRecords;  ///< which records are missing, for people; empty: none that shows
   Ormo::RunnerResult result;
   std::vector<Ormo::RunnerRunResult>
       executions;  ///< of a graph in a session; `result` averages them
   std::vector<Output> outputs;
+
+  bool HasDevice() const { return deviceId != Ormo::ANY_DEVICE_ID; }
 
   bool HasFigures() const { return result.totalCostTime > 0; }
 

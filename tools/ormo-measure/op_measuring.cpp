@@ -5,7 +5,9 @@
 #include "all_candidates.h"
 #include "error_reason.h"
 #include "files.h"
+#include "lost_records.h"
 #include "ormo/ormo_runner.h"
+#include "ormo/ormo_runner_detail.h"
 #include "request_check.h"
 #include "runner_session.h"
 
@@ -13,20 +15,20 @@ namespace OrmoMeasure {
 namespace {
 
 void MeasureRequest(const OpOptions& options, Measurement& measurement) {
-  ErrorContext errors;
   const std::vector<char> text = ReadFile(measurement.model);
   Ormo::ZelnnRunConfig config;
   config.opJson.assign(text.begin(), text.end());
   config.loop = options.loop;
   config.tiling = options.tiling;
   CheckRequest(config.opJson);
-  measurement.status = OrmoZelnnRun(config, measurement.result);
+  Ormo::RunDetail detail;
+  measurement.status = OrmoZelnnRunDetailed(config, {}, measurement.result, detail);
+  measurement.deviceId = detail.deviceId;
+  measurement.reason = JoinLines(detail.reason);
   if (measurement.status == Ormo::STATUS_SUCCESS) {
+    measurement.lostRecords = DescribeLostRecords(detail);
     measurement.SettleByFigures();
-    return;
   }
-  measurement.reason = errors.TakeReason(
-      measurement.status, "the operator is not known, or the platform's log has the reason");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "error_reason.h"
+#include "ormo/ormo_runner_detail.h"
 #include "ormo/status.h"
 
 namespace OrmoMeasure {
@@ -15,7 +16,8 @@ RunnerSession::RunnerSession(Initialize initialize, Finalize finalize,
   config.deviceIds = devices;
   const int status = initialize(config);
   if (status != Ormo::STATUS_SUCCESS) {
-    throw std::runtime_error("the devices cannot be used: " + errors.TakeReason(status));
+    throw std::runtime_error("the devices cannot be used: " +
+                             errors.TakeReason(OrmoGetFailureReason()));
   }
 }
 

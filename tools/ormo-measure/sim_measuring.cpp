@@ -4,6 +4,7 @@
 
 #include "error_reason.h"
 #include "ormo/ormo_runner.h"
+#include "ormo/ormo_runner_detail.h"
 #include "progress.h"
 
 namespace OrmoMeasure {
@@ -14,9 +15,9 @@ class SimulatorSession {
  public:
   SimulatorSession() {
     ErrorContext errors;
-    const int status = OrmoPeltRunnerInit();
-    if (status != Ormo::STATUS_SUCCESS) {
-      throw std::runtime_error("the simulator cannot be used: " + Reason(status, errors));
+    if (OrmoPeltRunnerInit() != Ormo::STATUS_SUCCESS) {
+      throw std::runtime_error("the simulator cannot be used: " +
+                               errors.TakeReason(OrmoGetFailureReason()));
     }
   }
 
@@ -24,13 +25,6 @@ class SimulatorSession {
 
   SimulatorSession(const SimulatorSession&) = delete;
   SimulatorSession& operator=(const SimulatorSession&) = delete;
-
- private:
-  static std::string Reason(int status, ErrorContext& errors) {
-    return status == Ormo::STATUS_FAILED
-               ? "PELTV2 must name its directory, and PELT_SOC_VERSION a chip that it knows"
-               : errors.TakeReason(status);
-  }
 };
 
 Measurement Failed(Measurement measurement, const std::string& reason) {
@@ -47,7 +41,7 @@ Measurement SimulateGraph(const std::string& graph) {
   ErrorContext errors;
   measurement.status = OrmoPeltRun(graph, measurement.result);
   if (measurement.status != Ormo::STATUS_SUCCESS) {
-    return Failed(measurement, errors.TakeReason(measurement.status));
+    return Failed(measurement, errors.TakeReason(OrmoGetFailureReason()));
   }
   if (measurement.result.opCostTimes.empty()) {
     return Failed(measurement, "the graph names no kernels");

@@ -1,5 +1,8 @@
 #include <algorithm>
-#include <iterator>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <optional>
 #include <sstream>
 
 #include "ranking.h"
@@ -39,6 +42,10 @@ std::string BarCell(uint64_t cost, uint64_t total) {
 
 std::string Remark(const Measurement& measurement) {
   std::ostringstream remark;
+  if (!measurement.lostRecords.empty()) {
+    remark << "warning: " << measurement.lostRecords
+           << (measurement.outcome == Outcome::MEASURED ? "" : "; ");
+  }
   switch (measurement.outcome) {
     case Outcome::MEASURED:
       break;
@@ -57,23 +64,56 @@ std::string Remark(const Measurement& measurement) {
   return remark.str();
 }
 
-void PrintRanking(std::ostream& out, const OfflineReport& report) {
-  TextTable table({{"rank", Align::RIGHT},
-                   {"candidate", Align::LEFT},
-                   {"total", Align::RIGHT},
-                   {"to best", Align::RIGHT},
-                   {"wall", Align::RIGHT},
-                   {"", Align::LEFT}});
+// A column of a ranking.
+struct Field {
+  Column column;
+  std::function<std::string(const Measurement&)> cell;
+};
+
+Field DeviceField() {
+  return {{"device", Align::RIGHT}, [](const Measurement& measurement) {
+            return measurement.HasDevice() ? std::to_string(measurement.deviceId) : "-";
+          }};
+}
+
+using Figure = uint64_t (*)(const Measurement&);
+using Format = std::string (*)(uint64_t);
+
+// "-" for candidates without figures.
+Field FigureField(const char* title, Figure figure, Format format = FormatDuration) {
+  return {{title, Align::RIGHT}, [figure, format](const Measurement& measurement) {
+            return measurement.HasFigures() ? format(figure(measurement)) : "-";
+          }};
+}
+
+uint64_t TotalOf(const Measurement& measurement) {
+  return measurement.result.totalCostTime;
+}
+
+Field RatioField(const std::vector<Measurement>& ranking) {
+  return {{"to best", Align::RIGHT}, [&ranking](const Measurement& measurement) {
+            const std::optional<double> ratio = RatioToBest(ranking, measurement);
+            return ratio ? FormatRatio(*ratio) : "-";
+          }};
+}
+
+void PrintRanking(std::ostream& out, const std::vector<Measurement>& ranking,
+                  const std::vector<Field>& fields) {
+  std::vector<Column> columns = {{"rank", Align::RIGHT}, {"candidate", Align::LEFT}};
+  for (const Field& field : fields) {
+    columns.push_back(field.column);
+  }
+  columns.push_back({"", Align::LEFT});
+  TextTable table(columns);
   size_t rank = 0;
-  for (const Measurement& measurement : report.ranking) {
-    const bool ranked = measurement.outcome == Outcome::MEASURED;
-    const bool figures = measurement.HasFigures();
-    const std::optional<double> ratio = RatioToBest(report.ranking, measurement);
-    table.AddRow({ranked ? std::to_string(++rank) : "-", measurement.model,
-                  figures ? FormatDuration(measurement.result.totalCostTime) : "-",
-                  ratio ? FormatRatio(*ratio) : "-",
-                  figures ? FormatDuration(measurement.result.runCostTime) : "-",
-                  Remark(measurement)});
+  for (const Measurement& measurement : ranking) {
+    const bool isRanked = measurement.outcome == Outcome::MEASURED;
+    std::vector<std::string> cells = {isRanked ? std::to_string(++rank) : "-", measurement.model};
+    for (const Field& field : fields) {
+      cells.push_back(field.cell(measurement));
+    }
+    cells.push_back(Remark(measurement));
+    table.AddRow(cells);
   }
   table.Print(out);
 }
@@ -93,30 +133,6 @@ void PrintOperators(std::ostream& out, const Measurement& measurement) {
   for (const OperatorCost& op : operators) {
     table.AddRow({FormatDuration(op.cost), ShareCell(op.cost, total), FormatDuration(op.aicoreCost),
                   op.name, BarCell(op.cost, total)});
-  }
-  table.Print(out);
-}
-
-void PrintRanking(std::ostream& out, const OnlineReport& report) {
-  TextTable table({{"rank", Align::RIGHT},
-                   {"candidate", Align::LEFT},
-                   {"total", Align::RIGHT},
-                   {"to best", Align::RIGHT},
-                   {"fastest", Align::RIGHT},
-                   {"slowest", Align::RIGHT},
-                   {"", Align::LEFT}});
-  size_t rank = 0;
-  for (const Measurement& measurement : report.ranking) {
-    const bool ranked = measurement.outcome == Outcome::MEASURED;
-    std::vector<uint64_t> costs;
-    std::transform(measurement.executions.begin(), measurement.executions.end(),
-                   std::back_inserter(costs), CostOf);
-    const auto [fastest, slowest] = std::minmax_element(costs.begin(), costs.end());
-    const std::optional<double> ratio = RatioToBest(report.ranking, measurement);
-    table.AddRow({ranked ? std::to_string(++rank) : "-", measurement.model,
-                  ranked ? FormatDuration(measurement.result.totalCostTime) : "-",
-                  ratio ? FormatRatio(*ratio) : "-", ranked ? FormatDuration(*fastest) : "-",
-                  ranked ? FormatDuration(*slowest) : "-", Remark(measurement)});
   }
   table.Print(out);
 }
@@ -175,23 +191,20 @@ void PrintOutputs(std::ostream& out, const Measurement& measurement) {
   }
 }
 
-// Candidates that have nothing but a total.
-void PrintRanking(std::ostream& out, const std::vector<Measurement>& ranking, const char* total,
-                  std::string (*format)(uint64_t)) {
-  TextTable table({{"rank", Align::RIGHT},
-                   {"candidate", Align::LEFT},
-                   {total, Align::RIGHT},
-                   {"to best", Align::RIGHT},
-                   {"", Align::LEFT}});
-  size_t rank = 0;
-  for (const Measurement& measurement : ranking) {
-    const bool ranked = measurement.outcome == Outcome::MEASURED;
-    const std::optional<double> ratio = RatioToBest(ranking, measurement);
-    table.AddRow({ranked ? std::to_string(++rank) : "-", measurement.model,
-                  ranked ? format(measurement.result.totalCostTime) : "-",
-                  ratio ? FormatRatio(*ratio) : "-", Remark(measurement)});
+uint64_t FastestOf(const Measurement& measurement) {
+  uint64_t fastest = std::numeric_limits<uint64_t>::max();
+  for (const Ormo::RunnerRunResult& execution : measurement.executions) {
+    fastest = std::min(fastest, CostOf(execution));
   }
-  table.Print(out);
+  return fastest;
+}
+
+uint64_t SlowestOf(const Measurement& measurement) {
+  uint64_t slowest = 0;
+  for (const Ormo::RunnerRunResult& execution : measurement.executions) {
+    slowest = std::max(slowest, CostOf(execution));
+  }
+  return slowest;
 }
 
 void PrintKernels(std::ostream& out, const Measurement& measurement) {
@@ -218,7 +231,10 @@ void PrintTable(std::ostream& out, const OfflineReport& report) {
   const OfflineOptions& options = report.options;
   const char* method = options.prof ? "from profiling records" : "by wall clock";
   PrintConditions(out, report, method, options.loop);
-  PrintRanking(out, report);
+  const Figure wall = [](const Measurement& m) { return m.result.runCostTime; };
+  PrintRanking(out, report.ranking,
+               {DeviceField(), FigureField("total", TotalOf), RatioField(report.ranking),
+                FigureField("wall", wall)});
   for (const Measurement& measurement : report.ranking) {
     PrintOperators(out, measurement);
   }
@@ -228,7 +244,9 @@ void PrintTable(std::ostream& out, const OnlineReport& report) {
   const bool checks = report.options.check;
   PrintConditions(out, report, checks ? "checked without figures" : "from profiling records",
                   checks ? 1 : report.options.loop);
-  PrintRanking(out, report);
+  PrintRanking(out, report.ranking,
+               {FigureField("total", TotalOf), RatioField(report.ranking),
+                FigureField("fastest", FastestOf), FigureField("slowest", SlowestOf)});
   for (const Measurement& measurement : report.ranking) {
     PrintOperators(out, measurement);
     PrintExecutions(out, measurement);
@@ -238,7 +256,8 @@ void PrintTable(std::ostream& out, const OnlineReport& report) {
 
 void PrintTable(std::ostream& out, const OpReport& report) {
   PrintConditions(out, report, "from profiling records", report.options.loop);
-  PrintRanking(out, report.ranking, "total", FormatDuration);
+  PrintRanking(out, report.ranking,
+               {DeviceField(), FigureField("total", TotalOf), RatioField(report.ranking)});
   for (const Measurement& measurement : report.ranking) {
     PrintOperators(out, measurement);
   }
@@ -246,7 +265,8 @@ void PrintTable(std::ostream& out, const OpReport& report) {
 
 void PrintTable(std::ostream& out, const SimReport& report) {
   out << report.soc << ", simulated by " << report.simulator << "\n\n";
-  PrintRanking(out, report.ranking, "total ticks", FormatTicks);
+  PrintRanking(out, report.ranking,
+               {FigureField("total ticks", TotalOf, FormatTicks), RatioField(report.ranking)});
   for (const Measurement& measurement : report.ranking) {
     PrintKernels(out, measurement);
   }
