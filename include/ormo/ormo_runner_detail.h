@@ -35,6 +35,7 @@ class CancelState;
 
 /// Ends calls from another thread. Copies are the same token. Any thread may use it, also while
 /// calls do, and it may go before they end; not from a signal handler.
+// NOLINTNEXTLINE(cppcoreguidelines-special-member-functions): a move is a copy, no token is empty
 class ORMO_EXPORT CancelToken {
  public:
   /// Holds a descriptor as long as there is a copy. Throws std::system_error when there is none to
@@ -143,9 +144,10 @@ ORMO_EXPORT int OrmoOnlineRunDetailed(const ox::Graph& graph, Ormo::RunnerConfig
                                       std::vector<Ormo::RunnerRunResult>& results,
                                       Ormo::RunDetail& detail);
 
-/// Why the calling thread's latest plain call of ormo_runner.h failed, in the library's own words
-/// and at most 1,023 bytes; empty when it succeeded. What the platform knows is with the error
-/// manager, which is left alone. Valid until the thread's next call or end. Does not block.
+/// Why the calling thread's latest call that returns a status without a RunDetail failed (those of
+/// ormo_runner.h, and below), in the library's own words and at most 1,023 bytes; empty when it
+/// succeeded. What the platform knows is with the error manager, which is left alone. Valid until
+/// the thread's next call or end. Does not block.
 ORMO_EXPORT const char* OrmoGetFailureReason();
 
 /// A status of status.h in words, in English; a text of its own for any other. Static; any thread,
