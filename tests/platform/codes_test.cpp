@@ -9,6 +9,7 @@
 #include "platform/attention_call.h"
 #include "platform/platform_test.h"
 #include "support/matchers.h"
+#include "zel/zel_mdl_info.h"
 #include "zel/zel_prof.h"
 
 namespace Ormo::Testing {
@@ -114,6 +115,8 @@ TEST_F(CodesTest, OfModelsAndTheirData) {
   dims.dimCount = ZEL_MAX_DIM_CNT + 1;
   const int64_t one = 1;
   zelTensorDesc* shape = zelCreateTensorDesc(0, 1, &one, 0);
+  zelmdlTensorInfo tensor = {};
+  zelmdlDynamicInfo settings = {};
   EXPECT_THAT(
       (Codes{zelmdlQuerySizeFromMem(nullptr, 1, &size_, &size_),
              zelmdlQuerySizeFromMem(text, length, nullptr, &size_),
@@ -122,7 +125,10 @@ TEST_F(CodesTest, OfModelsAndTheirData) {
              zelmdlLoadFromMem(nullptr, 1, &number_), zelmdlLoadFromMem(text, length, nullptr),
              zelmdlLoadFromMemWithMem(text, length, nullptr, memory_, 8, memory_, 8),
              zelmdlGetInputIndexByName(desc_, nullptr, &size_),
-             zelmdlGetInputIndexByName(desc_, "x", nullptr),
+             zelmdlGetInputIndexByName(desc_, "x", nullptr), zelmdlGetInputInfo(desc_, 0, nullptr),
+             zelmdlGetOutputInfo(desc_, 0, nullptr), zelmdlGetDynamicInfo(desc_, nullptr),
+             zelmdlGetMemoryInfo(desc_, nullptr, &size_),
+             zelmdlGetMemoryInfo(desc_, &size_, nullptr),
              zelmdlSetInputDynamicDims(id_, data_, 0, nullptr),
              zelmdlSetInputDynamicDims(id_, data_, 0, &dims)}),
       Each(400001));
@@ -132,14 +138,20 @@ TEST_F(CodesTest, OfModelsAndTheirData) {
                      zelmdlSetDynamicBatchSize(0, data_, 0, 1), zelmdlExecute(0, data_, data_)}),
               Each(410002));
   EXPECT_THAT(
-      (Codes{zelmdlGetDesc(nullptr, id_), zelmdlDestroyDesc(nullptr), zelmdlDestroyDataset(nullptr),
-             zelmdlAddDatasetBuffer(data_, nullptr), zelmdlAddDatasetBuffer(nullptr, buffer_),
+      (Codes{zelmdlGetDesc(nullptr, id_), zelmdlGetInputInfo(nullptr, 0, &tensor),
+             zelmdlGetOutputInfo(nullptr, 0, &tensor), zelmdlGetDynamicInfo(nullptr, &settings),
+             zelmdlGetMemoryInfo(nullptr, &size_, &size_), zelmdlDestroyDesc(nullptr),
+             zelmdlDestroyDataset(nullptr), zelmdlAddDatasetBuffer(data_, nullptr),
+             zelmdlAddDatasetBuffer(nullptr, buffer_),
              zelmdlSetDatasetTensorDesc(data_, nullptr, 0), zelDestroyDataBuffer(nullptr),
              zelmdlExecute(id_, nullptr, data_), zelmdlExecute(id_, data_, nullptr),
              zelDestroyTensor(nullptr), zelDestroyIntArray(nullptr), zelDestroyFloatArray(nullptr),
              zelDestroyBoolArray(nullptr), ForwardCall().Execute(memory_),
              BackwardCall().Execute(memory_)}),
       Each(400006));
+  EXPECT_THAT(
+      (Codes{zelmdlGetInputInfo(desc_, 1, &tensor), zelmdlGetOutputInfo(desc_, 1, &tensor)}),
+      Each(400008));
   EXPECT_THAT((Codes{zelmdlGetInputIndexByName(desc_, "z", &size_),
                      zelmdlSetDatasetTensorDesc(data_, shape, 1),
                      zelmdlSetDynamicBatchSize(id_, data_, 0, 1)}),

@@ -77,9 +77,9 @@ std::vector<ox::Tensor> SessionGraph::Execute(const std::vector<ox::Tensor>& inp
 std::map<ox::TarnString, ox::Tensor> SessionGraph::NameOutputs(
     const std::vector<ox::Tensor>& outputs) const {
   std::map<ox::TarnString, ox::Tensor> named;
-  std::vector<std::string> names = model_->GetModel().GetProgram().OutputNames();
-  for (size_t i = 0; i < names.size(); ++i) {
-    named[names[i].c_str()] = outputs[i];
+  const std::vector<TensorDescription>& described = model_->GetModel().Description().outputs;
+  for (size_t i = 0; i < described.size(); ++i) {
+    named[described[i].name.c_str()] = outputs[i];
   }
   return named;
 }

@@ -82,7 +82,7 @@ std::vector<TensorSpec> LoadedModel::Outputs(const Execution& execution) const {
 
 void LoadedModel::Execute(const Execution& execution, const DatasetPair* datasets) {
   CheckCount(execution.inputs, model_.Description().inputs.size(), " input buffers");
-  CheckCount(execution.outputs, model_.Description().outputBytes.size(), " output buffers");
+  CheckCount(execution.outputs, model_.Description().outputs.size(), " output buffers");
   std::vector<Shape> shapes = InputShapes(execution);
   const std::lock_guard<std::mutex> lock(mutex_);
   if (const Plan* plan = model_.FindPlan(execution.setting)) {

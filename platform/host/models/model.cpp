@@ -12,6 +12,13 @@ namespace {
 // Bytes of the input that carries a setting.
 constexpr size_t SETTING_BYTES = 8;
 
+// Sizes are as large as any plan makes them.
+void Enlarge(std::vector<TensorDescription>& tensors, const std::vector<size_t>& bytes) {
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    tensors[i].bytes = std::max(tensors[i].bytes, bytes[i]);
+  }
+}
+
 }  // namespace
 
 Model::Model(std::string_view image) : Model(ParseGraph(image)) {}
@@ -27,23 +34,23 @@ Model::Model(Graph graph) : program_(std::move(graph)) {
 }
 
 void Model::Describe() {
-  std::vector<std::string> names = program_.InputNames();
-  std::vector<size_t> inputBytes = program_.DeclaredInputBytes();
-  for (size_t i = 0; i < names.size(); ++i) {
-    description_.inputs.push_back({names[i], inputBytes[i]});
-  }
-  description_.outputBytes = program_.DeclaredOutputBytes();
+  description_.inputs = program_.DeclaredInputs();
+  description_.outputs = program_.DeclaredOutputs();
+  description_.weightBytes = program_.WeightBytes();
   for (const auto& [setting, plan] : plans_) {
-    workBytes_ = std::max(workBytes_, plan.workBytes);
-    for (size_t i = 0; i < plan.inputBytes.size(); ++i) {
-      description_.inputs[i].bytes = std::max(description_.inputs[i].bytes, plan.inputBytes[i]);
-    }
-    for (size_t i = 0; i < plan.outputBytes.size(); ++i) {
-      description_.outputBytes[i] = std::max(description_.outputBytes[i], plan.outputBytes[i]);
-    }
+    description_.workBytes = std::max(description_.workBytes, plan.workBytes);
+    Enlarge(description_.inputs, plan.inputBytes);
+    Enlarge(description_.outputs, plan.outputBytes);
   }
-  if (program_.Dynamic() != DynamicKind::NONE) {
-    description_.inputs.push_back({ZEL_DYNAMIC_TENSOR_NAME, SETTING_BYTES});
+  description_.dynamicKind = program_.Dynamic();
+  if (description_.dynamicKind == DynamicKind::NONE) {
+    return;
+  }
+  description_.inputs.push_back(
+      {ZEL_DYNAMIC_TENSOR_NAME, SETTING_BYTES, {{1}, ox::DT_INT64, ox::FORMAT_ND}});
+  description_.settingCount = program_.Settings().size();
+  for (const Setting& setting : program_.Settings()) {
+    description_.settings.insert(description_.settings.end(), setting.begin(), setting.end());
   }
 }
 

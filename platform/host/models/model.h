@@ -4,6 +4,7 @@
 #define ORMO_HOST_MODELS_MODEL_H
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
@@ -13,14 +14,14 @@
 
 namespace OrmoHost {
 
-struct InputDescription {
-  std::string name;
-  size_t bytes;  ///< 0: depends on shapes that come with the execution
-};
-
 struct ModelDescription {
-  std::vector<InputDescription> inputs;
-  std::vector<size_t> outputBytes;
+  std::vector<TensorDescription> inputs;
+  std::vector<TensorDescription> outputs;
+  DynamicKind dynamicKind = DynamicKind::NONE;
+  size_t settingCount = 0;
+  std::vector<int64_t> settings;  ///< their values, one after another
+  size_t workBytes = 0;           ///< of the largest setting; 0: comes with the execution
+  size_t weightBytes = 0;
 };
 
 class Model {
@@ -35,8 +36,7 @@ class Model {
   /// Sizes for the largest setting; a dynamic model has one input more, for the setting.
   const ModelDescription& Description() const { return description_; }
 
-  /// Work memory of the largest setting; 0 when it depends on shapes that come with the execution.
-  size_t WorkBytes() const { return workBytes_; }
+  size_t WorkBytes() const { return description_.workBytes; }
 
   /// The plan for a declared setting, or for the declared shapes when the setting is empty. Null
   /// when there is none.
@@ -48,7 +48,6 @@ class Model {
   Program program_;
   std::map<Setting, Plan> plans_;
   ModelDescription description_;
-  size_t workBytes_ = 0;
 };
 
 }  // namespace OrmoHost

@@ -168,22 +168,14 @@ void Program::CheckDynamic() const {
   }
 }
 
-std::vector<std::string> Program::Names(const std::vector<size_t>& nodes) const {
-  std::vector<std::string> names;
-  names.reserve(nodes.size());
-  for (size_t index : nodes) {
-    names.push_back(graph_.nodes[index].name);
-  }
-  return names;
-}
-
-std::vector<size_t> Program::DeclaredBytes(const std::vector<size_t>& nodes) const {
-  std::vector<size_t> bytes;
+std::vector<TensorDescription> Program::Describe(const std::vector<size_t>& nodes) const {
+  std::vector<TensorDescription> tensors;
   for (size_t index : nodes) {
     const GraphNode& node = graph_.nodes[index];
-    bytes.push_back(HasUnknownDim(node.output.shape) ? 0 : CountBytes(node.output, node.name));
+    size_t bytes = HasUnknownDim(node.output.shape) ? 0 : CountBytes(node.output, node.name);
+    tensors.push_back({node.name, bytes, node.output});
   }
-  return bytes;
+  return tensors;
 }
 
 std::vector<Shape> Program::ApplySetting(const Setting& setting) const {

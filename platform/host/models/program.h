@@ -38,6 +38,13 @@ struct Plan {
   std::vector<Step> steps;
 };
 
+/// An input or output as declared.
+struct TensorDescription {
+  std::string name;
+  size_t bytes;  ///< 0: depends on shapes that come with the execution
+  TensorSpec spec;
+};
+
 /// A graph whose nodes fit each other, split into inputs (Data), weights (Const) and steps (all
 /// other nodes, in order). The nodes that no other node reads are the outputs.
 class Program {
@@ -48,9 +55,9 @@ class Program {
   /// The input shapes as declared.
   const std::vector<Shape>& InputShapes() const { return inputShapes_; }
 
-  std::vector<std::string> InputNames() const { return Names(inputs_); }
+  std::vector<TensorDescription> DeclaredInputs() const { return Describe(inputs_); }
 
-  std::vector<std::string> OutputNames() const { return Names(outputs_); }
+  std::vector<TensorDescription> DeclaredOutputs() const { return Describe(outputs_); }
 
   const std::vector<StepLabel>& StepLabels() const { return labels_; }
 
@@ -60,11 +67,6 @@ class Program {
 
   /// The declared input shapes with the values of a setting in place of their unknown dimensions.
   std::vector<Shape> ApplySetting(const Setting& setting) const;
-
-  /// Bytes of inputs and outputs as declared; 0 where a dimension is unknown.
-  std::vector<size_t> DeclaredInputBytes() const { return DeclaredBytes(inputs_); }
-
-  std::vector<size_t> DeclaredOutputBytes() const { return DeclaredBytes(outputs_); }
 
   /// Whether all shapes are known without a setting or a shape from the caller.
   bool IsStatic() const;
@@ -80,8 +82,7 @@ class Program {
   void CheckNode(size_t index) const;
   void CheckDynamic() const;
   void SortNodes();
-  std::vector<std::string> Names(const std::vector<size_t>& nodes) const;
-  std::vector<size_t> DeclaredBytes(const std::vector<size_t>& nodes) const;
+  std::vector<TensorDescription> Describe(const std::vector<size_t>& nodes) const;
 
   Graph graph_;
   std::vector<size_t> inputs_;  ///< indices of the Data nodes

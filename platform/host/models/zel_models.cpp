@@ -140,8 +140,7 @@ size_t zelmdlGetNumInputs(zelmdlDesc* desc) {
 }
 
 size_t zelmdlGetNumOutputs(zelmdlDesc* desc) {
-  return Attempt("zelmdlGetNumOutputs",
-                 [&] { return Single<Descs>().Get(desc)->outputBytes.size(); });
+  return Attempt("zelmdlGetNumOutputs", [&] { return Single<Descs>().Get(desc)->outputs.size(); });
 }
 
 size_t zelmdlGetInputSizeByIndex(zelmdlDesc* desc, size_t index) {
@@ -157,8 +156,8 @@ size_t zelmdlGetOutputSizeByIndex(zelmdlDesc* desc, size_t index) {
   return Attempt("zelmdlGetOutputSizeByIndex", [&] {
     Note(index);
     std::shared_ptr<ModelDescription> found = Single<Descs>().Get(desc);
-    Require(index < found->outputBytes.size(), OUT_OF_RANGE);
-    return found->outputBytes[index];
+    Require(index < found->outputs.size(), OUT_OF_RANGE);
+    return found->outputs[index].bytes;
   });
 }
 
