@@ -3,10 +3,10 @@
 ///
 /// Everything of ormo_runner.h holds here, too: threads, ends, exceptions. What is new:
 ///
-/// **Records that grow.** RunRequest and RunDetail begin with their size, which they set
-/// themselves: do not change it. A later library may add members at their ends; it leaves alone
-/// what lies beyond the size that it finds, and takes the defaults for what a caller does not have.
-/// A size below that of the record's first version gives STATUS_INVALID_PARAM, and nothing is
+/// **Records that grow.** RunRequest, RunDetail and OfflineModelInfo begin with their size, which
+/// they set themselves: do not change it. A later library may add members at their ends; it leaves
+/// alone what lies beyond the size that it finds, and takes the defaults for what a caller does not
+/// have. A size below that of the record's first version gives STATUS_INVALID_PARAM, and nothing is
 /// written.
 ///
 /// **Reasons.** A detailed call puts into its RunDetail why it failed, for that call alone,
@@ -117,6 +117,41 @@ struct RunDetail {
   uint64_t operatorsOutside = 0;
 };
 
+/// What a loaded model is. Reset by the call, filled when that succeeds. Entry i of a vector is
+/// that of input or output i.
+///
+/// Inputs are all those that a run wants a buffer for. In a model with declared dynamic settings
+/// the last one, "tarn_mbatch_shape_data", is the platform's own: it has a buffer like the others,
+/// and a run puts its setting there.
+///
+/// The platform tells the sizes; from the names on, what it cannot tell is unknown.
+struct OfflineModelInfo {
+  uint32_t size = sizeof(OfflineModelInfo);
+  /// The device that holds the model.
+  uint32_t deviceId = ANY_DEVICE_ID;
+  /// Bytes, for the largest setting that is declared; 0: known only at execution.
+  std::vector<uint64_t> inputSizes;
+  std::vector<uint64_t> outputSizes;
+  /// Of all inputs, or of all outputs; empty when unknown.
+  std::vector<std::string> inputNames;
+  std::vector<std::string> outputNames;
+  /// Element types as in OrmoDataInfo::dataType; known with the names.
+  std::vector<uint32_t> inputTypes;
+  std::vector<uint32_t> outputTypes;
+  /// As declared, -1 for a dimension that is open; known with the names.
+  std::vector<std::vector<int64_t>> inputShapes;
+  std::vector<std::vector<int64_t>> outputShapes;
+  /// Whether the next two are known; they are empty when not.
+  bool isDynamicKnown = false;
+  /// The settings that the model was declared with, as RunnerConfig takes them; empty: none.
+  std::string dynamicType;
+  std::vector<std::string> dynamicParams;
+  /// Bytes of device memory that the model has for its work and its weights; 0: none, unknown, or,
+  /// for its work, known only at execution.
+  uint64_t workSize = 0;
+  uint64_t weightSize = 0;
+};
+
 }  // namespace Ormo
 
 extern "C" {
@@ -163,6 +198,12 @@ ORMO_EXPORT int OrmoGetDeviceCount(uint32_t& count);
 /// `model.modelId` and `model.deviceId` say which it is and where; else both are undefined.
 /// STATUS_FAILED also when the device has no worker.
 ORMO_EXPORT int OrmoOfflineLoadOnDevice(Ormo::ModelInfo& model, uint32_t deviceId);
+
+/// Tells what a loaded model is. Waits for the worker of the model's device, and so for the runs
+/// that are queued before, but takes no lock. STATUS_INVALID_PARAM for a model that is not loaded,
+/// and, with nothing written, for a record that is too small; STATUS_FAILED when the platform does
+/// not describe the model, or the runner is finalised before.
+ORMO_EXPORT int OrmoOfflineGetModelInfo(uint32_t modelId, Ormo::OfflineModelInfo& info);
 
 }  // extern "C"
 

@@ -6,15 +6,13 @@
 #include "common/log.h"
 #include "common/status_translation.h"
 #include "common/string_utils.h"
+#include "model/dynamic_types.h"
 #include "model/model_manager.h"
 #include "ormo/status.h"
 
 namespace Ormo {
 namespace {
 
-constexpr char BATCH_SIZE_TYPE[] = "dynamic_batch_size";
-constexpr char IMAGE_SIZE_TYPE[] = "dynamic_image_size";
-constexpr char DIMS_TYPE[] = "dynamic_dims";
 constexpr char DELIMITER = ',';
 constexpr unsigned long MAX_DIM = std::numeric_limits<int64_t>::max();
 

@@ -6,6 +6,7 @@
 #include "common/platform_handles.h"
 #include "common/scope_exit.h"
 #include "common/status_translation.h"
+#include "model/model_info.h"
 #include "model/model_manager.h"
 #include "ormo/status.h"
 #include "zel/zel.h"
@@ -95,17 +96,7 @@ ModelManager::~ModelManager() {
 }
 
 int ModelManager::CreateDesc() {
-  modelDesc_ = zelmdlCreateDesc();
-  if (modelDesc_ == nullptr) {
-    ORMO_LOG_ERROR("Create model description failed, ret : nullptr");
-    return STATUS_FAILED;
-  }
-  const int32_t code = zelmdlGetDesc(modelDesc_, modelId_);
-  if (code != 0) {
-    ORMO_LOG_ERROR("Get model description failed, ret : %d", code);
-    return STATUS_FAILED;
-  }
-  return STATUS_SUCCESS;
+  return CreateModelDesc(modelId_, modelDesc_);
 }
 
 int ModelManager::CheckInput(const std::vector<OrmoDataInfo>& inputs) const {

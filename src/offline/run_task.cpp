@@ -5,6 +5,7 @@
 #include "common/run_watch.h"
 #include "common/scope_exit.h"
 #include "device/device_manager.h"
+#include "model/model_info.h"
 #include "model/model_manager.h"
 #include "ormo/ormo_error_manager.h"
 #include "ormo/status.h"
@@ -94,6 +95,17 @@ int RunTask::RunModel(const RunnerConfig& config, RunInfo& info,
   }
   ORMO_LOG_INFO("Run model task end");
   return status;
+}
+
+int RunTask::DescribeModel(uint32_t modelId, OfflineModelInfo& info,
+                           const error_message::Context& context, uint32_t deviceId) {
+  ORMO_LOG_INFO("Describe model task start, modelId : %u, deviceId : %u", modelId, deviceId);
+  OrmoErrorManager::GetInstance().OrmoSetErrorContext(context);
+  if (InitRunManager(deviceId) != STATUS_SUCCESS || !runManagers_.Get(deviceId).IsReady()) {
+    return STATUS_FAILED;
+  }
+  info.deviceId = deviceId;
+  return Ormo::DescribeModel(modelId, info);
 }
 
 void RunTask::UnloadModel(const uint32_t& modelId, const error_message::Context& context,

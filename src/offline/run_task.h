@@ -8,6 +8,7 @@
 
 #include "device/manager_map.h"
 #include "model/run_manager.h"
+#include "ormo/ormo_runner_detail.h"
 #include "ormo/runner_types.h"
 
 namespace Ormo {
@@ -35,6 +36,10 @@ class RunTask {
   /// Loads the model that `config` names, runs it and unloads it.
   static int RunModel(const RunnerConfig& config, RunInfo& info,
                       const error_message::Context& context, uint32_t deviceId);
+
+  /// Tells what the loaded model is. Does not lock the device.
+  static int DescribeModel(uint32_t modelId, OfflineModelInfo& info,
+                           const error_message::Context& context, uint32_t deviceId);
 
   static void UnloadModel(const uint32_t& modelId, const error_message::Context& context,
                           uint32_t deviceId);

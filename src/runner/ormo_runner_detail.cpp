@@ -1,6 +1,5 @@
 #include "ormo/ormo_runner_detail.h"
 
-#include <cstddef>
 #include <optional>
 #include <utility>
 
@@ -16,6 +15,7 @@
 #include "ormo/ormo_error_manager.h"
 #include "ormo/status.h"
 #include "runner/offline_calls.h"
+#include "runner/record_size.h"
 #include "single_op/zelnn_runner.h"
 #include "zel/zel.h"
 
@@ -54,14 +54,6 @@ namespace {
 // The last members of the records' first version.
 constexpr auto LAST_OF_REQUEST = &RunRequest::profilingEnd;
 constexpr auto LAST_OF_DETAIL = &RunDetail::operatorsOutside;
-
-// Whether the caller's record, which may be of another version, has the member.
-template <typename Record, typename Member>
-bool Has(const Record& record, Member Record::*member) {
-  const auto* begin = reinterpret_cast<const char*>(&record);
-  const auto* end = reinterpret_cast<const char*>(&(record.*member) + 1);
-  return static_cast<size_t>(end - begin) <= record.size;
-}
 
 // A work stream of the calling thread's own, for one call.
 class OwnWorkStream {

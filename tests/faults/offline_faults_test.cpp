@@ -29,6 +29,7 @@ class OfflineFaultsTest : public FaultSweepTest {
       {"offline, loaded from memory, profiled", RunLoadedImageProfiled},
       {"offline, once, profiled", RunOnceProfiled},
       {"offline, detailed", RunOnceDetailed},
+      {"offline, described", DescribeLoaded},
       {"offline, once, in memory of the library's own", RunOnceInOwnMemory},
       {"offline, once, with a dynamic batch", RunOnceWithBatch}};
   const std::string life_ = "offline, once, with initialisation and finalisation";

@@ -124,4 +124,28 @@ int RunOnce() {
   return RunOnce(MakeConfig(SMALL_GRAPH, false));
 }
 
+int DescribeLoaded() {
+  ModelInfo model;
+  model.modelData = AsBuffer(BATCH_GRAPH);
+  OfflineModelInfo info;
+  info.deviceId = 4711;
+  info.inputNames = {"stale"};
+  int status = OrmoOfflineLoadOnDevice(model, 1);
+  if (status != STATUS_SUCCESS) {
+    return status;
+  }
+  try {
+    status = OrmoOfflineGetModelInfo(model.modelId, info);
+  } catch (...) {
+    EXPECT_TRUE(info.deviceId == ANY_DEVICE_ID && info.inputNames.empty());
+    OrmoOfflineUnloadModel(model.modelId);
+    throw;
+  }
+  EXPECT_EQ(info.deviceId, status == STATUS_SUCCESS ? 1 : ANY_DEVICE_ID);
+  EXPECT_TRUE(info.inputNames.empty() ||
+              (status == STATUS_SUCCESS && info.inputNames.size() == info.inputSizes.size()));
+  OrmoOfflineUnloadModel(model.modelId);
+  return status;
+}
+
 }  // namespace Ormo::Testing

@@ -21,6 +21,8 @@ int RunOnceInOwnMemory();
 int RunOnceWithBatch();
 /// By wall clock, with buffers of the model's own sizes.
 int RunOnce();
+/// Loads a model on a device, asks what it is and unloads it.
+int DescribeLoaded();
 
 }  // namespace Ormo::Testing
 
