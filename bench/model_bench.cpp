@@ -6,6 +6,8 @@
 #include <set>
 #include <string>
 
+#include "common/call_context.h"
+#include "common/run_watch.h"
 #include "common/utils.h"
 #include "compare.h"
 #include "model/run_manager.h"
@@ -92,6 +94,30 @@ void LoopIteration(benchmark::State& state) {
 }
 
 BENCHMARK(LoopIteration)->Iterations(ROUNDS);
+
+// The same for a call that asks for the time of each execution; target: at most 1.25 times one that
+// does not.
+void LoopIterationInDetail(benchmark::State& state) {
+  const EmptyModel model;
+  RunManager manager;
+  Require(manager.Init(0) == 0);
+  RunnerConfig config;
+  config.loop = 1000;
+  RunInfo info;
+  info.modelId = model.Id();
+  const auto measure = [&] { Require(manager.Process(config, info) == 0); };
+  const auto measureInDetail = [&] {
+    RunWatch watch;
+    char reason[CallContext::REASON_SIZE];
+    const CallContext call(watch, reason);
+    measure();
+    Require(watch.wallTimes.size() == config.loop);
+  };
+  Compare(state, config.loop, 1.25, measureInDetail, measure);
+  manager.Finalize();
+}
+
+BENCHMARK(LoopIterationInDetail)->Iterations(ROUNDS);
 
 }  // namespace
 }  // namespace Ormo::Bench

@@ -1,11 +1,14 @@
 #include <fcntl.h>
 
+#include <optional>
 #include <regex>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "common/call_context.h"
 #include "common/file_descriptor.h"
+#include "common/run_watch.h"
 #include "model/model_test.h"
 
 namespace {
@@ -171,13 +174,21 @@ TEST_F(RunManagerTest, TimesAreThoseOfTheExecutionsAndOneAtTheBoundEndsTheLoop) 
       const LogCapture log;
       next = 0;
       config_.runTimeBound = bound;
-      EXPECT_EQ(Process(), status);
+      RunWatch watch;
+      char reason[CallContext::REASON_SIZE];
+      CallContext call(watch, reason);
+      EXPECT_EQ(call.End(Process()), status);
       EXPECT_EQ(next, executions);
       EXPECT_EQ(info_.runCostTime, time);
       EXPECT_EQ(log.Count(DLOG_DEBUG, "execute time : "), prof ? 0 : executions);
       EXPECT_EQ(log.Contains(DLOG_INFO, "Execute model out of bound, index = " +
                                             std::to_string(executions - 1)),
                 !prof && status == STATUS_OUT_OF_BOUND);
+      EXPECT_EQ(watch.executionsBegun, executions);
+      EXPECT_EQ(watch.wallTimes, std::vector<uint64_t>(times, times + executions));
+      EXPECT_EQ(watch.boundExecution, status == STATUS_SUCCESS
+                                          ? std::nullopt
+                                          : std::make_optional<uint32_t>(executions - 1));
     }
     config_.loop = 0;
     EXPECT_EQ(Process(), STATUS_SUCCESS);
