@@ -17,7 +17,7 @@ class CancelState {
  public:
   /// Throws std::system_error when there is no descriptor to be had.
   CancelState();
-
+  ~CancelState() = default;
   CancelState(const CancelState&) = delete;
   CancelState& operator=(const CancelState&) = delete;
 

@@ -29,7 +29,6 @@ using Ormo::RunnerConfig;
 using Ormo::RunnerResult;
 using Ormo::RunnerRunResult;
 using Ormo::RunRequest;
-using Ormo::RunWatch;
 using Ormo::ZelnnRunConfig;
 using Ormo::ZelnnRunner;
 

@@ -27,7 +27,7 @@ class LockHolder {
  public:
   explicit LockHolder(const std::string& file) {
     std::array<int, 2> ends = {};
-    EXPECT_EQ(pipe(ends.data()), 0);
+    EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
     child_ = fork();
     if (child_ == 0) {
       struct flock lock = {};

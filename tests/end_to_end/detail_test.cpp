@@ -24,6 +24,7 @@ uint64_t Mean(const std::vector<uint64_t>& values) {
 
 std::vector<uint64_t> Costs(const std::vector<RunnerRunResult>& executions) {
   std::vector<uint64_t> costs;
+  costs.reserve(executions.size());
   for (const RunnerRunResult& execution : executions) {
     costs.push_back(execution.modelInfos.at(0).costTime);
   }
