@@ -150,6 +150,14 @@ TEST_F(RunManagerTest, MemoryIsCheckedForAllBuffersAndAgainForEach) {
     EXPECT_THAT(lines, EndsWith(warnings));
     manager.Finalize();
   }
+  // Before anything else, and also when a small buffer comes first.
+  OrmoHost::SetSocName("TarnLake1");
+  LeaveMemory(2048, false, true);
+  config_ = given;
+  config_.inputs[0].size = 1;
+  EXPECT_EQ(Process(), STATUS_NOT_ENOUGH_MEMORY);
+  LeaveMemory(2049, false, true);
+  EXPECT_EQ(Process(), STATUS_FAILED);
 }
 
 TEST_F(RunManagerTest, TimesAreThoseOfTheExecutionsAndOneAtTheBoundEndsTheLoop) {
