@@ -16,16 +16,25 @@ TEST_F(DriverOffline, InputsComeFromFilesAndOutputsGoToFiles) {
   const std::string input = File("in:put.bin", "abcd");
   for (const char* how : {"--prof", "--wall", "--from-file"}) {
     SCOPED_TRACE(how);
-    std::filesystem::remove(output_);
-    const DriverRun run =
-        RunDriver({"offline", how, "--input", input, "--output", output_ + ":4", copy});
-    EXPECT_EQ(run.exitStatus, 0) << run.output << run.errors;
-    EXPECT_EQ(ReadFile(output_), "abcd");
+    for (const char* size : {"", ":4"}) {
+      const DriverRun run =
+          RunDriver({"offline", how, "--input", input, "--output", output_ + size, copy});
+      EXPECT_EQ(run.exitStatus, 0) << run.output << run.errors;
+      EXPECT_EQ(ReadFile(output_), "abcd");
+      std::filesystem::remove(output_);
+    }
   }
   const json lost = Measure({"offline", "--output", "/dev/full:4", copy}, 1)["candidates"][0];
   EXPECT_EQ(lost.value("outcome", "") + lost.value("reason", ""),
             "failed/dev/full cannot be written");
   EXPECT_EQ(lost.value("status", 1), 0);
+  const std::string open =
+      File("open.json",
+           Graph({Node("x", "Data", "", {-1}), Node("y", "Spin", "\"x\"", {-1}, "\"ns\": 0")}));
+  const json untold =
+      Measure({"offline", "--input", File("x", "abcd") + ":1", "--output", output_, open}, 1);
+  EXPECT_EQ(untold["candidates"][0]["reason"],
+            "the model does not tell the size of the output for " + output_);
 }
 
 TEST_F(DriverOffline, TheDynamicBatchIsSetAndTheInputBringsItsShape) {
@@ -38,6 +47,9 @@ TEST_F(DriverOffline, TheDynamicBatchIsSetAndTheInputBringsItsShape) {
        "--input", File("setting", std::string(8, '\0')), "--output", output_ + ":16", model});
   EXPECT_EQ(run.exitStatus, 0) << run.output << run.errors;
   EXPECT_EQ(ReadFile(output_), "abcdefghijklmnop");
+  EXPECT_EQ(RunDriver({"offline", "--dynamic-batch", "2", "--output", output_, model}).exitStatus,
+            0);
+  EXPECT_EQ(ReadFile(output_).size(), 24U) << "of the largest setting";
   for (const auto& [option, value] :
        {std::pair("--dynamic-batch", "4"), {"--dynamic-image", "2,2"}}) {
     EXPECT_EQ(Measure({"offline", option, value, model}, 1)["candidates"][0]["status"], 3004);
@@ -142,7 +154,7 @@ TEST_F(DriverOffline, ABoundStopIsNoFailureAndHasFiguresWhenItIsProfiled) {
 TEST_F(DriverOffline, AModelThatDoesNotFitIsSkippedWhereMemoryIsChecked) {
   const std::string model = File("big.json", AddGraph(1048576, 1));
   const std::vector<std::string> small = {"ORMO_HOST_MEMORY=1048576"};
-  json skipped = Measure({"offline", model}, 0, small)["candidates"][0];
+  json skipped = Measure({"offline", "--output", output_, model}, 0, small)["candidates"][0];
   EXPECT_EQ(skipped["outcome"], "skipped");
   EXPECT_EQ(skipped["status"], 204);
   EXPECT_THAT(skipped["reason"], HasSubstr("4194304 byte(s) are needed, 1048576 free"));

@@ -28,7 +28,7 @@ TEST_F(DriverUsage, OptionsThatCannotBeUsedAreRefusedWithWhatWasExpected) {
        "--dynamic-dims: '8,x' is not 1 to 128 positive integers"},
       {{"offline", "--dynamic-batch", "8", "--dynamic-dims", "8"}, "excludes"},
       {{"offline", "--input", "/no/such/file:2x2"}, "File does not exist: /no/such/file"},
-      {{"offline", "--output", "out.bin"}, "--output: 'out.bin' is not FILE:BYTES"},
+      {{"offline", "--output", "out.bin:0"}, "--output: 'out.bin:0' is not FILE or FILE:BYTES"},
       {{"offline", "--output", "out.bin:4", model}, "--output: needs a single MODEL"},
       {{"offline", "--trace", "/no/such/directory"},
        "Directory does not exist: /no/such/directory"},

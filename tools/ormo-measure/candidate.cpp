@@ -1,19 +1,64 @@
 #include "candidate.h"
 
+#include <algorithm>
+#include <stdexcept>
+
 #include "error_reason.h"
 #include "files.h"
 #include "lost_records.h"
+#include "ormo/ormo_runner.h"
 #include "ormo/ormo_runner_detail.h"
 
 namespace OrmoMeasure {
 namespace {
 
+// Unloads a model, whatever comes in between.
+class LoadedModel {
+ public:
+  explicit LoadedModel(uint32_t id) : id_(id) {}
+
+  ~LoadedModel() { OrmoOfflineUnloadModel(id_); }
+
+  LoadedModel(const LoadedModel&) = delete;
+  LoadedModel& operator=(const LoadedModel&) = delete;
+
+ private:
+  uint32_t id_;
+};
+
+// The sizes of a model's outputs; none when it cannot be loaded, which its run will tell.
+std::vector<uint64_t> FindOutputSizes(const Ormo::RunnerConfig& config) {
+  const ErrorContext errors;
+  Ormo::ModelInfo model;
+  model.modelPath = config.modelPath;
+  model.modelData = config.modelData;
+  model.runMode = config.runMode;
+  if (OrmoOfflineLoadOnDevice(model, Ormo::ANY_DEVICE_ID) != Ormo::STATUS_SUCCESS) {
+    return {};
+  }
+  const LoadedModel loaded(model.modelId);
+  Ormo::OfflineModelInfo info;
+  OrmoOfflineGetModelInfo(model.modelId, info);
+  return info.outputSizes;
+}
+
 // Room for the outputs that are asked for, and the way to their files.
 class OutputData {
  public:
-  explicit OutputData(const std::vector<OutputFile>& files) : files_(files) {
-    for (const OutputFile& file : files_) {
-      contents_.emplace_back(file.size);
+  OutputData(const std::vector<OutputFile>& files, const Ormo::RunnerConfig& config)
+      : files_(files) {
+    const bool isComplete = std::all_of(files_.begin(), files_.end(),
+                                        [](const OutputFile& file) { return file.size > 0; });
+    std::vector<uint64_t> sizes;
+    if (!isComplete) {
+      sizes = FindOutputSizes(config);
+    }
+    for (size_t i = 0; i < files_.size(); ++i) {
+      const bool isFound = files_[i].size == 0 && i < sizes.size();
+      contents_.emplace_back(isFound ? sizes[i] : files_[i].size);
+      if (isFound) {
+        RequireSize(i);
+      }
     }
   }
 
@@ -29,11 +74,19 @@ class OutputData {
 
   void Write() const {
     for (size_t i = 0; i < files_.size(); ++i) {
+      RequireSize(i);
       WriteFile(files_[i].path, contents_[i]);
     }
   }
 
  private:
+  void RequireSize(size_t i) const {
+    if (contents_[i].empty()) {
+      throw std::runtime_error("the model does not tell the size of the output for " +
+                               files_[i].path);
+    }
+  }
+
   const std::vector<OutputFile>& files_;
   std::vector<std::vector<char>> contents_;
 };
@@ -92,10 +145,8 @@ std::vector<Ormo::OrmoDataInfo> InputData::Infos() {
 
 void MeasureCandidate(const OfflineOptions& options, const std::vector<Ormo::OrmoDataInfo>& inputs,
                       Measurement& measurement) {
-  OutputData outputs(options.outputs);
   Ormo::RunnerConfig config = MakeConfig(options);
   config.inputs = inputs;
-  config.outputs = outputs.Infos();
   std::vector<char> image;
   if (options.fromFile) {
     config.modelPath = measurement.model;
@@ -104,6 +155,8 @@ void MeasureCandidate(const OfflineOptions& options, const std::vector<Ormo::Orm
     config.modelData.data = image.data();
     config.modelData.size = image.size();
   }
+  OutputData outputs(options.outputs, config);
+  config.outputs = outputs.Infos();
   Ormo::RunDetail detail;
   measurement.status = OrmoOfflineRunDetailed(config, {}, measurement.result, detail);
   measurement.deviceId = detail.deviceId;

@@ -25,7 +25,7 @@ constexpr char OFFLINE_FOOTER[] =
     "Examples:\n"
     "  ormo-measure offline build-a.json build-b.json build-c.json\n"
     "  ormo-measure offline --devices 0,1 --loop 50 --bound 20ms --format json candidates/*\n"
-    "  ormo-measure offline --input x.bin --output y.bin:2560 model.json\n";
+    "  ormo-measure offline --input x.bin --output y.bin model.json\n";
 
 constexpr char ONLINE_FOOTER[] =
     "Each GRAPH is a candidate: it is added to a session of the graph engine and executed there "
@@ -189,9 +189,10 @@ void AddDataOptions(CLI::App& app, OfflineOptions& options) {
       "each input of the model, in its order (default: zeros)")
       ->group(GROUP);
   AddRepeated(
-      app, "--output", "FILE:BYTES",
+      app, "--output", "FILE[:BYTES]",
       [&options](const std::string& text) { options.outputs.push_back(ParseOutput(text)); },
-      "Where an output goes, and its size; once for each output of the single MODEL, in its order")
+      "Where an output goes, and its size when the model leaves it open; once for each output of\n"
+      "the single MODEL, in its order")
       ->group(GROUP);
 }
 

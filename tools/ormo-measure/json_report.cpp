@@ -32,7 +32,8 @@ Json OptionsJson(const OfflineOptions& options) {
   }
   Json outputs = Json::array();
   for (const OutputFile& output : options.outputs) {
-    outputs.push_back({{"file", output.path}, {"size", output.size}});
+    outputs.push_back(
+        {{"file", output.path}, {"size", output.size == 0 ? Json() : Json(output.size)}});
   }
   return {{"prof", options.prof},
           {"loop", options.loop},

@@ -158,11 +158,13 @@ std::pair<std::string, std::string> ParseKeyValue(const std::string& text) {
 OutputFile ParseOutput(const std::string& text) {
   const size_t colon = text.rfind(':');
   uint64_t size = 0;
-  if (colon == std::string::npos || colon == 0 ||
-      !ReadNumber(std::string_view(text).substr(colon + 1), size) || size == 0) {
-    throw std::invalid_argument("'" + text + "' is not FILE:BYTES, for instance out.bin:2560");
+  const bool hasSize =
+      colon != std::string::npos && ReadNumber(std::string_view(text).substr(colon + 1), size);
+  const std::string path = hasSize ? text.substr(0, colon) : text;
+  if (path.empty() || (hasSize && size == 0)) {
+    throw std::invalid_argument("'" + text + "' is not FILE or FILE:BYTES, such as out.bin:2560");
   }
-  return {text.substr(0, colon), size};
+  return {path, size};
 }
 
 }  // namespace OrmoMeasure

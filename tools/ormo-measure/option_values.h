@@ -38,7 +38,7 @@ InputFile ParseInput(const std::string& text);
 /// "key=value"; the value may be empty.
 std::pair<std::string, std::string> ParseKeyValue(const std::string& text);
 
-/// "FILE:BYTES"
+/// "FILE" or "FILE:BYTES"
 OutputFile ParseOutput(const std::string& text);
 
 }  // namespace OrmoMeasure

@@ -19,10 +19,10 @@ struct InputFile {
   std::vector<int64_t> dims;
 };
 
-/// Where an output of `size` bytes goes.
+/// Where an output goes.
 struct OutputFile {
   std::string path;
-  uint64_t size = 0;
+  uint64_t size = 0;  ///< bytes; 0: what the model says
 };
 
 enum class ReportFormat { TABLE, JSON, CSV };
