@@ -142,56 +142,57 @@ TEST_F(DetailTest, TheBoundIsToldWhateverTheStatusIs) {
   }
 }
 
-// One way to fail, through a plain call and through a detailed one.
+enum class Path { ONCE, LOADED, GRAPH, OPERATOR };
+
+// What a call is given, on whichever path.
+struct Call {
+  RunnerConfig config;
+  uint32_t modelId = 0;
+  std::string request;
+};
+
 struct Failure {
-  std::string reason;    // a part of the library's own
-  std::string reported;  // a part of what the error manager has; empty: nothing
-  std::function<int(RunnerConfig&)> plain;
-  std::function<int(RunnerConfig&)> detailed;
-  std::function<void(RunnerConfig&)> prepare;
+  Path path;
+  std::string reason;  // how the library's own begins
+  std::function<void(Call&)> prepare;
+  std::string reported = "";  // what the error manager has beside it
 };
 
 class ReasonTest : public DetailTest {
  protected:
-  Failure Once(const std::string& reason, const std::function<void(RunnerConfig&)>& prepare,
-               const std::string& reported = "") {
-    return {reason, reported,
-            [this](RunnerConfig& config) { return OrmoOfflineRun(config, result_); },
-            [this](RunnerConfig& config) {
-              return OrmoOfflineRunDetailed(config, request_, result_, detail_);
-            },
-            prepare};
+  int RunPlain(Path path, Call& call) {
+    switch (path) {
+      case Path::ONCE:
+        return OrmoOfflineRun(call.config, result_);
+      case Path::LOADED:
+        return OrmoOfflineRunModel(call.modelId, call.config, result_);
+      case Path::GRAPH:
+        return OrmoOnlineRun(graph_, call.config, results_);
+      default:
+        return OrmoZelnnRun(MakeOpConfig(call.request), result_);
+    }
   }
 
-  Failure Loaded(const std::string& reason, uint32_t modelId) {
-    return {reason, "",
-            [this, modelId](RunnerConfig& config) {
-              return OrmoOfflineRunModel(modelId, config, result_);
-            },
-            [this, modelId](RunnerConfig& config) {
-              return OrmoOfflineRunModelDetailed(modelId, config, request_, result_, detail_);
-            },
-            [](RunnerConfig& /*config*/) {}};
+  int RunDetailed(Path path, Call& call) {
+    switch (path) {
+      case Path::ONCE:
+        return OrmoOfflineRunDetailed(call.config, request_, result_, detail_);
+      case Path::LOADED:
+        return OrmoOfflineRunModelDetailed(call.modelId, call.config, request_, result_, detail_);
+      case Path::GRAPH:
+        return OrmoOnlineRunDetailed(graph_, call.config, request_, results_, detail_);
+      default:
+        return RunOperator(1, call.request);
+    }
   }
 
-  Failure Graph(const std::string& reason, const std::function<void(RunnerConfig&)>& prepare,
-                const std::string& reported = "") {
-    return {reason, reported,
-            [this](RunnerConfig& config) { return OrmoOnlineRun(graph_, config, results_); },
-            [this](RunnerConfig& config) {
-              return OrmoOnlineRunDetailed(graph_, config, request_, results_, detail_);
-            },
-            prepare};
-  }
-
-  Failure Operator(const std::string& reason, const std::string& request,
-                   const std::string& reported = "") {
-    return {reason, reported,
-            [this, request](RunnerConfig& /*config*/) {
-              return OrmoZelnnRun(MakeOpConfig(request), result_);
-            },
-            [this, request](RunnerConfig& /*config*/) { return RunOperator(1, request); },
-            [](RunnerConfig& /*config*/) {}};
+  // One that fails for `failure`.
+  Call Prepare(const Failure& failure) {
+    Call call;
+    call.config = MakeConfig();
+    call.config.modelData = AsBuffer(model_);
+    failure.prepare(call);
+    return call;
   }
 
   static std::string TakeErrors() { return OrmoErrorManager::GetInstance().OrmoGetErrorMessage(); }
@@ -206,56 +207,54 @@ TEST_F(ReasonTest, EveryKindOfFailureHasOneOfItsOwn) {
   OrmoHost::SetMemorySize(size_t{64} << 20);
   const std::string large = AddGraph(size_t{1} << 26, 1);
   const auto failing = [](const char* function) {
-    return [function](RunnerConfig& /*config*/) { OrmoHost::Fail(function, 1, 9); };
+    return [function](Call& /*call*/) { OrmoHost::Fail(function, 1, 9); };
   };
-  std::vector<int64_t> dims = {8};
+  const auto asking = [](const std::string& request) {
+    return [request](Call& call) { call.request = request; };
+  };
+  std::string layout = AttentionRequest();
+  layout.replace(layout.find("BSH"), 3, "BSX");
   const Failure failures[] = {
-      Once("The number of input 2 is not equal to model input num 1",
-           [&](RunnerConfig& c) {
-             c.inputs = {AsBuffer(floats_), AsBuffer(floats_)};
-           }),
-      Once("Invalid input[0] size: 31 byte(s), but expect size: 32 byte(s)",
-           [&](RunnerConfig& c) {
-             c.inputs = {AsBuffer(floats_)};
-             c.inputs[0].size = 31;
-           }),
-      Once("Invalid output[0] size : 0 byte(s)", [](RunnerConfig& c) { c.outputs = {{}}; }),
-      Once("Get input index by name failed", [](RunnerConfig& c) { c.dynamicType = "any"; }),
-      Once("Not enough device memory: ", [&](RunnerConfig& c) { c.modelData = AsBuffer(large); }),
-      Once("Execute model failed, ret : 9", failing("zelmdlExecute")),
-      Once("Zel profiling subscribe failed with ret 9", failing("zelprofModelSubscribe")),
-      Once("Get op number failed, err : 9", failing("zelprofGetOpNum")),
-      Once(
-          "Zel query memory size failed", [](RunnerConfig& c) { c.modelData.size = 5; }, "E"),
-      Loaded("No model of id 999 is loaded", 999),
-      Graph("There is no session", [](RunnerConfig& c) { c.session = nullptr; }),
-      Graph("Add graph=", failing("Session::AddGraph")),
-      Graph("Execution 0 took ", [](RunnerConfig& c) { c.runTimeBound = 1; }),
-      Operator("The operator's request is not JSON", "{"),
-      Operator("Can not find op_type in json", "{}"),
-      Operator("The operator's request has no array \"attrs\"",
-               R"({"op_type":"Any","inputs":[],"outputs":[]})"),
-      Operator("There is no operator \"Any\"", Request("", "", "")),
-      Operator("OrmoZelnnFlashAttentionScoreGetWorkspaceSize failed",
-               AttentionRequest().replace(AttentionRequest().find("BSH"), 3, "BSX"), "EH0003: "),
+      {Path::ONCE, "The number of input 2 is not equal to model input num 1",
+       [&](Call& call) {
+         call.config.inputs = {AsBuffer(floats_), AsBuffer(floats_)};
+       }},
+      {Path::ONCE, "Invalid output[0] size : 0 byte(s)",
+       [](Call& call) { call.config.outputs = {{}}; }},
+      {Path::ONCE, "Get input index by name failed",
+       [](Call& call) { call.config.dynamicType = "any"; }},
+      {Path::ONCE,
+       "Not enough device memory: ", [&](Call& call) { call.config.modelData = AsBuffer(large); }},
+      {Path::ONCE, "Execute model failed, ret : 9", failing("zelmdlExecute")},
+      {Path::ONCE, "Zel profiling subscribe failed with ret 9", failing("zelprofModelSubscribe")},
+      {Path::ONCE, "Get op number failed, err : 9", failing("zelprofGetOpNum")},
+      {Path::ONCE, "Zel query memory size failed",
+       [](Call& call) { call.config.modelData.size = 5; }, "EH0001: "},
+      {Path::LOADED, "No model of id 999 is loaded", [](Call& call) { call.modelId = 999; }},
+      {Path::GRAPH, "There is no session", [](Call& call) { call.config.session = nullptr; }},
+      {Path::GRAPH, "Add graph=", failing("Session::AddGraph")},
+      {Path::GRAPH, "Execution 0 took ", [](Call& call) { call.config.runTimeBound = 1; }},
+      {Path::OPERATOR, "The operator's request is not JSON", asking("{")},
+      {Path::OPERATOR, "Can not find op_type in json", asking("{}")},
+      {Path::OPERATOR, "The operator's request has no array \"attrs\"",
+       asking(R"({"op_type":"Any","inputs":[],"outputs":[]})")},
+      {Path::OPERATOR, "There is no operator \"Any\"", asking(Request("", "", ""))},
+      {Path::OPERATOR, "OrmoZelnnFlashAttentionScoreGetWorkspaceSize failed", asking(layout),
+       "EH0003: "},
   };
   OrmoErrorManager& manager = OrmoErrorManager::GetInstance();
   for (const Failure& failure : failures) {
     SCOPED_TRACE(failure.reason);
-    const auto fail = [&](const std::function<int(RunnerConfig&)>& run) {
-      RunnerConfig config = MakeConfig();
-      config.modelData = AsBuffer(model_);
-      failure.prepare(config);
-      EXPECT_NE(run(config), STATUS_SUCCESS);
-    };
-    fail(failure.plain);
+    Call call = Prepare(failure);
+    EXPECT_NE(RunPlain(failure.path, call), STATUS_SUCCESS);
     EXPECT_THAT(OrmoGetFailureReason(), StartsWith(failure.reason));
     EXPECT_THAT(TakeErrors(), HasSubstr(failure.reported));
     const uint64_t stream = manager.OrmoGetErrorContext().workStreamId;
     manager.OrmoReportInterErrorMessage("E1", "of before");
-    fail(failure.detailed);
+    call = Prepare(failure);
+    EXPECT_NE(RunDetailed(failure.path, call), STATUS_SUCCESS);
     EXPECT_THAT(detail_.reason,
-                failure.reported.empty() ? HasSubstr(failure.reason) : HasSubstr(failure.reported));
+                StartsWith(failure.reported.empty() ? failure.reason : failure.reported));
     EXPECT_THAT(OrmoGetFailureReason(), StartsWith(failure.reason));
     EXPECT_EQ(TakeErrors(), "E1: of before");
     EXPECT_EQ(manager.OrmoGetErrorContext().workStreamId, stream);
