@@ -42,8 +42,13 @@ TEST_F(LostRecords, AreNamedInEveryReport) {
       {{3, 6, 9, 12}, "executions missing: 4 of 4, operators in no execution: 8"},
   };
   OrmoMeasure::OfflineOptions options;
-  options.models = {graph_};
   options.loop = 4;
+  // An expensive operator, in all executions.
+  options.models = {File(SpinGraph({3000000, 1000}))};
+  Lose({1, 4, 7, 10});
+  EXPECT_THAT(MeasureCandidates(options)[0].lostRecords,
+              ContainsRegex("lost .no operator in [2-9][0-9] % of each execution's time or more"));
+  options.models = {File(SpinGraph({1000, 1000}))};
   for (const auto& [records, expected] : table) {
     Lose(records);
     const OrmoMeasure::OfflineReport report{options, "", {}, MeasureCandidates(options)};

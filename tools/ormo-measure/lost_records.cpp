@@ -5,6 +5,36 @@
 #include <vector>
 
 namespace OrmoMeasure {
+namespace {
+
+// What the platform needs between operators is less, and so is what disturbs every execution alike.
+constexpr uint64_t LEAST_GAP_NS = 100000;
+constexpr uint64_t LEAST_GAP_PERCENT = 25;
+
+// How much of an execution, by its own record, is no operator's, in percent; 0 when that is little.
+uint64_t PercentWithoutOperators(uint64_t start, uint64_t end,
+                                 const std::vector<Ormo::RunnerOpInfo>& operators) {
+  uint64_t gap = end - start;
+  for (const Ormo::RunnerOpInfo& op : operators) {
+    gap -= std::min(gap, op.endTime - std::min(op.startTime, op.endTime));
+  }
+  const auto percent = static_cast<uint64_t>(100 * static_cast<double>(gap) /
+                                             static_cast<double>(std::max(end - start, gap + 1)));
+  return gap < LEAST_GAP_NS || percent < LEAST_GAP_PERCENT ? 0 : percent;
+}
+
+// The least of all executions.
+uint64_t PercentWithoutOperators(const Ormo::RunDetail& detail) {
+  uint64_t least = detail.executionStarts.empty() ? 0 : 100;
+  for (size_t i = 0; i < detail.executionStarts.size(); ++i) {
+    least =
+        std::min(least, PercentWithoutOperators(detail.executionStarts[i], detail.executionEnds[i],
+                                                detail.executions[i].opInfos));
+  }
+  return least;
+}
+
+}  // namespace
 
 std::string DescribeLostRecords(const Ormo::RunDetail& detail) {
   const std::vector<Ormo::RunnerRunResult>& executions = detail.executions;
@@ -29,6 +59,10 @@ std::string DescribeLostRecords(const Ormo::RunDetail& detail) {
   }
   if (detail.operatorsOutside > 0) {
     add("operators in no execution: " + std::to_string(detail.operatorsOutside));
+  }
+  const uint64_t percent = PercentWithoutOperators(detail);
+  if (percent > 0) {
+    add("no operator in " + std::to_string(percent) + " % of each execution's time or more");
   }
   return missing.empty() ? "" : "profiling records were lost (" + missing + ")";
 }

@@ -10,8 +10,8 @@
 namespace OrmoMeasure {
 
 /// What the records of a profiled run that went well lack, for people: executions, operators that
-/// other executions have, or the executions of operators. Empty when nothing shows; an operator
-/// that is missing in every execution does not.
+/// other executions have, the executions of operators, or an operator in every execution, which
+/// shows by the time that it leaves: a quarter and 0.1 ms of each. Empty when nothing shows.
 std::string DescribeLostRecords(const Ormo::RunDetail& detail);
 
 }  // namespace OrmoMeasure
