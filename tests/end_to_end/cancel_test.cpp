@@ -134,6 +134,7 @@ TEST_F(CancelTest, AWaitForTheLockIsLeft) {
     token_.Cancel();
     call.wait();
     EXPECT_FALSE(detail_.isLockHeld);
+    EXPECT_NE(detail_.lockWaitTime, 0U);
     EXPECT_EQ(detail_.executionsBegun, 0U);
   }
 }

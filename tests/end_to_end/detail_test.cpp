@@ -206,6 +206,7 @@ TEST_F(ReasonTest, EveryKindOfFailureHasOneOfItsOwn) {
   graph_ = LoadGraph(model_);
   OrmoHost::SetMemorySize(size_t{64} << 20);
   const std::string large = AddGraph(size_t{1} << 26, 1);
+  const std::string medium = AddGraph(2048, 1);
   const auto failing = [](const char* function) {
     return [function](Call& /*call*/) { OrmoHost::Fail(function, 1, 9); };
   };
@@ -230,6 +231,13 @@ TEST_F(ReasonTest, EveryKindOfFailureHasOneOfItsOwn) {
       {Path::ONCE, "Get op number failed, err : 9", failing("zelprofGetOpNum")},
       {Path::ONCE, "Zel query memory size failed",
        [](Call& call) { call.config.modelData.size = 5; }, "EH0001: "},
+      {Path::ONCE, "Execute model failed, ret : 9",  // and not why the load took another way
+       [&](Call& call) {
+         call.config.modelData = AsBuffer(medium);
+         call.config.runMode = RunMode::PREVIOUS_MEMORY;
+         OrmoHost::Fail("zelmdlLoadFromMemWithMem", 1, 9);
+         OrmoHost::Fail("zelmdlExecute", 1, 9);
+       }},
       {Path::LOADED, "No model of id 999 is loaded", [](Call& call) { call.modelId = 999; }},
       {Path::GRAPH, "There is no session", [](Call& call) { call.config.session = nullptr; }},
       {Path::GRAPH, "Add graph=", failing("Session::AddGraph")},
@@ -415,6 +423,19 @@ TEST_F(DetailTest, RecordsOfOtherVersionsKeepWorking) {
   request_.size = 8;
   EXPECT_EQ(run(request_, detail_), STATUS_INVALID_PARAM);
   EXPECT_EQ(detail_.reason, "of before");
+}
+
+TEST_F(DetailTest, TheRequestSaysHowARunFindsTheEndOfItsRecords) {
+  const auto hasWaited = [this](ProfilingEnd end, const char* environment) {
+    setenv("ORMO_PROF_END", environment, 1);  // NOLINT(concurrency-mt-unsafe): nobody else asks
+    request_.profilingEnd = end;
+    const LogCapture log;
+    EXPECT_EQ(RunOffline(true), STATUS_SUCCESS);
+    return log.Contains(DLOG_INFO, "Cannot get any data after running success, stop waiting.");
+  };
+  EXPECT_TRUE(hasWaited(ProfilingEnd::BY_WAITING, "close"));
+  EXPECT_FALSE(hasWaited(ProfilingEnd::BY_CLOSING, ""));
+  EXPECT_FALSE(hasWaited(ProfilingEnd::AS_ENVIRONMENT, "close"));
 }
 
 TEST_F(DetailTest, AnExceptionLeavesWhatTheRunHadDone) {
