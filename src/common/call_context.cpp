@@ -9,6 +9,23 @@
 #include "ormo/status.h"
 
 namespace Ormo {
+namespace {
+
+// A text that was cut may end within a character of UTF-8, which must go.
+void DropCutCharacter(char* text) {
+  constexpr size_t END = CallContext::REASON_SIZE - 1;
+  size_t first = END - 1;  // byte of the last character
+  while (first > END - 4 && (static_cast<unsigned char>(text[first]) & 0xC0) == 0x80) {
+    --first;
+  }
+  const auto lead = static_cast<unsigned char>(text[first]);
+  const size_t length = lead < 0xC0 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  if (first + length > END) {
+    text[first] = '\0';
+  }
+}
+
+}  // namespace
 
 thread_local CallContext* CallContext::current_ = nullptr;
 // No text object: its destructor would keep the library loaded until the thread ends.
@@ -52,8 +69,11 @@ void CallContext::KeepReason(const char* format, ...) noexcept {
   }
   va_list arguments;
   va_start(arguments, format);
-  if (vsnprintf(current_->reason_, REASON_SIZE, format, arguments) < 0) {
+  const int length = vsnprintf(current_->reason_, REASON_SIZE, format, arguments);
+  if (length < 0) {
     current_->reason_[0] = '\0';
+  } else if (static_cast<size_t>(length) >= REASON_SIZE) {
+    DropCutCharacter(current_->reason_);
   }
   va_end(arguments);
 }

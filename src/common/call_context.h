@@ -15,7 +15,7 @@ struct RunWatch;
 /// text that was kept before it. Allocates nothing.
 class CallContext {
  public:
-  /// Longer reasons are cut.
+  /// Longer reasons are cut, between characters.
   static constexpr size_t REASON_SIZE = 1024;
 
   /// A plain call; its reason outlives it, as the calling thread's latest.

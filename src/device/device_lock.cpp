@@ -52,6 +52,7 @@ bool DeviceLock::MayRun(CallSite site) const {
     return false;
   }
   if (error_ != 0) {
+    CallContext::ForgetReason();
     ORMO_LOG_WARNING_AT(site, "Device [%u] is not locked, other processes may run on it: %s",
                         deviceId_, Utils::GetErrorText(error_).c_str());
   }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <optional>
 
+#include "common/call_context.h"
 #include "common/log.h"
 #include "common/scope_exit.h"
 #include "model/device_context.h"
@@ -49,7 +50,9 @@ int ZelnnRunManager::InitResource() {
     return status;
   }
   // No failure yet: it is made current again before it is used.
-  static_cast<void>(MakeContextCurrent(context));
+  if (MakeContextCurrent(context) != STATUS_SUCCESS) {
+    CallContext::ForgetReason();
+  }
   return STATUS_SUCCESS;
 }
 

@@ -309,6 +309,28 @@ TEST_F(ReasonTest, WhatCannotBeAskedForIsSaid) {
   EXPECT_EQ(count, 4U);
 }
 
+TEST_F(ReasonTest, ADeviceThatCannotBeLockedIsNone) {
+  OrmoHost::Fail("mmOpen2", 1, -1);
+  OrmoHost::Fail("zelmdlExecute", 1, 9);
+  EXPECT_EQ(RunOffline(false), STATUS_EXECUTE_FAILED);
+  EXPECT_FALSE(detail_.isLockHeld);
+  EXPECT_EQ(detail_.reason, "Execute model failed, ret : 9");
+}
+
+TEST_F(ReasonTest, ALongOneIsCutBetweenCharacters) {
+  for (size_t i = 0; i < 3; ++i) {
+    std::string name(i, '.');
+    while (name.size() < 2000) {
+      name += "\xE2\x82\xAC";
+    }
+    EXPECT_EQ(RunOperator(1, Request("", "", "", name)), STATUS_FAILED);
+    const std::string whole = "There is no operator \"" + name + "\"";
+    EXPECT_EQ(whole.compare(0, detail_.reason.size(), detail_.reason), 0);
+    EXPECT_GE(detail_.reason.size(), 1021U);
+    EXPECT_EQ(detail_.reason.back(), '\xAC');
+  }
+}
+
 TEST_F(ReasonTest, ThreadsThatShareAWorkStreamGetTheirOwn) {
   constexpr size_t THREADS = 16;
   constexpr size_t CALLS = 125;
