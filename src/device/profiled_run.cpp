@@ -94,6 +94,10 @@ int ProfiledRun::TakeStatus(int analysisStatus, CallSite site) {
   if (isDropped_) {
     ORMO_LOG_ERROR_AT(site, "Run model failed");
   }
+  const RunWatch* const watch = CallContext::Watch();
+  if (watch != nullptr && watch->isCancelled) {  // of what it came to the records are missing
+    return STATUS_FAILED;
+  }
   return runStatus != STATUS_SUCCESS ? runStatus : analysisStatus;
 }
 

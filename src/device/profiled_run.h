@@ -63,8 +63,8 @@ class ProfiledRun {
            CallSite site = CallSite::Here());
 
   /// The status of the whole run: the task's when the analysis did not take it and it is not 0,
-  /// else the analysis's. A task that was dropped is a failure to run, in `site`'s file. Rethrows
-  /// what the task threw.
+  /// else the analysis's; STATUS_FAILED when a cancellation has ended either. A task that was
+  /// dropped is a failure to run, in `site`'s file. Rethrows what the task threw.
   int TakeStatus(int analysisStatus, CallSite site = CallSite::Here());
 
   /// For a thread that ends the process or the devices in the middle of its own run, in a signal

@@ -162,6 +162,43 @@ TEST_F(CancelTest, ACallThatIsDoneButForItsLateRecordsIsCancelled) {
   }
 }
 
+TEST_F(CancelTest, AReadThatIsCancelledEndsTheCallWhateverTheExecutionsCameTo) {
+  request_.profilingEnd = ProfilingEnd::BY_WAITING;
+  for (const bool reachesBound : {true, false}) {
+    SCOPED_TRACE(reachesBound);
+    token_ = CancelToken();
+    const std::string graph = AddGraph(8, 1);
+    RunnerConfig config = Testing::MakeConfig(graph, true, 3);
+    if (reachesBound) {
+      config.runTimeBound = 1;
+    } else {
+      OrmoHost::Fail("zelmdlExecute", 1, 9);
+    }
+    OrmoHost::OnCall("zelprofDestroySubscribeConfig", 1, [this] { token_.Cancel(); });
+    ExpectCancelled([&] { return OrmoOfflineRunDetailed(config, request_, result_, detail_); });
+    EXPECT_EQ(detail_.isBoundReached, reachesBound);
+    EXPECT_EQ(result_.runCostTime, 0U);
+  }
+}
+
+TEST_F(CancelTest, NoGraphBeginsAfterTheOneUnderWay) {
+  for (const char* function : {"Session::AddGraph", "Session::RunGraphAsync"}) {
+    SCOPED_TRACE(function);
+    token_ = CancelToken();
+    const ox::Graph graph = LoadGraph(AddGraph(8, 1));
+    RunnerConfig config = MakeConfig();
+    config.dependGraphs = {graph, graph, graph};
+    OrmoHost::RecordCalls();
+    OrmoHost::OnCall(function, 2, [this] { token_.Cancel(); });
+    ExpectCancelled(
+        [&] { return OrmoOnlineRunDetailed(graph, config, request_, results_, detail_); });
+    EXPECT_EQ(OrmoHost::CallCount("Session::AddGraph"), 2U);
+    EXPECT_EQ(OrmoHost::CallCount("Session::RunGraphAsync"),
+              function == std::string("Session::AddGraph") ? 1U : 2U);
+    EXPECT_EQ(OrmoHost::CallCount("Session::RemoveGraph"), 2U);
+  }
+}
+
 TEST_F(CancelTest, WhatComesTooLateChangesNothing) {
   OrmoHost::OnCall("zelmdlUnload", 1, [this] { token_.Cancel(); });
   EXPECT_EQ(RunOffline(false, 2), STATUS_SUCCESS);
