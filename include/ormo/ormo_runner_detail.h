@@ -34,7 +34,8 @@ namespace Ormo {
 class CancelState;
 
 /// Ends calls from another thread. Copies are the same token. Any thread may use it, also while
-/// calls do, and it may go before they end; not from a signal handler.
+/// calls do, and it may go before they end; not from a signal handler. All copies go before the
+/// library is unloaded.
 // NOLINTNEXTLINE(cppcoreguidelines-special-member-functions): a move is a copy, no token is empty
 class ORMO_EXPORT CancelToken {
  public:
@@ -71,12 +72,13 @@ enum class ProfilingEnd : uint32_t {
 /// What a detailed call is asked for beyond its plain form. Built by the caller.
 struct RunRequest {
   uint32_t size = sizeof(RunRequest);
-  /// Whose worker runs it. ANY_DEVICE_ID: whichever is free first, or a loaded model's. A graph's
-  /// session goes on choosing its device by itself; this chooses the lock file then.
+  /// Whose worker runs it; STATUS_FAILED when it has none. ANY_DEVICE_ID: whichever is free first,
+  /// or a loaded model's. A graph's session goes on choosing its device by itself; this chooses the
+  /// lock file then.
   uint32_t deviceId = ANY_DEVICE_ID;
-  /// Not owned, used until the call returns; null: the call cannot be cancelled.
-  const CancelToken* cancelToken = nullptr;
   ProfilingEnd profilingEnd = ProfilingEnd::AS_ENVIRONMENT;
+  /// Not owned: the call copies it as it begins. Null: the call cannot be cancelled.
+  const CancelToken* cancelToken = nullptr;
 };
 
 /// What a run did. Reset by the call, then filled as far as the run went, whatever its status, also

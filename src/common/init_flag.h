@@ -18,7 +18,7 @@ namespace Ormo {
 class InitFlag {
  public:
   /// A call on the calling thread, from its construction to its destruction; converts to false when
-  /// it must not go on, because the flag is clear.
+  /// it must not go on, because the flag is clear. Calls within a call are one with it.
   class Call {
    public:
     explicit Call(InitFlag& flag) noexcept;
@@ -33,6 +33,7 @@ class InitFlag {
 
     InitFlag& flag_;
     const Call* outer_;  ///< of the same thread
+    bool isWithin_;      ///< a call of the same flag, and not counted
     bool isAdmitted_;
   };
 
@@ -53,6 +54,7 @@ class InitFlag {
 
  private:
   bool IsOwnProcess() const noexcept;
+  bool IsInside(const Call* call) const noexcept;
   void Leave() noexcept;
 
   static thread_local const Call* innermost_;

@@ -29,6 +29,10 @@ class OfflineRunner : public Singleton<OfflineRunner> {
   /// execute.
   void Finalize();
 
+  /// A call of the calling thread's as long as the object lives: finalisation and the end of the
+  /// process wait for it.
+  static InitFlag::Call Enter() { return InitFlag::Call(initFlag_); }
+
   /// Loads on a device, or on whichever is free first; writes `info.modelId` and `info.deviceId`.
   int LoadModel(ModelInfo& info, uint32_t deviceId = ANY_DEVICE_ID);
   void UnloadModel(const uint32_t& modelId);

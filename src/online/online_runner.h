@@ -25,6 +25,10 @@ class OnlineRunner : public Singleton<OnlineRunner> {
   int Init(const RunnerInitConfig& config) const;
   void Finalize() const;
 
+  /// A call of the calling thread's as long as the object lives: finalisation and the end of the
+  /// process wait for it.
+  static InitFlag::Call Enter() { return InitFlag::Call(initFlag_); }
+
   /// Measures `graph` on whichever worker is free first and blocks until that is done. `results`
   /// holds, after a status of 0, the executions that the profiling stream showed; it is empty after
   /// any other status. Rethrows what the worker throws.

@@ -50,8 +50,9 @@ bool CancelToken::IsCancelled() const noexcept {
 
 namespace {
 
-// The last members of the records' first version.
-constexpr auto LAST_OF_REQUEST = &RunRequest::profilingEnd;
+// The last members of the records' first version. No padding follows: a later member would lie in
+// it, and a caller who does not have that member would seem to.
+constexpr auto LAST_OF_REQUEST = &RunRequest::cancelToken;
 constexpr auto LAST_OF_DETAIL = &RunDetail::operatorsOutside;
 
 // A work stream of the calling thread's own, for one call.
@@ -105,9 +106,9 @@ void Give(RunWatch& watch, RunDetail& detail) {
   detail.operatorsOutside = watch.operatorsOutside;
 }
 
-// Has `run` done as a detailed call: with the request in force, a work stream of its own and the
-// detail filled on every way out.
-template <typename Run>
+// Has `run` of a runner done as a detailed call: with the request in force, a work stream of its
+// own and the detail filled on every way out.
+template <typename Runner, typename Run>
 int RunDetailed(const RunRequest& request, RunDetail& detail, const Run& run) {
   if (!Has(request, LAST_OF_REQUEST) || !Has(detail, LAST_OF_DETAIL)) {
     ORMO_LOG_ERROR("A record of %u and one of %u bytes are too small", request.size, detail.size);
@@ -118,19 +119,22 @@ int RunDetailed(const RunRequest& request, RunDetail& detail, const Run& run) {
   detail.reason.clear();
   Take(request, watch);
   char reason[CallContext::REASON_SIZE];
-  const OwnWorkStream workStream;
   CallContext call(watch, reason);
   const ScopeExit give("the detail", [&] { Give(watch, detail); });
   std::optional<CancelState::Waker> waker;
   if (watch.cancel != nullptr) {
     waker.emplace(*watch.cancel, [&call] { DeviceManager::Wake(call); });
   }
+  // Finalisation and the end of the process wait until what the platform has to say is taken.
+  const auto inside = Runner::Enter();
+  const OwnWorkStream workStream;
   const int status = call.End(run());
-  if (status == STATUS_SUCCESS) {
+  if (status != STATUS_FAILED) {
     watch.isCancelled = false;  // it came too late
-  } else if (watch.isCancelled) {
+  }
+  if (watch.isCancelled) {
     detail.reason = "The call has been cancelled";
-  } else {
+  } else if (status != STATUS_SUCCESS) {
     const std::string reported = workStream.TakeErrors();
     detail.reason = reported.empty() ? reason : reported;
   }
@@ -144,20 +148,20 @@ extern "C" {
 
 int OrmoOfflineRunDetailed(RunnerConfig& config, const RunRequest& request, RunnerResult& result,
                            RunDetail& detail) {
-  return Ormo::RunDetailed(request, detail,
-                           [&] { return Ormo::RunOfflineModel(config, request.deviceId, result); });
+  return Ormo::RunDetailed<OfflineRunner>(
+      request, detail, [&] { return Ormo::RunOfflineModel(config, request.deviceId, result); });
 }
 
 int OrmoOfflineRunModelDetailed(uint32_t modelId, RunnerConfig& config, const RunRequest& request,
                                 RunnerResult& result, RunDetail& detail) {
-  return Ormo::RunDetailed(request, detail, [&] {
+  return Ormo::RunDetailed<OfflineRunner>(request, detail, [&] {
     return Ormo::RunLoadedModel(modelId, config, request.deviceId, result);
   });
 }
 
 int OrmoZelnnRunDetailed(const ZelnnRunConfig& config, const RunRequest& request,
                          RunnerResult& result, RunDetail& detail) {
-  return Ormo::RunDetailed(request, detail, [&] {
+  return Ormo::RunDetailed<ZelnnRunner>(request, detail, [&] {
     RunInfo info;
     return ZelnnRunner::Instance()->Process(config, info, result);
   });
@@ -165,7 +169,7 @@ int OrmoZelnnRunDetailed(const ZelnnRunConfig& config, const RunRequest& request
 
 int OrmoOnlineRunDetailed(const ox::Graph& graph, RunnerConfig& config, const RunRequest& request,
                           std::vector<RunnerRunResult>& results, RunDetail& detail) {
-  const int status = Ormo::RunDetailed(
+  const int status = Ormo::RunDetailed<OnlineRunner>(
       request, detail, [&] { return OnlineRunner::Instance()->Process(graph, config, results); });
   if (status == Ormo::STATUS_SUCCESS && detail.executions.empty()) {
     detail.executions = results;  // told apart by the names of their operators

@@ -24,6 +24,10 @@ class ZelnnRunner : public Singleton<ZelnnRunner> {
   int Init(const RunnerInitConfig& config) const;
   void Finalize();
 
+  /// A call of the calling thread's as long as the object lives: finalisation and the end of the
+  /// process wait for it.
+  static InitFlag::Call Enter() { return InitFlag::Call(initFlag_); }
+
   /// Measures on whichever device is free first, from profiling records, and blocks until the task
   /// has ended. `result` is the run's when it succeeded (or reached a bound) and its records showed
   /// an operator, is left alone when they showed none, and is reset after any other status. What

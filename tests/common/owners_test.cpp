@@ -147,8 +147,12 @@ TEST(InitFlagTest, AwaitsTheCallsOfOthersAndNoneThatAnotherProcessMade) {
   EXPECT_TRUE(own);
   std::promise<void> isIn;
   std::promise<void> mayLeave;
+  const InitFlag::Call within(flag);
   std::thread caller([&] {
     const InitFlag::Call call(flag);
+    const InitFlag::Call between(other);
+    EXPECT_TRUE(InitFlag::Call(flag));
+    const InitFlag::Call innermost(flag);
     isIn.set_value();
     mayLeave.get_future().wait();
   });

@@ -1,8 +1,11 @@
 // What a tuner learns about a run beyond its status and result.
 #include "support/detail_test.h"
 
+#include <atomic>
+#include <chrono>
 #include <cstring>
 #include <functional>
+#include <future>
 #include <numeric>
 #include <stdexcept>
 #include <string>
@@ -380,12 +383,35 @@ TEST_F(ReasonTest, ThreadsThatShareAWorkStreamGetTheirOwn) {
   }
 }
 
+TEST_F(ReasonTest, WhoeverFinalisesWaitsUntilItIsTaken) {
+  for (const Path path : {Path::ONCE, Path::GRAPH, Path::OPERATOR}) {
+    std::promise<void> isTaking;
+    std::atomic<bool> isTaken{false};
+    OrmoHost::OnCall("ErrorManager::GetErrorMessage", 1, [&] {
+      isTaking.set_value();
+      // As good as for ever for a finalisation that does not wait.
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      isTaken = true;
+    });
+    std::thread caller([&] {
+      Call call;
+      RunDetailed(path, call);
+    });
+    isTaking.get_future().wait();
+    path == Path::ONCE    ? OrmoOfflineRunnerFinalize()
+    : path == Path::GRAPH ? OrmoOnlineRunnerFinalize()
+                          : OrmoZelnnRunnerFinalize();
+    EXPECT_TRUE(isTaken);
+    caller.join();
+  }
+}
+
 // The records as a caller of the first version has them: all that it can ever pass.
 struct FirstRequest {
   uint32_t size = sizeof(FirstRequest);
   uint32_t deviceId = 1;
-  const CancelToken* cancelToken = nullptr;
   ProfilingEnd profilingEnd = ProfilingEnd::BY_CLOSING;
+  const CancelToken* cancelToken = nullptr;
 };
 
 struct FirstDetail {
@@ -438,11 +464,11 @@ TEST_F(DetailTest, RecordsOfOtherVersionsKeepWorking) {
   EXPECT_EQ(later.beyond, 42U);
   // None was ever smaller.
   detail_.reason = "of before";
-  detail_.size = sizeof(FirstDetail) - 8;
+  detail_.size = sizeof(FirstDetail) - 1;
   EXPECT_EQ(run(request_, detail_), STATUS_INVALID_PARAM);
   EXPECT_EQ(detail_.reason, "of before");
   detail_.size = sizeof(FirstDetail);
-  request_.size = 8;
+  request_.size = sizeof(FirstRequest) - 1;
   EXPECT_EQ(run(request_, detail_), STATUS_INVALID_PARAM);
   EXPECT_EQ(detail_.reason, "of before");
 }

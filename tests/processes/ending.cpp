@@ -20,6 +20,7 @@
 #include <thread>
 
 #include "ormo/ormo_runner.h"
+#include "ormo/ormo_runner_detail.h"
 #include "ormo/trace.h"
 #include "ormo_host/control.h"
 #include "ox/graph_utils.h"
@@ -73,11 +74,15 @@ pid_t FindWorker() {
   return 0;
 }
 
-// One way of measuring: "loaded", "once", "online" or "op", and "+prof".
+// One way of measuring: "loaded", "once", "online" or "op", and "+prof"; all but the first with
+// "+detail", too.
 class Path {
  public:
   Path(std::string graph, const std::string& name)
-      : graph_(std::move(graph)), kind_(name.substr(0, name.find('+'))), prof_(name != kind_) {}
+      : graph_(std::move(graph)),
+        kind_(name.substr(0, name.find('+'))),
+        prof_(name != kind_),
+        isDetailed_(name.find("+detail") != std::string::npos) {}
 
   int Init(const std::vector<uint32_t>& devices) {
     if (kind_ == "online") {
@@ -100,8 +105,12 @@ class Path {
     config.prof = prof_;
     config.modelPath = graph_;
     Ormo::RunnerResult result;
+    Ormo::RunRequest request;
+    request.cancelToken = &token_;
+    Ormo::RunDetail detail;
     if (kind_ == "once") {
-      return OrmoOfflineRun(config, result);
+      return isDetailed_ ? OrmoOfflineRunDetailed(config, request, result, detail)
+                         : OrmoOfflineRun(config, result);
     }
     if (kind_ == "loaded") {
       return OrmoOfflineRunModel(modelId_, config, result);
@@ -109,13 +118,15 @@ class Path {
     if (kind_ == "op") {
       Ormo::ZelnnRunConfig call;
       call.opJson = Ormo::Testing::AttentionRequest();
-      return OrmoZelnnRun(call, result);
+      return isDetailed_ ? OrmoZelnnRunDetailed(call, request, result, detail)
+                         : OrmoZelnnRun(call, result);
     }
     std::vector<Ormo::RunnerRunResult> results;
     std::shared_ptr<ox::ComputeGraph> graph;
     ox::GraphUtils::LoadOXGraph(graph_.c_str(), graph);
     config.session = session_;
-    return OrmoOnlineRun(ox::Graph(graph), config, results);
+    return isDetailed_ ? OrmoOnlineRunDetailed(ox::Graph(graph), config, request, results, detail)
+                       : OrmoOnlineRun(ox::Graph(graph), config, results);
   }
 
   void Finalize() const {
@@ -135,6 +146,8 @@ class Path {
   std::string graph_;
   std::string kind_;
   bool prof_;
+  bool isDetailed_;
+  Ormo::CancelToken token_;
   uint32_t modelId_ = 0;
   ox::Session* session_ = new ox::Session();  // for good: its engine is not in a forked child
 };

@@ -44,6 +44,8 @@ const std::vector<Path> PATHS = {
     {"once+prof", "offline_runner|run_task"},
     {"online+prof", "online_runner"},
     {"op+prof", "zelnn_runner|zelnn_run_task"},
+    {"once+prof+detail", "offline_runner|run_task"},
+    {"online+prof+detail", "online_runner"},
 };
 
 struct State {
