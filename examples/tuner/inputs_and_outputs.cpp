@@ -12,7 +12,8 @@ using Buffers = std::vector<std::vector<float>>;
 std::vector<Ormo::OrmoDataInfo> Make(const std::vector<uint64_t>& sizes, Buffers& buffers) {
   std::vector<Ormo::OrmoDataInfo> infos(sizes.size());
   for (size_t i = 0; i < sizes.size(); ++i) {
-    std::vector<float>& buffer = buffers.emplace_back(sizes[i] / sizeof(float), 0.5F);
+    const size_t count = (sizes[i] + sizeof(float) - 1) / sizeof(float);
+    std::vector<float>& buffer = buffers.emplace_back(count, 0.5F);
     infos[i].data = buffer.data();
     infos[i].size = sizes[i];
   }
