@@ -158,7 +158,7 @@ struct Failure {
   Path path;
   std::string reason;  // how the library's own begins
   std::function<void(Call&)> prepare;
-  std::string reported = "";  // what the error manager has beside it
+  std::string reported = {};  // what the error manager has beside it
 };
 
 class ReasonTest : public DetailTest {
