@@ -108,7 +108,8 @@ struct RunDetail {
   uint64_t lockWaitTime = 0;
   /// The executions that the profiling records show, in order of time, with their operators and
   /// cost (0 when that cannot be told). Fewer than `executionsBegun`, or operators fewer than in
-  /// other executions: records were lost. Empty without profiling.
+  /// other executions: records were lost. Those of a graph whose engine marks none are told apart
+  /// by their operators' names. Empty without profiling.
   std::vector<RunnerRunResult> executions;
   /// When the platform says that each of `executions` began and ended, by the clock of the
   /// operators' times. It may be longer than from the first operator to the last: much longer, and

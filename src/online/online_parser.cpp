@@ -4,7 +4,9 @@
 #include <map>
 #include <string>
 
+#include "common/call_context.h"
 #include "common/log.h"
+#include "common/run_watch.h"
 #include "ormo/status.h"
 #include "profiling/kept_executions.h"
 #include "profiling/profiling_parser.h"
@@ -29,6 +31,20 @@ int Analyse(int fd, std::future<int>& future, ModelOpInfo& info,
   return status;
 }
 
+// For a call that asks for them, also of an engine that does not mark its executions.
+void KeepGraphExecutions(const ModelOpInfo& info) {
+  KeepExecutions(info);
+  RunWatch* const watch = CallContext::Watch();
+  if (watch == nullptr || !info.steps.empty()) {
+    return;
+  }
+  static_cast<void>(OnlineParser::GetRunnerRunResultByOpName(info, watch->executions));
+  for (RunnerRunResult& execution : watch->executions) {
+    execution.modelInfos.resize(1);  // from one on whose cost cannot be told, there is none
+  }
+  watch->operatorsOutside = 0;
+}
+
 }  // namespace
 
 int OnlineParser::Analysis(int fd, std::future<int>& future,
@@ -39,7 +55,7 @@ int OnlineParser::Analysis(int fd, std::future<int>& future,
   }
   ModelOpInfo info;
   const int status = Analyse(fd, future, info, results);
-  KeepExecutions(info);
+  KeepGraphExecutions(info);
   return status;
 }
 

@@ -169,13 +169,8 @@ int OrmoZelnnRunDetailed(const ZelnnRunConfig& config, const RunRequest& request
 
 int OrmoOnlineRunDetailed(const ox::Graph& graph, RunnerConfig& config, const RunRequest& request,
                           std::vector<RunnerRunResult>& results, RunDetail& detail) {
-  const int status = Ormo::RunDetailed<OnlineRunner>(
+  return Ormo::RunDetailed<OnlineRunner>(
       request, detail, [&] { return OnlineRunner::Instance()->Process(graph, config, results); });
-  if (status == Ormo::STATUS_SUCCESS && detail.executions.empty()) {
-    detail.executions = results;  // told apart by the names of their operators
-    detail.operatorsOutside = 0;
-  }
-  return status;
 }
 
 const char* OrmoGetFailureReason() {

@@ -115,6 +115,13 @@ TEST_F(DetailTest, LostRecordsShowByTheirExecutions) {
   EXPECT_EQ(Costs(detail_.executions), Costs(results_));
   EXPECT_THAT(detail_.executionStarts, IsEmpty());
   EXPECT_EQ(detail_.operatorsOutside, 0U);
+  config.runTimeBound = 1;
+  EXPECT_EQ(
+      OrmoOnlineRunDetailed(LoadGraph(AddGraph(8, 1, 2)), config, request_, results_, detail_),
+      STATUS_FAILED);
+  ASSERT_THAT(detail_.executions, SizeIs(detail_.executionsBegun));
+  EXPECT_GT(Costs(detail_.executions)[0], 0U);
+  EXPECT_EQ(detail_.operatorsOutside, 0U);
 }
 
 TEST_F(DetailTest, TheBoundIsToldWhateverTheStatusIs) {

@@ -51,14 +51,7 @@ void TakeOutputs(const OnlineOptions& options, const std::vector<ox::Tensor>& ou
   }
 }
 
-// `results` are those of a run that succeeded.
-void TakeFigures(std::vector<Ormo::RunnerRunResult>& results, Ormo::RunDetail& detail,
-                 Measurement& measurement) {
-  if (detail.executions.empty() && !results.empty()) {
-    // The platform does not mark executions, and operators' names tell them apart.
-    detail.executions = std::move(results);
-    detail.operatorsOutside = 0;
-  }
+void TakeFigures(Ormo::RunDetail& detail, Measurement& measurement) {
   measurement.lostRecords = DescribeLostRecords(detail);
   measurement.executions = std::move(detail.executions);
   measurement.result = AverageExecutions(measurement.executions);
@@ -88,10 +81,10 @@ void MeasureGraph(const OnlineOptions& options, ox::Session& session,
     TakeOutputs(options, config.graphOutputs.at(0), measurement);
     measurement.outcome = Outcome::CHECKED;
   } else if (isSuccess) {
-    TakeFigures(results, detail, measurement);
+    TakeFigures(detail, measurement);
     measurement.SettleByFigures();
   } else if (detail.isBoundReached && measurement.status == Ormo::STATUS_FAILED) {
-    TakeFigures(results, detail, measurement);
+    TakeFigures(detail, measurement);
     measurement.outcome = Outcome::BOUND;
   }
 }
