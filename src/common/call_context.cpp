@@ -5,7 +5,9 @@
 #include <utility>
 
 #include "common/run_watch.h"
+#include "common/scope_exit.h"
 #include "common/status_text.h"
+#include "ormo/ormo_error_manager.h"
 #include "ormo/status.h"
 
 namespace Ormo {
@@ -79,8 +81,13 @@ void CallContext::KeepReason(const char* format, ...) noexcept {
 }
 
 void CallContext::ForgetReason() noexcept {
-  if (current_ != nullptr) {
-    current_->hasReason_ = false;
+  if (current_ == nullptr) {
+    return;
+  }
+  current_->hasReason_ = false;
+  if (current_->watch_ != nullptr) {  // the work stream is the call's own
+    ReleaseQuietly("the reason of what was made up for",
+                   [] { OrmoErrorManager::GetInstance().OrmoGetErrorMessage(); });
   }
 }
 

@@ -43,7 +43,7 @@ class CallContext {
   /// Keeps the reason of a failure unless there is one. Any of the call's threads.
   static void KeepReason(const char* format, ...) noexcept __attribute__((format(printf, 1, 2)));
 
-  /// For what failed and is made up for.
+  /// For what failed and is made up for. On the thread where it failed.
   static void ForgetReason() noexcept;
 
   /// Makes `status` the call's: a success has no reason, a failure has one at least in general

@@ -245,6 +245,9 @@ TEST_F(ReasonTest, EveryKindOfFailureHasOneOfItsOwn) {
        [&](Call& call) {
          call.config.modelData = AsBuffer(medium);
          call.config.runMode = RunMode::PREVIOUS_MEMORY;
+         OrmoHost::OnCall("zelmdlLoadFromMemWithMem", 1, [] {
+           OrmoErrorManager::GetInstance().OrmoReportInterErrorMessage("E2", "made up for");
+         });
          OrmoHost::Fail("zelmdlLoadFromMemWithMem", 1, 9);
          OrmoHost::Fail("zelmdlExecute", 1, 9);
        }},

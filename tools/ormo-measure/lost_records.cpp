@@ -14,12 +14,13 @@ constexpr uint64_t LEAST_GAP_PERCENT = 25;
 // How much of an execution, by its own record, is no operator's, in percent; 0 when that is little.
 uint64_t PercentWithoutOperators(uint64_t start, uint64_t end,
                                  const std::vector<Ormo::RunnerOpInfo>& operators) {
-  uint64_t gap = end - start;
+  const uint64_t length = end - std::min(start, end);
+  uint64_t gap = length;
   for (const Ormo::RunnerOpInfo& op : operators) {
     gap -= std::min(gap, op.endTime - std::min(op.startTime, op.endTime));
   }
   const auto percent = static_cast<uint64_t>(100 * static_cast<double>(gap) /
-                                             static_cast<double>(std::max(end - start, gap + 1)));
+                                             static_cast<double>(std::max(length, gap + 1)));
   return gap < LEAST_GAP_NS || percent < LEAST_GAP_PERCENT ? 0 : percent;
 }
 
