@@ -262,6 +262,8 @@ TEST_F(OperatorApiTest, ContentsAreSetAndSeenFromOutside) {
   OrmoHost::KeepOperatorOutputs();
   EXPECT_EQ(forward_.Run(), 0) << Reason();
   EXPECT_EQ(OrmoHost::OperatorOutput(19), ToBytes(std::vector<float>(96, 2.5F)));
+  EXPECT_EQ(backward_.Run(), 0) << Reason();
+  EXPECT_EQ(OrmoHost::OperatorOutput(19).size(), 0U) << "the latest execution counts";
   OrmoHost::SetOperatorTensor(2, ToBytes({2.5F}));
   EXPECT_NE(forward_.Run(), 0);
   EXPECT_THAT(Reason(),
