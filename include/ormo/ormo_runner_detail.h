@@ -33,9 +33,9 @@ namespace Ormo {
 
 class CancelState;
 
-/// Ends calls from another thread. Copies are the same token. Any thread may use it, also while
-/// calls do, and it may go before they end; not from a signal handler. All copies go before the
-/// library is unloaded.
+/// Ends calls from another thread of the process. Copies are the same token. Any thread may use it,
+/// also while calls do, and it may go before they end; not from a signal handler. All copies go
+/// before the library is unloaded.
 // NOLINTNEXTLINE(cppcoreguidelines-special-member-functions): a move is a copy, no token is empty
 class ORMO_EXPORT CancelToken {
  public:

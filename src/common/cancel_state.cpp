@@ -6,16 +6,19 @@
 #include <system_error>
 #include <utility>
 
+#include "common/fork_count.h"
+
 namespace Ormo {
 
-CancelState::CancelState() : event_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+CancelState::CancelState()
+    : forkCount_(ForkCount()), event_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   if (!event_) {
     throw std::system_error(errno, std::generic_category(), "a cancel token has no descriptor");
   }
 }
 
 void CancelState::Cancel() noexcept {
-  if (isCancelled_.exchange(true)) {
+  if (isCancelled_.exchange(true) || ForkCount() != forkCount_) {
     return;
   }
   eventfd_write(event_.Get(), 1);

@@ -4,6 +4,7 @@
 #define ORMO_COMMON_CANCEL_STATE_H
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <list>
 #include <mutex>
@@ -21,7 +22,8 @@ class CancelState {
   CancelState(const CancelState&) = delete;
   CancelState& operator=(const CancelState&) = delete;
 
-  /// Wakes whoever waits, for good; allocates nothing.
+  /// Wakes whoever waits, for good; allocates nothing. In a forked child it wakes nobody: those who
+  /// wait are the parent's.
   void Cancel() noexcept;
 
   bool IsCancelled() const noexcept { return isCancelled_; }
@@ -45,6 +47,7 @@ class CancelState {
   };
 
  private:
+  const uint32_t forkCount_;
   FileDescriptor event_;
   std::atomic<bool> isCancelled_{false};
   std::mutex mutex_;  ///< guards wakers_, held while they are called

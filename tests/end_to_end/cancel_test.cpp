@@ -219,6 +219,17 @@ TEST_F(CancelTest, WhatComesTooLateChangesNothing) {
   EXPECT_EQ(OrmoHost::CallCount("zelmdlLoadFromMem"), 0U);
 }
 
+TEST_F(CancelTest, AForkedChildCancelsNothingOfItsParents) {
+  const pid_t child = fork();
+  if (child == 0) {
+    token_.Cancel();
+    _exit(0);
+  }
+  waitpid(child, nullptr, 0);
+  EXPECT_FALSE(token_.IsCancelled());
+  EXPECT_EQ(RunOffline(true), STATUS_SUCCESS) << detail_.reason;
+}
+
 TEST_F(CancelTest, AtAnyMomentNothingIsLeftAndTheNextRunWorks) {
   constexpr int ROUNDS = 200;
   std::mt19937 random(20240501);  // NOLINT(cert-msc51-cpp): the same moments each time
