@@ -10,6 +10,7 @@
 #include <functional>
 #include <future>
 #include <random>
+#include <regex>
 #include <string>
 #include <thread>
 
@@ -67,6 +68,14 @@ class LockHolder {
  private:
   pid_t child_;
 };
+
+// Until a thread of this process waits for a lock file, by the system's list of locks.
+void AwaitLockWait() {
+  const std::regex waiter("-> POSIX .* " + std::to_string(getpid()) + " ");
+  while (!std::regex_search(ReadFile("/proc/locks"), waiter)) {
+    std::this_thread::yield();
+  }
+}
 
 class CancelTest : public DetailTest {
  protected:
@@ -139,8 +148,7 @@ TEST_F(CancelTest, AWaitForTheLockIsLeft) {
     token_ = CancelToken();
     std::future<void> call =
         std::async(std::launch::async, [&] { ExpectCancelled([&] { return run(1); }); });
-    // Queued, on its way, or in the wait.
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    AwaitLockWait();
     token_.Cancel();
     call.wait();
     EXPECT_FALSE(detail_.isLockHeld);
