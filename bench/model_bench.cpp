@@ -77,20 +77,39 @@ void MeasurePlainly(const RunnerConfig& config) {
   benchmark::DoNotOptimize(Utils::CalcAvgExecuteTime(times));
 }
 
+// A thousand iterations of the measuring loop over an empty model.
+class EmptyLoop {
+ public:
+  static constexpr uint32_t LOOP = 1000;
+
+  EmptyLoop() {
+    Require(manager_.Init(0) == 0);
+    config_.loop = LOOP;
+    info_.modelId = model_.Id();
+  }
+
+  ~EmptyLoop() { manager_.Finalize(); }
+
+  EmptyLoop(const EmptyLoop&) = delete;
+  EmptyLoop& operator=(const EmptyLoop&) = delete;
+
+  const RunnerConfig& Config() const { return config_; }
+
+  void Measure() { Require(manager_.Process(config_, info_) == 0); }
+
+ private:
+  EmptyModel model_;
+  RunManager manager_;
+  RunnerConfig config_;
+  RunInfo info_;
+};
+
 // One iteration of the measuring loop, with its span; target: at most 1.2 times two reads, an
 // insertion, the bound's test and a span.
 void LoopIteration(benchmark::State& state) {
-  const EmptyModel model;
-  RunManager manager;
-  Require(manager.Init(0) == 0);
-  RunnerConfig config;
-  config.loop = 1000;
-  RunInfo info;
-  info.modelId = model.Id();
+  EmptyLoop loop;
   Compare(
-      state, config.loop, 1.2, [&] { Require(manager.Process(config, info) == 0); },
-      [&] { MeasurePlainly(config); });
-  manager.Finalize();
+      state, EmptyLoop::LOOP, 1.2, [&] { loop.Measure(); }, [&] { MeasurePlainly(loop.Config()); });
 }
 
 BENCHMARK(LoopIteration)->Iterations(ROUNDS);
@@ -98,23 +117,15 @@ BENCHMARK(LoopIteration)->Iterations(ROUNDS);
 // The same for a call that asks for the time of each execution; target: at most 1.25 times one that
 // does not.
 void LoopIterationInDetail(benchmark::State& state) {
-  const EmptyModel model;
-  RunManager manager;
-  Require(manager.Init(0) == 0);
-  RunnerConfig config;
-  config.loop = 1000;
-  RunInfo info;
-  info.modelId = model.Id();
-  const auto measure = [&] { Require(manager.Process(config, info) == 0); };
+  EmptyLoop loop;
   const auto measureInDetail = [&] {
     RunWatch watch;
     char reason[CallContext::REASON_SIZE];
     const CallContext call(watch, reason);
-    measure();
-    Require(watch.wallTimes.size() == config.loop);
+    loop.Measure();
+    Require(watch.wallTimes.size() == EmptyLoop::LOOP);
   };
-  Compare(state, config.loop, 1.25, measureInDetail, measure);
-  manager.Finalize();
+  Compare(state, EmptyLoop::LOOP, 1.25, measureInDetail, [&] { loop.Measure(); });
 }
 
 BENCHMARK(LoopIterationInDetail)->Iterations(ROUNDS);

@@ -9,13 +9,6 @@
 namespace Ormo::Testing {
 namespace {
 
-// y = relu(x + 1), with the sum in work memory.
-std::string AddRelu(const std::vector<int64_t>& shape, const std::string& rest = "") {
-  return Graph({Node("x", "Data", "", shape), Node("one", "Const", "", {2}, "\"fill\": 1"),
-                Node("sum", "Add", "\"x\", \"one\"", shape), Node("y", "Relu", "\"sum\"", shape)},
-               rest);
-}
-
 using ModelTest = PlatformTest;
 
 TEST_F(ModelTest, RunsInMemoryThatItIsGiven) {

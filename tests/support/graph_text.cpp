@@ -21,6 +21,12 @@ std::string Graph(const std::vector<std::string>& nodes, const std::string& rest
          (rest.empty() ? "" : ", " + rest) + "}";
 }
 
+std::string AddRelu(const std::vector<int64_t>& shape, const std::string& rest) {
+  return Graph({Node("x", "Data", "", shape), Node("one", "Const", "", {2}, "\"fill\": 1"),
+                Node("sum", "Add", "\"x\", \"one\"", shape), Node("y", "Relu", "\"sum\"", shape)},
+               rest);
+}
+
 std::string SpinGraph(const std::vector<uint64_t>& nanoseconds) {
   std::vector<std::string> nodes = {Node("data", "Data", "", {1})};
   std::string previous = "\"data\"";

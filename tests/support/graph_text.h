@@ -16,6 +16,9 @@ std::string Node(const std::string& name, const std::string& type, const std::st
 /// A graph file of these nodes; `rest` follows them, for instance `"dynamic": {"batch": [1]}`.
 std::string Graph(const std::vector<std::string>& nodes, const std::string& rest = "");
 
+/// y = relu(x + 1), with the sum in work memory; `shape` ends with 2.
+std::string AddRelu(const std::vector<int64_t>& shape, const std::string& rest = "");
+
 /// A chain of Spin nodes "spin0", "spin1" and so on behind an input of 4 bytes, with those times.
 std::string SpinGraph(const std::vector<uint64_t>& nanoseconds);
 
